@@ -1,0 +1,42 @@
+#include "common/json.h"
+
+#include <cerrno>
+#include <cstdint>
+
+bool json_is_valid(const json_object *object)
+{
+    constexpr uintptr_t kLastValidAddress = UINTPTR_MAX - 3999; // -4000 as an address
+    return object != nullptr && reinterpret_cast<uintptr_t>(object) <= kLastValidAddress;
+}
+
+int json_give(json_object *parent, const char *key, TJson value)
+{
+    if (value == nullptr || json_object_object_add(parent, key, value.get()) != 0)
+        return -ENOMEM;
+    (void)value.release(); // the parent's now
+    return 0;
+}
+
+int json_append(json_object *array, TJson value)
+{
+    if (value == nullptr || json_object_array_add(array, value.get()) != 0)
+        return -ENOMEM;
+    (void)value.release();
+    return 0;
+}
+
+int json_give_text(json_object *parent, const char *key, const std::string &text)
+{
+    return json_give(parent, key, TJson(json_object_new_string(text.c_str())));
+}
+
+int json_append_text(json_object *array, const std::string &text)
+{
+    return json_append(array, TJson(json_object_new_string(text.c_str())));
+}
+
+std::string json_text(json_object *object)
+{
+    const char *text = json_object_to_json_string(object);
+    return text != nullptr ? text : "null";
+}

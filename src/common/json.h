@@ -1,0 +1,28 @@
+#pragma once
+
+#include <json-c/json.h>
+#include <memory>
+#include <string>
+
+struct T_JSON_PUT {
+    void operator()(json_object *object) const { json_object_put(object); }
+};
+
+/* One reference to a json-c value, ours until given away. */
+using TJson = std::unique_ptr<json_object, T_JSON_PUT>;
+
+/* Whether a handle that came from elsewhere is a value: neither null nor one of
+ * json-c's error pointers (the last 4000 addresses). */
+bool json_is_valid(const json_object *object);
+
+/* Hands `value` over to an object or an array. 0, or -ENOMEM when it could not be
+ * made or taken; it is released then. */
+int json_give(json_object *parent, const char *key, TJson value);
+int json_append(json_object *array, TJson value);
+
+/* The same for texts, which is what nearly all figures of the answers are. */
+int json_give_text(json_object *parent, const char *key, const std::string &text);
+int json_append_text(json_object *array, const std::string &text);
+
+/* The value as text in json-c's default spacing; "null" for a null handle. */
+std::string json_text(json_object *object);

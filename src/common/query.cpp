@@ -1,0 +1,41 @@
+#include "common/query.h"
+
+#include <cstring>
+
+#include "common/text.h"
+#include "common/trace.h"
+
+int query_head(const char *method, const char *name, const void *manager, const char *manager_name)
+{
+    if (method[0] == '\0' || name[0] == '\0') {
+        tell("wrong args.\n");
+        return kQueryWrongArgs;
+    }
+    if (manager == nullptr) {
+        tell("%s does not exist.\n", manager_name);
+        return kQueryNoManager;
+    }
+    return kQueryOk;
+}
+
+int query_count(const char *type, int *count)
+{
+    const int value = text_to_int(type);
+    if (value < 0) {
+        tell("type=[%d] invalid.\n", value);
+        return kQueryBadCount;
+    }
+    *count = value;
+    return kQueryOk;
+}
+
+int query_unknown(const char *method)
+{
+    tell("method=[%s] not support\n", method);
+    return kQueryNoMethod;
+}
+
+bool query_is(const char *method, const char *name)
+{
+    return strcmp(method, name) == 0;
+}

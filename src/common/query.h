@@ -1,0 +1,26 @@
+#pragma once
+
+#include "common/json.h"
+
+/* What the query operations of all statistics kinds begin with. */
+
+/* Result codes of a query. */
+constexpr int kQueryOk = 0;
+constexpr int kQueryNoManager = -2;
+constexpr int kQueryNoMethod = -3;
+constexpr int kQueryWrongArgs = -4;
+constexpr int kQueryBadCount = -6;
+
+/* kQueryOk; kQueryWrongArgs when the method or the name is empty, else
+ * kQueryNoManager when the kind is not up. Failures are told on standard error. */
+int query_head(const char *method, const char *name, const void *manager, const char *manager_name);
+
+/* Reads the count of intervals. kQueryOk, or kQueryBadCount, told, when it is
+ * negative. */
+int query_count(const char *type, int *count);
+
+/* Tells that the method is not known. Always kQueryNoMethod. */
+int query_unknown(const char *method);
+
+/* The C string of method compared. */
+bool query_is(const char *method, const char *name);

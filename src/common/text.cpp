@@ -1,0 +1,59 @@
+#include "common/text.h"
+
+#include <algorithm>
+#include <charconv>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+int text_to_int(const char *text)
+{
+    const long value = strtol(text, nullptr, 10);
+    return static_cast<int>(std::clamp<long>(value, INT_MIN, INT_MAX));
+}
+
+bool text_next_u64(std::string_view *rest, uint64_t *value)
+{
+    const size_t start = rest->find_first_not_of(" \t\n\v\f\r");
+    if (start == std::string_view::npos)
+        return false;
+    std::string_view text = rest->substr(start);
+    const bool negative = text.front() == '-';
+    if (negative || text.front() == '+')
+        text.remove_prefix(1);
+    uint64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error == std::errc::invalid_argument)
+        return false;
+    if (error == std::errc::result_out_of_range)
+        number = UINT64_MAX;
+    *value = negative && error == std::errc() ? 0 - number : number;
+    rest->remove_prefix(static_cast<size_t>(end - rest->data()));
+    return true;
+}
+
+std::string text_format(const char *format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    va_list again;
+    va_copy(again, args);
+    const int length = vsnprintf(nullptr, 0, format, args);
+    va_end(args);
+    std::string text(length > 0 ? static_cast<size_t>(length) : 0, '\0');
+    vsnprintf(text.data(), text.size() + 1, format, again);
+    va_end(again);
+    return text;
+}
+
+size_t text_copy(char *buffer, size_t size, std::string_view text)
+{
+    if (size == 0)
+        return 0;
+    const size_t length = std::min(text.substr(0, text.find('\0')).size(), size - 1);
+    memcpy(buffer, text.data(), length);
+    buffer[length] = '\0';
+    return length;
+}

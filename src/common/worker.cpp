@@ -1,0 +1,142 @@
+#include "common/worker.h"
+
+#include <cerrno>
+#include <csignal>
+#include <exception>
+#include <new>
+
+#include "common/text.h"
+#include "common/trace.h"
+#include "platform/interrupt.h"
+
+namespace {
+
+void name_thread(const char *name)
+{
+    char kernel_name[16]; // the kernel refuses longer ones
+    text_copy(kernel_name, name);
+    (void)pthread_setname_np(pthread_self(), kernel_name);
+}
+
+/* Creates a thread that sees no signal but those of a crash. */
+int create_thread(pthread_t *thread, bool detached, void *(*entry)(void *), void *argument)
+{
+    sigset_t all, before;
+    sigfillset(&all);
+    for (const int crash : {SIGSEGV, SIGABRT, SIGTRAP, SIGBUS, SIGFPE, SIGILL})
+        sigdelset(&all, crash);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    if (detached)
+        pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    const int error = pthread_create(thread, &attributes, entry, argument);
+    pthread_attr_destroy(&attributes);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return error;
+}
+
+} // namespace
+
+void TWorker::prepare()
+{
+    if (!m_ready)
+        vos_cond_wait_init(&m_cond, 1);
+    m_ready = true;
+}
+
+int TWorker::start(const T_WORKER_PLAN &plan)
+{
+    prepare();
+    m_terminate = false;
+    m_plan = plan;
+    const int error = create_thread(&m_thread, false, enter, this);
+    m_created = error == 0;
+    return error;
+}
+
+void TWorker::wake()
+{
+    vos_cond_wait_signal(&m_cond);
+}
+
+void TWorker::stop()
+{
+    m_terminate = true;
+    if (m_ready)
+        vos_cond_wait_signal(&m_cond);
+    if (m_created)
+        pthread_join(m_thread, nullptr);
+    m_created = false;
+    tell("end wait_for_terminate...\n");
+}
+
+void TWorker::release()
+{
+    if (m_ready)
+        vos_cond_wait_destroy(&m_cond);
+    m_ready = false;
+}
+
+void TWorker::wait_s(int seconds)
+{
+    vos_cond_wait(&m_cond, seconds);
+}
+
+void TWorker::set_up() const
+{
+    const auto failed = [this](const char *call, int error) {
+        if (m_plan.cancel_failed != nullptr)
+            m_plan.cancel_failed(call, error);
+        else
+            tell("%s failed..., errno=%d", call, error);
+    };
+    if (const int error = pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr); error != 0)
+        failed("pthread_setcancelstate", error);
+    if (const int error = pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, nullptr); error != 0)
+        failed("pthread_setcanceltype", error);
+    name_thread(m_plan.name);
+}
+
+void *TWorker::enter(void *self)
+{
+    auto *worker = static_cast<TWorker *>(self);
+    worker->set_up();
+    platform_interrupt_on(&worker->m_terminate);
+    try {
+        worker->m_plan.body(worker);
+    } catch (const std::exception &failure) {
+        /* Out of memory, most likely. The daemon goes on without this thread
+         * rather than ending with it. */
+        tell("%s ended by an exception: %s\n", worker->m_plan.function, failure.what());
+    }
+    tell(" %s was terminated.\n", worker->m_plan.function);
+    return nullptr;
+}
+
+int thread_start_detached(const char *name, void (*body)())
+{
+    struct T_START {
+        const char *name;
+        void (*body)();
+    };
+    auto *start = new (std::nothrow) T_START{name, body};
+    if (start == nullptr)
+        return ENOMEM;
+    const auto entry = [](void *argument) -> void * {
+        const T_START plan = *static_cast<T_START *>(argument);
+        delete static_cast<T_START *>(argument);
+        name_thread(plan.name);
+        try {
+            plan.body();
+        } catch (const std::exception &failure) {
+            tell("%s ended by an exception: %s\n", plan.name, failure.what());
+        }
+        return nullptr;
+    };
+    pthread_t thread;
+    const int error = create_thread(&thread, true, entry, start);
+    if (error != 0)
+        delete start;
+    return error;
+}

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <atomic>
+#include <pthread.h>
+
+#include "platform/vos_cond.h"
+
+class TWorker;
+
+/* What a worker thread is. */
+struct T_WORKER_PLAN {
+    const char *name;     // of the thread; the kernel keeps its first 15 characters
+    const char *function; // of the body, told when it ends
+    void (*body)(TWorker *self);
+    /* Told when deferred cancellation cannot be set up ("pthread_setcancelstate"
+     * or "pthread_setcanceltype"); null: the usual line on standard error. */
+    void (*cancel_failed)(const char *call, int error) = nullptr;
+};
+
+/* A joinable thread that can be told to stop.
+ *
+ * The body loops until terminated() and sleeps in wait_s() only; a stop ends the
+ * sleep, also one that was asked for just before it. Calls of the platform that
+ * the body makes give up when a stop is asked for. Signals are blocked in the
+ * thread: they belong to the main thread. One object serves one thread at a
+ * time; start, stop and release are the owner's, wake is anyone's between. */
+class TWorker {
+public:
+    /* Readies the condition. start() does it where it was not done. */
+    void prepare();
+
+    /* Clears the flag and creates the thread. 0, or pthread_create's error. */
+    int start(const T_WORKER_PLAN &plan);
+
+    /* Ends the thread's present or next sleep. */
+    void wake();
+
+    /* Flag, signal, join, "end wait_for_terminate...\n". Harmless, but for the
+     * line, when the thread was never created. */
+    void stop();
+
+    /* Gives the condition back. */
+    void release();
+
+    /* For the body. */
+    bool terminated() const { return m_terminate.load(); }
+    void wait_s(int seconds);
+
+private:
+    static void *enter(void *self);
+    void set_up() const;
+
+    T_WORKER_PLAN m_plan = {};
+    std::atomic<bool> m_terminate{false};
+    vos_cond_t m_cond = {};
+    bool m_ready = false;   // owner's: the condition is initialised
+    bool m_created = false; // owner's: there is a thread to join
+    pthread_t m_thread = {};
+};
+
+/* Creates a thread that nobody waits for. 0, or pthread_create's error. */
+int thread_start_detached(const char *name, void (*body)());

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+
+/* The camera-management record. It is compared byte for byte, so whoever fills
+ * one starts from zeros. */
+struct st_cmv_info {
+    uint8_t value1;
+    uint8_t value2;
+    uint8_t value3;
+    uint8_t padding;
+    int32_t value4;
+    char text1[64]; // NUL-terminated
+    char text2[64]; // NUL-terminated
+};
+static_assert(sizeof(st_cmv_info) == 136);
+
+int get_cmv_info(st_cmv_info &info);   // what holds now
+int check_cmv_info(st_cmv_info &info); // what is on record

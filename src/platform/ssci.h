@@ -1,0 +1,123 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/httpserver.hpp"
+
+/* The appliance's service-call library: services that answer JSON over HTTP on
+ * the loopback host, found by name through the local name server. */
+
+/* --- Server side --------------------------------------------------------- */
+
+class ssci_response : public httpserver::string_response {
+public:
+    using httpserver::string_response::string_response;
+};
+
+using ssci_handler = std::shared_ptr<httpserver::http_response> (*)(const httpserver::http_request &);
+
+/* One route: a path and a handler per HTTP method, null where the method is not
+ * served. Routes are made before main and unmade at exit; while the server is up
+ * their handlers are called on its request threads. */
+class common_http_resource {
+public:
+    common_http_resource(const char *path, ssci_handler get, ssci_handler put = nullptr, ssci_handler post = nullptr,
+                         ssci_handler del = nullptr);
+    ~common_http_resource();
+    common_http_resource(const common_http_resource &) = delete;
+    common_http_resource &operator=(const common_http_resource &) = delete;
+};
+
+/* The service as a whole: GET "/<name>/health" answers the text that `health`
+ * writes into a buffer of `size` bytes. */
+class common_service_resource {
+public:
+    common_service_resource(const char *name, bool (*health)(char *buffer, size_t size), size_t size);
+    ~common_service_resource();
+    common_service_resource(const common_service_resource &) = delete;
+    common_service_resource &operator=(const common_service_resource &) = delete;
+};
+
+/* Prepares the one server of this process: its name and port, the number of
+ * request threads, and the name server to register with. Nothing listens yet.
+ * All four return 0, else an error code. */
+long long ssci_server_create(const char *name, const char *host, int port, int workers, const char *nameserver_host,
+                             int nameserver_port, bool flag, int number, const char *text);
+long long ssci_server_start();
+long long ssci_server_stop();
+long long ssci_server_destory();
+
+/* A thread that can be told to stop and be joined. */
+class TThread {
+public:
+    TThread() = default;
+    virtual ~TThread() = default;
+    TThread(const TThread &) = delete;
+    TThread &operator=(const TThread &) = delete;
+
+    virtual int run() = 0;          // starts it; 0 or an error number
+    virtual int stop(int mode) = 0; // wakes it after m_terminate was set
+    virtual int wait() = 0;         // joins it; harmless when it never ran
+
+    std::atomic<bool> m_terminate{false};
+};
+
+/* A session with the local hub: what is announced goes out under the service's
+ * name; with a route, run() keeps a subscription that has notices of other
+ * services delivered there by PUT. */
+class TNotifySessionManager : public TThread {
+public:
+    explicit TNotifySessionManager(const char *service, const char *route = "");
+    ~TNotifySessionManager() override;
+
+    int run() override;
+    int stop(int mode) override;
+    int wait() override;
+
+    /* Announces one notice to whoever subscribed. Returns 0, else an error code
+     * of the client calls below. */
+    long long sendNotification(int category, int code, const char *text, int level);
+
+private:
+    struct T_SESSION;
+    std::unique_ptr<T_SESSION> m_session;
+};
+
+/* --- Client side ---------------------------------------------------------
+ *
+ * Each call is bounded by `timeout_s` in all and by one second for connecting.
+ * Results: 0 the peer answered with a 2xx status; 1 the service name is not
+ * known; 2 the peer answered with another status; 3 transport error, told by
+ * __ssci_errno and ssci_strerror (of the calling thread's last call); 4 wrong
+ * arguments. *answer is the body, at most 1 MiB, and is only touched on 0. */
+
+/* Query arguments in order; they are URL-encoded on the way. */
+using ssci_params = std::vector<std::pair<std::string, std::string>>;
+
+constexpr long long SSCI_OK = 0;
+constexpr long long SSCI_UNKNOWN_SERVICE = 1;
+constexpr long long SSCI_BAD_STATUS = 2;
+constexpr long long SSCI_TRANSPORT_ERROR = 3;
+constexpr long long SSCI_WRONG_ARGUMENTS = 4;
+
+long long ssci_GET_request(const char *host, int port, const char *path, const ssci_params &params, std::string *answer,
+                           int timeout_s);
+long long ssci_DELETE_request(const char *host, int port, const char *path, const ssci_params &params,
+                              std::string *answer, int timeout_s);
+long long ssci_PUT_request(const char *host, int port, const char *path, const std::string &body, std::string *answer,
+                           int timeout_s);
+long long ssci_POST_request(const char *host, int port, const char *path, const std::string &body, std::string *answer,
+                            int timeout_s);
+
+/* The same by service name, looked up at the name server given here (and, where
+ * that does not know it, among the well-known local services). */
+long long ssci_nameserver_init(const char *host, int port);
+long long ssci_GET_request(const char *service, const char *path, const ssci_params &params, std::string *answer,
+                           int timeout_s);
+
+int __ssci_errno();
+const char *ssci_strerror(int code);

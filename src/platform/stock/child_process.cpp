@@ -1,0 +1,142 @@
+#include "platform/stock/child_process.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/pidfd.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/fd.h"
+#include "platform/host_path.h"
+#include "platform/interrupt.h"
+#include "platform/time_stamp.h"
+
+namespace {
+
+constexpr int kPollSliceMs = 100;      // how soon a request to stop is seen
+constexpr uint64_t kStopGraceMs = 500; // an event that is being recorded may still get through
+constexpr size_t kReadChunk = 64 * 1024;
+
+/* Attributes and file actions of a spawn, released with the scope. */
+class TSpawnPlan {
+public:
+    TSpawnPlan()
+    {
+        posix_spawn_file_actions_init(&m_actions);
+        posix_spawnattr_init(&m_attributes);
+        sigset_t set;
+        sigemptyset(&set);
+        posix_spawnattr_setsigmask(&m_attributes, &set);
+        sigfillset(&set);
+        posix_spawnattr_setsigdefault(&m_attributes, &set);
+        posix_spawnattr_setpgroup(&m_attributes, 0);
+        posix_spawnattr_setflags(&m_attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
+        posix_spawn_file_actions_addopen(&m_actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    }
+    ~TSpawnPlan()
+    {
+        posix_spawn_file_actions_destroy(&m_actions);
+        posix_spawnattr_destroy(&m_attributes);
+    }
+    TSpawnPlan(const TSpawnPlan &) = delete;
+    TSpawnPlan &operator=(const TSpawnPlan &) = delete;
+
+    void take_output(int pipe_end)
+    {
+        posix_spawn_file_actions_adddup2(&m_actions, pipe_end, STDOUT_FILENO);
+        posix_spawn_file_actions_addopen(&m_actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    }
+
+    /* 0 or an error number. */
+    int spawn(const std::vector<const char *> &argv, pid_t *pid)
+    {
+        posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1);
+        std::vector<char *> texts;
+        texts.reserve(argv.size() + 1);
+        for (const char *text : argv)
+            texts.push_back(const_cast<char *>(text)); // posix_spawn does not write to them
+        texts.push_back(nullptr);
+        return posix_spawn(pid, host_path(argv[0]).c_str(), &m_actions, &m_attributes, texts.data(), environ);
+    }
+
+private:
+    posix_spawn_file_actions_t m_actions;
+    posix_spawnattr_t m_attributes;
+};
+
+/* Moves what the pipe holds now into *output. False at its end. */
+bool drain(int pipe_end, std::string *output, size_t max_output)
+{
+    char chunk[kReadChunk];
+    while (output->size() <= max_output) {
+        const ssize_t got = read(pipe_end, chunk, sizeof(chunk));
+        if (got > 0)
+            output->append(chunk, static_cast<size_t>(got));
+        else
+            return got < 0 && (errno == EAGAIN || errno == EINTR);
+    }
+    return true;
+}
+
+/* Waits for the child's end, taking its output. 0, or why it must be killed. */
+int watch_child(pid_t pid, const T_CHILD_LIMITS &limits, int pipe_end, std::string *output)
+{
+    const uint64_t deadline = current_time_stamp_mono_r() + static_cast<uint64_t>(limits.timeout_s) * 1000;
+    uint64_t stop_deadline = 0; // 0: nobody asked to stop
+    const TFd pidfd(pidfd_open(pid, 0));
+    for (;;) {
+        struct pollfd waits[2] = {{pidfd.get(), POLLIN, 0}, {pipe_end, POLLIN, 0}};
+        (void)poll(waits, 2, kPollSliceMs);
+        siginfo_t ended = {};
+        const bool gone =
+            waitid(P_PID, static_cast<id_t>(pid), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 && ended.si_pid == pid;
+        if (pipe_end >= 0 && !drain(pipe_end, output, limits.max_output))
+            pipe_end = -1;
+        if (output != nullptr && output->size() > limits.max_output)
+            return -EFBIG;
+        if (gone)
+            return 0;
+        const uint64_t now = current_time_stamp_mono_r();
+        if (now >= deadline)
+            return -ETIMEDOUT;
+        if (stop_deadline == 0 && platform_interrupted())
+            stop_deadline = now + kStopGraceMs;
+        if (stop_deadline != 0 && now >= stop_deadline)
+            return -EINTR;
+    }
+}
+
+} // namespace
+
+int child_run(const std::vector<const char *> &argv, const T_CHILD_LIMITS &limits, std::string *output)
+{
+    TFd reading, writing;
+    TSpawnPlan plan;
+    if (output != nullptr) {
+        int ends[2];
+        if (pipe2(ends, O_CLOEXEC) != 0)
+            return -errno;
+        reading = TFd(ends[0]);
+        writing = TFd(ends[1]);
+        (void)fcntl(reading.get(), F_SETFL, O_NONBLOCK);
+        plan.take_output(writing.get());
+    }
+    pid_t pid = -1;
+    if (const int error = plan.spawn(argv, &pid); error != 0)
+        return -error;
+    writing = TFd(); // ours would keep the pipe from ending
+
+    const int killed_for = watch_child(pid, limits, reading.get(), output);
+    if (killed_for != 0)
+        (void)kill(-pid, SIGKILL);
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    }
+    if (killed_for != 0)
+        return killed_for;
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}

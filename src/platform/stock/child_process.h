@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+/* How long a child may run and how much it may say. */
+struct T_CHILD_LIMITS {
+    int timeout_s;     // counted from its start
+    size_t max_output; // bytes of standard output; only where output is taken
+};
+
+/* Runs argv[0] (behind the host root) with the arguments argv[1]... and waits for
+ * its end. Standard input is the null device; no descriptor but 0 to 2 is handed
+ * on; signals are as at boot. With `output` the child's standard output is put
+ * there and its standard error goes to the null device, else it inherits both.
+ *
+ * A child that runs out of its limits, or whose caller is asked to stop
+ * (platform/interrupt.h, after half a second of grace), is killed with its
+ * children of the same process group. It is always reaped.
+ *
+ * Returns the exit status, 128 + n for an end by signal n, or negative: -errno
+ * when it could not be started, -ETIMEDOUT, -EFBIG or -EINTR when it was killed
+ * for its time, its output or a stop. */
+int child_run(const std::vector<const char *> &argv, const T_CHILD_LIMITS &limits, std::string *output);

@@ -1,0 +1,27 @@
+#include "platform/host_path.h"
+
+#include <cstdlib>
+
+namespace {
+
+/* Read once: a prefix that moved while the daemon runs would tear its files. */
+const std::string &host_root()
+{
+    static const std::string root = [] {
+        const char *value = secure_getenv("VELOMOND_ROOT");
+        std::string text = value != nullptr ? value : "";
+        while (!text.empty() && text.back() == '/')
+            text.pop_back();
+        return text;
+    }();
+    return root;
+}
+
+} // namespace
+
+std::string host_path(std::string_view path)
+{
+    std::string full = host_root();
+    full.append(path);
+    return full;
+}

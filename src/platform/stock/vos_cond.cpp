@@ -1,0 +1,53 @@
+#include "platform/vos_cond.h"
+
+#include <cerrno>
+#include <ctime>
+
+int vos_cond_wait_init(vos_cond_t *cond, int clock)
+{
+    pthread_condattr_t attributes;
+    int error = pthread_condattr_init(&attributes);
+    if (error != 0)
+        return error;
+    pthread_condattr_setclock(&attributes, clock == 1 ? CLOCK_MONOTONIC : CLOCK_REALTIME);
+    error = pthread_cond_init(&cond->cond, &attributes);
+    pthread_condattr_destroy(&attributes);
+    if (error != 0)
+        return error;
+    cond->clock = clock;
+    cond->signalled = false;
+    return pthread_mutex_init(&cond->mutex, nullptr);
+}
+
+int vos_cond_wait(vos_cond_t *cond, int seconds)
+{
+    struct timespec deadline = {};
+    clock_gettime(cond->clock == 1 ? CLOCK_MONOTONIC : CLOCK_REALTIME, &deadline);
+    deadline.tv_sec += seconds;
+
+    pthread_mutex_lock(&cond->mutex);
+    int result = 0;
+    while (!cond->signalled && result == 0)
+        result = pthread_cond_timedwait(&cond->cond, &cond->mutex, &deadline);
+    if (cond->signalled)
+        result = 0;
+    cond->signalled = false;
+    pthread_mutex_unlock(&cond->mutex);
+    return result;
+}
+
+int vos_cond_wait_signal(vos_cond_t *cond)
+{
+    pthread_mutex_lock(&cond->mutex);
+    cond->signalled = true;
+    pthread_cond_signal(&cond->cond);
+    pthread_mutex_unlock(&cond->mutex);
+    return 0;
+}
+
+int vos_cond_wait_destroy(vos_cond_t *cond)
+{
+    pthread_cond_destroy(&cond->cond);
+    pthread_mutex_destroy(&cond->mutex);
+    return 0;
+}

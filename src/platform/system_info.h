@@ -1,0 +1,10 @@
+#pragma once
+
+#include <cstdint>
+
+/* The storage family of this model: 2 and 9 are ZFS-based. Returns 0, else
+ * negative with *type untouched. */
+int get_platform_system(uint32_t *type);
+
+/* Whether a service has told that it started, by the marker file at `path`. */
+bool check_system_init(const char *path);

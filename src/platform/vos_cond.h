@@ -1,0 +1,27 @@
+#pragma once
+
+#include <pthread.h>
+
+/* A wait that another thread can end: an auto-reset event. A signal that comes
+ * while nobody waits is kept for the next wait, so a request to stop is never
+ * lost between testing a flag and going to sleep. */
+struct vos_cond_t {
+    pthread_mutex_t mutex;
+    pthread_cond_t cond;
+    bool signalled; // guarded by mutex
+    int clock;      // as given to vos_cond_wait_init
+};
+
+/* Makes the object ready; clock 1 measures time-outs on the monotonic clock, 0
+ * on the wall clock. Returns 0 or an error number. */
+int vos_cond_wait_init(vos_cond_t *cond, int clock);
+
+/* Sleeps until a signal or for `seconds` at most. Returns 0 after a signal,
+ * ETIMEDOUT otherwise. */
+int vos_cond_wait(vos_cond_t *cond, int seconds);
+
+/* Ends the wait in progress, or the next one. Returns 0. */
+int vos_cond_wait_signal(vos_cond_t *cond);
+
+/* Releases the object; nobody may be waiting. Returns 0. */
+int vos_cond_wait_destroy(vos_cond_t *cond);

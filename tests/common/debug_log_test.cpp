@@ -1,0 +1,42 @@
+#include "common/debug_log.h"
+
+#include <gtest/gtest.h>
+
+#include "fake_platform/fake_platform.h"
+
+namespace {
+
+constexpr size_t kRotateAbove = 2095104;
+
+class DebugLog : public fake::TPlatformTest {};
+
+TEST_F(DebugLog, AppendsWhatIsFormattedAndNoMore)
+{
+    log_File_Debug(kLogMain, "%s=%d)", "a", 1);
+    log_File_Debug(kLogMain, "b\n");
+    EXPECT_EQ(log_text(kLogMain), "a=1)b\n");
+    log_File_Debug(kLogCpu, "%s", std::string(3000, 'x').c_str());
+    EXPECT_EQ(log_text(kLogCpu), std::string(2047, 'x'));
+}
+
+TEST_F(DebugLog, RotatesAboveItsLimitAndKeepsOneBackup)
+{
+    const std::string full(kRotateAbove, 'f');
+    write_file(kLogMain, full);
+    write_file(std::string(kLogMain) + "_bak", "older");
+    log_File_Debug(kLogMain, "1"); // not above it yet
+    EXPECT_EQ(log_text(kLogMain).size(), kRotateAbove + 1);
+    log_File_Debug(kLogMain, "2");
+    EXPECT_EQ(log_text(kLogMain), "2");
+    EXPECT_EQ(read_file(std::string(kLogMain) + "_bak"), full + "1");
+}
+
+TEST_F(DebugLog, AFolderThatCannotBeMadeIsToldAndTheLineDropped)
+{
+    EXPECT_EQ(fake::stderr_of([] { log_File_Debug("/Vdbglog/missing/deeper/x.log", "line"); }),
+              "[VeloMond_log] create log folder /Vdbglog/missing/deeper/x.log failed, ret=-1\n");
+    log_File_Debug("/Vdbglog/made/x.log", "line"); // one level is made
+    EXPECT_EQ(read_file("/Vdbglog/made/x.log"), "line");
+}
+
+} // namespace

@@ -1,0 +1,93 @@
+#include "fake_platform/scripts.h"
+
+using fake::state;
+
+namespace {
+
+template <typename TValue> uint32_t give(uint32_t result, const TValue &value, TValue &out)
+{
+    if (result == 0)
+        out = value;
+    return result;
+}
+
+/* Runs one of the scripts by number; the output is touched on 0 only. */
+template <typename TOut> uint32_t run(const std::function<uint32_t(int, TOut &)> &script, int id, TOut &out)
+{
+    TOut answer;
+    return give(script ? script(id, answer) : 1, answer, out);
+}
+
+} // namespace
+
+uint32_t PAL_auth_get_auth(t_auth &auth)
+{
+    return give(state()->auth_result, state()->auth, auth);
+}
+
+uint32_t PAL_resmon_get_disk_usage(const t_auth & /*auth*/, const t_volume_info & /*in*/, t_volume_info &out)
+{
+    return give(state()->usage_result, state()->usage, out.usage);
+}
+
+uint32_t PAL_storage_get_volume_info(const t_auth & /*auth*/, const t_storage_disk_vol_info &in,
+                                     t_storage_disk_vol_info &out)
+{
+    const auto script = state()->volume_info;
+    return run(script, in.target_vol_id, out);
+}
+
+uint32_t PAL_storage_get_enclosure_list(const t_auth & /*auth*/, const t_storage_disk_input & /*in*/,
+                                        t_storage_enclosure_info &out)
+{
+    return give(state()->enclosure_result, state()->enclosure, out);
+}
+
+uint32_t PAL_storage_get_disk_list(const t_auth & /*auth*/, const t_storage_disk_input &in, t_storage_disk_list &out)
+{
+    const auto script = state()->disk_list;
+    return run(script, in.id, out);
+}
+
+uint32_t PAL_storage_get_disk_smart_info(const t_auth & /*auth*/, const t_storage_disk_input &in,
+                                         t_storage_smart_info &out)
+{
+    const auto script = state()->smart;
+    return run(script, in.id, out);
+}
+
+uint32_t PAL_system_get_syssetting(const t_auth & /*auth*/, const t_system & /*request*/, t_system &reply)
+{
+    return give(state()->syssetting_result, state()->syssetting, reply);
+}
+
+uint32_t PAL_mgr_syshealth_info(const t_auth * /*auth*/, t_syshealth_info *info, std::string *text)
+{
+    if (text != nullptr)
+        give(state()->syshealth_result, state()->syshealth.text, *text);
+    return give(state()->syshealth_result, state()->syshealth, *info);
+}
+
+uint32_t PAL_vbus_nc_notify(const char *level, const char *type, const char *category, const char *code, const char *a1,
+                            const char *a2, const char *a3, const char *a4, const char *a5, const char *a6,
+                            const char *a7, const char *a8, const char *a9, const char *a10)
+{
+    std::vector<std::optional<std::string>> texts;
+    for (const char *text : {level, type, category, code, a1, a2, a3, a4, a5, a6, a7, a8, a9, a10})
+        texts.push_back(text != nullptr ? std::optional<std::string>(text) : std::nullopt);
+    state()->nc_notify.push_back(std::move(texts));
+    return state()->notify_result;
+}
+
+uint32_t PAL_vbus_update_reverse_proxy(const t_vbus_reverse_proxy_info &request, t_vbus_reverse_proxy_info &answer)
+{
+    state()->proxy_requests.push_back(request);
+    answer.response = state()->proxy_answer.response;
+    return give(state()->proxy_result, state()->proxy_answer, answer);
+}
+
+uint32_t PAL_vbus_ostrapro_disable()
+{
+    ++state()->ostrapro_disabled;
+    return state()->disable_result;
+}

@@ -1,0 +1,243 @@
+#include "fake_platform/fake_platform.h"
+
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "fake_platform/scripts.h"
+#include "platform/host_path.h"
+#include "platform/interrupt.h"
+#include "platform/time_stamp.h"
+
+namespace fake {
+namespace {
+
+constexpr uint64_t kStartWallMs = 1'700'000'000'000; // 2023-11-14 22:13:20 UTC
+constexpr uint64_t kStartMonoMs = 1'000'000;
+
+std::atomic<uint64_t> g_wall_ms{kStartWallMs};
+std::atomic<uint64_t> g_mono_ms{kStartMonoMs};
+
+/* One lock and one condition for every wait: tests have few threads, and
+ * pass_waits must see them all. */
+struct T_WAITS {
+    std::mutex lock;
+    std::condition_variable changed;
+    std::function<void(vos_cond_t *, int)> hook;
+    int to_pass = 0, asleep = 0;
+};
+T_WAITS &waits()
+{
+    static auto &one = *new T_WAITS; // never destroyed: workers may outlive main
+    return one;
+}
+
+} // namespace
+
+T_SCRIPTS &scripts()
+{
+    static auto &one = *new T_SCRIPTS;
+    return one;
+}
+
+TLockedState state()
+{
+    return {scripts().lock, scripts().state};
+}
+
+void reset()
+{
+    {
+        const std::lock_guard guard(scripts().lock);
+        scripts().state = {};
+        scripts().exec = nullptr;
+        scripts().popen = nullptr;
+        scripts().request = nullptr;
+        scripts().programs.clear();
+        scripts().requests.clear();
+        scripts().service_calls.clear();
+    }
+    on_wait(nullptr);
+    set_wall_ms(kStartWallMs);
+    set_mono_ms(kStartMonoMs);
+}
+
+void set_wall_ms(uint64_t ms)
+{
+    g_wall_ms = ms;
+}
+
+void set_mono_ms(uint64_t ms)
+{
+    g_mono_ms = ms;
+}
+
+void advance_ms(uint64_t ms)
+{
+    g_wall_ms += ms;
+    g_mono_ms += ms;
+}
+
+void on_wait(std::function<void(vos_cond_t *, int)> hook)
+{
+    const std::lock_guard guard(waits().lock);
+    waits().hook = std::move(hook);
+    waits().to_pass = 0;
+}
+
+void pass_waits(int count)
+{
+    std::unique_lock guard(waits().lock);
+    waits().to_pass = count;
+    waits().changed.notify_all();
+    const auto done = [] { return waits().to_pass == 0 && waits().asleep > 0; };
+    if (!waits().changed.wait_for(guard, std::chrono::seconds(30), done))
+        ADD_FAILURE() << "no worker came to its wait";
+}
+
+void TPlatformTest::SetUp()
+{
+    reset();
+    setenv("TZ", "UTC", 1);
+    tzset();
+    std::string name = (std::filesystem::temp_directory_path() / "velomond_test_XXXXXX").string();
+    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    {
+        const std::lock_guard guard(scripts().lock);
+        scripts().root = name;
+    }
+    /* The log folder's own mode is for root only; tests need not be root. */
+    std::filesystem::create_directories(host_path("/Vdbglog/.velolog"));
+}
+
+void TPlatformTest::TearDown()
+{
+    std::error_code ignored;
+    std::filesystem::remove_all(root(), ignored);
+}
+
+std::string TPlatformTest::root()
+{
+    return host_path("");
+}
+
+void TPlatformTest::use_scene(const std::string &name)
+{
+    using std::filesystem::copy_options;
+    std::filesystem::copy(VELOMOND_FIXTURES "/" + name, root(),
+                          copy_options::recursive | copy_options::overwrite_existing);
+}
+
+void TPlatformTest::write_file(const std::string &path, const std::string &text)
+{
+    const std::filesystem::path full = host_path(path);
+    std::filesystem::create_directories(full.parent_path());
+    ASSERT_TRUE(std::ofstream(full) << text) << path;
+}
+
+std::string TPlatformTest::read_file(const std::string &path)
+{
+    std::ostringstream text;
+    if (std::ifstream file(host_path(path)); file.peek() != std::ifstream::traits_type::eof())
+        text << file.rdbuf();
+    return text.str();
+}
+
+bool TPlatformTest::exists(const std::string &path)
+{
+    return std::filesystem::exists(host_path(path));
+}
+
+} // namespace fake
+
+std::string host_path(std::string_view path)
+{
+    const std::lock_guard guard(fake::scripts().lock);
+    return fake::scripts().root + std::string(path);
+}
+
+uint64_t current_time_stamp()
+{
+    return fake::g_wall_ms;
+}
+
+uint64_t current_time_stamp_mono()
+{
+    return fake::g_mono_ms;
+}
+
+uint64_t current_time_stamp_mono_r()
+{
+    return fake::g_mono_ms;
+}
+
+int get_date_and_time(struct tm *date, uint64_t mono_ms)
+{
+    const auto seconds = static_cast<time_t>((fake::g_wall_ms - fake::g_mono_ms + mono_ms) / 1000);
+    struct tm result = {};
+    if (localtime_r(&seconds, &result) == nullptr)
+        return -1;
+    *date = result;
+    return 0;
+}
+
+int vos_cond_wait_init(vos_cond_t *cond, int clock)
+{
+    const std::lock_guard guard(fake::waits().lock);
+    cond->signalled = false;
+    cond->clock = clock;
+    return 0;
+}
+
+int vos_cond_wait(vos_cond_t *cond, int seconds)
+{
+    auto &waits = fake::waits();
+    std::unique_lock guard(waits.lock);
+    if (!cond->signalled && waits.hook) {
+        const auto hook = waits.hook;
+        guard.unlock();
+        hook(cond, seconds);
+        guard.lock();
+    } else if (!cond->signalled) {
+        ++waits.asleep;
+        waits.changed.notify_all();
+        waits.changed.wait(guard, [&] { return cond->signalled || waits.to_pass > 0; });
+        --waits.asleep;
+        if (!cond->signalled) {
+            --waits.to_pass;
+            fake::advance_ms(static_cast<uint64_t>(seconds) * 1000);
+        }
+    }
+    return std::exchange(cond->signalled, false) ? 0 : ETIMEDOUT;
+}
+
+int vos_cond_wait_signal(vos_cond_t *cond)
+{
+    const std::lock_guard guard(fake::waits().lock);
+    cond->signalled = true;
+    fake::waits().changed.notify_all();
+    return 0;
+}
+
+int vos_cond_wait_destroy(vos_cond_t * /*cond*/)
+{
+    return 0;
+}
+
+namespace {
+thread_local const std::atomic<bool> *t_interrupt = nullptr;
+}
+
+void platform_interrupt_on(const std::atomic<bool> *flag)
+{
+    t_interrupt = flag;
+}
+
+bool platform_interrupted()
+{
+    return t_interrupt != nullptr && t_interrupt->load();
+}

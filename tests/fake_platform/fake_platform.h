@@ -1,0 +1,168 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <gtest/gtest.h>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/cmv_info.h"
+#include "platform/logging.h"
+#include "platform/ostra.h"
+#include "platform/pal.h"
+#include "platform/ssci.h"
+#include "platform/velomond_shm.h"
+#include "platform/vos_cond.h"
+
+/* The platform as unit tests want it: answers are scripted, calls are recorded,
+ * time moves when the test says so, and every path lies below a fresh folder.
+ * Any thread may use it. Script functions run on the thread that made the call,
+ * with nothing locked. */
+namespace fake {
+
+using argv_t = std::vector<std::string>; // [0] is the program, as a plain path
+
+struct T_REQUEST {
+    std::string verb; // "GET", "PUT", ...
+    std::string host; // or the service's name, then with port 0
+    int port = 0;
+    std::string path;
+    ssci_params params;
+    std::string body;
+    int timeout_s = 0;
+};
+struct T_NOTICE {
+    std::string session;
+    int category = 0, code = 0;
+    std::string text;
+    int level = 0;
+};
+struct T_REPLY {
+    int status = 0;
+    std::string content_type, body;
+};
+
+/* What the platform answers, and what it was asked. Each `..._result` is the
+ * result of one call; outputs are filled in on 0 only. */
+struct T_STATE {
+    /* Service calls. */
+    long long create_result = 0, start_result = 0, stop_result = 0, destroy_result = 0;
+    long long notice_result = 0;
+    std::vector<T_NOTICE> notices;
+    int ssci_error = 7;
+    std::string ssci_error_text = "connection refused";
+
+    /* Platform access layer. */
+    uint32_t auth_result = 0, usage_result = 0, enclosure_result = 0, syssetting_result = 0, syshealth_result = 0;
+    uint32_t notify_result = 0, proxy_result = 0, disable_result = 0;
+    t_auth auth{"admin", "token"};
+    std::vector<t_volume_usage> usage;
+    t_storage_enclosure_info enclosure;
+    t_system syssetting;
+    t_syshealth_info syshealth;
+    std::function<uint32_t(int id, t_storage_disk_vol_info &out)> volume_info; // these three fail where not set
+    std::function<uint32_t(int enclosure, t_storage_disk_list &out)> disk_list;
+    std::function<uint32_t(int id, t_storage_smart_info &out)> smart;
+    std::vector<std::vector<std::optional<std::string>>> nc_notify; // of fourteen
+    std::vector<t_vbus_reverse_proxy_info> proxy_requests;
+    t_vbus_reverse_proxy_info proxy_answer; // its response is given on failure too
+    int ostrapro_disabled = 0;
+
+    /* Configuration. */
+    std::map<std::string, std::string> self_conf;
+    std::map<std::string, std::string> ini; // "file|section|key"
+    std::set<std::string> ini_unreadable;   // files
+    std::map<std::string, std::string> nvr; // "section|key"
+    int nvr_error = 0;                      // not 0: every key fails with it
+
+    /* Surveillance storage, records, model. */
+    int ostra_result = 0, ostra_open = 0; // how many are open now
+    std::optional<int> storage_flag;
+    int db_init_result = 0, db_result = 0;
+    db_size_m db_size;
+    int cmv_result = 0, cmv_record_result = 0;
+    st_cmv_info cmv_now = {}, cmv_record = {};
+    int shm_get_result = 0, shm_set_result = 0, shm_gets = 0, shm_sets = 0;
+    t_velomond_shm shm;
+    int platform_system_result = 0;
+    uint32_t platform_system = 0;
+    long long logtool_result = 0;
+    std::vector<log_info> surveillance_log;
+    std::vector<int> crash_signals;
+    int pclose_result = 0;
+};
+
+/* The state, locked until the end of the expression: `state()->auth_result = 1`.
+ * Copy out what is looked at for longer. */
+class TLockedState {
+public:
+    TLockedState(std::recursive_mutex &lock, T_STATE &state) : m_guard(lock), m_state(state) {}
+    T_STATE *operator->() { return &m_state; }
+
+private:
+    std::lock_guard<std::recursive_mutex> m_guard;
+    T_STATE &m_state;
+};
+TLockedState state();
+
+void reset(); // all but the routes, which live as long as the process
+
+/* Clocks. */
+void set_wall_ms(uint64_t ms);
+void set_mono_ms(uint64_t ms);
+void advance_ms(uint64_t ms); // both
+
+/* Waits. A wait with a signal pending returns at once. Else the hook is called
+ * in place of the wait; it may move the clocks, and may signal. Without a hook
+ * the thread sleeps until signalled, or until the test lets the wait pass. */
+void on_wait(std::function<void(vos_cond_t *cond, int seconds)> hook);
+/* Lets the next `count` waits (of the one worker there is) time out, moving the
+ * clocks by their seconds, and returns when the worker sleeps in the one after;
+ * 0 awaits the first sleep. */
+void pass_waits(int count);
+
+/* Programs: what kestrel_exec and kestrel_popen were asked to run, in order. */
+std::vector<argv_t> programs();
+void on_exec(std::function<int(const argv_t &argv)> script);                         // else 0
+void on_popen(std::function<std::optional<std::string>(const argv_t &argv)> script); // else it cannot be started
+
+/* Requests to other services. */
+std::vector<T_REQUEST> requests();
+void on_request(std::function<long long(const T_REQUEST &request, std::string *answer)> script); // else 3
+
+/* Our own service. */
+std::vector<std::string> route_paths(); // in order of registration
+std::vector<std::string>
+service_calls(); // "create NAME HOST PORT WORKERS NSHOST NSPORT", "start", "session run NAME ROUTE"
+std::string health_text();
+/* Drives a handler; none where path or method is not served. */
+std::optional<T_REPLY> call_route(const std::string &method, const std::string &path,
+                                  const std::map<std::string, std::string> &args = {}, const std::string &body = "");
+
+/* What `action` tells on standard error. */
+template <typename TAction> std::string stderr_of(TAction action)
+{
+    testing::internal::CaptureStderr();
+    action();
+    return testing::internal::GetCapturedStderr();
+}
+
+/* A fresh platform and host root per test, in UTC. Paths are plain ones. */
+class TPlatformTest : public testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    static std::string root();
+    static void use_scene(const std::string &name); // copies tests/fixtures/<name> over the root
+    static void write_file(const std::string &path, const std::string &text);
+    static std::string read_file(const std::string &path); // "" when missing
+    static bool exists(const std::string &path);
+    static std::string log_text(const char *log) { return read_file(log); }
+};
+
+} // namespace fake
