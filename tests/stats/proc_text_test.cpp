@@ -1,0 +1,56 @@
+#include "stats/proc_text.h"
+
+#include <gtest/gtest.h>
+
+#include "common/text.h"
+
+namespace {
+
+TEST(ProcText, LinesComeAsFgetsGivesThem)
+{
+    std::string_view rest = "ab\n\nlonger\nend";
+    std::vector<std::string_view> lines;
+    for (std::string_view line = proc_next_line(&rest, 5); !line.empty(); line = proc_next_line(&rest, 5))
+        lines.push_back(line);
+    EXPECT_EQ(lines, (std::vector<std::string_view>{"ab\n", "\n", "long", "er\n", "end"}));
+}
+
+TEST(ProcText, NumbersReadAsScanfReadsThem)
+{
+    std::string_view rest = " 7\t+8 -1 99999999999999999999 x 9";
+    uint64_t value = 0;
+    for (const uint64_t expected : {uint64_t{7}, uint64_t{8}, UINT64_MAX, UINT64_MAX}) {
+        EXPECT_TRUE(text_next_u64(&rest, &value));
+        EXPECT_EQ(value, expected);
+    }
+    EXPECT_FALSE(text_next_u64(&rest, &value));
+    EXPECT_EQ(rest, " x 9");
+    for (std::string_view nothing : {"", "  ", "-", "+", "+-1"})
+        EXPECT_FALSE(text_next_u64(&nothing, &value)) << nothing;
+}
+
+TEST(ProcText, StatFieldsStartBehindTheLastParenthesisOfTheCommand)
+{
+    struct {
+        const char *text;
+        int result;
+        uint64_t utime;
+        uint64_t rss;
+    } const cases[] = {
+        {"7 (a) b) (c) S 1 2 3 0 -1 4 10 11 12 13 14 15 16 17 20 0 1 0 5 999 24 18446744073709551615 1\n", 0, 14, 24},
+        {"7 (x) S 1 2 3 0 -1 4 10 11 12 13 14", 0, 14, 0},
+        {"7 (x) S 1 2 garbage 0 -1 4 10 11 12 13 14 15", 0, 0, 0},
+        {"7 (x)", 0, 0, 0},
+        {"7 (x) ", 0, 0, 0},
+        {"7 (x", -1, 0, 0},
+        {"", -1, 0, 0},
+    };
+    for (const auto &one : cases) {
+        uint64_t fields[kProcStatFields] = {};
+        EXPECT_EQ(proc_stat_parse(one.text, fields), one.result) << one.text;
+        EXPECT_EQ(fields[14], one.utime) << one.text;
+        EXPECT_EQ(fields[24], one.rss) << one.text;
+    }
+}
+
+} // namespace
