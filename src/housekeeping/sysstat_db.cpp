@@ -1,0 +1,108 @@
+#include "housekeeping/sysstat_db.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <string>
+
+#include "common/debug_log.h"
+#include "common/event_log.h"
+#include "common/system_volume.h"
+#include "common/text.h"
+#include "common/worker.h"
+#include "platform/config_readers.h"
+#include "platform/ostra.h"
+#include "platform/pal.h"
+#include "platform/time_stamp.h"
+
+namespace {
+
+constexpr const char *kSource = "sysstat_db.cpp";
+constexpr uint32_t kDatabaseTooLarge = 0x25030003;
+constexpr int kPeriodS = 60;
+constexpr double kLargestShare = 0.05;
+constexpr double kSmallVolumeGb = 64.0;
+
+TWorker g_worker;
+
+int hour_of_now(int fallback)
+{
+    struct tm date = {};
+    return get_date_and_time(&date, current_time_stamp_mono_r()) == 0 ? date.tm_hour : fallback;
+}
+
+/* The usage of the system volume; with a size of 0 when there is none to be had. */
+t_volume_usage system_volume_usage()
+{
+    std::string id_text;
+    if (getSelfConf(kSystemVolumeKey, "0", id_text, 0) == 0)
+        g_system_volume_id = text_to_int(id_text.c_str());
+    t_auth auth;
+    (void)PAL_auth_get_auth(auth);
+    t_volume_info info;
+    (void)PAL_resmon_get_disk_usage(auth, t_volume_info(), info);
+    const auto found = std::find_if(info.usage.begin(), info.usage.end(), [](const t_volume_usage &volume) {
+        return volume.volume_id == g_system_volume_id;
+    });
+    return found != info.usage.end() ? *found : t_volume_usage();
+}
+
+/* One check. False when there is no volume to check against. */
+bool check(CDBSize *probe)
+{
+    const t_volume_usage volume = system_volume_usage();
+    if (volume.size_bytes == 0)
+        return false;
+    db_size_m size;
+    (void)probe->check_database_size(size);
+    if (!db_too_large(size.total_mb, volume.size_bytes, volume.free_bytes))
+        return true;
+    char name[128];
+    char size_text[128];
+    snprintf(name, sizeof(name), "DataVol%d", volume.volume_id);
+    snprintf(size_text, sizeof(size_text), "%f GB", static_cast<double>(volume.free_bytes) / kBytesPerGb);
+    (void)send_ostra_log(kDatabaseTooLarge, "Ostra Surveillance", name, size_text);
+    return true;
+}
+
+void do_data_processing(TWorker *self)
+{
+    CDBSize probe;
+    (void)probe.init();
+    int last_hour = hour_of_now(0);
+    while (!self->terminated()) {
+        const int hour = hour_of_now(last_hour);
+        if (hour != last_hour && check(&probe)) // without a volume the next minute tries again
+            last_hour = hour;
+        self->wait_s(kPeriodS);
+    }
+}
+
+void cancel_failed(const char *call, int error)
+{
+    const int line = std::string_view(call) == "pthread_setcancelstate" ? 176 : 180;
+    log_File_Debug(kLogMain, "%s:%s(%d)- %s failed..., errno=%d", kSource, "do_data_processing", line, call, error);
+}
+
+} // namespace
+
+bool db_too_large(uint64_t db_mb, int64_t size_bytes, int64_t second_bytes)
+{
+    const double size_mb = static_cast<double>(size_bytes) / (1024.0 * 1024.0);
+    return static_cast<double>(db_mb) / size_mb > kLargestShare &&
+           static_cast<double>(second_bytes) / kBytesPerGb < kSmallVolumeGb;
+}
+
+int sysdb_thread_start()
+{
+    const int error = g_worker.start({"DB-worker", "do_data_processing", do_data_processing, cancel_failed});
+    if (error != 0)
+        log_File_Debug(kLogMain, "%s:%s(%d)- pthread_create failed (%d)", kSource, "sysdb_thread_start", 209, error);
+    return 0;
+}
+
+int sysdb_thread_stop()
+{
+    g_worker.stop();
+    g_worker.release();
+    return 0;
+}

@@ -1,0 +1,92 @@
+#include "housekeeping/sysstat_servername.h"
+
+#include <cstdio>
+
+#include "common/debug_log.h"
+#include "common/worker.h"
+#include "housekeeping/file_watcher.h"
+#include "platform/pal.h"
+#include "platform/ssci.h"
+
+namespace {
+
+constexpr const char *kSource = "sysstat_servername.cpp";
+constexpr const char *kWatchedFile = "/tarn/etc/config/Tarnix.conf";
+constexpr int kAttempts = 3;
+
+TWorker g_worker;
+std::string g_last_name; // the worker's alone
+
+void servername_monitor_main(TWorker *self)
+{
+    (void)servername_changed(); // learns the name: the start is no change
+    TFileWatcher watcher({kWatchedFile}, do_handling);
+    while (!self->terminated()) {
+        watcher.run();
+        self->wait_s(1);
+    }
+    watcher.unregsiter_notify();
+}
+
+} // namespace
+
+int servername_thread_start()
+{
+    const int error = g_worker.start({"SVRNAME-worker", "servername_monitor_main", servername_monitor_main});
+    if (error != 0)
+        log_File_Debug(kLogServerName, "%s:%s(%d) pthread_create failed (%d)", kSource, "servername_thread_start", 257,
+                       error);
+    return 0;
+}
+
+int servername_thread_stop()
+{
+    g_worker.stop();
+    g_worker.release();
+    return 0;
+}
+
+uint32_t get_cur_servername(std::string *name)
+{
+    t_auth auth;
+    uint32_t result = PAL_auth_get_auth(auth);
+    if (result != 0) {
+        log_File_Debug(kLogServerName, "%s(%d), PAL_auth_get_auth failed,  ret=[%08x]", "get_cur_servername", 294,
+                       result);
+        return result;
+    }
+    const t_system request;
+    t_system reply;
+    result = PAL_system_get_syssetting(auth, request, reply);
+    if (result != 0) {
+        log_File_Debug(kLogServerName, "%s(%d), PAL_system_get_syssetting failed,  ret=[%08x]", "get_cur_servername",
+                       301, result);
+        return result;
+    }
+    *name = reply.server_name;
+    return 0;
+}
+
+bool servername_changed()
+{
+    std::string name;
+    for (int attempt = 0; attempt < kAttempts && get_cur_servername(&name) != 0; ++attempt) {
+    }
+    if (name == g_last_name)
+        return false;
+    g_last_name = name;
+    return true;
+}
+
+void do_handling()
+{
+    if (!servername_changed())
+        return;
+    /* The receiver takes the name as it stands, unescaped. */
+    char body[256];
+    snprintf(body, sizeof(body), "{\"act\":\"refresh_nasname\",\"arg\":[\"%s\"]}", g_last_name.c_str());
+    std::string answer;
+    const long long result = ssci_PUT_request("127.0.0.1", 10150, "logs/refreshNasPara", body, &answer, 5);
+    if (result != 0) // deliberately in the log of the disk checks
+        log_File_Debug(kLogSmart, "%s:%s (%d) ssci_PUT_request failed (%lld)\n", kSource, "do_handling", 342, result);
+}

@@ -1,0 +1,43 @@
+#include "housekeeping/cmv_watch.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+
+#include "common/debug_log.h"
+#include "fake_platform/fake_platform.h"
+
+namespace {
+
+class CmvWatch : public fake::TPlatformTest {};
+
+TEST_F(CmvWatch, LogsADifferenceOnceAnHourPaddingAndTailsIncluded)
+{
+    fake::set_mono_ms(7000);
+    fake::state()->cmv_now = {1, 2, 255, 0, -5, "one", "two"};
+    fake::state()->cmv_record = fake::state()->cmv_now;
+    cmv_info_check(); // equal
+    EXPECT_EQ(log_text(kLogCmv), "");
+
+    fake::state()->cmv_record.text1[60] = 'x'; // behind the text's end
+    fake::set_mono_ms(7000 + 3599999);
+    cmv_info_check(); // not yet
+    EXPECT_EQ(log_text(kLogCmv), "");
+    fake::set_mono_ms(7000 + 3600000);
+    cmv_info_check(); // the very millisecond
+    const std::string line = "cmv_info was changed, [1,2,255,-5,one,two]->[1,2,255,-5,one,two]";
+    EXPECT_EQ(log_text(kLogCmv), line);
+    cmv_info_check();
+    EXPECT_EQ(log_text(kLogCmv), line);
+    fake::advance_ms(3600000);
+    cmv_info_check();
+    EXPECT_EQ(log_text(kLogCmv), line + line); // lasts, and is told again
+}
+
+TEST(CmvText, IsCutAndStaysWithinItsFields)
+{
+    st_cmv_info info = {};
+    memset(info.text1, 'a', sizeof(info.text1)); // no end
+    EXPECT_EQ(cmv_info_text(info), "0,0,0,0," + std::string(55, 'a'));
+}
+
+} // namespace

@@ -1,0 +1,82 @@
+#include "housekeeping/sysstat_db.h"
+
+#include <gtest/gtest.h>
+
+#include "common/system_volume.h"
+#include "fake_platform/fake_platform.h"
+
+namespace {
+
+constexpr int64_t kGb = int64_t{1} << 30;
+
+TEST(Database, IsTooLargeAboveAShareOfASmallVolumeOnly)
+{
+    struct {
+        uint64_t db_mb;
+        int64_t size, second;
+        bool event;
+    } const cases[] = {
+        {51, kGb, kGb, false},
+        {52, kGb, kGb, true},            // 5 % of 1024 MB is 51.2
+        {5, 100 << 20, kGb, false},      // exactly 5 %
+        {6, 100 << 20, 64 * kGb, false}, // exactly 64 GB
+        {6, 100 << 20, 64 * kGb - 1, true},
+        {0, kGb, 0, false},
+    };
+    for (const auto &one : cases)
+        EXPECT_EQ(db_too_large(one.db_mb, one.size, one.second), one.event) << one.db_mb << " " << one.second;
+}
+
+class DatabaseThread : public fake::TPlatformTest {
+protected:
+    void SetUp() override
+    {
+        TPlatformTest::SetUp();
+        g_system_volume_id = -1;
+        fake::set_wall_ms(1700006400000 - 120000); // 23:58 UTC
+        fake::state()->db_size.total_mb = 600;
+        testing::internal::CaptureStderr();
+        sysdb_thread_start();
+        fake::pass_waits(0);
+    }
+    void TearDown() override
+    {
+        sysdb_thread_stop();
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  " do_data_processing was terminated.\nend wait_for_terminate...\n");
+        TPlatformTest::TearDown();
+    }
+    static size_t events() { return fake::programs().size(); }
+};
+
+TEST_F(DatabaseThread, ChecksWhenTheHourChangesAndEachHourAgain)
+{
+    fake::state()->self_conf["OSTRAPRO_SYS_VOL"] = "3";
+    fake::state()->usage = {{2, 1, 1, 0, 0, {}}, {3, 10 * kGb, 9 * kGb / 2, 0, 0, {}}};
+    fake::pass_waits(1); // 23:59
+    EXPECT_EQ(events(), 0U);
+    fake::pass_waits(1); // 00:00
+    ASSERT_EQ(events(), 1U);
+    EXPECT_EQ(fake::programs()[0], (fake::argv_t{"/usr/bin/ostra_log_tool", "2", "0x25030003", "-1", "", "",
+                                                 "Ostra Surveillance", "DataVol3", "4.500000 GB"}));
+    EXPECT_EQ(g_system_volume_id, 3);
+    fake::pass_waits(59);
+    EXPECT_EQ(events(), 1U);
+    fake::pass_waits(1); // 01:00, and nothing remembers the first one
+    EXPECT_EQ(events(), 2U);
+}
+
+TEST_F(DatabaseThread, TriesEveryMinuteUntilThereIsAVolume)
+{
+    fake::state()->self_conf["OSTRAPRO_SYS_VOL"] = "3";
+    fake::pass_waits(4); // 00:02
+    EXPECT_EQ(events(), 0U);
+    fake::state()->usage = {{3, 10 * kGb, kGb, 0, 0, {}}};
+    fake::pass_waits(1);
+    EXPECT_EQ(events(), 1U);
+    fake::state()->self_conf.clear(); // the id stays
+    fake::pass_waits(57);             // 01:00
+    EXPECT_EQ(events(), 2U);
+}
+
+} // namespace
