@@ -1,0 +1,66 @@
+#include "platform/stock/background_thread.h"
+
+#include <chrono>
+#include <exception>
+#include <utility>
+
+#include "platform/interrupt.h"
+#include "platform/logging.h"
+
+TSignalsHeld::TSignalsHeld()
+{
+    sigset_t all;
+    sigfillset(&all);
+    for (const int crash : {SIGSEGV, SIGABRT, SIGTRAP, SIGBUS, SIGFPE, SIGILL})
+        sigdelset(&all, crash);
+    pthread_sigmask(SIG_SETMASK, &all, &m_before);
+}
+
+TSignalsHeld::~TSignalsHeld()
+{
+    pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+}
+
+int TBackgroundThread::start(const char *name, std::function<void()> body)
+{
+    m_body = std::move(body);
+    m_name = name;
+    m_stop = false;
+    const TSignalsHeld held;
+    const int error = pthread_create(&m_thread, nullptr, enter, this);
+    m_created = error == 0;
+    return error;
+}
+
+void TBackgroundThread::request_stop()
+{
+    const std::lock_guard<std::mutex> guard(m_lock);
+    m_stop = true;
+    m_wake.notify_all();
+}
+
+void TBackgroundThread::join()
+{
+    if (m_created)
+        pthread_join(m_thread, nullptr);
+    m_created = false;
+}
+
+bool TBackgroundThread::wait_ms(uint64_t time_ms)
+{
+    std::unique_lock<std::mutex> lock(m_lock);
+    return !m_wake.wait_for(lock, std::chrono::milliseconds(time_ms), [this] { return m_stop.load(); });
+}
+
+void *TBackgroundThread::enter(void *self)
+{
+    auto *thread = static_cast<TBackgroundThread *>(self);
+    (void)pthread_setname_np(pthread_self(), thread->m_name);
+    platform_interrupt_on(&thread->m_stop);
+    try {
+        thread->m_body();
+    } catch (const std::exception &failure) {
+        log_Debug("%s ended by an exception: %s", thread->m_name, failure.what());
+    }
+    return nullptr;
+}
