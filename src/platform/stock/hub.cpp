@@ -1,0 +1,134 @@
+#include "platform/stock/hub.h"
+
+#include <json-c/json.h>
+#include <memory>
+#include <utility>
+
+#include "platform/interrupt.h"
+#include "platform/logging.h"
+
+namespace {
+
+constexpr uint64_t kPeriodMs = 30'000;
+constexpr uint64_t kRetryMs = 10'000; // while the hub is not there
+constexpr uint64_t kPutMs = 5000;
+constexpr uint64_t kDeleteMs = 300; // the daemon's stop waits for it
+
+struct T_JSON_RELEASE {
+    void operator()(json_object *object) const { json_object_put(object); }
+};
+using T_JSON = std::unique_ptr<json_object, T_JSON_RELEASE>;
+
+void add(const T_JSON &object, const char *key, json_object *value)
+{
+    if (json_object_object_add(object.get(), key, value) != 0)
+        json_object_put(value);
+}
+
+void add(const T_JSON &object, const char *key, const std::string &text)
+{
+    add(object, key, json_object_new_string_len(text.data(), static_cast<int>(text.size())));
+}
+
+void add(const T_JSON &object, const char *key, int figure)
+{
+    add(object, key, json_object_new_int(figure));
+}
+
+std::string text_of(const T_JSON &object)
+{
+    const char *text = json_object_to_json_string_ext(object.get(), JSON_C_TO_STRING_PLAIN);
+    return text != nullptr ? text : "";
+}
+
+bool succeeded(int error, long status)
+{
+    return error == 0 && status >= 200 && status < 300;
+}
+
+} // namespace
+
+T_HTTP_PEER hub_peer()
+{
+    return {"127.0.0.1", 10182};
+}
+
+THubPresence::THubPresence(T_HTTP_PEER hub, std::string target, std::string body)
+    : m_hub(std::move(hub)), m_target(std::move(target)), m_body(std::move(body))
+{
+}
+
+int THubPresence::start(const char *thread_name)
+{
+    return m_thread.start(thread_name, [this] { keep(); });
+}
+
+bool THubPresence::put() const
+{
+    long status = 0;
+    std::string answer;
+    const int error = http_call({"PUT", m_hub, m_target, &m_body, kPutMs}, &status, &answer);
+    return succeeded(error, status);
+}
+
+void THubPresence::keep()
+{
+    bool present = false; // what the hub last said
+    bool known = false;   // a PUT got through at some time
+    do {
+        const bool was_present = std::exchange(present, put());
+        if (was_present && !present)
+            log_Debug("hub: lost %s", m_target.c_str());
+        known = known || present;
+    } while (m_thread.wait_ms(present ? kPeriodMs : kRetryMs));
+
+    if (!known)
+        return;
+    platform_interrupt_on(nullptr); // this one is made because of the stop
+    long status = 0;
+    std::string answer;
+    (void)http_call({"DELETE", m_hub, m_target, nullptr, kDeleteMs}, &status, &answer);
+}
+
+std::string hub_address_text(const std::string &host, int port)
+{
+    const T_JSON object(json_object_new_object());
+    add(object, "host", host);
+    add(object, "port", port);
+    return text_of(object);
+}
+
+std::string hub_route_text(const std::string &route)
+{
+    const T_JSON object(json_object_new_object());
+    add(object, "route", route);
+    return text_of(object);
+}
+
+std::string hub_notice_text(const std::string &session, int category, int code, const std::string &text, int level)
+{
+    const T_JSON object(json_object_new_object());
+    add(object, "session", session);
+    add(object, "category", category);
+    add(object, "code", code);
+    add(object, "text", text);
+    add(object, "level", level);
+    return text_of(object);
+}
+
+int hub_address_parse(const std::string &text, T_HTTP_PEER *peer)
+{
+    const T_JSON object(json_tokener_parse(text.c_str()));
+    json_object *host = nullptr;
+    json_object *port = nullptr;
+    if (!json_object_is_type(object.get(), json_type_object) ||
+        !json_object_object_get_ex(object.get(), "host", &host) || !json_object_is_type(host, json_type_string) ||
+        !json_object_object_get_ex(object.get(), "port", &port) || !json_object_is_type(port, json_type_int))
+        return -1;
+    const std::string name = json_object_get_string(host);
+    const int64_t number = json_object_get_int64(port);
+    if ((name != "localhost" && name != "127.0.0.1") || number < 1 || number > 65535)
+        return -1;
+    *peer = {name, static_cast<int>(number)};
+    return 0;
+}

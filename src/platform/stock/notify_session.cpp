@@ -1,0 +1,57 @@
+#include "platform/ssci.h"
+
+#include "platform/stock/hub.h"
+
+namespace {
+
+constexpr int kSendS = 2;
+
+} // namespace
+
+struct TNotifySessionManager::T_SESSION {
+    T_SESSION(const char *service, const char *route)
+        : name(service), has_route(*route != '\0'),
+          subscription(hub_peer(), "/notify/subscriptions/" + http_encode(name), hub_route_text(route))
+    {
+    }
+
+    const std::string name;
+    const bool has_route;
+    THubPresence subscription;
+};
+
+TNotifySessionManager::TNotifySessionManager(const char *service, const char *route)
+    : m_session(std::make_unique<T_SESSION>(service != nullptr ? service : "", route != nullptr ? route : ""))
+{
+}
+
+TNotifySessionManager::~TNotifySessionManager()
+{
+    m_session->subscription.request_stop();
+    m_session->subscription.join();
+}
+
+int TNotifySessionManager::run()
+{
+    return m_session->has_route ? m_session->subscription.start("SSCI-notify") : 0;
+}
+
+int TNotifySessionManager::stop(int /*mode*/)
+{
+    m_session->subscription.request_stop();
+    return 0;
+}
+
+int TNotifySessionManager::wait()
+{
+    m_session->subscription.join();
+    return 0;
+}
+
+long long TNotifySessionManager::sendNotification(int category, int code, const char *text, int level)
+{
+    const T_HTTP_PEER hub = hub_peer();
+    return ssci_POST_request(hub.host.c_str(), hub.port, "/notify/notices",
+                             hub_notice_text(m_session->name, category, code, text != nullptr ? text : "", level),
+                             nullptr, kSendS);
+}
