@@ -6,7 +6,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -87,13 +87,15 @@ int watch_child(pid_t pid, const T_CHILD_LIMITS &limits, int pipe_end, std::stri
 {
     const uint64_t deadline = current_time_stamp_mono_r() + static_cast<uint64_t>(limits.timeout_s) * 1000;
     uint64_t stop_deadline = 0; // 0: nobody asked to stop
-    const TFd pidfd(pidfd_open(pid, 0));
+    /* The C library's own wrapper cannot be linked from C++ on this distribution. */
+    const TFd pidfd(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
     for (;;) {
         struct pollfd waits[2] = {{pidfd.get(), POLLIN, 0}, {pipe_end, POLLIN, 0}};
         (void)poll(waits, 2, kPollSliceMs);
         siginfo_t ended = {};
-        const bool gone =
-            waitid(P_PID, static_cast<id_t>(pid), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 && ended.si_pid == pid;
+        const bool gone = waitid(P_PID, static_cast<id_t>(pid), &ended, WEXITED | WNOHANG | WNOWAIT) == 0
+                              ? ended.si_pid == pid
+                              : errno == ECHILD; // SIGCHLD is ignored, which our parent may have left us
         if (pipe_end >= 0 && !drain(pipe_end, output, limits.max_output))
             pipe_end = -1;
         if (output != nullptr && output->size() > limits.max_output)
@@ -117,6 +119,7 @@ int child_run(const std::vector<const char *> &argv, const T_CHILD_LIMITS &limit
     TFd reading, writing;
     TSpawnPlan plan;
     if (output != nullptr) {
+        output->reserve(limits.max_output + kReadChunk); // later there would be a child to clean up
         int ends[2];
         if (pipe2(ends, O_CLOEXEC) != 0)
             return -errno;
@@ -134,9 +137,13 @@ int child_run(const std::vector<const char *> &argv, const T_CHILD_LIMITS &limit
     if (killed_for != 0)
         (void)kill(-pid, SIGKILL);
     int status = 0;
-    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-    }
+    pid_t reaped = -1;
+    do
+        reaped = waitpid(pid, &status, 0);
+    while (reaped < 0 && errno == EINTR);
     if (killed_for != 0)
         return killed_for;
+    if (reaped < 0)
+        return -errno;
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }

@@ -21,5 +21,6 @@ struct T_CHILD_LIMITS {
  *
  * Returns the exit status, 128 + n for an end by signal n, or negative: -errno
  * when it could not be started, -ETIMEDOUT, -EFBIG or -EINTR when it was killed
- * for its time, its output or a stop. */
+ * for its time, its output or a stop, -ECHILD when it ended but nobody can tell
+ * how, since this process was started with SIGCHLD ignored. */
 int child_run(const std::vector<const char *> &argv, const T_CHILD_LIMITS &limits, std::string *output);

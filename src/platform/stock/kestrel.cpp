@@ -33,6 +33,12 @@ std::vector<const char *> argument_list(const char *program, va_list args)
     return argv;
 }
 
+/* Of a negative result of child_run: whether there was a child at all. */
+bool has_run(int result)
+{
+    return result == -ETIMEDOUT || result == -EFBIG || result == -EINTR || result == -ECHILD;
+}
+
 ssize_t output_read(void *cookie, char *buffer, size_t size)
 {
     auto *output = static_cast<T_OUTPUT *>(cookie);
@@ -69,7 +75,7 @@ FILE *kestrel_popen(const char *program, ...)
 
     auto output = std::make_unique<T_OUTPUT>();
     output->result = child_run(argv, kReadLimits, &output->text);
-    if (output->result == -ENOENT || output->result == -EACCES) {
+    if (output->result < 0 && !has_run(output->result)) {
         errno = -output->result;
         return nullptr;
     }
@@ -82,6 +88,8 @@ FILE *kestrel_popen(const char *program, ...)
 
 int kestrel_pclose(FILE *stream)
 {
+    if (stream == nullptr)
+        return -EINVAL;
     (void)fclose(stream);
     return t_closed_result;
 }

@@ -16,7 +16,10 @@ int vos_cond_wait_init(vos_cond_t *cond, int clock)
         return error;
     cond->clock = clock;
     cond->signalled = false;
-    return pthread_mutex_init(&cond->mutex, nullptr);
+    error = pthread_mutex_init(&cond->mutex, nullptr);
+    if (error != 0)
+        pthread_cond_destroy(&cond->cond);
+    return error;
 }
 
 int vos_cond_wait(vos_cond_t *cond, int seconds)

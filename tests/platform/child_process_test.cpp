@@ -1,0 +1,136 @@
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include "platform/interrupt.h"
+#include "platform/kestrel.h"
+#include "platform/raw_socket.h"
+#include "platform/stock/child_process.h"
+#include "platform/vos_cond.h"
+
+namespace {
+
+constexpr const char *kShell = "/bin/sh";
+
+std::string read_all(FILE *stream)
+{
+    std::string text;
+    char chunk[4096];
+    for (size_t got; (got = fread(chunk, 1, sizeof(chunk), stream)) > 0;)
+        text.append(chunk, got);
+    return text;
+}
+
+class ChildProcess : public testing::Test {
+protected:
+    ~ChildProcess() override
+    {
+        EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was left";
+        EXPECT_EQ(errno, ECHILD);
+    }
+    std::string output(const char *script)
+    {
+        FILE *stream = kestrel_popen(kShell, "-c", script, nullptr);
+        const std::string text = stream != nullptr ? read_all(stream) : "no stream";
+        m_result = stream != nullptr ? kestrel_pclose(stream) : -1;
+        return text;
+    }
+    int m_result = 0;
+};
+
+TEST_F(ChildProcess, GetsItsArgumentsAsTheyAre)
+{
+    FILE *stream = kestrel_popen(kShell, "-c", "printf '<%s>' \"$@\"", "sh", "a b", "\"'$(id);*", "", "-x\n", nullptr);
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(read_all(stream), "<a b><\"'$(id);*><><-x\n>");
+    EXPECT_EQ(kestrel_pclose(stream), 0);
+}
+
+TEST_F(ChildProcess, TellsHowItEnded)
+{
+    const struct {
+        const char *script;
+        int result;
+    } cases[] = {{"exit 0", 0}, {"exit 3", 3}, {"exit 255", 255}, {"kill -TERM $$", 128 + SIGTERM}};
+    sigset_t terminate, before;
+    sigemptyset(&terminate);
+    sigaddset(&terminate, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &terminate, &before); // ours, not the child's
+    for (const auto &one : cases) {
+        EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", one.script, nullptr), one.result) << one.script;
+        (void)output(one.script);
+        EXPECT_EQ(m_result, one.result) << one.script;
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+
+    EXPECT_EQ(kestrel_exec(0, 0, 0, "/nowhere/program", nullptr), -ENOENT);
+    EXPECT_EQ(kestrel_exec(0, 0, 0, "/etc/passwd", nullptr), -EACCES);
+    EXPECT_EQ(kestrel_popen("/nowhere/program", nullptr), nullptr);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_EQ(kestrel_popen("/", nullptr), nullptr);
+    EXPECT_EQ(errno, EACCES);
+}
+
+TEST_F(ChildProcess, InheritsNoDescriptor)
+{
+    const TFd open_end(open("/dev/null", O_RDONLY)); // deliberately not close-on-exec
+    const TFd copy(fcntl(open_end.get(), F_DUPFD, 50));
+    EXPECT_EQ(output("echo out; echo err >&2; ls -l /proc/$$/fd | grep -c -- '->'"), "out\n3\n");
+}
+
+TEST_F(ChildProcess, IsNotWaitedForBeyondItsOwnEnd)
+{
+    EXPECT_LT(duration_ms([this] { EXPECT_EQ(output("sleep 3 & echo on"), "on\n"); }), 2000U);
+}
+
+TEST_F(ChildProcess, IsKilledBeyondItsLimits)
+{
+    EXPECT_GT(output("yes").size(), 1024U * 1024U);
+    EXPECT_EQ(m_result, -EFBIG);
+    EXPECT_EQ(output("head -c 1048576 /dev/zero").size(), 1024U * 1024U);
+    EXPECT_EQ(m_result, 0);
+    std::string text;
+    EXPECT_LT(
+        duration_ms([&] {
+            EXPECT_EQ(child_run({kShell, "-c", "trap '' TERM; echo on; sleep 20; :"}, {1, 100}, &text), -ETIMEDOUT);
+        }),
+        3000U);
+    EXPECT_EQ(text, "on\n");
+}
+
+TEST_F(ChildProcess, IsKilledSoonAfterTheCallerIsToStop)
+{
+    const std::atomic<bool> flag{true};
+    platform_interrupt_on(&flag);
+    EXPECT_LT(duration_ms([] { EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "sleep 20", nullptr), -EINTR); }), 1500U);
+    EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "sleep 0.1; exit 4", nullptr), 4); // within the grace
+    platform_interrupt_on(nullptr);
+}
+
+TEST_F(ChildProcess, EndsTheWaitAlsoWhereChildrenAreNotToBeReaped)
+{
+    const auto before = signal(SIGCHLD, SIG_IGN); // as some parents leave it
+    EXPECT_LT(duration_ms([] { EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "exit 0", nullptr), -ECHILD); }), 2000U);
+    (void)signal(SIGCHLD, before);
+}
+
+TEST(ConditionWait, KeepsOneSignalForTheNextWait)
+{
+    for (const int clock : {0, 1}) {
+        vos_cond_t cond;
+        ASSERT_EQ(vos_cond_wait_init(&cond, clock), 0);
+        vos_cond_wait_signal(&cond);
+        vos_cond_wait_signal(&cond);
+        EXPECT_EQ(vos_cond_wait(&cond, 60), 0);
+        EXPECT_EQ(vos_cond_wait(&cond, 0), ETIMEDOUT);
+        std::thread waking([&cond] { vos_cond_wait_signal(&cond); });
+        EXPECT_EQ(vos_cond_wait(&cond, 60), 0);
+        waking.join();
+        EXPECT_EQ(vos_cond_wait_destroy(&cond), 0);
+    }
+}
+
+} // namespace
