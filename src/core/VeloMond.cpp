@@ -1,0 +1,131 @@
+#include "core/VeloMond.h"
+
+#include <ctime>
+#include <mutex>
+
+#include "common/trace.h"
+#include "common/worker.h"
+#include "core/dump_folder.h"
+#include "core/round_clock.h"
+#include "platform/time_stamp.h"
+#include "service/VeloMond_RESTful.h"
+#include "stats/sysstat_cpu.h"
+
+namespace {
+
+constexpr const char *kSource = "VeloMond";
+
+/* A monitor's place in the lifecycle. The order is the order of start and of
+ * stop alike. */
+struct T_MONITOR {
+    int (*init)();
+    int (*stop)();
+};
+constexpr T_MONITOR kMonitors[] = {
+    {sysstat_cpu_init, sysstat_cpu_uninit},
+};
+
+/* The steps of one sampling round, in order. */
+constexpr int (*kRoundSteps[])() = {
+    sysstat_cpu_sample,
+};
+
+/* The files of a statistics dump, in order. */
+constexpr int (*kDumps[])(const char *folder) = {
+    sysstat_cpu_dump,
+};
+
+/* Held by a whole sampling round and by a whole dump, so that a dump never shows
+ * half a round. The managers' own locks are taken inside it. */
+std::mutex g_statistics_lock;
+
+TWorker g_main_worker;
+
+void monitor_init_all()
+{
+    g_main_worker.prepare();
+    for (const T_MONITOR &monitor : kMonitors)
+        monitor.init();
+}
+
+void monitor_uninit_all()
+{
+    for (const T_MONITOR &monitor : kMonitors)
+        monitor.stop();
+    g_main_worker.release();
+}
+
+void monitor_sample_round()
+{
+    const std::lock_guard<std::mutex> guard(g_statistics_lock);
+    for (const auto step : kRoundSteps)
+        step();
+}
+
+time_t monotonic_s()
+{
+    return static_cast<time_t>(current_time_stamp_mono_r() / 1000);
+}
+
+void VeloMond_monitor_main(TWorker *self)
+{
+    TRoundClock clock(monotonic_s());
+    while (!self->terminated()) {
+        if (clock.due(monotonic_s()))
+            monitor_sample_round();
+        self->wait_s(1);
+    }
+}
+
+void VeloMond_stats_dump()
+{
+    const std::lock_guard<std::mutex> guard(g_statistics_lock);
+    const std::string folder = dump_folder_open();
+    trace_folder(kSource, "VeloMond_stats_dump", 260, folder.c_str());
+    for (const auto dump : kDumps)
+        dump(folder.c_str());
+}
+
+} // namespace
+
+int VeloMond_start()
+{
+    trace(kSource, "VeloMond_start", 364);
+    monitor_init_all();
+    if (g_main_worker.start({"MAIN-worker", "VeloMond_monitor_main", VeloMond_monitor_main}) != 0)
+        tell(" %s failed", "VeloMond_monitor_thread_start");
+    sysmon_service_init();
+    return 0;
+}
+
+int VeloMond_stop()
+{
+    trace(kSource, "VeloMond_stop", 375);
+    sysmon_service_uninit();
+    g_main_worker.stop();
+    monitor_uninit_all();
+    return 0;
+}
+
+int VeloMond_restart()
+{
+    trace(kSource, "VeloMond_restart", 386);
+    return 0;
+}
+
+int VeloMond_statistics_dump()
+{
+    trace(kSource, "VeloMond_statistics_dump", 392);
+    VeloMond_stats_dump();
+    return 0;
+}
+
+void monitor_wakeup()
+{
+    g_main_worker.wake();
+}
+
+void VeloMond_debug_print()
+{
+    /* The CPU statistics deliberately have no print here. */
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+/* The control centre: starts and stops every monitor in a fixed order, takes one
+ * sampling round every ten seconds, and has the statistics dumped on request. */
+
+/* Initialises the monitors, starts MAIN-worker and brings the query service up,
+ * in this order; once per process. A part that fails tells so itself and the
+ * rest goes on. Always 0. */
+int VeloMond_start();
+
+/* Takes the service down first, so that no handler meets a monitor that is going,
+ * then MAIN-worker, then the monitors in the order of their start. Always 0. */
+int VeloMond_stop();
+
+/* An entry point kept for callers of old; restarts nothing. Always 0. */
+int VeloMond_restart();
+
+/* Writes all statistics into a dump folder. Waits for a sampling round in
+ * progress. Any thread may call between start and stop. Always 0. */
+int VeloMond_statistics_dump();
+
+/* Has MAIN-worker look at its deadline now. It does not force a round. Any
+ * thread may call between start and stop. */
+void monitor_wakeup();
+
+/* Prints the current figures of the statistics on standard error; the main
+ * thread's, between start and stop. */
+void VeloMond_debug_print();

@@ -1,0 +1,59 @@
+#include "core/dump_folder.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "common/text.h"
+#include "platform/host_path.h"
+
+namespace {
+
+constexpr const char *kRoot = "/Vtmp/.sys_stats";
+constexpr int kFolders = 3;
+constexpr mode_t kFolderMode = 0644; // deliberate: the collector runs as root
+
+std::string folder_path(const char *name, int number)
+{
+    return text_format("%s/%s_%d", kRoot, name, number);
+}
+
+bool is_free(const std::string &path)
+{
+    struct stat status;
+    return stat(host_path(path).c_str(), &status) != 0 && errno == ENOENT;
+}
+
+void rotate()
+{
+    for (int i = 0; i < kFolders; ++i) {
+        const std::string backup = host_path(folder_path("log_bak", i));
+        struct stat status;
+        /* unlink, which leaves a folder where it is: see the header. */
+        if (stat(backup.c_str(), &status) == 0)
+            (void)unlink(backup.c_str());
+        (void)rename(host_path(folder_path("log", i)).c_str(), backup.c_str());
+    }
+}
+
+} // namespace
+
+std::string dump_folder_open()
+{
+    const std::string root = host_path(kRoot);
+    struct stat status;
+    if (stat(root.c_str(), &status) != 0)
+        (void)mkdir(root.c_str(), kFolderMode);
+
+    int number = 0;
+    while (number < kFolders && !is_free(folder_path("log", number)))
+        ++number;
+    if (number == kFolders) {
+        rotate();
+        number = 0;
+    }
+    const std::string folder = folder_path("log", number);
+    (void)mkdir(host_path(folder).c_str(), kFolderMode);
+    return folder;
+}

@@ -1,0 +1,159 @@
+#include <atomic>
+#include <cctype>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <iterator>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "common/local_time.h"
+#include "common/text.h"
+#include "common/trace.h"
+#include "core/VeloMond.h"
+#include "platform/diag.h"
+#include "platform/host_path.h"
+#include "platform/vos_cond.h"
+
+namespace {
+
+constexpr const char *kProgram = "VeloMond";
+constexpr const char *kLockFile = "/var/lock/VeloMond";
+
+bool is_daemon = false;
+std::atomic<bool> g_exit{false};
+std::atomic<unsigned> g_prints_wanted{0}; // debug signals not yet answered
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<unsigned>::is_always_lock_free,
+              "signal handlers touch them");
+
+template <size_t N> void put(const char (&text)[N])
+{
+    (void)!write(STDERR_FILENO, text, N - 1);
+}
+
+/* Handlers run in the middle of anything, so they only write, count and set.
+ * What a debug signal asks for is printed by the main thread's wait loop. */
+void proc_int(int /*signal*/)
+{
+    put("main:proc_int(108)\n");
+    g_exit = true;
+}
+
+void proc_test(int /*signal*/)
+{
+    put("main:proc_test(126)\n");
+    ++g_prints_wanted;
+}
+
+void print_usage()
+{
+    tell("%s \n", kProgram);
+    tell("usage : %s [OPTION]... \n\n", kProgram);
+    tell("OPTION: \n");
+    tell("  -d                run as daemon.\n");
+    tell("  -h                show this info.\n");
+}
+
+void parse_options(int argc, char **argv)
+{
+    opterr = 0; // the message is ours
+    for (int option = getopt(argc, argv, "dh"); option != -1; option = getopt(argc, argv, "dh")) {
+        switch (option) {
+        case 'd':
+            is_daemon = true;
+            continue;
+        case 'h':
+            break;
+        case '?':
+            tell("Illegal option:-%c\n", isprint(optopt) != 0 ? optopt : '#');
+            break;
+        default:
+            tell("Not supported option\n");
+            break;
+        }
+        print_usage();
+        exit(0);
+    }
+}
+
+void print_banner()
+{
+    static constexpr char kDays[][4] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+    static constexpr char kMonths[][4] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                          "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    tell("==== execute %s ==== \n", kProgram);
+    tell("is_daemon     : [%s]\n", is_daemon ? "true" : "false");
+    const struct tm now = local_time_of(wall_clock_s());
+    const std::string execute_time =
+        text_format("%.3s %.3s%3d %.2d:%.2d:%.2d %d", kDays[now.tm_wday], kMonths[now.tm_mon], now.tm_mday, now.tm_hour,
+                    now.tm_min, now.tm_sec, now.tm_year + 1900);
+    tell("execute_time  : [%s]\n", execute_time.c_str());
+}
+
+void daemonize()
+{
+    tell("%s()\n", "daemonize");
+    const pid_t pid = fork();
+    if (pid < 0)
+        exit(1);
+    if (pid > 0)
+        exit(0);
+    umask(0);
+    if (setsid() < 0 || chdir("/") < 0)
+        exit(1);
+    /* Stays open, and so locked, for the life of the process. */
+    const int lock = open(host_path(kLockFile).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0640);
+    if (lock < 0 || lockf(lock, F_TLOCK, 0) < 0)
+        exit(1);
+    /* The process id is told here only: tools expect the lock file to be empty. */
+    tell("pid=[%d]\n", getpid());
+}
+
+void register_signal_handler()
+{
+    trace("main", "register_signal_handler", 142);
+    signal(SIGINT, proc_int);
+    signal(SIGTERM, proc_int);
+    signal(SIGHUP, proc_test);
+    signal(SIGPIPE, SIG_IGN); // a peer that went away is an error of that write, no more
+    for (const int crash : {SIGSEGV, SIGABRT, SIGTRAP})
+        (void)diag_com_install_siganl_handler(crash, kProgram, 0);
+}
+
+/* The signals are the main thread's alone. Threads take the mask of the thread
+ * that makes them, so they are held back while the monitors and the service,
+ * with its libraries' threads, come up. What arrives meanwhile waits. */
+void hold_signals(bool hold)
+{
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int one : {SIGINT, SIGTERM, SIGHUP})
+        sigaddset(&set, one);
+    pthread_sigmask(hold ? SIG_BLOCK : SIG_UNBLOCK, &set, nullptr);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    trace("main", "main", 277);
+    parse_options(argc, argv);
+    print_banner();
+    if (is_daemon)
+        daemonize();
+    register_signal_handler();
+    vos_cond_t cond;
+    vos_cond_wait_init(&cond, 1);
+
+    hold_signals(true);
+    VeloMond_start();
+    hold_signals(false);
+    while (!g_exit) {
+        vos_cond_wait(&cond, 1);
+        for (unsigned wanted = g_prints_wanted.exchange(0); wanted > 0 && !g_exit; --wanted)
+            VeloMond_debug_print();
+    }
+    VeloMond_stop();
+    vos_cond_wait_destroy(&cond);
+    exit(0);
+}

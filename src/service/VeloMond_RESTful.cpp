@@ -1,0 +1,90 @@
+#include "service/VeloMond_RESTful.h"
+
+#include "common/text.h"
+#include "common/trace.h"
+#include "platform/ssci.h"
+#include "service/handlers.h"
+
+namespace {
+
+constexpr const char *kSource = "VeloMond_RESTful";
+constexpr const char *kService = "sysmonService";
+constexpr int kPort = 10191;
+constexpr int kNameServerPort = 10182;
+constexpr int kWorkers = 2;
+
+#define ROUTE(path) "/sysmonService/" path
+
+common_service_resource g_service(kService, service_health_check, 32);
+
+/* In the order of registration. */
+common_http_resource g_routes[] = {
+    {ROUTE("status"), proc_status_get},
+    {ROUTE("cpu_info"), proc_cpu_get},
+    {ROUTE("statistics_dump"), proc_statistics_dump_get},
+    {ROUTE("banip_mgr"), nullptr, proc_banip_mgr_put},
+};
+
+/* Notices of other services come in through it; null while the service is down.
+ * Only the thread that starts and stops the service touches it. */
+TNotifySessionManager *g_session = nullptr;
+
+int ntf_init()
+{
+    trace(kSource, "ntf_init", 639);
+    g_session = new TNotifySessionManager(kService, ROUTE("Notify"));
+    g_session->run();
+    return 0;
+}
+
+void ntf_uninit()
+{
+    trace(kSource, "ntf_uninit", 646);
+    if (g_session == nullptr) // the service never came up
+        return;
+    g_session->m_terminate = true;
+    g_session->stop(0);
+    g_session->wait();
+    delete g_session;
+    g_session = nullptr;
+}
+
+} // namespace
+
+bool service_health_check(char *buffer, size_t size)
+{
+    text_copy(buffer, size, "health");
+    return true;
+}
+
+int sysmon_service_init()
+{
+    long long result =
+        ssci_server_create(kService, "localhost", kPort, kWorkers, "localhost", kNameServerPort, false, 0, "");
+    if (result != 0) {
+        tell("ssci_server_create failed, ret=[%lld]\n exit.\n", result);
+        return -1;
+    }
+    result = ssci_server_start();
+    if (result != 0) {
+        tell("ssci_server_start failed, ret=[%lld]\n exit.\n", result);
+        return -2;
+    }
+    return ntf_init();
+}
+
+int sysmon_service_uninit()
+{
+    ntf_uninit();
+    long long result = ssci_server_stop();
+    if (result != 0) {
+        tell("ssci_server_stop failed, ret=[%lld]\n exit.\n", result);
+        return -1;
+    }
+    result = ssci_server_destory();
+    if (result != 0) {
+        tell("ssci_server_destory failed, ret=[%lld]\n exit.\n", result);
+        return -2;
+    }
+    return 0;
+}

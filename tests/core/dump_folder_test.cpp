@@ -1,0 +1,59 @@
+#include "core/dump_folder.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "fake_platform/fake_platform.h"
+
+namespace {
+
+class DumpFolder : public fake::TPlatformTest {
+protected:
+    /* One dump, which leaves its number behind. */
+    static std::string dump(int number)
+    {
+        const std::string folder = dump_folder_open();
+        write_file(folder + "/number", std::to_string(number));
+        return folder;
+    }
+};
+
+TEST_F(DumpFolder, RotatesOnceAndThenWritesTheFirstAgain)
+{
+    write_file("/Vtmp/keep", "");
+    EXPECT_EQ(dump(1), "/Vtmp/.sys_stats/log_0");
+    EXPECT_EQ(dump(2), "/Vtmp/.sys_stats/log_1");
+    EXPECT_EQ(dump(3), "/Vtmp/.sys_stats/log_2");
+    EXPECT_EQ(dump(4), "/Vtmp/.sys_stats/log_0");
+    EXPECT_EQ(read_file("/Vtmp/.sys_stats/log_bak_0/number"), "1");
+    EXPECT_EQ(read_file("/Vtmp/.sys_stats/log_bak_2/number"), "3");
+    EXPECT_EQ(dump(5), "/Vtmp/.sys_stats/log_1");
+    EXPECT_EQ(dump(6), "/Vtmp/.sys_stats/log_2");
+    EXPECT_EQ(dump(7), "/Vtmp/.sys_stats/log_0");
+    EXPECT_EQ(read_file("/Vtmp/.sys_stats/log_bak_0/number"), "1"); // in the way, and kept
+    EXPECT_EQ(read_file("/Vtmp/.sys_stats/log_0/number"), "7");
+    EXPECT_EQ(read_file("/Vtmp/.sys_stats/log_1/number"), "5");
+}
+
+TEST_F(DumpFolder, MakesFoldersWithTheirDeliberateMode)
+{
+    write_file("/Vtmp/keep", "");
+    const std::string folder = dump_folder_open();
+    for (const std::string &path : {std::string("/Vtmp/.sys_stats"), folder}) {
+        struct stat status = {};
+        ASSERT_EQ(stat((root() + path).c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777, 0644U) << path;
+    }
+}
+
+TEST_F(DumpFolder, AFileInTheWayOfABackupIsReplaced)
+{
+    write_file("/Vtmp/keep", "");
+    for (int i = 0; i < 3; ++i)
+        dump(i);
+    write_file("/Vtmp/.sys_stats/log_bak_1", "a file");
+    EXPECT_EQ(dump(3), "/Vtmp/.sys_stats/log_0");
+    EXPECT_EQ(read_file("/Vtmp/.sys_stats/log_bak_1/number"), "1");
+}
+
+} // namespace

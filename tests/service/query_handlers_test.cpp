@@ -1,0 +1,77 @@
+#include "service/VeloMond_RESTful.h"
+
+#include <gtest/gtest.h>
+
+#include "fake_platform/fake_platform.h"
+#include "service/envelope.h"
+#include "stats/sysstat_cpu.h"
+
+namespace {
+
+TEST(Envelope, CarriesDataOnlyWithSuccessAndAValue)
+{
+    const auto value = [] { return json_object_new_string("v"); };
+    auto *const error_pointer = reinterpret_cast<json_object *>(UINTPTR_MAX - 3); // as json-c once gave them
+    EXPECT_EQ(envelope_text(0, value()), R"({ "return": 0, "data": "v" })");
+    EXPECT_EQ(envelope_text(0, nullptr), R"({ "return": 0 })");
+    EXPECT_EQ(envelope_text(0, error_pointer), R"({ "return": 0 })");
+    EXPECT_EQ(envelope_text(-4, value()), R"({ "return": -4 })"); // and lets go of the value
+    EXPECT_EQ(envelope_text(-2, error_pointer), R"({ "return": -2 })");
+}
+
+TEST(Service, TellsItsHealthAsFarAsTheBufferGoes)
+{
+    char buffer[32] = "";
+    EXPECT_TRUE(service_health_check(buffer, sizeof(buffer)));
+    EXPECT_STREQ(buffer, "health");
+    EXPECT_TRUE(service_health_check(buffer, 4));
+    EXPECT_STREQ(buffer, "hea");
+}
+
+class Handlers : public fake::TPlatformTest {
+protected:
+    static std::string get(const char *route, const std::map<std::string, std::string> &arguments = {})
+    {
+        const auto reply = fake::call_route("GET", std::string("/sysmonService/") + route, arguments);
+        if (!reply)
+            return "no route";
+        EXPECT_EQ(reply->status, 200);
+        EXPECT_EQ(reply->content_type, "application/json");
+        return reply->body;
+    }
+};
+
+TEST_F(Handlers, CutArgumentsAsTheirBuffersDo)
+{
+    std::string told = fake::stderr_of([] {
+        EXPECT_EQ(get("cpu_info"), R"({ "return": -4 })");
+        sysstat_cpu_init();
+        EXPECT_EQ(get("cpu_info", {{"method", std::string(70, 'm')}, {"name", "n"}}), R"({ "return": 0 })");
+        EXPECT_EQ(
+            get("cpu_info", {{"method", "avg"}, {"name", "x"}, {"type", std::string(40, '0') + "-"}}).substr(0, 24),
+            R"({ "return": 0, "data": {)");
+        sysstat_cpu_uninit();
+    });
+    EXPECT_NE(told.find("method=[" + std::string(63, 'm') + "] not support\n"), std::string::npos);
+}
+
+TEST_F(Handlers, StatusListsTheProcessTable)
+{
+    const std::string body = get("status");
+    const TJson status(json_tokener_parse(body.c_str()));
+    json_object *list = nullptr;
+    ASSERT_TRUE(json_object_object_get_ex(status.get(), "daemon_list", &list));
+    ASSERT_EQ(json_object_array_length(list), 21U);
+    EXPECT_STREQ(json_object_get_string(json_object_array_get_idx(list, 13)), "VeloMond");
+    EXPECT_TRUE(body.starts_with(R"({ "return": 0, "cpu_info": {)")) << body;
+}
+
+TEST_F(Handlers, BanIpIsADefinedRefusalByPutOnly)
+{
+    const auto reply = fake::call_route("PUT", "/sysmonService/banip_mgr", {}, "anything");
+    ASSERT_TRUE(reply.has_value());
+    EXPECT_EQ(reply->body, R"({ "return": -1, "data": "function not support." })");
+    EXPECT_EQ(get("banip_mgr"), "no route");
+}
+
+} // namespace
