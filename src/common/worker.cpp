@@ -57,7 +57,8 @@ int TWorker::start(const T_WORKER_PLAN &plan)
 
 void TWorker::wake()
 {
-    vos_cond_wait_signal(&m_cond);
+    if (m_ready)
+        vos_cond_wait_signal(&m_cond);
 }
 
 void TWorker::stop()

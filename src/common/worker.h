@@ -32,7 +32,7 @@ public:
     /* Clears the flag and creates the thread. 0, or pthread_create's error. */
     int start(const T_WORKER_PLAN &plan);
 
-    /* Ends the thread's present or next sleep. */
+    /* Ends the thread's present or next sleep; nothing before prepare or start. */
     void wake();
 
     /* Flag, signal, join, "end wait_for_terminate...\n". Harmless, but for the
@@ -53,8 +53,8 @@ private:
     T_WORKER_PLAN m_plan = {};
     std::atomic<bool> m_terminate{false};
     vos_cond_t m_cond = {};
-    bool m_ready = false;   // owner's: the condition is initialised
-    bool m_created = false; // owner's: there is a thread to join
+    std::atomic<bool> m_ready{false}; // the condition is initialised
+    bool m_created = false;           // owner's: there is a thread to join
     pthread_t m_thread = {};
 };
 

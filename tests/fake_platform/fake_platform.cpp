@@ -217,6 +217,7 @@ int vos_cond_wait(vos_cond_t *cond, int seconds)
 
 int vos_cond_wait_signal(vos_cond_t *cond)
 {
+    ++fake::state()->cond_signals;
     const std::lock_guard guard(fake::waits().lock);
     cond->signalled = true;
     fake::waits().changed.notify_all();

@@ -93,6 +93,7 @@ struct T_STATE {
     long long logtool_result = 0;
     std::vector<log_info> surveillance_log;
     std::vector<int> crash_signals;
+    int cond_signals = 0; // of vos_cond_wait_signal
     int pclose_result = 0;
 };
 
