@@ -1,0 +1,123 @@
+#include "stats/disk_flag.h"
+
+#include <algorithm>
+#include <mutex>
+
+#include "common/debug_log.h"
+#include "common/local_time.h"
+#include "common/worker.h"
+#include "platform/ostra.h"
+#include "platform/pal.h"
+#include "platform/ssci.h"
+#include "platform/velomond_shm.h"
+
+namespace {
+
+constexpr const char *kSource = "sysstat_disk.cpp";
+constexpr int kPeriodS = 60;
+constexpr int kMinutesApart = 10;
+
+/* What one update found out. */
+struct T_FINDING {
+    int32_t disk_present = kDiskUnknown.number;
+    int32_t storage_setting = 1;
+};
+
+/* Guards the rest, and the reading, changing and writing of the shared record. */
+std::mutex g_lock;
+T_FINDING g_newest; // of the updates that have come to the writing
+uint64_t g_newest_number = 0;
+uint64_t g_last_number = 0; // updates are numbered as they begin
+
+TWorker g_worker;
+
+uint64_t begin_update()
+{
+    const std::lock_guard<std::mutex> guard(g_lock);
+    return ++g_last_number;
+}
+
+/* Asking for the disks may take long. An update that was overtaken by a later one
+ * writes what that one found, or its old news would stand for ten minutes. */
+void write_finding(uint64_t number, const T_FINDING &finding)
+{
+    const std::lock_guard<std::mutex> guard(g_lock);
+    if (number > g_newest_number) {
+        g_newest_number = number;
+        g_newest = finding;
+    }
+    t_velomond_shm record;
+    (void)velomond_shm_get(&record); // on failure from zeros: every field that is ours is set
+    record.disk_present = g_newest.disk_present;
+    record.reserved = 0;
+    record.storage_setting = g_newest.storage_setting;
+    (void)velomond_shm_set(&record);
+}
+
+int32_t read_storage_setting()
+{
+    int flag = 1;
+    COstraStorage storage;
+    (void)storage.create_storage_setting();
+    (void)storage.get_storage_flag(&flag);
+    storage.destroy_storage_setting();
+    return flag;
+}
+
+void disk_monitor_main(TWorker *self)
+{
+    while (!self->terminated()) {
+        if (disk_flag_is_due(local_time_of(wall_clock_s())))
+            disk_flag_update();
+        self->wait_s(kPeriodS);
+    }
+}
+
+} // namespace
+
+int disk_flag_update()
+{
+    const uint64_t number = begin_update();
+    int result = 0;
+    t_auth auth;
+    if (PAL_auth_get_auth(auth) != 0)
+        result = -1;
+    t_storage_disk_list list;
+    if (PAL_storage_get_disk_list(auth, t_storage_disk_input(), list) != 0)
+        result = -2;
+    const bool present =
+        std::any_of(list.disks.begin(), list.disks.end(), [](const t_storage_disk &disk) { return disk.status >= 0; });
+    write_finding(number, {present ? 1 : 0, read_storage_setting()});
+
+    constexpr int kCategory = 14;
+    constexpr int kCode = 14001;
+    constexpr int kLevel = 5;
+    TNotifySessionManager session("VeloMond");
+    (void)session.sendNotification(kCategory, kCode, "", kLevel);
+    return result;
+}
+
+int32_t disk_flag_present()
+{
+    const std::lock_guard<std::mutex> guard(g_lock);
+    return g_newest.disk_present;
+}
+
+int disk_thread_start()
+{
+    const int error = g_worker.start({"DISK-worker", "disk_monitor_main", disk_monitor_main});
+    if (error != 0) /* into the camera connections' log: the two have always shared it */
+        log_File_Debug(kLogCamConn, "%s:%s(%d) pthread_create failed (%d)", kSource, "disk_thread_start", 730, error);
+    return error;
+}
+
+void disk_thread_stop()
+{
+    g_worker.stop();
+    g_worker.release();
+}
+
+bool disk_flag_is_due(const struct tm &local)
+{
+    return local.tm_min % kMinutesApart == 0;
+}
