@@ -12,4 +12,5 @@ using T_RESPONSE = std::shared_ptr<httpserver::http_response>;
 T_RESPONSE proc_status_get(const httpserver::http_request &request);
 T_RESPONSE proc_cpu_get(const httpserver::http_request &request);
 T_RESPONSE proc_statistics_dump_get(const httpserver::http_request &request);
+T_RESPONSE proc_notify_put(const httpserver::http_request &request);
 T_RESPONSE proc_banip_mgr_put(const httpserver::http_request &request);
