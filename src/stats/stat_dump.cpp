@@ -1,23 +1,8 @@
 #include "stats/stat_dump.h"
 
-#include <cinttypes>
 #include <cstdio>
 
 #include "platform/host_path.h"
-
-void csv_column_u64(std::string *text, uint64_t value)
-{
-    char column[32];
-    const int length = snprintf(column, sizeof(column), ", %" PRIu64, value);
-    text->append(column, static_cast<size_t>(length));
-}
-
-void csv_column_1f(std::string *text, double value)
-{
-    char column[328]; // the largest double has 309 digits before the point
-    const int length = snprintf(column, sizeof(column), ", %.1f", value);
-    text->append(column, static_cast<size_t>(length));
-}
 
 void csv_write(const char *folder, const char *name, const std::string &text)
 {

@@ -1,9 +1,5 @@
 #include "stats/sysstat_cpu.h"
 
-#include <array>
-#include <cinttypes>
-#include <cstdio>
-#include <span>
 #include <unistd.h>
 
 #include "common/debug_log.h"
@@ -12,6 +8,7 @@
 #include "platform/host_path.h"
 #include "platform/time_stamp.h"
 #include "stats/proc_text.h"
+#include "stats/stat_answer.h"
 #include "stats/stat_dump.h"
 
 TCpustatManager *g_p_CpustatManager = nullptr;
@@ -29,87 +26,111 @@ constexpr uint64_t T_CPU_STAT::*kSummed[] = {
     &T_CPU_STAT::cpu_guest,  &T_CPU_STAT::cpu_guest_nice, &T_CPU_STAT::cpu_uptime,  &T_CPU_STAT::inv_ms,
 };
 
-/* What is told of a record, in the order in which it is told. */
-struct T_FIGURE {
-    const char *json_key;
-    const char *csv_label;
-};
-constexpr T_FIGURE kSystemFigures[] = {{"user_pcnt", "user"},
-                                       {"sys_pcnt", "system"},
-                                       {"iowait_pcnt", "iowait"},
-                                       {"steal_pcnt", "steal"},
-                                       {"idle_pcnt", "idle"}};
-constexpr T_FIGURE kProcessFigures[] = {{"total_pcnt", "total"}, {"user_pcnt", "user"}, {"sys_pcnt", "system"}};
-using T_PERCENTAGES = std::array<double, std::size(kSystemFigures)>;
-
-std::span<const T_FIGURE> figures_of(bool is_process)
-{
-    return is_process ? std::span<const T_FIGURE>(kProcessFigures) : std::span<const T_FIGURE>(kSystemFigures);
-}
-
 /* Percentages of the machine's time. Nice and guest time count in the whole only.
  * No time at all gives not-a-number, told as such. */
-T_PERCENTAGES system_percentages(const T_CPU_STAT &d)
+double share(const T_CPU_STAT &d, uint64_t part)
 {
-    const auto share = [&d](uint64_t part) {
-        return 100.0 * static_cast<double>(part) / static_cast<double>(d.cpu_uptime);
-    };
-    return {share(d.cpu_user), share(d.cpu_sys + d.cpu_softirq + d.cpu_hardirq), share(d.cpu_iowait),
-            share(d.cpu_steal), share(d.cpu_idle)};
+    return 100.0 * static_cast<double>(part) / static_cast<double>(d.cpu_uptime);
 }
 
 /* Percentages of one core. */
-T_PERCENTAGES process_percentages(const T_CPU_STAT &d)
+double load(const T_CPU_STAT &d, uint64_t ticks)
 {
     const double seconds = static_cast<double>(d.inv_ms) / 1000.0;
-    const auto ticks_per_s = static_cast<double>(g_ticks_per_s);
-    const double user = static_cast<double>(d.cpu_user) / seconds * 100.0 / ticks_per_s;
-    const double sys = static_cast<double>(d.cpu_sys) / seconds * 100.0 / ticks_per_s;
-    return {user + sys, user, sys};
+    return static_cast<double>(ticks) / seconds * 100.0 / static_cast<double>(g_ticks_per_s);
 }
 
-T_PERCENTAGES percentages_of(const T_CPU_STAT &d, bool is_process)
+std::string user_share(const T_CPU_STAT &d)
 {
-    return is_process ? process_percentages(d) : system_percentages(d);
+    return figure_fixed(share(d, d.cpu_user), 1);
+}
+std::string sys_share(const T_CPU_STAT &d)
+{
+    return figure_fixed(share(d, d.cpu_sys + d.cpu_softirq + d.cpu_hardirq), 1);
+}
+std::string iowait_share(const T_CPU_STAT &d)
+{
+    return figure_fixed(share(d, d.cpu_iowait), 1);
+}
+std::string steal_share(const T_CPU_STAT &d)
+{
+    return figure_fixed(share(d, d.cpu_steal), 1);
+}
+std::string idle_share(const T_CPU_STAT &d)
+{
+    return figure_fixed(share(d, d.cpu_idle), 1);
+}
+std::string total_load(const T_CPU_STAT &d)
+{
+    return figure_fixed(load(d, d.cpu_user) + load(d, d.cpu_sys), 1);
+}
+std::string user_load(const T_CPU_STAT &d)
+{
+    return figure_fixed(load(d, d.cpu_user), 1);
+}
+std::string sys_load(const T_CPU_STAT &d)
+{
+    return figure_fixed(load(d, d.cpu_sys), 1);
 }
 
-TJson percentage_text(double value)
+using T_CPU_FIGURE = T_FIGURE<T_CPU_STAT>;
+using T_CPU_FIGURES = T_FIGURES<T_CPU_STAT>;
+
+/* What is told of a key: in answers, in the dump, in the print. */
+constexpr T_CPU_FIGURE kSystemAnswer[] = {{"user_pcnt", user_share},
+                                          {"sys_pcnt", sys_share},
+                                          {"iowait_pcnt", iowait_share},
+                                          {"steal_pcnt", steal_share},
+                                          {"idle_pcnt", idle_share}};
+constexpr T_CPU_FIGURE kProcessAnswer[] = {
+    {"total_pcnt", total_load}, {"user_pcnt", user_load}, {"sys_pcnt", sys_load}};
+constexpr T_CPU_FIGURE kSystemRows[] = {{"time_stamp(ms)", figure_u64<&T_CPU_STAT::tp_ms>},
+                                        {"user", user_share},
+                                        {"system", sys_share},
+                                        {"iowait", iowait_share},
+                                        {"steal", steal_share},
+                                        {"idle", idle_share}};
+constexpr T_CPU_FIGURE kProcessRows[] = {{"time_stamp(ms)", figure_u64<&T_CPU_STAT::tp_ms>},
+                                         {"total", total_load},
+                                         {"user", user_load},
+                                         {"system", sys_load}};
+constexpr T_CPU_FIGURE kSystemPrint[] = {{"type          = ", [](const T_CPU_STAT &) { return std::string("system"); }},
+                                         {"cpu_user      =", figure_u64<&T_CPU_STAT::cpu_user>},
+                                         {"cpu_nice      =", figure_u64<&T_CPU_STAT::cpu_nice>},
+                                         {"cpu_sys       =", figure_u64<&T_CPU_STAT::cpu_sys>},
+                                         {"cpu_idle      =", figure_u64<&T_CPU_STAT::cpu_idle>},
+                                         {"cpu_iowait    =", figure_u64<&T_CPU_STAT::cpu_iowait>},
+                                         {"cpu_steal     =", figure_u64<&T_CPU_STAT::cpu_steal>},
+                                         {"cpu_hardirq   =", figure_u64<&T_CPU_STAT::cpu_hardirq>},
+                                         {"cpu_softirq   =", figure_i64<&T_CPU_STAT::cpu_softirq>},
+                                         {"cpu_guest     =", figure_i64<&T_CPU_STAT::cpu_guest>},
+                                         {"cpu_guest_nice=", figure_i64<&T_CPU_STAT::cpu_guest_nice>},
+                                         {"cpu_uptime    =", figure_i64<&T_CPU_STAT::cpu_uptime>},
+                                         {"inv_ms        =", figure_i64<&T_CPU_STAT::inv_ms>},
+                                         {"tp_ms         =", figure_u64<&T_CPU_STAT::tp_ms>}};
+constexpr T_CPU_FIGURE kProcessPrint[] = {
+    {"type          = ", [](const T_CPU_STAT &) { return std::string("daemon"); }},
+    {"name          = ", [](const T_CPU_STAT &d) { return d.name; }},
+    {"utime         =", figure_u64<&T_CPU_STAT::cpu_user>},
+    {"stime         =", figure_u64<&T_CPU_STAT::cpu_sys>},
+    {"inv_ms        =", figure_i64<&T_CPU_STAT::inv_ms>},
+    {"tp_ms         =", figure_u64<&T_CPU_STAT::tp_ms>}};
+
+T_CPU_FIGURES answer_of(const std::string &key)
 {
-    char text[328];
-    snprintf(text, sizeof(text), "%.1f", value);
-    return TJson(json_object_new_string(text));
+    return is_daemon_name(key) ? T_CPU_FIGURES(kProcessAnswer) : T_CPU_FIGURES(kSystemAnswer);
 }
 
-TJson percentages_object(const T_CPU_STAT &d, bool is_process)
-{
-    TJson object(json_object_new_object());
-    const T_PERCENTAGES values = percentages_of(d, is_process);
-    size_t i = 0;
-    for (const T_FIGURE &figure : figures_of(is_process))
-        json_give(object.get(), figure.json_key, percentage_text(values[i++]));
-    return object;
-}
-
-TJson series_object(const std::string &key, bool is_process)
-{
-    TJson object(json_object_new_object());
-    std::array<json_object *, std::size(kSystemFigures)> arrays = {}; // lent by the object
-    size_t i = 0;
-    for (const T_FIGURE &figure : figures_of(is_process)) {
-        TJson array(json_object_new_array());
-        arrays[i++] = array.get();
-        json_give(object.get(), figure.json_key, std::move(array));
-    }
-    const auto history = g_p_CpustatManager->copy_history(key);
-    if (!history)
-        return object;
-    stat_per_minute(*history, [&](const T_CPU_STAT &minute) {
-        const T_PERCENTAGES values = percentages_of(minute, is_process);
-        for (size_t figure = 0; figure < i; ++figure)
-            json_append(arrays[figure], percentage_text(values[figure]));
-    });
-    return object;
-}
+constexpr T_STAT_METHOD kMethods[] = {
+    {"cur_data", false,
+     [](const std::string &key, int) { return stat_object(answer_of(key), g_p_CpustatManager->get_current(key)); }},
+    {"avg", true,
+     [](const std::string &key, int count) {
+         return stat_object(answer_of(key), g_p_CpustatManager->get_total(key, count));
+     }},
+    {"line_data", false,
+     [](const std::string &key, int) { return stat_series(answer_of(key), g_p_CpustatManager->copy_history(key)); }},
+};
 
 void sample_system()
 {
@@ -147,43 +168,16 @@ void sample_processes()
     }
 }
 
-void dump_entity(std::string *text, const std::string &key, bool is_process)
+void dump_entity(std::string *text, const std::string &key, T_CPU_FIGURES rows)
 {
     text->append(key).push_back('\n');
-    const auto history = g_p_CpustatManager->copy_history(key).value_or(std::deque<T_CPU_STAT>());
-    csv_row_u64(text, "time_stamp(ms)", history, [](const T_CPU_STAT &d) { return d.tp_ms; });
-    size_t i = 0;
-    for (const T_FIGURE &figure : figures_of(is_process)) {
-        csv_row_1f(text, figure.csv_label, history,
-                   [&](const T_CPU_STAT &d) { return percentages_of(d, is_process)[i]; });
-        ++i;
-    }
+    stat_rows(text, rows, g_p_CpustatManager->copy_history(key).value_or(std::deque<T_CPU_STAT>()));
     text->push_back('\n');
 }
 
 void print_record(const T_CPU_STAT &stat)
 {
-    if (stat.type == 0) {
-        tell("    type          = system\n");
-        tell("    cpu_user      =%" PRIu64 "\n", stat.cpu_user);
-        tell("    cpu_nice      =%" PRIu64 "\n", stat.cpu_nice);
-        tell("    cpu_sys       =%" PRIu64 "\n", stat.cpu_sys);
-        tell("    cpu_idle      =%" PRIu64 "\n", stat.cpu_idle);
-        tell("    cpu_iowait    =%" PRIu64 "\n", stat.cpu_iowait);
-        tell("    cpu_steal     =%" PRIu64 "\n", stat.cpu_steal);
-        tell("    cpu_hardirq   =%" PRIu64 "\n", stat.cpu_hardirq);
-        tell("    cpu_softirq   =%" PRIi64 "\n", static_cast<int64_t>(stat.cpu_softirq));
-        tell("    cpu_guest     =%" PRIi64 "\n", static_cast<int64_t>(stat.cpu_guest));
-        tell("    cpu_guest_nice=%" PRIi64 "\n", static_cast<int64_t>(stat.cpu_guest_nice));
-        tell("    cpu_uptime    =%" PRIi64 "\n", static_cast<int64_t>(stat.cpu_uptime));
-    } else {
-        tell("    type          = daemon\n");
-        tell("    name          = %s\n", stat.name.c_str());
-        tell("    utime         =%" PRIu64 "\n", stat.cpu_user);
-        tell("    stime         =%" PRIu64 "\n", stat.cpu_sys);
-    }
-    tell("    inv_ms        =%" PRIi64 "\n", static_cast<int64_t>(stat.inv_ms));
-    tell("    tp_ms         =%" PRIu64 "\n", stat.tp_ms);
+    stat_print(stat.type == 0 ? T_CPU_FIGURES(kSystemPrint) : T_CPU_FIGURES(kProcessPrint), stat);
 }
 
 } // namespace
@@ -318,25 +312,10 @@ int sysstat_cpu_proc(const char *method, const char *type, const char *name, jso
     int result = query_head(method, name, g_p_CpustatManager, "g_p_CpustatManager");
     if (result == kQueryWrongArgs)
         return result;
-    if (result == kQueryOk) {
-        const bool is_process = is_daemon_name(name);
-        if (query_is(method, "cur_data")) {
-            *out = percentages_object(g_p_CpustatManager->get_current(name), is_process).release();
-            return kQueryOk;
-        }
-        if (query_is(method, "avg")) {
-            int count = 0;
-            result = query_count(type, &count);
-            if (result == kQueryOk)
-                *out = percentages_object(g_p_CpustatManager->get_total(name, count), is_process).release();
-            return result;
-        }
-        if (query_is(method, "line_data")) {
-            *out = series_object(name, is_process).release();
-            return kQueryOk;
-        }
-        result = query_unknown(method);
-    }
+    if (result == kQueryOk)
+        result = stat_answer(kMethods, method, type, name, out);
+    if (result == kQueryOk || result == kQueryBadCount)
+        return result;
     log_File_Debug(kLogCpu, "%s:%s(%d) sysstat_cpu_proc ret_val = %d)", kSource, "sysstat_cpu_proc", 632, result);
     log_File_Debug(kLogCpu, "%s:%s(%d) sysstat_cpu_proc p_json_out = %s)", kSource, "sysstat_cpu_proc", 634,
                    json_text(*out).c_str());
@@ -368,11 +347,11 @@ int sysstat_cpu_dump(const char *folder)
     std::string text = "system\n";
     for (const auto &[key, entry] : g_p_CpustatManager->entries()) {
         if (!is_daemon_name(key))
-            dump_entity(&text, key, false);
+            dump_entity(&text, key, kSystemRows);
     }
     text += "__daemon_list\n";
     for (const char *name : kProcessTable)
-        dump_entity(&text, name, true);
+        dump_entity(&text, name, kProcessRows);
     csv_write(folder, "cpu_stats.csv", text);
     return 0;
 }
