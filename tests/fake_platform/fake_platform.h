@@ -51,7 +51,7 @@ struct T_REPLY {
 struct T_STATE {
     /* Service calls. */
     long long create_result = 0, start_result = 0, stop_result = 0, destroy_result = 0;
-    long long notice_result = 0;
+    long long notice_result = 0, nameserver_result = 0;
     std::vector<T_NOTICE> notices;
     int ssci_error = 7;
     std::string ssci_error_text = "connection refused";

@@ -217,7 +217,7 @@ long long ssci_POST_request(const char *host, int port, const char *path, const 
 long long ssci_nameserver_init(const char *host, int port)
 {
     record_call(std::string("nameserver ") + host + " " + std::to_string(port));
-    return 0;
+    return state()->nameserver_result;
 }
 
 long long ssci_GET_request(const char *service, const char *path, const ssci_params &params, std::string *answer,

@@ -1,0 +1,132 @@
+#include "surveillance/cam_conn_stat.h"
+
+#include <algorithm>
+
+#include "common/trace.h"
+#include "platform/comutil.h"
+
+namespace {
+
+constexpr const char *kHeader = "sysstat_camconn.h";
+constexpr int32_t kMaxSamples = 1440; // one reading in a minute: 24 hours
+
+} // namespace
+
+const T_CAM_CHANNELS &T_CAM_CONN_STAT::at() const
+{
+    static const T_CAM_CHANNELS nothing;
+    return channels != nullptr ? *channels : nothing;
+}
+
+T_CAM_CONN_STAT T_CAM_CONN_STAT::difference(const T_CAM_CONN_STAT &older) const
+{
+    auto element = std::make_shared<T_CAM_CHANNELS>(at());
+    const T_CAM_CHANNELS &before = older.at();
+    for (size_t i = 0; i < kCameraChannels; ++i)
+        element->conn_failed_count[i] -= before.conn_failed_count[i];
+    element->valid |= before.valid;
+    element->info_changed |= before.info_changed;
+    return {std::move(element), changed_flag || older.changed_flag, interval - older.interval, timestamp};
+}
+
+void T_CAM_CONN_STAT::add(const T_CAM_CONN_STAT &newer)
+{
+    auto sum = std::make_shared<T_CAM_CHANNELS>(at());
+    const T_CAM_CHANNELS &more = newer.at();
+    for (size_t i = 0; i < kCameraChannels; ++i)
+        sum->conn_failed_count[i] += more.conn_failed_count[i];
+    sum->valid |= more.valid;
+    sum->info_changed |= more.info_changed;
+    channels = std::move(sum);
+    changed_flag = changed_flag || newer.changed_flag;
+    interval += newer.interval;
+    timestamp = newer.timestamp;
+}
+
+void T_CAM_CONN_STAT::subtract(const T_CAM_CONN_STAT &element)
+{
+    auto rest = std::make_shared<T_CAM_CHANNELS>(at());
+    const T_CAM_CHANNELS &less = element.at();
+    for (size_t i = 0; i < kCameraChannels; ++i)
+        rest->conn_failed_count[i] -= less.conn_failed_count[i];
+    channels = std::move(rest);
+    interval -= element.interval;
+}
+
+TCamConnStatManager::TCamConnStatManager()
+{
+    trace(kHeader, "TCamConnStatManager", 86);
+    m_max_samples = kMaxSamples;
+    TCamConnStatManager::init_map();
+}
+
+TCamConnStatManager::~TCamConnStatManager()
+{
+    trace(kHeader, "~TCamConnStatManager", 93);
+}
+
+void TCamConnStatManager::init_map()
+{
+    track(kKey);
+}
+
+T_CAM_CONN_STAT TCamConnStatManager::get_total(const std::string &key, int n)
+{
+    T_CAM_CONN_STAT sum;
+    const auto history = copy_history(key);
+    if (!history)
+        return sum;
+    size_t count = history->size();
+    if (n > 0)
+        count = std::min(count, static_cast<size_t>(n));
+    /* Oldest first: the last one added leaves its time stamp. */
+    for (auto element = history->end() - static_cast<std::ptrdiff_t>(count); element != history->end(); ++element)
+        sum.add(*element);
+    return sum;
+}
+
+T_CAM_CONN_STAT cam_conn_parse(json_object *array, uint64_t now_ms)
+{
+    auto channels = std::make_shared<T_CAM_CHANNELS>();
+    bool changed = false;
+    const size_t length = json_object_array_length(array);
+    for (size_t i = 0; i < length; ++i) {
+        json_object *element = json_object_array_get_idx(array, i);
+        int id = -1;
+        int failed = -1;
+        (void)comutil_get_json_int_by_key(element, "id", &id);
+        (void)comutil_get_json_int_by_key(element, "conn_failed_count", &failed);
+        if (failed == -1 || !camera_is_channel(id))
+            continue;
+        const auto channel = static_cast<size_t>(id);
+        json_object *info_changed = nullptr;
+        if (json_object_object_get_ex(element, "info_changed", &info_changed) &&
+            json_object_is_type(info_changed, json_type_boolean) && json_object_get_boolean(info_changed) != 0) {
+            channels->info_changed.set(channel);
+            changed = true;
+        }
+        channels->conn_failed_count[channel] = static_cast<uint32_t>(failed);
+        channels->valid.set(channel);
+    }
+    return {std::move(channels), changed, now_ms, now_ms};
+}
+
+TJson cam_conn_json(const T_CAM_CONN_STAT &stat)
+{
+    const T_CAM_CHANNELS &channels = stat.at();
+    std::string states(kCameraChannels, '2');
+    std::string changes(kCameraChannels, '0');
+    for (size_t i = 0; i < kCameraChannels; ++i) {
+        if (channels.valid[i])
+            states[i] = channels.conn_failed_count[i] != 0 ? '1' : '0';
+        if (channels.info_changed[i])
+            changes[i] = '1';
+    }
+    TJson object(json_object_new_object());
+    json_give_text(object.get(), "cam_stat", states);
+    json_give_text(object.get(), "conf_changed", changes);
+    json_give(object.get(), "changed_flag", TJson(json_object_new_boolean(stat.changed_flag ? 1 : 0)));
+    json_give_text(object.get(), "interval", std::to_string(stat.interval));
+    json_give_text(object.get(), "timestamp", std::to_string(stat.timestamp));
+    return object;
+}

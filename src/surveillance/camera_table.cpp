@@ -1,0 +1,86 @@
+#include "surveillance/camera_table.h"
+
+#include <cstdlib>
+
+#include "common/trace.h"
+#include "platform/comutil.h"
+
+namespace {
+
+constexpr size_t kTextSize = 128;
+
+struct T_TEXT {
+    const char *key;
+    std::string T_CAMERA::*text;
+};
+constexpr T_TEXT kTexts[] = {
+    {"name", &T_CAMERA::name}, {"guid", &T_CAMERA::guid},   {"umsid", &T_CAMERA::umsid},       {"ip", &T_CAMERA::ip},
+    {"port", &T_CAMERA::port}, {"brand", &T_CAMERA::brand}, {"ums_name", &T_CAMERA::ums_name},
+};
+
+} // namespace
+
+bool camera_is_channel(int id)
+{
+    if (id >= kCameraChannels) {
+        tell("channel id %d is beyond the %d channels there are\n", id, kCameraChannels);
+        std::abort();
+    }
+    return id >= 0;
+}
+
+T_CAMERAS camera_table_parse(json_object *array)
+{
+    T_CAMERAS cameras(kCameraChannels);
+    const size_t count = json_object_array_length(array);
+    for (size_t i = 0; i < count; ++i) {
+        json_object *element = json_object_array_get_idx(array, i);
+        int id = -1;
+        (void)comutil_get_json_int_by_key(element, "id", &id);
+        if (!camera_is_channel(id))
+            continue;
+        T_CAMERA camera;
+        camera.valid = true;
+        for (const T_TEXT &one : kTexts) {
+            char buffer[kTextSize] = {};
+            (void)comutil_get_json_str_by_key(element, one.key, buffer, sizeof(buffer));
+            camera.*one.text = buffer;
+        }
+        cameras[static_cast<size_t>(id)] = std::move(camera);
+    }
+    return cameras;
+}
+
+TJson camera_table_json(const T_CAMERAS &cameras)
+{
+    TJson array(json_object_new_array());
+    for (size_t id = 0; id < cameras.size(); ++id) {
+        if (!cameras[id].valid)
+            continue;
+        TJson object(json_object_new_object());
+        json_give(object.get(), "id", TJson(json_object_new_int(static_cast<int>(id))));
+        for (const T_TEXT &one : kTexts)
+            json_give_text(object.get(), one.key, cameras[id].*one.text);
+        json_append(array.get(), std::move(object));
+    }
+    return array;
+}
+
+void TCameraTable::replace(T_CAMERAS cameras)
+{
+    auto loaded = std::make_shared<const T_CAMERAS>(std::move(cameras));
+    const std::lock_guard<std::mutex> guard(m_lock);
+    m_cameras.swap(loaded); // the old table goes after the lock
+}
+
+void TCameraTable::clear()
+{
+    const std::lock_guard<std::mutex> guard(m_lock);
+    m_cameras.reset();
+}
+
+std::shared_ptr<const T_CAMERAS> TCameraTable::get() const
+{
+    const std::lock_guard<std::mutex> guard(m_lock);
+    return m_cameras;
+}

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "common/json.h"
+
+/* Who the camera channels are, as the recording service tells it. */
+
+constexpr int kCameraChannels = 192; // numbered from 0
+
+/* Whether an id that the recording service gave is that of a channel; negative
+ * ones are not. An id beyond the tables means that the two programs do not
+ * belong together: the process ends with a message before any table is touched. */
+bool camera_is_channel(int id);
+
+/* One channel. Texts are of at most 127 characters. */
+struct T_CAMERA {
+    bool valid = false;
+    std::string name, guid, umsid, ip, port, brand, ums_name;
+};
+using T_CAMERAS = std::vector<T_CAMERA>; // kCameraChannels of them
+
+/* Takes the channels out of the array of an answer. Elements without an integer
+ * id are ignored; texts that are missing or are none stay empty. */
+T_CAMERAS camera_table_parse(json_object *array);
+
+/* The valid channels as an array of objects, in channel order. */
+TJson camera_table_json(const T_CAMERAS &cameras);
+
+/* The channels as last loaded. Tables are replaced whole and never change, so a
+ * reader keeps the one it got. Any thread may call. */
+class TCameraTable {
+public:
+    void replace(T_CAMERAS cameras);
+    void clear();
+
+    /* Null until the first load. */
+    std::shared_ptr<const T_CAMERAS> get() const;
+
+private:
+    mutable std::mutex m_lock;
+    std::shared_ptr<const T_CAMERAS> m_cameras; // guarded by m_lock
+};

@@ -1,0 +1,93 @@
+#include "surveillance/proxy_rules.h"
+
+#include <exception>
+#include <json/json.h>
+#include <sstream>
+#include <string_view>
+
+namespace {
+
+/* Each takes one member of an object. False when it is there and is no such
+ * value; a null is taken for missing. The tests come first because the library
+ * throws on a conversion that cannot be made. */
+bool take(const Json::Value &object, const char *key, std::string *out)
+{
+    const Json::Value &member = object[key];
+    if (member.isString())
+        *out = member.asString();
+    return member.isString() || member.isNull();
+}
+
+bool take(const Json::Value &object, const char *key, int32_t *out)
+{
+    const Json::Value &member = object[key];
+    if (member.isInt())
+        *out = member.asInt();
+    return member.isInt() || member.isNull();
+}
+
+bool take(const Json::Value &object, const char *key, int64_t *out)
+{
+    const Json::Value &member = object[key];
+    if (member.isInt64())
+        *out = member.asInt64();
+    return member.isInt64() || member.isNull();
+}
+
+bool take_rule(const Json::Value &element, T_PROXY_RULE *rule)
+{
+    return element.isObject() && take(element, "GUID", &rule->guid) && take(element, "rule_type", &rule->rule_type) &&
+           take(element, "last_access_time", &rule->last_access_time) &&
+           take(element, "retention_time", &rule->retention_time) && take(element, "bs_id", &rule->bs_id);
+}
+
+T_PROXY_ANSWER read_answer(const Json::Value &root)
+{
+    T_PROXY_ANSWER answer;
+    if (!root.isObject())
+        return answer;
+    (void)take(root, "err_code", &answer.err_code);
+    const Json::Value &list = root["ReverseProxyRuleList"];
+    if (!list.isArray())
+        return answer;
+    for (const Json::Value &element : list) {
+        T_PROXY_RULE rule;
+        if (take_rule(element, &rule))
+            answer.rules.push_back(std::move(rule));
+        else
+            ++answer.unreadable;
+    }
+    return answer;
+}
+
+} // namespace
+
+int proxy_answer_parse(const std::string &text, T_PROXY_ANSWER *answer, std::string *error)
+{
+    try {
+        std::istringstream stream(text);
+        Json::Value root;
+        if (!Json::parseFromStream(Json::CharReaderBuilder(), stream, &root, error))
+            return -1;
+        *answer = read_answer(root);
+        return 0;
+    } catch (const std::exception &failure) { // nested deeper than the parser goes
+        *error = failure.what();
+        return -1;
+    }
+}
+
+int64_t proxy_remaining_ms(const T_PROXY_RULE &rule, uint64_t now_ms)
+{
+    /* The retention is a 32-bit figure also in ms and wraps above 35791 minutes;
+     * whoever sets up rules counts on it. Unsigned arithmetic wraps by rule. */
+    const auto retention_ms = static_cast<int32_t>(static_cast<uint32_t>(rule.retention_time) * 60000U);
+    return static_cast<int64_t>(static_cast<uint64_t>(rule.last_access_time) + static_cast<uint64_t>(retention_ms) -
+                                now_ms);
+}
+
+bool proxy_guid_is_name(const std::string &guid)
+{
+    return !guid.empty() && guid != "." && guid != ".." &&
+           guid.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
+}

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "common/json.h"
+
+/* Whether any camera was recorded in the last minute, as the recording service
+ * tells it, once a minute (thread RECSTAT-worker). The dashboard receiver is told
+ * once after start and then of each change. */
+
+int recording_stat_init();   // starts the worker; always 0
+int recording_stat_uninit(); // ends it; harmless without a worker; always 0
+
+/* Adds "utc_time" (seconds of the last good answer, 0 before it) and
+ * "camera_recording_update" ("normal", or "error" when nothing is recorded) to
+ * the object at *out. 0, or -1 without an object. Any thread may call. */
+int recording_stat_info(json_object **out);

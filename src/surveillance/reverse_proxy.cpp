@@ -1,0 +1,195 @@
+#include "surveillance/reverse_proxy.h"
+
+#include <cstdint>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "common/debug_log.h"
+#include "common/trace.h"
+#include "common/worker.h"
+#include "platform/host_path.h"
+#include "platform/kestrel.h"
+#include "platform/pal.h"
+#include "platform/ssci.h"
+#include "platform/time_stamp.h"
+#include "surveillance/proxy_rules.h"
+
+namespace {
+
+constexpr const char *kSource = "reverse_proxy.cpp";
+constexpr const char *kFunction = "rule_expired_detect"; // under which all of the log goes
+constexpr const char *kHost = "127.0.0.1";
+constexpr int kPort = 10141;
+constexpr const char *kPath = "/cfg/ReverseProxy";
+constexpr int kTimeoutS = 5;
+constexpr int kPeriodS = 300;
+constexpr int32_t kBusRuleValue = 60; // the platform's, always this
+
+TWorker g_worker;
+
+/* What one pass took out of the configuration service and has to be removed
+ * elsewhere. */
+struct T_REMOVED {
+    std::vector<std::string> files; // GUIDs
+    t_vbus_reverse_proxy_info bus;
+};
+
+void log_transport_error(long long result)
+{
+    if (result != SSCI_TRANSPORT_ERROR)
+        return;
+    const int error = __ssci_errno();
+    log_File_Debug(kLogReverseProxy, "[%s][%d] get ssci_strerror(%d)=[%s]", kFunction, 74, error, ssci_strerror(error));
+}
+
+/* Lists the rules. 0, or -1, logged. */
+int list_rules(std::vector<T_PROXY_RULE> *rules)
+{
+    std::string text;
+    const long long result = ssci_GET_request(kHost, kPort, kPath, {{"act", "list"}}, &text, kTimeoutS);
+    if (result != 0) {
+        log_File_Debug(kLogReverseProxy, "[%s][%d] get channel ret=[%d]", kFunction, 85, static_cast<int>(result));
+        log_transport_error(result);
+        return -1;
+    }
+    T_PROXY_ANSWER answer;
+    std::string error;
+    if (proxy_answer_parse(text, &answer, &error) != 0) {
+        log_File_Debug(kLogReverseProxy, "[%s][%d] parse strResponse failed, error=[%s]", kFunction, 93, error.c_str());
+        return -1;
+    }
+    if (answer.err_code != 0) {
+        log_File_Debug(kLogReverseProxy, "[%s][%d] get proxy rule failed, res=%s", kFunction, 98, text.c_str());
+        return -1;
+    }
+    if (answer.unreadable != 0) {
+        log_File_Debug(kLogReverseProxy, "[%s][%d] %d unreadable rules left alone", kFunction, 102, answer.unreadable);
+    }
+    *rules = std::move(answer.rules);
+    return 0;
+}
+
+/* Deletes a rule at the configuration service. 0, or -1, logged. */
+int delete_rule(const T_PROXY_RULE &rule)
+{
+    const ssci_params params = {{"act", "delete"}, {"GUID", rule.guid}, {"rule_type", std::to_string(rule.rule_type)}};
+    std::string text;
+    const long long result = ssci_DELETE_request(kHost, kPort, kPath, params, &text, kTimeoutS);
+    if (result != 0) {
+        log_File_Debug(kLogReverseProxy, "[%s][%d] delete rule ret=[%d]", kFunction, 116, static_cast<int>(result));
+        log_transport_error(result);
+    }
+    /* A call that failed left no answer, which reads as a refusal. */
+    T_PROXY_ANSWER answer;
+    std::string error;
+    (void)proxy_answer_parse(text, &answer, &error);
+    if (answer.err_code != 0) {
+        log_File_Debug(kLogReverseProxy, "[%s][%d] delete rule failed, response=[%s]", kFunction, 124, text.c_str());
+        return -1;
+    }
+    return 0;
+}
+
+void remove_rule(const T_PROXY_RULE &rule, T_REMOVED *removed)
+{
+    if (delete_rule(rule) != 0)
+        return;
+    if (rule.rule_type == 0)
+        removed->files.push_back(rule.guid);
+    else if (rule.rule_type == 1)
+        removed->bus.rules.push_back({rule.guid, rule.rule_type, rule.bs_id, kBusRuleValue});
+    else
+        log_File_Debug(kLogReverseProxy, "[%s][%d] unknown rule_type=%d", kFunction, 139, rule.rule_type);
+}
+
+void remove_files(const std::vector<std::string> &guids)
+{
+    for (const std::string &guid : guids) {
+        const std::string path = "/etc/reverseproxy/extra/" + guid + ".conf";
+        /* A rule must not be able to take away files elsewhere. */
+        const int result = proxy_guid_is_name(guid) ? unlink(host_path(path).c_str()) : -1;
+        if (result != 0) {
+            log_File_Debug(kLogReverseProxy, "[%s][%d] remove file [%s] failed, ret=[%s]", kFunction, 150, path.c_str(),
+                           std::to_string(result).c_str());
+        }
+    }
+    const int result =
+        kestrel_exec(0, 0, 0, "/usr/sbin/apache2", "-k", "graceful", "-f", "/etc/apache2/apache2.conf", nullptr);
+    if (result != 0) {
+        log_File_Debug(kLogReverseProxy, "[%s][%d] kestrel_exec failed, ret=[%s]", kFunction, 157,
+                       std::to_string(result).c_str());
+    }
+}
+
+void remove_from_bus(const t_vbus_reverse_proxy_info &request)
+{
+    t_auth auth;
+    if (const uint32_t result = PAL_auth_get_auth(auth); result != 0) {
+        log_File_Debug(kLogReverseProxy, "[%s][%d] get auth failed, ret=[%s]", kFunction, 166,
+                       std::to_string(result).c_str());
+    }
+    t_vbus_reverse_proxy_info answer;
+    if (const uint32_t result = PAL_vbus_update_reverse_proxy(request, answer); result != 0) {
+        log_File_Debug(kLogReverseProxy, "[%s][%d] PAL del bs rule failed, ret=%d, resp=%s", kFunction, 171,
+                       static_cast<int>(result), answer.response.c_str());
+    }
+}
+
+/* One pass. False when there was no list to go by. */
+bool remove_expired(const TWorker &self, bool is_first)
+{
+    std::vector<T_PROXY_RULE> rules;
+    if (list_rules(&rules) != 0)
+        return false;
+    T_REMOVED removed;
+    for (const T_PROXY_RULE &rule : rules) {
+        if (self.terminated())
+            break;
+        if (is_first || proxy_remaining_ms(rule, current_time_stamp()) <= 0)
+            remove_rule(rule, &removed);
+    }
+    /* Also when a stop was asked for: what the service deleted it does not list
+     * again, so it would stay behind for good. */
+    if (!removed.files.empty())
+        remove_files(removed.files);
+    if (!removed.bus.rules.empty())
+        remove_from_bus(removed.bus);
+    return true;
+}
+
+void rule_expired_detect(TWorker *self)
+{
+    log_File_Debug(kLogReverseProxy, "[%s][%d] start", kFunction, 199);
+    bool first_done = false;
+    while (!self->terminated()) {
+        const bool complete = remove_expired(*self, !first_done);
+        self->wait_s(kPeriodS);
+        first_done = first_done || complete;
+    }
+}
+
+void start_threads()
+{
+    const int error = g_worker.start({"PROXY-worker", kFunction, rule_expired_detect});
+    if (error != 0)
+        log_File_Debug(kLogReverseProxy, "%s:%s(%d) pthread_create failed (%d)", kSource, "start_threads", 214, error);
+}
+
+} // namespace
+
+int reverse_proxy_init()
+{
+    trace(kSource, "reverse_proxy_init", 222);
+    g_worker.prepare();
+    start_threads();
+    return 0;
+}
+
+int reverse_proxy_uninit()
+{
+    trace(kSource, "reverse_proxy_uninit", 230);
+    g_worker.stop();
+    g_worker.release();
+    return 0;
+}

@@ -1,0 +1,158 @@
+#include "surveillance/sysstat_camconn.h"
+
+#include <cstring>
+#include <string>
+
+#include "common/debug_log.h"
+#include "common/text.h"
+#include "common/worker.h"
+#include "platform/ssci.h"
+#include "platform/time_stamp.h"
+
+TCamConnStatManager *g_p_CamConnstatManager = nullptr;
+
+namespace {
+
+constexpr const char *kSource = "sysstat_camconn.cpp";
+constexpr const char *kService = "recStreamService";
+constexpr int kTimeoutS = 5;
+constexpr uint64_t kPeriodS = 60;
+
+constexpr int kNoManager = -2;
+constexpr int kNoMethod = -3;
+constexpr int kBadCount = -6;
+
+TCameraTable g_cameras;
+TWorker g_worker;
+
+/* The array "data" of an answer, lent by `root`. */
+struct T_ANSWER {
+    TJson root;
+    json_object *data = nullptr;
+};
+
+/* Asks the recording service. 0; -1 no answer, -2 no JSON, -3 no array in it:
+ * logged under the name of the caller. */
+int ask(const char *path, const char *caller, T_ANSWER *out)
+{
+    std::string text;
+    const long long result = ssci_GET_request(kService, path, ssci_params(), &text, kTimeoutS);
+    if (result != 0) {
+        log_File_Debug(kLogCamConn, "%s:%s(%d) ssci_GET_request failed (%08llx)", kSource, caller, 131,
+                       static_cast<unsigned long long>(result));
+        return -1;
+    }
+    out->root.reset(json_tokener_parse(text.c_str()));
+    if (out->root == nullptr) {
+        log_File_Debug(kLogCamConn, "%s:%s(%d) json_tokener_parse failed", kSource, caller, 138);
+        log_File_Debug(kLogCamConn, "[%s]", text.c_str());
+        return -2;
+    }
+    if (!json_object_object_get_ex(out->root.get(), "data", &out->data) ||
+        !json_object_is_type(out->data, json_type_array)) {
+        log_File_Debug(kLogCamConn, "%s:%s(%d) p_datas not found", kSource, caller, 145);
+        return -3;
+    }
+    return 0;
+}
+
+void camconn_monitor_main(TWorker *self)
+{
+    sysstat_caminfo_get();
+    uint64_t last_s = 0;
+    while (!self->terminated()) {
+        const uint64_t now_s = current_time_stamp_mono_r() / 1000;
+        if (now_s >= last_s + kPeriodS) {
+            sysstat_camconn_get();
+            last_s = now_s;
+        }
+        self->wait_s(1);
+    }
+}
+
+void camconn_thread_start()
+{
+    const int error = g_worker.start({"CAMCONN-worker", "camconn_monitor_main", camconn_monitor_main});
+    if (error != 0) {
+        log_File_Debug(kLogCamConn, "%s:%s(%d) pthread_create failed (%d)", kSource, "camconn_thread_start", 187,
+                       error);
+    }
+}
+
+} // namespace
+
+int sysstat_camconn_init()
+{
+    const long long result = ssci_nameserver_init("localhost", 10182);
+    if (result != 0) {
+        log_File_Debug(kLogCamConn, "%s:%s(%d) ssci_nameserver_init ret=[%08llx]", kSource, "sysstat_camconn_init", 201,
+                       static_cast<unsigned long long>(result));
+    }
+    g_worker.prepare();
+    g_cameras.clear();
+    g_p_CamConnstatManager = new TCamConnStatManager;
+    camconn_thread_start();
+    return 0;
+}
+
+int sysstat_camconn_uninit()
+{
+    g_worker.stop();
+    g_worker.release();
+    delete g_p_CamConnstatManager;
+    g_p_CamConnstatManager = nullptr;
+    return 0;
+}
+
+int sysstat_caminfo_get()
+{
+    T_ANSWER answer;
+    const int result = ask("/recStreamService/ChannelConnInfo", "sysstat_caminfo_get", &answer);
+    if (result == 0)
+        g_cameras.replace(camera_table_parse(answer.data));
+    return result;
+}
+
+void sysstat_camconn_get()
+{
+    if (g_p_CamConnstatManager == nullptr)
+        return;
+    const uint64_t now_ms = current_time_stamp(); // before the request, which may take seconds
+    T_ANSWER answer;
+    if (ask("/recStreamService/ChannelConnStat", "sysstat_camconn_get", &answer) != 0)
+        return;
+    const T_CAM_CONN_STAT reading = cam_conn_parse(answer.data, now_ms);
+    if (reading.changed_flag)
+        sysstat_caminfo_get();
+    g_p_CamConnstatManager->add_sample(TCamConnStatManager::kKey, reading);
+}
+
+int sysstat_camconn_proc(const char *method, const char *count, json_object **out)
+{
+    constexpr const char *kFunction = "sysstat_camconn_proc";
+    if (g_p_CamConnstatManager == nullptr) {
+        /* Another kind's name, by which the log is searched. */
+        log_File_Debug(kLogCamConn, "%s:%s(%d) g_p_NetstatManager does not exist.", kSource, kFunction, 262);
+        return kNoManager;
+    }
+    if (strcmp(method, "cur_data") == 0) {
+        *out = cam_conn_json(g_p_CamConnstatManager->get_current(TCamConnStatManager::kKey)).release();
+        return 0;
+    }
+    if (strcmp(method, "total") == 0) {
+        const int count_val = text_to_int(count);
+        if (count_val < 0) {
+            log_File_Debug(kLogCamConn, "%s:%s(%d) count_val=[%d] invalid.", kSource, kFunction, 281, count_val);
+            return kBadCount;
+        }
+        *out = cam_conn_json(g_p_CamConnstatManager->get_total(TCamConnStatManager::kKey, count_val)).release();
+        return 0;
+    }
+    if (strcmp(method, "channel_info") == 0) {
+        const auto cameras = g_cameras.get();
+        *out = camera_table_json(cameras != nullptr ? *cameras : T_CAMERAS()).release();
+        return 0;
+    }
+    log_File_Debug(kLogCamConn, "%s:%s(%d) method=[%s] not support.", kSource, kFunction, 297, method);
+    return kNoMethod;
+}

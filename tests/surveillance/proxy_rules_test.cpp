@@ -1,0 +1,76 @@
+#include "surveillance/proxy_rules.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(ProxyRules, RemainingTimeWrapsWithTheRetentionInMilliseconds)
+{
+    constexpr int64_t kNow = 1700000000000;
+    const struct {
+        int64_t last_access;
+        int32_t minutes;
+        int64_t remaining;
+    } cases[] = {
+        {kNow, 0, 0},
+        {kNow - 60000, 1, 0},
+        {kNow - 59999, 1, 1},
+        {kNow - 60001, 1, -1},
+        {kNow, 35791, 2147460000},
+        {kNow, 35792, -2147447296},
+        {kNow, 71583, 12704},
+        {kNow, 40000, -1894967296},
+        {kNow, -1, -60000},
+        {kNow, INT32_MIN, 0},
+        {INT64_MAX, 1, INT64_MAX - kNow + 60000},
+    };
+    for (const auto &one : cases) {
+        const T_PROXY_RULE rule{"", 0, one.last_access, one.minutes, ""};
+        EXPECT_EQ(proxy_remaining_ms(rule, kNow), one.remaining) << one.last_access << " " << one.minutes;
+    }
+}
+
+TEST(ProxyRules, AnAnswerIsASuccessOnlyWhenItSaysSo)
+{
+    const std::string too_deep(100000, '[');
+    const auto err_code_of = [](const std::string &text) {
+        T_PROXY_ANSWER answer;
+        std::string error;
+        const int result = proxy_answer_parse(text, &answer, &error);
+        EXPECT_EQ(error.empty(), result == 0) << text;
+        return result == 0 ? answer.err_code : 7;
+    };
+    EXPECT_EQ(err_code_of(R"({"err_code": 0})"), 0);
+    EXPECT_EQ(err_code_of(R"({"err_code": -3})"), -3);
+    for (const char *text : {"{}", "[]", "0", "null", "\"text\"", R"({"err_code": "0"})", R"({"err_code": null})",
+                             R"({"err_code": false})", R"({"err_code": [0]})", R"({"err_code": 4294967296})"})
+        EXPECT_EQ(err_code_of(text), kProxyNoErrCode) << text;
+    for (const char *text : {"", "{\"err_code\": 0", "<html>500</html>", R"({"err_code": 1e400})", too_deep.c_str()})
+        EXPECT_EQ(err_code_of(text), 7) << text;
+}
+
+TEST(ProxyRules, LeavesOutWhatIsNoRule)
+{
+    T_PROXY_ANSWER answer;
+    std::string error;
+    ASSERT_EQ(proxy_answer_parse(R"({"err_code": 0, "ReverseProxyRuleList": [
+        {"GUID": "a", "rule_type": 1, "last_access_time": 1700000000000, "retention_time": 5, "bs_id": "b"},
+        7, null, "x", [], {"GUID": 7}, {"GUID": "s", "rule_type": "0"}, {"GUID": "s", "rule_type": 0.5},
+        {"last_access_time": "170"}, {"last_access_time": 9223372036854775808}, {"last_access_time": 1e30},
+        {"retention_time": 2147483648}, {"retention_time": {}}, {"bs_id": ["b"]}, {}]})",
+                                 &answer, &error),
+              0);
+    EXPECT_EQ(answer.unreadable, 13);
+    ASSERT_EQ(answer.rules.size(), 2U);
+    EXPECT_EQ(answer.rules[0].guid + answer.rules[0].bs_id, "ab");
+    EXPECT_EQ(answer.rules[0].rule_type, 1);
+    EXPECT_EQ(answer.rules[0].last_access_time, 1700000000000);
+    EXPECT_EQ(answer.rules[0].retention_time, 5);
+    EXPECT_EQ(answer.rules[1].guid, ""); // missing members are zeros
+    for (const std::string list : {"{}", "7", "\"x\"", "null", "{\"0\": {\"GUID\": \"a\"}}"}) {
+        ASSERT_EQ(proxy_answer_parse("{\"ReverseProxyRuleList\": " + list + "}", &answer, &error), 0);
+        EXPECT_TRUE(answer.rules.empty()) << list;
+    }
+}
+
+} // namespace

@@ -1,0 +1,95 @@
+#include "surveillance/recording_stat.h"
+
+#include "surveillance/watcher_test.h"
+
+namespace {
+
+constexpr const char *kYes = R"({"is_recording": true})";
+constexpr const char *kNo = R"({"is_recording": false})";
+
+class RecordingStat : public TWatcherTest {
+protected:
+    RecordingStat() : TWatcherTest(recording_stat_uninit) {}
+
+    static void start(const std::string &answer)
+    {
+        write_file("/var/.Vnvrd_start_ok", "");
+        peers("GET", answer, "");
+        recording_stat_init();
+        fake::pass_waits(0);
+    }
+    static std::string info()
+    {
+        const TJson object(json_object_new_object());
+        json_object *out = object.get();
+        EXPECT_EQ(recording_stat_info(&out), 0);
+        return json_text(out);
+    }
+};
+
+TEST_F(RecordingStat, AsksNobodyBeforeTheRecorderHasStarted)
+{
+    fake::set_wall_ms(1700000000999);
+    recording_stat_init();
+    fake::pass_waits(3);
+    EXPECT_TRUE(fake::requests().empty());
+    EXPECT_EQ(info(), R"({ "utc_time": 0, "camera_recording_update": "error" })");
+    write_file("/var/.Vnvrd_start_ok", "");
+    peers("GET", kYes, "");
+    fake::pass_waits(1);
+    const auto requests = fake::requests();
+    ASSERT_EQ(requests.size(), 2U);
+    EXPECT_EQ(line_of(requests[0]), "GET localhost:10187/recStreamService/recording_state 5");
+    EXPECT_EQ(requests[0].params, (ssci_params{{"start_time", "1700000180999"}, {"end_time", "1700000240999"}}));
+    EXPECT_EQ(line_of(requests[1]), "POST localhost:10150/logs/dashboard/status/receiver/camera_recording 5");
+    EXPECT_EQ(requests[1].body, R"({ "utc_time": 1700000240, "camera_recording_update": "normal" })");
+    EXPECT_EQ(info(), requests[1].body);
+}
+
+TEST_F(RecordingStat, ReportsOnceAfterEachStartThenEachChangeOnceHoweverTheReportFared)
+{
+    start(kNo);
+    fake::pass_waits(2);
+    ASSERT_EQ(sent("POST").size(), 1U);
+    EXPECT_EQ(sent("POST")[0].body, R"({ "utc_time": 1700000000, "camera_recording_update": "error" })");
+    EXPECT_EQ(told(), "");
+    peers("GET", kYes, "", 0, 3);
+    fake::pass_waits(2);
+    EXPECT_EQ(sent("POST").size(), 2U);
+    EXPECT_EQ(told(), "Recording state change \n");
+    EXPECT_EQ(log_text(kLogRecState), "recording_stat.cpp:Recording_state_monitor_main (193), "
+                                      "recording state ssci_PUT_request fail:3\n");
+    recording_stat_uninit();
+    EXPECT_EQ(told(), " Recording_state_monitor_main was terminated.\nend wait_for_terminate...\n");
+    start(kYes);
+    EXPECT_EQ(sent("POST").size(), 3U);
+    EXPECT_EQ(told(), "");
+}
+
+TEST_F(RecordingStat, APeerThatFailsReadsAsNotRecordingAndOneThatBabblesAsNoNews)
+{
+    start(kYes);
+    std::string log;
+    const auto pass = [&log](const std::string &answer, long long result, const char *fault, const char *code) {
+        peers("GET", answer, "", result);
+        fake::pass_waits(1);
+        log += *fault != '\0' ? std::string("recording_stat.cpp:get_recording_state ") + fault + " fail\n" : "";
+        log += std::string("recording_stat.cpp:Recording_state_monitor_main (179), get_recording_state faile (") +
+               code + ")\n";
+    };
+    pass("", 0, "", "-1761017853");
+    for (const char *answer : {"<html>", R"({"is_recording": tru)"})
+        pass(answer, 0, "(124), json parser", "-1761017852");
+    for (const char *answer : {R"({"is_recording": 1})", R"({"is_recording": "true"})", R"({"is_recording": null})",
+                               "{}", R"([{"is_recording": true}])", "99999999999999999999999"})
+        pass(answer, 0, "(138), json parser", "-1761017852");
+    EXPECT_EQ(sent("POST").size(), 1U);
+    EXPECT_EQ(info(), R"({ "utc_time": 1700000000, "camera_recording_update": "normal" })");
+    pass(kYes, 2, "(109), ssci_GET_request", "-1761017854");
+    EXPECT_EQ(sent("POST").back().body, R"({ "utc_time": 1700000000, "camera_recording_update": "error" })");
+    EXPECT_EQ(log_text(kLogRecState), log);
+    json_object *none = nullptr;
+    EXPECT_EQ(recording_stat_info(&none), -1);
+}
+
+} // namespace

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "common/debug_log.h"
+#include "common/json.h"
+#include "fake_platform/fake_platform.h"
+
+/* A watcher between its peers: what they answer, and what it asked them. */
+class TWatcherTest : public fake::TPlatformTest {
+protected:
+    explicit TWatcherTest(int (*stop)()) : m_stop(stop) {}
+
+    void SetUp() override
+    {
+        TPlatformTest::SetUp();
+        testing::internal::CaptureStderr();
+    }
+    void TearDown() override
+    {
+        m_stop();
+        testing::internal::GetCapturedStderr();
+        TPlatformTest::TearDown();
+    }
+    static std::string told() // on standard error since the last look
+    {
+        std::string text = testing::internal::GetCapturedStderr();
+        testing::internal::CaptureStderr();
+        return text;
+    }
+    /* Requests whose verb or path is `first` get one answer, all others the other. */
+    static void peers(const std::string &first, const std::string &answer, const std::string &other,
+                      long long result = 0, long long other_result = 0)
+    {
+        fake::on_request([=](const fake::T_REQUEST &request, std::string *out) {
+            const bool is_first = request.verb == first || request.path == first;
+            *out = is_first ? answer : other;
+            return is_first ? result : other_result;
+        });
+    }
+    static std::vector<fake::T_REQUEST> sent(const std::string &verb)
+    {
+        std::vector<fake::T_REQUEST> all = fake::requests();
+        std::erase_if(all, [&](const fake::T_REQUEST &request) { return request.verb != verb; });
+        return all;
+    }
+    /* "VERB host:port/path timeout" */
+    static std::string line_of(const fake::T_REQUEST &one)
+    {
+        return one.verb + " " + one.host + ":" + std::to_string(one.port) + one.path + " " +
+               std::to_string(one.timeout_s);
+    }
+
+private:
+    int (*m_stop)();
+};
