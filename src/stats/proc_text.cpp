@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr size_t kChunk = 16 * 1024;
+constexpr size_t kChunk = 16384;
 
 } // namespace
 

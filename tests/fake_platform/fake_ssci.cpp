@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdio>
 
 #include "fake_platform/scripts.h"
 
@@ -49,7 +50,7 @@ void record_call(const std::string &text)
     fake::scripts().service_calls.push_back(text);
 }
 
-long long ask(T_REQUEST request, std::string *answer)
+long long ask(const T_REQUEST &request, std::string *answer)
 {
     const auto script = copy_of(&fake::T_SCRIPTS::request);
     {
@@ -233,8 +234,7 @@ int __ssci_errno()
 
 const char *ssci_strerror(int /*code*/)
 {
-    /* The text stays good for this thread until its next call. */
-    thread_local std::string text;
-    text = state()->ssci_error_text;
-    return text.c_str();
+    thread_local char text[64]; // good until this thread's next call
+    snprintf(text, sizeof(text), "%s", state()->ssci_error_text.c_str());
+    return text;
 }
