@@ -1,0 +1,155 @@
+"""Starts the daemon on a host root of its own and looks at it from outside."""
+
+import ctypes
+import http.client
+import os
+import pathlib
+import re
+import signal
+import subprocess
+import tempfile
+import time
+import unittest
+
+BINARY = os.environ['VELOMOND_BINARY']
+MAKE_ROOT = pathlib.Path(__file__).resolve().parents[2] / 'tools' / 'make_root.sh'
+HOST, PORT = '127.0.0.1', 10191
+PR_SET_CHILD_SUBREAPER = 36
+
+# What a daemonised process leaves behind comes to us, with its exit status.
+ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
+
+
+def eventually(condition, timeout_s=10.0):
+    """The first true value of condition(); fails after the time-out."""
+    deadline = time.monotonic() + timeout_s
+    while not (value := condition()):
+        if time.monotonic() > deadline:
+            raise AssertionError(f'not so within {timeout_s} s')
+        time.sleep(0.01)
+    return value
+
+
+def children():
+    """Processes that are ours to wait for, ended ones too."""
+    return [int(one) for task in pathlib.Path('/proc/self/task').iterdir()
+            for one in (task / 'children').read_text().split()]
+
+
+def get(path, method='GET', timeout_s=5.0):
+    """(status, body) of one request to the service; path as in "status?..."."""
+    connection = http.client.HTTPConnection(HOST, PORT, timeout=timeout_s)
+    try:
+        connection.request(method, '/sysmonService/' + path)
+        answer = connection.getresponse()
+        return answer.status, answer.read().decode()
+    finally:
+        connection.close()
+
+
+class Daemon:
+    """One process. Its standard error goes to the file `stderr`."""
+
+    def __init__(self, root, *options):
+        self.stderr = pathlib.Path(root, f'stderr_{time.monotonic_ns()}')
+        streams = [(os.POSIX_SPAWN_OPEN, 0, '/dev/null', os.O_RDONLY, 0),
+                   (os.POSIX_SPAWN_OPEN, 1, '/dev/null', os.O_WRONLY, 0),
+                   (os.POSIX_SPAWN_OPEN, 2, self.stderr, os.O_WRONLY | os.O_CREAT | os.O_APPEND, 0o600)]
+        self.pid = os.posix_spawn(BINARY, [BINARY, *options], {**os.environ, 'VELOMOND_ROOT': str(root)},
+                                  file_actions=streams, setsigdef=[signal.SIGPIPE])
+        self.status = None  # exit status; negative when a signal ended it
+
+    def text(self):
+        return self.stderr.read_text(errors='replace')
+
+    def wait_for_text(self, text, timeout_s=10.0):
+        try:
+            eventually(lambda: text in self.text() or self.ended(), timeout_s)
+            assert text in self.text()
+        except AssertionError:
+            raise AssertionError(f'no {text!r} in:\n{self.text()}') from None
+
+    def wait_until_up(self):
+        """Returns once the service answers."""
+        self.wait_for_text('VeloMond_RESTful:ntf_init(639)\n')
+        return self
+
+    def follow_daemon(self):
+        """After -d: from now on this object is the process that was left."""
+        assert self.wait() == 0
+        told = eventually(lambda: re.search(r'^pid=\[(\d+)\]$', self.text(), re.M))
+        self.pid, self.status = int(told[1]), None
+        return self
+
+    def ended(self):
+        if self.status is None and (waited := os.waitpid(self.pid, os.WNOHANG))[0] != 0:
+            self.status = os.waitstatus_to_exitcode(waited[1])
+        return self.status is not None
+
+    def wait(self, timeout_s=10.0):
+        eventually(self.ended, timeout_s)
+        return self.status
+
+    def kill(self, number):
+        os.kill(self.pid, number)
+
+    def stop(self, number=signal.SIGTERM):
+        """Seconds from the signal to the exit."""
+        start = time.monotonic()
+        self.kill(number)
+        self.wait()
+        return time.monotonic() - start
+
+    def proc(self, path):
+        return pathlib.Path('/proc', str(self.pid), path)
+
+    def threads(self):
+        """{thread id: name}"""
+        return {int(task.name): (task / 'comm').read_text().strip() for task in self.proc('task').iterdir()}
+
+    def descriptors(self):
+        return sorted(os.readlink(one) for one in self.proc('fd').iterdir())
+
+    def listeners(self):
+        """Addresses that the process listens on, as /proc/net/tcp writes them."""
+        inodes = {match[1] for one in self.descriptors() if (match := re.match(r'socket:\[(\d+)\]', one))}
+        rows = [line.split() for table in ('tcp', 'tcp6', 'udp', 'udp6')
+                for line in self.proc('net/' + table).read_text().splitlines()[1:]]
+        return [row[1] for row in rows if row[9] in inodes and row[3] in ('0A', '07')]
+
+
+class TDaemonTest(unittest.TestCase):
+    """A fresh host root for each test; no process outlives its test, however it ends."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix='velomond_e2e_')
+        self.addCleanup(folder.cleanup)
+        self.root = pathlib.Path(folder.name)
+        subprocess.run([MAKE_ROOT, self.root], check=True)
+        self.addCleanup(self.end_all)
+
+    @staticmethod
+    def end_all():
+        while left := children():
+            for pid in left:
+                os.kill(pid, signal.SIGKILL)
+                os.waitpid(pid, 0)
+
+    def start(self, *options):
+        return Daemon(self.root, *options)
+
+    def start_up(self):
+        return self.start().wait_until_up()
+
+    def assert_stops(self, daemon, number=signal.SIGTERM):
+        """Promptly, cleanly, and with no process left behind."""
+        self.assertLess(daemon.stop(number), 2.0)
+        self.assertEqual(daemon.status, 0, daemon.text())
+        self.assertEqual(children(), [])
+
+    def assert_in_order(self, text, parts):
+        at = 0
+        for part in parts:
+            found = text.find(part, at)
+            self.assertGreaterEqual(found, 0, f'{part!r} is missing, or out of order, in:\n{text}')
+            at = found + len(part)

@@ -1,0 +1,144 @@
+"""Start, signals and stop of the daemon, seen from outside."""
+
+import os
+import signal
+import socket
+import stat
+import unittest
+
+from harness import HOST, PORT, TDaemonTest, eventually, get
+
+USAGE = ('VeloMond \nusage : VeloMond [OPTION]... \n\nOPTION: \n'
+         '  -d                run as daemon.\n  -h                show this info.\n')
+START = ['main:main(277)\n==== execute VeloMond ==== \nis_daemon     : [false]\nexecute_time  : [',
+         'main:register_signal_handler(142)\nVeloMond:VeloMond_start(364)\n',
+         'sysstat_cpu.cpp:sysstat_cpu_init(792)\n', 'sysstat_cpu.h:TCpustatManager(227)\nsysstat_cpu.cpp:init_map(46)',
+         'VeloMond_RESTful:ntf_init(639)\n']
+STOP = ['main:proc_int(108)\n', 'VeloMond:VeloMond_stop(375)\nVeloMond_RESTful:ntf_uninit(646)\n',
+        ' VeloMond_monitor_main was terminated.\nend wait_for_terminate...\n',
+        'sysstat_cpu.cpp:sysstat_cpu_uninit(802)\nsysstat_cpu.h:~TCpustatManager(232)\n']
+LISTENER = '0100007F:27CF'  # 127.0.0.1:10191
+
+
+class Options(TDaemonTest):
+    def test_help_and_unknown_options_print_the_usage_alone(self):
+        for option, before in {'-h': '', '-x': 'Illegal option:-x\n', '-\x01': 'Illegal option:-#\n',
+                               '-dh': ''}.items():
+            with self.subTest(option):
+                daemon = self.start(option)
+                self.assertEqual(daemon.wait(), 0)
+                self.assertEqual(daemon.text(), 'main:main(277)\n' + before + USAGE)
+
+
+class Foreground(TDaemonTest):
+    def test_tells_its_start_and_stop_in_order(self):
+        daemon = self.start_up()
+        self.assertIn('MAIN-worker', daemon.threads().values())
+        self.assert_stops(daemon)
+        self.assert_in_order(daemon.text(), START + STOP)
+        self.assertFalse((self.root / 'var/lock/VeloMond').exists())
+
+    def test_listens_on_the_loopback_address_alone(self):
+        daemon = self.start_up()
+        self.assertEqual(daemon.listeners(), [LISTENER])
+        status, body = get('status')
+        self.assertEqual(status, 200)
+        self.assertIn('"return": 0', body)
+
+    def test_only_the_main_thread_takes_signals(self):
+        daemon = self.start_up()
+        ours = sum(1 << (one - 1) for one in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP))
+        for thread, name in daemon.threads().items():
+            lines = dict(line.split(':', 1) for line in daemon.proc(f'task/{thread}/status').read_text().splitlines())
+            self.assertEqual(int(lines['SigBlk'], 16) & ours, 0 if thread == daemon.pid else ours, name)
+
+    def test_two_interrupts_are_one_stop(self):
+        daemon = self.start_up()
+        daemon.kill(signal.SIGINT)
+        self.assert_stops(daemon, signal.SIGINT)
+        self.assertEqual(daemon.text().count('VeloMond:VeloMond_stop(375)'), 1)
+
+    def test_a_stop_during_the_start_is_kept(self):
+        daemon = self.start()
+        daemon.wait_for_text('main:register_signal_handler(142)\nVeloMond:')
+        self.assert_stops(daemon)
+
+    def test_hangups_by_the_thousand_change_nothing(self):
+        daemon = self.start_up()
+        for _ in range(1000):
+            daemon.kill(signal.SIGHUP)
+        self.assertEqual(get('status')[0], 200)
+        self.assertGreater(daemon.text().count('main:proc_test(126)\n'), 0)
+        daemon.kill(signal.SIGHUP)
+        self.assert_stops(daemon)
+
+    def test_peers_that_dawdle_do_not_hold_up_the_stop(self):
+        daemon = self.start_up()
+        with socket.create_connection((HOST, PORT)) as silent, socket.create_connection((HOST, PORT)) as half:
+            half.sendall(b'GET /sysmonService/status HTTP/1.1\r\nHost: loc')
+            self.assertEqual(get('status')[0], 200)
+            self.assert_stops(daemon)
+            silent.close()
+
+    def test_goes_on_without_the_service_where_the_port_is_taken(self):
+        with socket.socket() as other:
+            other.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+            other.bind((HOST, PORT))
+            other.listen()
+            daemon = self.start()
+            daemon.wait_for_text('failed, ret=[')
+            self.assertRegex(daemon.text(), r'ssci_server_(create|start) failed, ret=\[-?[1-9]\d*\]\n exit\.\n')
+            eventually(lambda: 'MAIN-worker' in daemon.threads().values())
+            self.assertEqual(daemon.listeners(), [])
+            self.assert_stops(daemon)
+        self.assert_in_order(daemon.text(), STOP)
+
+    def test_twenty_starts_and_stops_leave_nothing(self):
+        left = set()
+        for _ in range(20):
+            daemon = self.start_up()
+            self.assertEqual(get('status')[0], 200)
+            self.assert_stops(daemon)
+            daemon.stderr.unlink()
+            left.add(tuple(sorted(self.root.rglob('*'))))
+            self.assertRaises(ConnectionRefusedError, get, 'status')
+        self.assertEqual(len(left), 1, left)
+
+    def test_requests_leave_no_thread_or_descriptor(self):
+        daemon = self.start_up()
+        eventually(lambda: get('status')[0] == 200 and 'SSCI-notify' in daemon.threads().values())
+        before = len(daemon.descriptors()), len(daemon.threads())
+        for path in ['status', 'cpu_info?method=avg&type=0&name=system_all', 'nowhere', 'statistics_dump'] * 50:
+            get(path)
+        eventually(lambda: (len(daemon.descriptors()), len(daemon.threads())) == before)
+
+
+class Daemonised(TDaemonTest):
+    def test_leaves_the_terminal_and_locks_out_a_second_one(self):
+        lock = self.root / 'var/lock/VeloMond'
+        first = self.start('-d').follow_daemon().wait_until_up()
+        self.assertIn('is_daemon     : [true]', first.text())
+        self.assertIn('daemonize()\n', first.text())
+        self.assertEqual(os.getsid(first.pid), first.pid)
+        self.assertEqual(os.readlink(first.proc('cwd')), '/')
+        self.assertRegex(first.proc('status').read_text(), r'Umask:\t0000')
+        self.assertEqual((stat.S_IMODE(lock.stat().st_mode), lock.stat().st_size), (0o640, 0))
+
+        second = self.start('-d')
+        self.assertEqual(second.wait(), 0)
+        self.assertEqual(eventually(self.reap), 1)
+        self.assertTrue(second.text().endswith('daemonize()\n'), second.text())
+        self.assertEqual(lock.stat().st_size, 0)
+
+        self.assert_stops(first)
+        self.assert_stops(self.start('-d').follow_daemon().wait_until_up())
+
+    @staticmethod
+    def reap():
+        """The exit status of a process that was left to us, once there is one."""
+        pid, status = os.waitpid(-1, os.WNOHANG)
+        return os.waitstatus_to_exitcode(status) if pid != 0 else None
+
+
+if __name__ == '__main__':
+    unittest.main()
