@@ -3,8 +3,10 @@
 #include <atomic>
 #include <cstdint>
 
-/* The id of the system volume as it was last read from the configuration: -1
- * before that, below 1 when there is none. The volume checks and the database
- * check both read it from the same key and store it here. */
-inline std::atomic<int32_t> g_system_volume_id{-1};
+/* The product key that names the surveillance service's system volume. */
 inline constexpr const char *kSystemVolumeKey = "OSTRAPRO_SYS_VOL";
+
+/* The id of that volume as last read from the key; below 1 the role is not
+ * configured, -1 it was never read. The volume checks and the database check
+ * share it: each stores what it reads, and both read the same key. */
+inline std::atomic<int32_t> g_system_volume_id{-1};

@@ -81,7 +81,16 @@ void TWorker::release()
 
 void TWorker::wait_s(int seconds)
 {
-    vos_cond_wait(&m_cond, seconds);
+    /* The stop's one signal may have ended an earlier sleep of the same pass. */
+    if (!terminated())
+        vos_cond_wait(&m_cond, seconds);
+}
+
+void TWorker::see_through(void (*duty)())
+{
+    platform_interrupt_on(nullptr);
+    duty();
+    platform_interrupt_on(&m_terminate);
 }
 
 void TWorker::set_up() const

@@ -20,10 +20,11 @@ struct T_WORKER_PLAN {
 /* A joinable thread that can be told to stop.
  *
  * The body loops until terminated() and sleeps in wait_s() only; a stop ends the
- * sleep, also one that was asked for just before it. Calls of the platform that
- * the body makes give up when a stop is asked for. Signals are blocked in the
- * thread: they belong to the main thread. One object serves one thread at a
- * time; start, stop and release are the owner's, wake is anyone's between. */
+ * sleep, also one that was asked for just before it, and no other sleep begins.
+ * Calls of the platform that the body makes give up when a stop is asked for.
+ * Signals are blocked in the thread: they belong to the main thread. One object
+ * serves one thread at a time; start, stop and release are the owner's, wake is
+ * anyone's between. */
 class TWorker {
 public:
     /* Readies the condition. start() does it where it was not done. */
@@ -45,6 +46,8 @@ public:
     /* For the body. */
     bool terminated() const { return m_terminate.load(); }
     void wait_s(int seconds);
+    /* For a last duty: calls of the platform in it do not give up on a stop. */
+    void see_through(void (*duty)());
 
 private:
     static void *enter(void *self);

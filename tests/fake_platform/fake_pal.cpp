@@ -37,9 +37,10 @@ uint32_t PAL_storage_get_volume_info(const t_auth & /*auth*/, const t_storage_di
     return run(script, in.target_vol_id, out);
 }
 
-uint32_t PAL_storage_get_enclosure_list(const t_auth & /*auth*/, const t_storage_disk_input & /*in*/,
+uint32_t PAL_storage_get_enclosure_list(const t_auth & /*auth*/, const t_storage_disk_input &in,
                                         t_storage_enclosure_info &out)
 {
+    state()->enclosures_asked.push_back(in.id);
     return give(state()->enclosure_result, state()->enclosure, out);
 }
 

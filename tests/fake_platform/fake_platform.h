@@ -62,6 +62,7 @@ struct T_STATE {
     t_auth auth{"admin", "token"};
     std::vector<t_volume_usage> usage;
     t_storage_enclosure_info enclosure;
+    std::vector<int> enclosures_asked; // device ids
     t_system syssetting;
     t_syshealth_info syshealth;
     std::function<uint32_t(int id, t_storage_disk_vol_info &out)> volume_info; // these three fail where not set

@@ -1,0 +1,56 @@
+#include "health/volume_config.h"
+
+#include <sys/stat.h>
+
+#include "common/text.h"
+#include "platform/config_readers.h"
+#include "platform/host_path.h"
+
+namespace {
+
+constexpr const char *kMissing = "GETCFG_FAILD"; // spelt as the INI library's other users expect it
+constexpr const char *kZfsMarker = "/tarn/etc/TARN_ZFS";
+constexpr int32_t kMostVolumes = 128;
+
+} // namespace
+
+bool read_ini_value(const char *file, const char *section, const char *key, std::string *out)
+{
+    std::string value;
+    if (inihandler_getcfg(file, section, key, kMissing, value, 0, false) != 0 || value.empty() || value == kMissing)
+        return false;
+    *out = value.substr(0, value.rfind('\n'));
+    return true;
+}
+
+int32_t volume_id_read(const char *key)
+{
+    std::string value;
+    return getSelfConf(key, "0", value, 0) == 0 ? text_to_int(value.c_str()) : 0;
+}
+
+bool volume_on_zfs()
+{
+    struct stat status;
+    return stat(host_path(kZfsMarker).c_str(), &status) == 0;
+}
+
+std::string volume_section(int32_t n)
+{
+    return "VOL_" + std::to_string(n);
+}
+
+void find_zfs_volume(int32_t volume_id, char (&name)[kVolumeNameSize], int32_t *index)
+{
+    const std::string wanted = std::to_string(volume_id);
+    for (int32_t n = 0; n < kMostVolumes; ++n) {
+        const std::string section = volume_section(n);
+        std::string value;
+        if (!read_ini_value(kVolumeConf, section.c_str(), "zfsId", &value) || value != wanted ||
+            !read_ini_value(kVolumeConf, section.c_str(), "volName", &value))
+            continue;
+        *index = n;
+        text_copy(name, value);
+        return;
+    }
+}

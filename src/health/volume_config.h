@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+/* What the appliance's configuration says about the surveillance volumes. All of
+ * it is read anew at every call. */
+
+inline constexpr const char *kVolumeConf = "/tarn/etc/volume.conf";
+inline constexpr size_t kVolumeNameSize = 128;
+
+/* One key of an INI file, up to its last line feed. False, and *out untouched,
+ * when the file cannot be read or the key is missing or empty. */
+bool read_ini_value(const char *file, const char *section, const char *key, std::string *out);
+
+/* The volume id that a product key holds; 0 when it is not set. */
+int32_t volume_id_read(const char *key);
+
+/* Whether the storage of this host is ZFS. */
+bool volume_on_zfs();
+
+/* The section of volume.conf for a number, "VOL_<n>". */
+std::string volume_section(int32_t n);
+
+/* The first of the sections VOL_0 to VOL_127 whose zfsId is `volume_id` and that
+ * has a name: its number and its name, cut to the buffer. Both outputs stay
+ * untouched when there is none. */
+void find_zfs_volume(int32_t volume_id, char (&name)[kVolumeNameSize], int32_t *index);

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+
+#include "health/volume_config.h"
+#include "health/volume_rule.h"
+
+/* What the volume checks tell: events, and failures of the platform. */
+
+/* "Ostra Surveillance" and its version, quoted as the notification centre wants
+ * its texts. */
+inline constexpr const char *kNotifyApplication = "\"'Ostra Surveillance'\"";
+inline constexpr const char *kNotifyVersion = "\"'5.2.0.3071'\"";
+
+/* The texts of one event. The sizes are limits that the receivers rely on. */
+struct T_VOLUME_TEXTS {
+    char name[kVolumeNameSize] = "";
+    char quoted_name[256] = "";
+    char free_text[16] = "";
+    char free_value[32] = "", free_unit[32] = "";
+    char threshold_text[16] = ""; // whole GB
+    char threshold_value[32] = "", threshold_unit[32] = "";
+};
+T_VOLUME_TEXTS volume_texts(const char *name, int64_t free_mb, int64_t threshold_mb);
+
+/* Sends an error or a warning: to the event-log tool, then to the notification
+ * centre. Waits for both; what becomes of them is theirs. */
+void volume_event_send(const T_VOLUME_ROLE &role, TVolumeAlert event, const char *name, int64_t free_mb);
+
+/* Tells in the volume log that the call `call` gave `result`. */
+void volume_log_failed(const char *function, int line, const char *call, uint32_t result);

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+/* When a surveillance volume is short of space, and what that is called. */
+
+/* Texts that an event gives to the event-log tool. */
+enum class TLogText { none, product, threshold, volume, free_space };
+using T_LOG_TEXTS = std::array<TLogText, 4>;
+
+/* One severity of a role's events. */
+struct T_VOLUME_LIMIT {
+    int64_t below_mb;        // free space less than this is an event
+    uint32_t log_code;       // for the event-log tool
+    const char *notify_code; // for the notification centre
+    T_LOG_TEXTS log_texts;   // in the order the log tool wants them
+};
+
+/* What the surveillance service uses a volume for. */
+struct T_VOLUME_ROLE {
+    const char *key;          // the product key that holds the volume's id
+    const char *zfs_function; // as which its check on ZFS is told in the debug log
+    T_VOLUME_LIMIT error;
+    T_VOLUME_LIMIT warning;
+};
+
+/* System, index and recording ("CS") volume, in the order of their checks. */
+inline constexpr size_t kVolumeRoles = 3;
+extern const std::array<T_VOLUME_ROLE, kVolumeRoles> kVolumeRoleTable;
+
+/* What was told of a volume last. */
+enum class TVolumeAlert { none = 0, warning = 1, error = 2 };
+
+/* What is to be sent now for a volume with `free_mb` free; moves *state along.
+ *
+ * An error is sent at every check; a warning once, and again when forced or
+ * after an error. No free space at all is a volume that nobody knows anything
+ * about, not a full one: it clears the state. */
+TVolumeAlert volume_rule_decide(const T_VOLUME_ROLE &role, int64_t free_mb, bool force, TVolumeAlert *state);

@@ -1,0 +1,247 @@
+#include "health/volume_check.h"
+
+#include "common/debug_log.h"
+#include "common/system_volume.h"
+#include "common/worker.h"
+#include "fake_platform/fake_platform.h"
+#include "health/volume_config.h"
+
+namespace {
+
+using enum TVolumeAlert;
+const std::string kOddName = R"(a b"$(x))";
+const std::string kConf = "/tarn/etc/volume.conf|";
+constexpr const char *kKeys[] = {"OSTRAPRO_SYS_VOL", "OSTRAPRO_IND_VOL", "OSTRAPRO_CS_VOL"};
+
+class VolumeCheck : public fake::TPlatformTest {
+protected:
+    void SetUp() override
+    {
+        TPlatformTest::SetUp();
+        g_system_volume_id = -1;
+        worker().prepare();
+        fake::on_wait([this](vos_cond_t *, int seconds) {
+            waits.push_back(seconds);
+            EXPECT_EQ(fake::state()->ostrapro_disabled, 0);
+        });
+    }
+
+    /* Outlives the tests: the platform keeps its flag for this thread. */
+    static TWorker &worker()
+    {
+        static TWorker one;
+        return one;
+    }
+
+    static void configure(const std::vector<std::string> &ids)
+    {
+        for (size_t role = 0; role < kVolumeRoles; ++role)
+            fake::state()->self_conf[kKeys[role]] = ids[role];
+    }
+
+    /* Volume 3, named, as both variants see it; on ZFS it is section 7. */
+    static void offer_volume(int64_t free_bytes)
+    {
+        t_volume_usage usage;
+        usage.volume_id = 3;
+        usage.size_bytes = INT64_MAX;
+        usage.free_bytes = free_bytes;
+        fake::state()->usage = {{}, usage};
+        fake::state()->ini[kConf + "VOL_3|volName"] = fake::state()->ini[kConf + "VOL_7|volName"] = kOddName;
+        fake::state()->ini[kConf + "VOL_7|zfsId"] = "3";
+        fake::state()->volume_info = [free_bytes](int index, t_storage_disk_vol_info &out) {
+            out.free_bytes = std::to_string(free_bytes);
+            return index == 7 ? 0U : 0xbadU;
+        };
+    }
+
+    /* How many events a look at the volumes sends. */
+    size_t look(bool force = false)
+    {
+        const size_t before = fake::programs().size();
+        do_vol_check(&watch, force, &worker());
+        EXPECT_EQ(fake::programs().size(), fake::state()->nc_notify.size());
+        return fake::programs().size() - before;
+    }
+
+    T_VOLUME_WATCH watch;
+    std::vector<int> waits;
+};
+
+TEST_F(VolumeCheck, EveryEventHasItsTextsInItsOrder)
+{
+    struct T_CASE {
+        size_t role;
+        int64_t free_mb;
+        std::vector<std::string> log;    // code and texts
+        std::vector<std::string> notice; // what differs
+    };
+    const std::string product = "Ostra Surveillance", mb = "'$DEF_V001'", gb = "'$DEF_V002'";
+    const T_CASE cases[] = {
+        {0, 500, {"0x25020001", product, "1", kOddName, "500.0 MB"}, {"ERROR", "002007", "'500'", mb, "'1'"}},
+        {0, 9728, {"0x25010001", "10", kOddName, "9.5 GB"}, {"WARN", "002004", "'9.5'", gb, "'10'"}},
+        {1, 10239, {"0x25020002", product, "10", kOddName, "10.0 GB"}, {"ERROR", "002008", "'10.0'", gb, "'10'"}},
+        {1, 10240, {"0x25010002", kOddName, "10.0 GB", "32"}, {"WARN", "002005", "'10.0'", gb, "'32'"}},
+        {2, 1, {"0x25020003", product, "10", kOddName, "1.0 MB"}, {"ERROR", "002009", "'1'", mb, "'10'"}},
+        {2, 31000, {"0x25010003", "32", kOddName, "30.3 GB"}, {"WARN", "002006", "'30.3'", gb, "'32'"}}};
+    fake::on_exec([](const fake::argv_t &) {
+        EXPECT_EQ(fake::state()->nc_notify.size() + 1, fake::programs().size()) << "the log tool comes first";
+        return 255;
+    });
+    for (const char *marker : {"/tmp/plain", "/tarn/etc/TARN_ZFS"}) {
+        write_file(marker, "");
+        for (const T_CASE &one : cases) {
+            watch = {};
+            g_system_volume_id = -1;
+            fake::state()->ostrapro_disabled = 0;
+            configure({"0", "", "-4"});
+            fake::state()->self_conf[kKeys[one.role]] = "3";
+            offer_volume(one.free_mb * 1048576 + 1048575);
+            EXPECT_EQ(look(), 1U);
+            fake::argv_t argv = {"/usr/bin/ostra_log_tool", "2", one.log[0], "-1", "", ""};
+            argv.insert(argv.end(), one.log.begin() + 1, one.log.end());
+            EXPECT_EQ(fake::programs().back(), argv);
+            const auto &own = one.notice;
+            const std::vector<std::optional<std::string>> notice = {"'$LOG_LEVEL_" + own[0] + "'",
+                                                                    "'$LOG_TYPE_LOG_NOTIFY'",
+                                                                    "C002",
+                                                                    own[1],
+                                                                    "\"'Ostra Surveillance'\"",
+                                                                    "\"'5.2.0.3071'\"",
+                                                                    "---",
+                                                                    "'" + kOddName + "'",
+                                                                    own[2],
+                                                                    own[3],
+                                                                    own[4],
+                                                                    gb,
+                                                                    {},
+                                                                    {}};
+            EXPECT_EQ(fake::state()->nc_notify.back(), notice);
+        }
+    }
+    EXPECT_EQ(log_text(kLogVolume), "");
+}
+
+TEST_F(VolumeCheck, TheServiceIsDisabledOnceTenSecondsAfterTheFirstError)
+{
+    configure({"3", "0", "0"});
+    offer_volume(-5 * 1048576); // less than nothing is an error, not an unknown
+    EXPECT_EQ(look(), 1U);
+    EXPECT_EQ(look(), 1U); // the error goes on
+    EXPECT_EQ(waits, std::vector<int>{10});
+    EXPECT_EQ(fake::state()->ostrapro_disabled, 1);
+}
+
+TEST_F(VolumeCheck, PlainAndZfsVolumesAreToldApart)
+{
+    configure({"3", "0", "0"});
+    offer_volume(int64_t{9728} * 1048576);
+    EXPECT_EQ(look(), 1U);
+    EXPECT_EQ(look(), 0U);
+    EXPECT_EQ(look(true), 1U);
+    write_file("/tarn/etc/TARN_ZFS", "");
+    EXPECT_EQ(look(), 1U);
+    offer_volume(-1048576); // 32 bits without a sign: a volume with plenty of space
+    EXPECT_EQ(look(), 0U);
+    EXPECT_EQ(watch.volume_alert_state[0][0], warning);
+    EXPECT_EQ(watch.volume_alert_state[0][1], none);
+}
+
+TEST_F(VolumeCheck, FailuresOfThePlatformAreToldAndLeaveTheStatesAlone)
+{
+    configure({"3", "3", "3"});
+    offer_volume(0);
+    fake::state()->auth_result = 7;
+    fake::state()->usage_result = 0x1234abcd;
+    for (auto &states : watch.volume_alert_state)
+        states[0] = states[1] = warning;
+    look(true);
+    write_file("/tarn/etc/TARN_ZFS", "");
+    fake::state()->usage_result = 0;
+    look(true); // garbage for free space is an unknown
+    fake::state()->ini.erase(kConf + "VOL_7|zfsId");
+    watch.volume_alert_state[1][1] = error;
+    look(true);
+    const std::string auth = "PAL_auth_get_auth failed,  ret=[00000007]", check = "do_vol_check(689), " + auth;
+    const auto zfs = [&auth](const std::string &volume) {
+        std::string text;
+        for (const char *function : {"do_zfs_sys_vol_check", "do_zfs_idx_vol_check", "do_zfs_cs_vol_check"})
+            text += function + ("(402), " + auth) + (volume.empty() ? "" : function + volume);
+        return text;
+    };
+    EXPECT_EQ(log_text(kLogVolume),
+              check + "do_vol_check(697), PAL_resmon_get_disk_usage failed,  ret=[1234abcd]" + check + zfs("") + check +
+                  zfs("(411), PAL_storage_get_volume_info failed,  ret=[00000bad] target_vol_id=[0]"));
+    EXPECT_EQ(watch.volume_alert_state[1][0], warning);
+    EXPECT_EQ(watch.volume_alert_state[0][1], none);
+    EXPECT_EQ(watch.volume_alert_state[1][1], error);
+}
+
+TEST_F(VolumeCheck, IdsAreReadUntilNoneIsUnread)
+{
+    configure({"4", "0", "-1"}); // a key that itself says so is read for ever
+    look();
+    EXPECT_EQ(g_system_volume_id, 4);
+    configure({"3", "x", "0"});
+    offer_volume(1048576);
+    fake::state()->ini.clear(); // no name either
+    EXPECT_EQ(look(), 1U);
+    EXPECT_EQ(fake::programs().back().at(8), "DataVol3");
+    configure({"4", "4", "4"});
+    EXPECT_EQ(look(), 1U);
+    EXPECT_EQ(g_system_volume_id, 3);
+}
+
+/* The events of a volume whose free space goes through these figures: E, W or none. */
+std::string walk(size_t role, bool force, const std::vector<int64_t> &free_mb)
+{
+    std::string events;
+    TVolumeAlert state = none;
+    for (const int64_t now_mb : free_mb)
+        events += ".WE"[static_cast<int>(volume_rule_decide(kVolumeRoleTable[role], now_mb, force, &state))];
+    return events;
+}
+
+TEST(VolumeRule, ThresholdsAtTheirBorders)
+{
+    EXPECT_EQ(walk(0, false, {10240, 10239, 1024, 1023, 1023, 1024, 1024, INT64_MAX, 1024}), ".W.EEW..W");
+    EXPECT_EQ(walk(0, false, {1024, 0, 1024, 1, 0, -1, 1024}), "W.WE.EW");
+    EXPECT_EQ(walk(0, true, {10239, 10239, 0, 10239, 10240, 1023}), "WW.W.E");
+    for (const size_t role : {1U, 2U})
+        EXPECT_EQ(walk(role, false, {32768, 32767, 10240, 10239, 10240, 32768, 10240}), ".W.EW.W") << role;
+}
+
+using VolumeConfig = fake::TPlatformTest;
+
+TEST_F(VolumeConfig, AZfsVolumeIsTheFirstOfItsIdThatHasAName)
+{
+    char name[128] = "kept";
+    int32_t index = -5;
+    for (const char *n : {"3", "127", "128"})
+        fake::state()->ini[kConf + "VOL_" + n + "|zfsId"] = "5\n";
+    fake::state()->ini[kConf + "VOL_128|volName"] = "beyond the last";
+    find_zfs_volume(5, name, &index);
+    EXPECT_STREQ(name, "kept");
+    EXPECT_EQ(index, -5);
+    fake::state()->ini[kConf + "VOL_127|volName"] = std::string(200, 'n');
+    find_zfs_volume(50, name, &index);
+    EXPECT_EQ(index, -5);
+    find_zfs_volume(5, name, &index);
+    EXPECT_EQ(name, std::string(127, 'n'));
+    EXPECT_EQ(index, 127);
+}
+
+TEST_F(VolumeConfig, AValueEndsBeforeItsLastLineFeed)
+{
+    std::string all;
+    for (const char *held : {"", "GETCFG_FAILD", "one\ntwo\nrest", "whole"}) {
+        std::string value = "kept";
+        fake::state()->ini["f|s|k"] = held;
+        all += (read_ini_value("f", "s", "k", &value) ? "+" : "-") + value;
+    }
+    EXPECT_EQ(all, "-kept-kept+one\ntwo+whole");
+    fake::state()->ini_unreadable.insert("f");
+    EXPECT_FALSE(read_ini_value("f", "s", "k", &all));
+}
+
+} // namespace
