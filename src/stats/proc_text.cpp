@@ -46,6 +46,15 @@ std::string_view proc_next_line(std::string_view *rest, size_t size)
     return line;
 }
 
+std::string_view proc_next_word(std::string_view *rest)
+{
+    constexpr const char *kBlanks = " \t\n\v\f\r";
+    rest->remove_prefix(std::min(rest->find_first_not_of(kBlanks), rest->size()));
+    const std::string_view word = rest->substr(0, rest->find_first_of(kBlanks));
+    rest->remove_prefix(word.size());
+    return word;
+}
+
 int proc_stat_parse(std::string_view text, uint64_t (&fields)[kProcStatFields])
 {
     const size_t command_end = text.rfind(')');

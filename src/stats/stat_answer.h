@@ -63,7 +63,7 @@ TJson stat_series(std::type_identity_t<T_FIGURES<RECORD>> figures, const std::op
     if (!history)
         return object;
     stat_per_minute(*history, [&](const T &minute) {
-        const RECORD record = convert(minute);
+        auto &&record = convert(minute);
         for (size_t i = 0; i < figures.size(); ++i)
             json_append_text(arrays[i], figures[i].text(record));
     });

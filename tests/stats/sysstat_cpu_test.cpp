@@ -5,23 +5,21 @@
 #include <unistd.h>
 
 #include "common/debug_log.h"
-#include "fake_platform/fake_platform.h"
+#include "stats/stat_test.h"
 
 namespace {
 
-class CpuStat : public fake::TPlatformTest {
+class CpuStat : public TStatTest {
 protected:
     void SetUp() override
     {
-        TPlatformTest::SetUp();
-        testing::internal::CaptureStderr();
+        TStatTest::SetUp();
         sysstat_cpu_init();
     }
     void TearDown() override
     {
         sysstat_cpu_uninit();
-        testing::internal::GetCapturedStderr();
-        TPlatformTest::TearDown();
+        TStatTest::TearDown();
     }
     static void write_process(int pid, const std::string &comm, int user_ticks, int sys_ticks)
     {
@@ -39,10 +37,7 @@ protected:
     }
     static std::string ask(const char *method, const char *type, const char *name, int expected = 0)
     {
-        json_object *out = nullptr;
-        EXPECT_EQ(sysstat_cpu_proc(method, type, name, &out), expected);
-        const TJson owner(out);
-        return out != nullptr ? json_text(out) : "none";
+        return stat_ask(sysstat_cpu_proc, method, type, name, expected);
     }
     static constexpr const char *kProcessNothing = R"({ "total_pcnt": "0.0", "user_pcnt": "0.0", "sys_pcnt": "0.0" })";
 };
@@ -135,9 +130,7 @@ TEST_F(CpuStat, AnUnreadableProcSkipsTheRound)
 {
     round("cpu  0 0 0 0 0 0 0 0 0 0\n");
     ASSERT_EQ(rename((root() + "/proc").c_str(), (root() + "/gone").c_str()), 0);
-    testing::internal::GetCapturedStderr(); // the fixture's
-    EXPECT_EQ(fake::stderr_of([] { sysstat_cpu_sample(); }), "Cannot open /proc: No such file or directory\n");
-    testing::internal::CaptureStderr();
+    EXPECT_EQ(told_by([] { sysstat_cpu_sample(); }), "Cannot open /proc: No such file or directory\n");
     EXPECT_TRUE(g_p_CpustatManager->copy_history("VeloMond")->empty());
 }
 
