@@ -1,0 +1,260 @@
+#include "stats/sysstat_memory.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "common/text.h"
+#include "stats/stat_test.h"
+
+namespace {
+
+/* /proc/meminfo in the kernel's order, with lines that nobody asks for. */
+std::string meminfo(uint64_t total, uint64_t available, uint64_t cached)
+{
+    return text_format(
+        "MemTotal:       %8lu kB\nMemFree:  100 kB\nMemAvailable: %lu kB\nBuffers: 20 kB\nCached: %lu kB\n"
+        "SwapCached: 9 kB\nActive(anon): 9 kB\nSwapTotal: 50 kB\nSwapFree: 40 kB\nShmem: 6 kB\n"
+        "SReclaimable: 7 kB\nHugePages_Total: 0\n",
+        total, available, cached);
+}
+
+class MemoryStat : public TStatTest {
+protected:
+    void SetUp() override
+    {
+        TStatTest::SetUp();
+        fake::set_wall_ms(1000000);
+        process_scan_of_round(); // takes what the CPU step of another test has left
+        sysstat_memory_init();
+    }
+    void TearDown() override
+    {
+        sysstat_memory_uninit();
+        TStatTest::TearDown();
+    }
+    static void write_process(int pid, const std::string &comm, int pages, int rss, int child_faults)
+    {
+        const std::string folder = text_format("/proc/%d", pid);
+        write_file(folder + "/comm", comm + "\n");
+        write_file(folder + "/statm", text_format("%d 9 9 9 9 9 9\n", pages));
+        /* Fields 10 to 13: minflt, cminflt, majflt, cmajflt. */
+        write_file(folder + "/stat",
+                   text_format("%d (%s) S 1 1 1 0 -1 0 5000 %d 6000 %d 14 15 16 17 20 0 1 0 5 99 %d 7\n", pid,
+                               comm.c_str(), 10 * child_faults, child_faults, rss));
+    }
+    static void round(const std::string &meminfo_text, const std::string &vmstat_text)
+    {
+        write_file("/proc/meminfo", meminfo_text);
+        write_file("/proc/vmstat", vmstat_text);
+        fake::advance_ms(10000);
+        EXPECT_EQ(sysstat_memory_sample(), 0);
+    }
+    /* Three rounds, two intervals. */
+    static void two_intervals()
+    {
+        write_process(70, "VeloMond", 10, 2, 1);
+        round(meminfo(1000, 999, 30), "nr_free_pages 9\npgfault 1000\npgmajfault 10\n");
+        write_process(70, "VeloMond", 11, 3, 4);
+        round(meminfo(1000, 999, 40), "nr_free_pages 9\npgfault 1500\npgmajfault 12\n");
+        write_process(70, "VeloMond", 14, 4, 9);
+        round(meminfo(1000, 999, 60), "nr_free_pages 9\npgfault 1600\npgmajfault 13\n");
+    }
+    static std::string ask(const char *method, const char *type, const char *key)
+    {
+        return stat_ask(sysstat_memory_proc, method, type, key);
+    }
+    static uint64_t page_kb() { return static_cast<uint64_t>(sysconf(_SC_PAGESIZE)) / 1024; }
+};
+
+constexpr const char *kProcessNothing = R"({ "VmSize": "0", "VmRSS": "0", "maj_flt": "0", "min_flt": "0" })";
+
+TEST_F(MemoryStat, AnswersLevelsAndTheFaultsOfTheInterval)
+{
+    two_intervals();
+    EXPECT_EQ(ask("cur_data", "", "system_all"),
+              R"({ "MemTotal": "1000", "MemUsed": "820", "MemFree": "100", "MemAvailable": "180", "Buffers": "20", )"
+              R"("Cached": "60", "SReclaimable": "7", "SwapTotal": "50", "SwapFree": "40", "pgmajfault": "1", )"
+              R"("pgfault": "100", "zfs_mem_cache": "0" })");
+    EXPECT_EQ(ask("cur_data", "", "VeloMond"),
+              text_format(R"({ "VmSize": "56", "VmRSS": "%lu", "maj_flt": "5", "min_flt": "50" })", 4 * page_kb()));
+    EXPECT_EQ(ask("cur_data", "", "Vnvrd"), kProcessNothing);
+}
+
+TEST_F(MemoryStat, MeansAreCutToWholeNumbersAndTold)
+{
+    two_intervals();
+    const char *mean =
+        R"({ "MemTotal": "1000", "MemFree": "100", "MemAvailable": "170", "Buffers": "20", "Cached": "50", )"
+        R"("SwapTotal": "50", "SwapFree": "40", "pgmajfault": "1", "pgfault": "300" })";
+    EXPECT_EQ(ask("avg", "0", "system_all"), mean);
+    EXPECT_EQ(ask("avg", "5", "system_all"), mean);
+    EXPECT_EQ(told_by([] { ask("avg", "1", "VeloMond"); }), "get_avg=[0]\n");
+    EXPECT_EQ(ask("avg", "2", "VeloMond"),
+              text_format(R"({ "VmSize": "50", "VmRSS": "%lu", "maj_flt": "4", "min_flt": "40" })", 7 * page_kb() / 2));
+}
+
+TEST_F(MemoryStat, ASeriesIsOfMeansPerMinute)
+{
+    round(meminfo(1000, 0, 0), "");
+    for (uint64_t cached = 10; cached <= 70; cached += 10) // means: 45 of the newest six, then 10
+        round(meminfo(1000, 0, cached), "");
+    EXPECT_NE(ask("line_data", "-1", "system_all").find(R"("Cached": [ "45", "10" ])"), std::string::npos);
+    EXPECT_EQ(told_by([] { ask("line_data", "", "Vnvrd"); }), "get_avg=[0]\nget_avg=[0]\n");
+    EXPECT_EQ(ask("line_data", "", "nobody"),
+              R"({ "MemTotal": [ ], "MemFree": [ ], "MemAvailable": [ ], "Buffers": [ ], "Cached": [ ], )"
+              R"("SwapTotal": [ ], "SwapFree": [ ], "pgmajfault": [ ], "pgfault": [ ] })");
+}
+
+TEST_F(MemoryStat, TheFirstAnswersAreZeros)
+{
+    write_process(70, "VeloMond", 10, 2, 1);
+    round(meminfo(1000, 999, 30), "pgfault 1000\npgmajfault 10\n");
+    EXPECT_EQ(ask("cur_data", "", "VeloMond"), kProcessNothing);
+    EXPECT_EQ(ask("avg", "0", "VeloMond"), kProcessNothing);
+    EXPECT_NE(ask("cur_data", "", "system_all").find(R"("MemTotal": "0")"), std::string::npos);
+    EXPECT_NE(ask("line_data", "0", "system_all").find(R"("MemTotal": [ ])"), std::string::npos);
+}
+
+TEST_F(MemoryStat, AMissingFileLosesTheSystemsReadingOnly)
+{
+    round(meminfo(1000, 0, 0), "");
+    for (const char *file : {"/proc/meminfo", "/proc/vmstat"}) {
+        write_file("/proc/meminfo", meminfo(1000, 0, 0));
+        write_file("/proc/vmstat", "");
+        ASSERT_EQ(unlink((root() + file).c_str()), 0);
+        EXPECT_EQ(told_by([] { sysstat_memory_sample(); }), "");
+    }
+    EXPECT_TRUE(g_p_MemorystatManager->copy_history("system_all")->empty());
+    EXPECT_EQ(g_p_MemorystatManager->copy_history("VeloMond")->size(), 2U);
+}
+
+TEST_F(MemoryStat, OnZfsWhatTheCacheWouldGiveBackIsFree)
+{
+    sysstat_memory_uninit();
+    fake::state()->platform_system = 9;
+    sysstat_memory_init();
+    static uint64_t mono_ms = 0; // the figures last for the whole process, also when the test is repeated
+    fake::set_mono_ms(mono_ms += 1000000);
+    fake::on_popen([](const fake::argv_t &) { return "81920\n61440\n40960\n"; }); // 80, 60 and 40 kB
+    round(meminfo(1000, 0, 30), "");
+    round(meminfo(1000, 0, 30), "");
+    EXPECT_EQ(fake::programs().size(), 1U);
+    const T_MEMORY_STAT now = g_p_MemorystatManager->get_current("system_all");
+    EXPECT_EQ(now.MemFree, 140U);
+    EXPECT_EQ(now.MemAvailable, 190U);
+    EXPECT_EQ(now.MemUsed, 810U);
+    EXPECT_EQ(told_by([] { ask("avg", "0", "system_all"); }), "get_avg=[40]\n");
+}
+
+TEST_F(MemoryStat, TheDumpIsTransposedNewestFirst)
+{
+    write_file("/out/keep", "");
+    EXPECT_EQ(told_by([] { sysstat_memory_dump("/out"); }),
+              "sysstat_memory.cpp:sysstat_memory_dump(967) str_stats_folder=[/out]\n");
+    EXPECT_TRUE(read_file("/out/mem_stats.csv").starts_with("system\nmem_total, 0\ntime_stamp(ms)\nmem_free\n"));
+    two_intervals();
+    sysstat_memory_dump("/out");
+    std::string expected = "system\nmem_total, 1000\ntime_stamp(ms), 1030000, 1020000\nmem_free, 100, 100\n"
+                           "mem_avail, 180, 160\nbuffers, 20, 20\ncached, 60, 40\nSwapTotal, 50, 50\nSwapFree, 40, 40\n"
+                           "pgmajfault, 1, 2\npgfault, 100, 500\n\n__daemon_list\n";
+    for (const std::string name : kProcessTable) {
+        expected += name + "\ntime_stamp(ms), 1030000, 1020000\n";
+        expected += name == "VeloMond"
+                        ? text_format("VmSize, 56, 44\nVmRSS, %lu, %lu\nmaj_flt, 5, 3\nmin_flt, 50, 30\n\n",
+                                      4 * page_kb(), 3 * page_kb())
+                        : "VmSize, 0, 0\nVmRSS, 0, 0\nmaj_flt, 0, 0\nmin_flt, 0, 0\n\n";
+    }
+    EXPECT_EQ(read_file("/out/mem_stats.csv"), expected);
+}
+
+TEST_F(MemoryStat, PrintsTheHeadingApartFromTheFigures)
+{
+    two_intervals();
+    testing::internal::CaptureStdout();
+    const std::string figures = told_by([] { sysstat_memory_print(); });
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "get current memory info\n");
+    EXPECT_TRUE(figures.starts_with(
+        "    type         = system\n    MemTotal     = 1000 kB\n    MemUsed      = 820 kB\n    MemFree      = 100 kB\n"
+        "    MemAvailable = 180 kB\n    Buffers      = 20 kB\n    Cached       = 60 kB\n    SReclaimable = 7 kB\n"
+        "    Shmem        = 6 kB\n    zfs_mem_cache= 0 kB\n    SwapTotal    = 50 kB\n    SwapFree     = 40 kB\n"
+        "    pgmajfault   = 1\n    pgfault      = 100\n    tp_ms        = 1030000\n    data_cnt     = 1\n"
+        "    type    = daemon\n    name    = Vnvrd\n    VmSize  = 0 kB\n"))
+        << figures;
+    EXPECT_NE(figures.find(text_format("    name    = VeloMond\n    VmSize  = 56 kB\n    VmRSS   = %lu kB\n"
+                                       "    maj_flt = 5\n    min_flt = 50\n    tp_ms   = 1030000\n    data_cnt= 1\n",
+                                       4 * page_kb())),
+              std::string::npos);
+}
+
+TEST_F(MemoryStat, TheFirstProcessOfANameWithAnySizeFillsTheRow)
+{
+    write_process(1, "Vnvrd", 0, 9, 9); // on its way out: its size is gone already
+    write_process(2, "Vnvrd", 10, 20, 30);
+    write_process(3, "Vnvrd", 50, 60, 70);
+    write_process(4, "VrecStream", 7, 8, 9);
+    ASSERT_EQ(unlink((root() + "/proc/4/stat").c_str()), 0);
+    T_PROCESS_SCAN scan;
+    scan.proc = TFd(open((root() + "/proc").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    scan.processes = {{"9", 0}, {"1", 0}, {"2", 0}, {"3", 0}, {"4", 1}};
+    T_MEMORY_SLOTS slots;
+    memory_read_slots(scan, 64, &slots);
+    EXPECT_EQ(slots.vm_size[0], 40U); // of 4 kB, whatever the pages are
+    EXPECT_EQ(slots.vm_rss[0], 1280U);
+    EXPECT_EQ(slots.maj_flt[0], 30U);
+    EXPECT_EQ(slots.min_flt[0], 300U);
+    EXPECT_EQ(slots.vm_size[1], 28U); // died in between: what was read stays
+    EXPECT_EQ(slots.vm_rss[1], 0U);
+}
+
+TEST(MemoryParse, TakesTenDigitsOfLinesAsTheyFitTheBuffer)
+{
+    const std::string long_line(4990, 'x');
+    const struct {
+        std::string text;
+        uint64_t total, free;
+    } cases[] = {
+        {"MemTotal:       5 kB\nMemFree:\t6\n", 5, 6},
+        {"MemTotal: 12345678901234 kB\nMemFree:123", 1234567890, 123},
+        {"MemTotal: what\nMemFree", 0, 0},
+        {"MemTotal : 5 kB\n MemFree: 6 kB\n:7\n\n", 0, 0}, // other names
+        {long_line + ": 7 kB\nMemFree: 6 kB\n", 0, 6},
+        {std::string(255, 'x') + "MemTotal: 5 kB\nMemFree: 6 kB\n", 5, 6}, // the rest of a long line is a line
+    };
+    for (const auto &one : cases) {
+        T_MEMORY_STAT stat;
+        memory_parse_meminfo(one.text, &stat);
+        EXPECT_EQ(stat.MemTotal, one.total) << one.text;
+        EXPECT_EQ(stat.MemFree, one.free) << one.text;
+    }
+}
+
+TEST(MemoryAccount, AvailableIsNotTheKernelsAndUsedIsNeverNegative)
+{
+    T_MEMORY_STAT stat;
+    memory_parse_meminfo(meminfo(1000, 999, 30), &stat);
+    EXPECT_EQ(stat.MemAvailable, 999U);
+    memory_account({}, &stat);
+    EXPECT_EQ(stat.MemAvailable, 150U);
+    EXPECT_EQ(stat.MemUsed, 850U);
+    stat.MemTotal = 149;
+    memory_account({}, &stat);
+    EXPECT_EQ(stat.MemUsed, 0U);
+}
+
+TEST(MemoryStatStart, TellsItsStepsAndRefusesWhileItIsDown)
+{
+    const std::string told = fake::stderr_of([] {
+        sysstat_memory_init();
+        sysstat_memory_uninit();
+        EXPECT_EQ(sysstat_memory_sample(), 0);
+        stat_ask(sysstat_memory_proc, "avg", "-1", "VeloMond", -2);
+    });
+    EXPECT_TRUE(told.starts_with("sysstat_memory.cpp:sysstat_memory_init(1096)\nstatManager.h:TStatManagerBase(57)\n"
+                                 "sysstat_memory.h:TMemorystatManager(244)\nsysstat_memory.cpp:init_map(72)\n"
+                                 "sysstat_memory.cpp:sysstat_memory_uninit(1107)\n"))
+        << told;
+    EXPECT_TRUE(told.ends_with("delete=[system_all]\ng_p_MemorystatManager does not exist.\n"));
+}
+
+} // namespace

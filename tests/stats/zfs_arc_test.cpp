@@ -1,0 +1,86 @@
+#include "stats/zfs_arc.h"
+
+#include <gtest/gtest.h>
+
+#include "stats/stat_test.h"
+
+namespace {
+
+constexpr uint64_t kGb = 1U << 20; // in kB
+
+TEST(ZfsArc, IsNeverCountedAsFreeBelowItsMinimum)
+{
+    struct {
+        T_ARC arc;
+        uint64_t reclaimable_kb, cache_kb;
+    } const cases[] = {
+        {{8 * kGb, 6 * kGb, 4 * kGb}, 4 * kGb, 4 * kGb}, // what is in use lies below the minimum
+        {{8 * kGb, 2 * kGb, 4 * kGb}, 2 * kGb, 6 * kGb}, // above it
+        {{8 * kGb, 4 * kGb, 4 * kGb}, 4 * kGb, 4 * kGb}, // on it
+        {{3 * kGb, 2 * kGb, 4 * kGb}, 0, 3 * kGb},
+        {{4 * kGb, 2 * kGb, 4 * kGb}, 0, 4 * kGb},
+        {{1, 9, 0}, 9, 0}, // more evictable than there is
+        {{1, 9, 1}, 0, 1},
+        {{5, 0, 0}, 0, 5},
+        {{0, 0, 0}, 0, 0},
+    };
+    for (const auto &one : cases) {
+        const T_ARC_SHARE share = zfs_arc_share(one.arc);
+        EXPECT_EQ(share.reclaimable_kb, one.reclaimable_kb) << one.arc.size_kb << " " << one.arc.evictable_kb;
+        EXPECT_EQ(share.cache_kb, one.cache_kb) << one.arc.size_kb << " " << one.arc.evictable_kb;
+    }
+}
+
+class ZfsArcTool : public fake::TPlatformTest {
+protected:
+    void SetUp() override
+    {
+        TPlatformTest::SetUp();
+        fake::set_mono_ms(1000000);
+    }
+    T_ARC read_of(const std::optional<std::string> &text)
+    {
+        fake::on_popen([text](const fake::argv_t &) { return text; });
+        return cache.read();
+    }
+    TArcCache cache;
+};
+
+TEST_F(ZfsArcTool, IsAskedOnceInThirtySeconds)
+{
+    EXPECT_EQ(read_of("8192\n4096\n2048\n").size_kb, 8U);
+    EXPECT_EQ(fake::programs(),
+              (std::vector<fake::argv_t>{{"/usr/sbin/sysctl", "-n", "kstat.zfs.misc.arcstats.size",
+                                          "kstat.zfs.misc.arcstats.evictable", "kstat.zfs.misc.arcstats.c_min"}}));
+    fake::advance_ms(29999);
+    EXPECT_EQ(read_of("1024\n0\n0\n").min_kb, 2U);
+    fake::advance_ms(1);
+    EXPECT_EQ(read_of("1024\n0\n0\n").size_kb, 1U);
+    fake::advance_ms(30000);
+    EXPECT_EQ(read_of(std::nullopt).size_kb, 0U) << "old figures are not told";
+}
+
+TEST_F(ZfsArcTool, FiguresBehindABadLineAreNoneAndNothingIsKept)
+{
+    struct {
+        std::optional<std::string> text;
+        uint64_t size_kb, evictable_kb, min_kb;
+    } const cases[] = {
+        {"8192\n4096\n", 8, 4, 0},
+        {"8192\nwhat\n2048\n", 8, 0, 0},
+        {"\n4096\n2048\n", 0, 0, 0},
+        {"", 0, 0, 0},
+        {std::nullopt, 0, 0, 0},
+        {std::string(1 << 20, 'x'), 0, 0, 0},
+        {std::string(63, '0') + "8192\n", 0, 8, 0}, // a line ends after 63 characters
+    };
+    for (const auto &one : cases) {
+        const T_ARC arc = read_of(one.text);
+        EXPECT_EQ(arc.size_kb, one.size_kb) << one.text.value_or("none").substr(0, 80);
+        EXPECT_EQ(arc.evictable_kb, one.evictable_kb);
+        EXPECT_EQ(arc.min_kb, one.min_kb);
+    }
+    EXPECT_EQ(fake::programs().size(), std::size(cases)) << "every round asks again";
+}
+
+} // namespace
