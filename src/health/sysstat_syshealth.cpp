@@ -1,0 +1,147 @@
+#include "health/sysstat_syshealth.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "common/debug_log.h"
+#include "common/text.h"
+#include "common/trace.h"
+#include "common/worker.h"
+#include "platform/pal.h"
+#include "platform/ssci.h"
+#include "platform/time_stamp.h"
+
+namespace {
+
+constexpr const char *kSource = "sysstat_syshealth.cpp";
+constexpr uint64_t kCheckPeriodMs = 60000;
+constexpr int kFanFailed = 9;
+
+T_SYSHEALTH_STATE g_state; // lives as long as the process: a restart of the monitors keeps it
+TWorker g_worker;
+
+const char *fan_text(bool fan_error)
+{
+    return fan_error ? "error" : "normal";
+}
+
+/* A platform that does not answer counts as normal: an error that was standing
+ * is dropped without a word and told anew once the platform sees it again. */
+bool do_get_fan_state(T_SYSHEALTH_STATE *state)
+{
+    t_auth auth;
+    (void)PAL_auth_get_auth(auth);
+    t_syshealth_info info;
+    std::string text;
+    const uint32_t result = PAL_mgr_syshealth_info(&auth, &info, &text);
+    if (result != 0) {
+        state->query_failed = true;
+        log_File_Debug(kLogSysHealth, "%s:%s (%d) NasHTTPAPI_SYSHEALTH_info (%d)\n", kSource, "do_get_fan_state", 70,
+                       static_cast<int>(result));
+        return false;
+    }
+    {
+        const std::lock_guard<std::mutex> guard(state->text_lock);
+        state->sys_health_text = info.text;
+    }
+    return syshealth_fan_failed(info.fans);
+}
+
+void do_update(T_SYSHEALTH_STATE *state)
+{
+    state->last_utc_time = static_cast<uint32_t>(wall_clock_s());
+    if (state->query_failed)
+        return;
+    char body[256];
+    snprintf(body, sizeof(body), R"({"utc_time":"%u","fan_update":"%s"})", state->last_utc_time.load(),
+             fan_text(state->fan_error));
+    std::string answer;
+    const long long result =
+        ssci_POST_request("127.0.0.1", 10150, "/logs/dashboard/status/receiver/fan", body, &answer, 5);
+    if (result != 0)
+        log_File_Debug(kLogSysHealth, "%s:%s (%d) ssci_POST_request failed (%lld)\n", kSource, "do_update", 114,
+                       result);
+}
+
+void syshealth_monitor_main(TWorker *self)
+{
+    while (!self->terminated()) {
+        syshealth_check(&g_state, current_time_stamp_mono_r());
+        self->wait_s(1);
+    }
+}
+
+} // namespace
+
+bool syshealth_fan_failed(const std::vector<std::pair<std::string, std::string>> &fans)
+{
+    return std::any_of(fans.begin(), fans.end(),
+                       [](const auto &fan) { return text_to_int(fan.second.c_str()) == kFanFailed; });
+}
+
+bool syshealth_check_due(uint64_t last_check_ms, uint64_t now_ms)
+{
+    return last_check_ms == 0 || now_ms - last_check_ms >= kCheckPeriodMs;
+}
+
+bool syshealth_adopt(T_SYSHEALTH_STATE *state, bool fan_error)
+{
+    if (state->fan_error.exchange(fan_error) != fan_error)
+        return true;
+    return state->force_update || state->query_failed;
+}
+
+void syshealth_check(T_SYSHEALTH_STATE *state, uint64_t now_ms)
+{
+    if (!syshealth_check_due(state->last_check_ms, now_ms))
+        return;
+    if (syshealth_adopt(state, do_get_fan_state(state))) {
+        do_update(state);
+        state->force_update = false;
+        state->query_failed = false;
+    }
+    state->last_check_ms = now_ms;
+}
+
+int sysstat_syshealth_init()
+{
+    trace(kSource, "sysstat_syshealth_init", 190);
+    const int error = g_worker.start({"SYS_HEALTH-worker", "syshealth_monitor_main", syshealth_monitor_main});
+    if (error != 0)
+        log_File_Debug(kLogMain, "%s:%s(%d) pthread_create failed (%d)", kSource, "syshealth_thread_start", 176, error);
+    return 0;
+}
+
+int sysstat_syshealth_uninit()
+{
+    trace(kSource, "sysstat_syshealth_uninit", 198);
+    g_worker.stop();
+    g_worker.release();
+    return 0;
+}
+
+int sysstat_syshealth_proc(const char *method, json_object **out)
+{
+    if (method[0] == '\0') {
+        tell("wrong args.\n");
+        return -4;
+    }
+    TJson object(json_object_new_object());
+    if (strcmp(method, "fan_update") == 0) {
+        json_give_text(object.get(), "utc_time", text_format("%u", g_state.last_utc_time.load()));
+        json_give_text(object.get(), "fan_update", fan_text(g_state.fan_error));
+    } else if (strcmp(method, "sys_health") == 0) {
+        std::string text;
+        {
+            const std::lock_guard<std::mutex> guard(g_state.text_lock);
+            text = g_state.sys_health_text;
+        }
+        json_give_text(object.get(), "sys_health", text);
+    } else {
+        tell("method=[%s] not support\n", method);
+        return -3;
+    }
+    *out = object.release();
+    return 0;
+}

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "common/json.h"
+#include "common/local_time.h"
+
+/* The fans of the appliance, reduced to normal or error. A change is reported to
+ * the dashboard receiver once, without retry; the platform's own words about the
+ * hardware are kept for queries. */
+
+/* What the watcher knows. Its thread alone writes; a query reads the first three. */
+struct T_SYSHEALTH_STATE {
+    std::atomic<bool> fan_error{false};                                         // as last reported or adopted
+    std::atomic<uint32_t> last_utc_time{static_cast<uint32_t>(wall_clock_s())}; // of the last report attempt
+    std::mutex text_lock;
+    std::string sys_health_text; // guarded by text_lock; of the last answer of the platform
+    /* The watcher's own. */
+    bool force_update = true;   // the next check reports, whatever it finds
+    bool query_failed = false;  // the last query of the platform failed
+    uint64_t last_check_ms = 0; // monotonic; 0: none yet
+};
+
+int sysstat_syshealth_init();   // always 0, also when the thread could not be had
+int sysstat_syshealth_uninit(); // always 0; harmless without init
+
+/* Answers a query: "fan_update" (time of the last report, state) or "sys_health"
+ * (the platform's words); *out gets a new object. -4 without a method, -3 for
+ * another one. Any thread may call. */
+int sysstat_syshealth_proc(const char *method, json_object **out);
+
+/* --- Deciding and checking, for the above and for tests -------------------- */
+
+/* Whether a fan has failed: a status code of 9, read as atoi reads it. */
+bool syshealth_fan_failed(const std::vector<std::pair<std::string, std::string>> &fans);
+
+/* Whether a check may run: at most one a minute. */
+bool syshealth_check_due(uint64_t last_check_ms, uint64_t now_ms);
+
+/* Takes over what a check found; query_failed tells already whether the platform
+ * answered. Returns whether to report. */
+bool syshealth_adopt(T_SYSHEALTH_STATE *state, bool fan_error);
+
+/* One wake-up of the watcher. */
+void syshealth_check(T_SYSHEALTH_STATE *state, uint64_t now_ms);

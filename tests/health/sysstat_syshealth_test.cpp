@@ -1,0 +1,89 @@
+#include "health/sysstat_syshealth.h"
+
+#include <gtest/gtest.h>
+
+#include "common/debug_log.h"
+#include "fake_platform/fake_platform.h"
+#include "platform/time_stamp.h"
+
+namespace {
+
+class SysHealth : public fake::TPlatformTest {
+protected:
+    /* A check after that time and what it posted. Without a fan's status the
+     * platform does not answer. */
+    std::string check(uint64_t after_ms, const char *fan)
+    {
+        fake::advance_ms(after_ms);
+        fake::state()->syshealth_result = fan == nullptr ? 5 : 0;
+        fake::state()->syshealth = {"fan text", {{"fan1", "0"}, {"fan2", fan != nullptr ? fan : "9"}}};
+        const size_t before = fake::requests().size();
+        syshealth_check(&m_state, current_time_stamp_mono_r());
+        const auto requests = fake::requests();
+        return requests.size() == before ? "" : requests.back().body;
+    }
+
+    T_SYSHEALTH_STATE m_state;
+};
+
+TEST_F(SysHealth, ReportsTheFirstFindingThenChangesOnlyHeardOrNot)
+{
+    EXPECT_EQ(check(0, "0"), R"({"utc_time":"1700000000","fan_update":"normal"})");
+    EXPECT_EQ(check(60000, "0"), "");
+    EXPECT_EQ(check(59999, "9"), ""); // too soon
+    EXPECT_EQ(check(1, "9"), R"({"utc_time":"1700000120","fan_update":"error"})");
+    EXPECT_EQ(check(60000, "9"), "");
+    EXPECT_EQ(check(60000, nullptr), ""); // no answer counts as normal, silently
+    EXPECT_FALSE(m_state.fan_error);
+    EXPECT_EQ(check(60000, nullptr), "");
+    EXPECT_EQ(check(60000, "9"), R"({"utc_time":"1700000360","fan_update":"error"})");
+    EXPECT_EQ(check(60000, "8"), R"({"utc_time":"1700000420","fan_update":"normal"})");
+    const auto request = fake::requests().front();
+    EXPECT_EQ(request.verb + " " + request.host + " " + std::to_string(request.port) + " " + request.path + " " +
+                  std::to_string(request.timeout_s),
+              "POST 127.0.0.1 10150 /logs/dashboard/status/receiver/fan 5");
+    const std::string failed = "sysstat_syshealth.cpp:do_get_fan_state (70) NasHTTPAPI_SYSHEALTH_info (5)\n";
+    const std::string unheard = "sysstat_syshealth.cpp:do_update (114) ssci_POST_request failed (3)\n";
+    EXPECT_EQ(log_text(kLogSysHealth), unheard + unheard + failed + failed + unheard + unheard);
+}
+
+TEST_F(SysHealth, AFirstQueryThatFailsUsesUpTheFirstReport)
+{
+    EXPECT_EQ(check(5000, nullptr), "");
+    EXPECT_EQ(m_state.last_utc_time, 1700000005U); // attempted all the same
+    EXPECT_EQ(check(60000, "0"), "");
+}
+
+TEST_F(SysHealth, StatusCodesAreDecimalNumbers)
+{
+    for (const char *failed : {"9", "09", "9x", " 9"})
+        EXPECT_TRUE(syshealth_fan_failed({{"a", "0"}, {"b", failed}})) << failed;
+    for (const char *good : {"", "0", "x9", "90", "-9", "99999999999999999999"})
+        EXPECT_FALSE(syshealth_fan_failed({{"a", good}})) << good;
+    EXPECT_FALSE(syshealth_fan_failed({}));
+}
+
+TEST_F(SysHealth, TheThreadChecksAtOnceAndQueriesAnswer)
+{
+    const auto ask = [](const char *method) {
+        json_object *out = nullptr;
+        const int result = sysstat_syshealth_proc(method, &out);
+        const TJson owner(out);
+        return std::to_string(result) + " " + json_text(out);
+    };
+    fake::state()->syshealth = {"fan text", {{"fan", "9"}}};
+    EXPECT_EQ(fake::stderr_of([&ask] {
+                  sysstat_syshealth_init();
+                  fake::pass_waits(61);
+                  EXPECT_EQ(ask("fan_update"), R"(0 { "utc_time": "1700000000", "fan_update": "error" })");
+                  EXPECT_EQ(ask("sys_health"), R"(0 { "sys_health": "fan text" })");
+                  EXPECT_EQ(ask(""), "-4 null");
+                  EXPECT_EQ(ask("fan"), "-3 null");
+                  sysstat_syshealth_uninit();
+              }),
+              "sysstat_syshealth.cpp:sysstat_syshealth_init(190)\nwrong args.\nmethod=[fan] not support\n"
+              "sysstat_syshealth.cpp:sysstat_syshealth_uninit(198)\n syshealth_monitor_main was terminated.\n"
+              "end wait_for_terminate...\n");
+}
+
+} // namespace
