@@ -1,0 +1,169 @@
+#include "health/smart_check.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <memory>
+#include <optional>
+#include <unistd.h>
+
+#include "common/debug_log.h"
+#include "common/text.h"
+#include "platform/fd.h"
+#include "platform/host_path.h"
+#include "platform/interrupt.h"
+#include "platform/kestrel.h"
+
+namespace {
+
+constexpr const char *kHourFile = "/tmp/hdd_power_on_hour";
+constexpr size_t kRecordingDisksSize = 1024;
+
+struct T_HOURS {
+    int32_t hours = 0;
+    bool too_old = false;
+};
+
+std::string read_recording_disks()
+{
+    const std::unique_ptr<FILE, int (*)(FILE *)> output(kestrel_popen("/usr/bin/vcmd", "get_rec_disk_list", nullptr),
+                                                        kestrel_pclose);
+    if (output == nullptr)
+        return "";
+    char text[kRecordingDisksSize];
+    const std::string_view got(text, fread(text, 1, sizeof(text), output.get()));
+    return std::string(got.substr(0, got.find('\0'))); // it is text: nothing counts behind a NUL
+}
+
+/* The folder is anyone's: neither a link nor a pipe put there is written to. */
+void append_hours(const T_SMART_DISK &disk, int32_t hours)
+{
+    const TFd file(
+        open(host_path(kHourFile).c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666));
+    if (!file.is_open())
+        return;
+    const std::string line = text_format("%s - [%s] power on hour [%8d]\n", disk.name, disk.label, hours);
+    if (write(file.get(), line.data(), line.size()) < 0)
+        return; // a courtesy to whoever looks; the check goes on without it
+}
+
+T_HOURS do_disk_smart_check(const t_auth &auth, int32_t number, int threshold)
+{
+    t_storage_smart_info info;
+    const uint32_t result = PAL_storage_get_disk_smart_info(auth, {number}, info);
+    if (result != 0) {
+        log_File_Debug(kLogSmart, "%s:%s (%d) PAL_storage_get_disk_smart_info failed=[%d]", kSmartSource,
+                       "do_disk_smart_check", 149, static_cast<int>(result));
+        return {};
+    }
+    const int32_t hours = std::max(info.power_on_hours, 0);
+    return {hours, hours > threshold};
+}
+
+/* What the last full check found, for a disk that was merely too old then; no
+ * other one is looked at in between. */
+std::optional<T_HOURS> known_hours(const T_SMART_STATE &state, const std::string &name)
+{
+    const auto known = state.disks.find(name);
+    if (known == state.disks.end() || known->second.state != SMART_HOUR_WARNING)
+        return std::nullopt;
+    return T_HOURS{known->second.hours, true};
+}
+
+/* One disk of the list. Returns its level, or SMART_LEVELS when it does not count. */
+T_SMART_LEVEL check_disk(T_SMART_STATE *state, const t_auth &auth, const t_storage_disk &entry, bool full)
+{
+    if (entry.presence.empty())
+        return SMART_LEVELS;
+    const int32_t number = smart_disk_number(entry.name);
+    const std::optional<T_HOURS> found =
+        full ? do_disk_smart_check(auth, number, state->settings.threshold_hours) : known_hours(*state, entry.name);
+    /* A stop has the platform give up its calls, which says nothing of the disk. */
+    if (!found || platform_interrupted())
+        return SMART_LEVELS;
+    const T_SMART_LEVEL level = smart_disk_level(entry.status, found->too_old);
+    T_SMART_DISK &disk = state->disks[entry.name];
+    disk.state = level;
+    if (found->hours != 0)
+        disk.hours = found->hours;
+    disk.number = number;
+    text_copy(disk.label, smart_label(entry.label));
+    text_copy(disk.name, entry.name);
+    if (full)
+        append_hours(disk, found->hours);
+    return level;
+}
+
+void do_disk_list_check(T_SMART_STATE *state, const t_auth &auth, bool full)
+{
+    t_storage_enclosure_info enclosures;
+    if (const uint32_t result = PAL_storage_get_enclosure_list(auth, {}, enclosures); result != 0) {
+        log_File_Debug(kLogSmart, "%s(%d), PAL_storage_get_enclosure_list failed,  ret=[%08x]", "do_disk_list_check",
+                       203, result);
+        return;
+    }
+    if (full) {
+        (void)unlink(host_path(kHourFile).c_str());
+        state->recording_disks = read_recording_disks();
+    }
+    int32_t highest = SMART_NORMAL; // of all enclosures so far
+    for (int32_t enclosure = 0; enclosure < enclosures.enclosure_count; ++enclosure) {
+        t_storage_disk_list list;
+        if (const uint32_t result = PAL_storage_get_disk_list(auth, {enclosure}, list); result != 0) {
+            log_File_Debug(kLogSmart, "%s(%d), PAL_storage_get_disk_list failed,  ret=[%08x]", "do_disk_list_check",
+                           222, result);
+            return;
+        }
+        for (const t_storage_disk &entry : list.disks) {
+            const T_SMART_LEVEL level = check_disk(state, auth, entry, full);
+            if (platform_interrupted())
+                return;
+            if (level != SMART_LEVELS)
+                highest = std::max<int32_t>(highest, level);
+        }
+        if (state->overall.exchange(highest) != highest)
+            state->changed = true;
+    }
+}
+
+} // namespace
+
+int32_t smart_disk_number(const std::string &name)
+{
+    constexpr size_t kPrefix = 5; // "disk_"
+    if (name.size() <= kPrefix)
+        return 0;
+    return static_cast<int32_t>(strtol(name.c_str() + kPrefix, nullptr, 16));
+}
+
+T_SMART_LEVEL smart_disk_level(int32_t status, bool too_old)
+{
+    switch (status) {
+    case 1:
+        return SMART_WARNING;
+    case 2:
+        return SMART_ERROR;
+    default:
+        return too_old ? SMART_HOUR_WARNING : SMART_NORMAL;
+    }
+}
+
+std::string smart_label(std::string_view text)
+{
+    std::string label(text);
+    std::erase(label, '"');
+    label.resize(std::min(label.size(), sizeof(T_SMART_DISK::label) - 1));
+    return label;
+}
+
+bool do_update_check(T_SMART_STATE *state)
+{
+    const struct tm now = local_time_of(wall_clock_s());
+    const bool full = smart_full_check(&state->schedule, state->settings, now);
+    t_auth auth;
+    if (const uint32_t result = PAL_auth_get_auth(auth); result != 0)
+        log_File_Debug(kLogSmart, "%s(%d), PAL_auth_get_auth failed,  ret=[%08x]", "do_update_check", 296, result);
+    do_disk_list_check(state, auth, full);
+    return state->changed;
+}

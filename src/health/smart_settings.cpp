@@ -1,0 +1,94 @@
+#include "health/smart_settings.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "common/debug_log.h"
+#include "common/text.h"
+#include "platform/config_readers.h"
+#include "platform/fd.h"
+#include "platform/host_path.h"
+
+namespace {
+
+constexpr size_t kOverrideSize = 128; // with the closing NUL
+
+enum class T_KEY_RESULT { FOUND, ABSENT, FAILED };
+
+T_KEY_RESULT read_key(const T_SMART_KEY_READER &read, const char *key, std::string *value, int *err_no)
+{
+    *err_no = 0;
+    if (read(key, *value, err_no) == 0)
+        return T_KEY_RESULT::FOUND;
+    return *err_no == NVRCFG_ERR_ABSENT ? T_KEY_RESULT::ABSENT : T_KEY_RESULT::FAILED;
+}
+
+/* The keys behind the threshold. */
+bool read_schedule(const T_SMART_KEY_READER &read, T_SMART_SETTINGS *settings)
+{
+    std::string value;
+    int err_no = 0;
+    T_KEY_RESULT result = read_key(read, "sch_type", &value, &err_no);
+    if (result == T_KEY_RESULT::FAILED)
+        return false;
+    if (result == T_KEY_RESULT::FOUND)
+        settings->sch_type = value;
+
+    result = read_key(read, "sch_weekday", &value, &err_no);
+    if (result == T_KEY_RESULT::FAILED) {
+        log_File_Debug(kLogSmart, "get_hdd_health_setting() : week day fail err_no=%d", err_no);
+        return false;
+    }
+    if (result == T_KEY_RESULT::FOUND)
+        settings->sch_weekday = text_to_int(value.c_str());
+
+    result = read_key(read, "sch_hour", &value, &err_no);
+    if (result == T_KEY_RESULT::FAILED) {
+        log_File_Debug(kLogSmart, "get_hdd_health_setting() : day hour fail err_no=%d", err_no);
+        return false;
+    }
+    if (result == T_KEY_RESULT::FOUND)
+        settings->sch_hour = text_to_int(value.c_str());
+    return true;
+}
+
+} // namespace
+
+int smart_read_key(const char *key, std::string &out, int *err_no)
+{
+    return __nvrcfg_get_key_value("hdd_health", key, out, err_no);
+}
+
+int smart_threshold(int configured)
+{
+    /* Anyone may write to the folder: a pipe must not hold the watcher up. */
+    const TFd file(open(host_path("/tmp/hdd_power_on_hour_threshold").c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!file.is_open())
+        return configured;
+    char text[kOverrideSize] = {};
+    const ssize_t length = read(file.get(), text, sizeof(text) - 1);
+    if (length <= 0)
+        return configured;
+    const int hours = text_to_int(text);
+    return hours != 0 ? hours : configured;
+}
+
+bool get_hdd_health_setting(const T_SMART_KEY_READER &read, T_SMART_SETTINGS *settings)
+{
+    std::string value;
+    int err_no = 0;
+    switch (read_key(read, "power_on_hour_threshold", &value, &err_no)) {
+    case T_KEY_RESULT::FAILED:
+        return false;
+    case T_KEY_RESULT::ABSENT:
+        break;
+    case T_KEY_RESULT::FOUND:
+        settings->threshold_hours = smart_threshold(text_to_int(value.c_str()));
+        if (!read_schedule(read, settings))
+            return false;
+        break;
+    }
+    log_File_Debug(kLogSmart, "get_hdd_health_setting() : hour threshold=%d, type=%s, week day=%d, hour=%d",
+                   settings->threshold_hours, settings->sch_type.c_str(), settings->sch_weekday, settings->sch_hour);
+    return true;
+}

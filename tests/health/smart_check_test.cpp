@@ -1,0 +1,119 @@
+#include "health/smart_check.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "common/debug_log.h"
+#include "fake_platform/fake_platform.h"
+
+namespace {
+
+constexpr uint64_t kMinuteMs = 60000;
+constexpr uint64_t kHalfPastMs = 1'700'044'200'000; // 2023-11-15 10:30:00 UTC
+constexpr uint64_t kFullHourMs = kHalfPastMs + 30 * kMinuteMs;
+
+class SmartCheck : public fake::TPlatformTest {
+protected:
+    void SetUp() override
+    {
+        TPlatformTest::SetUp();
+        m_state.settings.threshold_hours = 100;
+        fake::state()->enclosure.enclosure_count = 1;
+        fake::state()->disk_list = [this](int enclosure, t_storage_disk_list &out) -> uint32_t {
+            out.disks = m_enclosures[enclosure];
+            return out.disks.empty() ? 0x12 : 0;
+        };
+        fake::state()->smart = [this](int id, t_storage_smart_info &out) -> uint32_t {
+            out.power_on_hours = m_hours.contains(id) ? m_hours[id] : 0;
+            return m_hours.contains(id) ? 0 : 6;
+        };
+    }
+    /* The overall state after a check at that time; minute 0 makes it a full one. */
+    int32_t check(uint64_t wall_ms)
+    {
+        fake::set_wall_ms(wall_ms);
+        do_update_check(&m_state);
+        return m_state.overall;
+    }
+
+    T_SMART_STATE m_state;
+    std::map<int, std::vector<t_storage_disk>> m_enclosures;
+    std::map<int, int32_t> m_hours; // by disk number; the others cannot be read
+};
+
+TEST_F(SmartCheck, ADiskIsAsBadAsTheWorseOfItsStatusAndItsAge)
+{
+    const int32_t cases[][4] = {// status, hours; state, hours kept
+                                {0, 100, 0, 100}, {0, 101, 1, 101}, {0, -5, 0, 0},
+                                {1, 0, 2, 0},     {2, 101, 3, 101}, {3, 101, 1, 101}};
+    for (const auto &[status, hours, level, kept] : cases) {
+        m_enclosures[0] = {{"disk_1f", "label", "yes", status}};
+        m_hours = {{0x1f, hours}};
+        T_SMART_STATE state;
+        state.settings.threshold_hours = 100;
+        EXPECT_EQ(do_update_check(&state), level != 0);
+        EXPECT_EQ(state.overall, level);
+        EXPECT_EQ(state.disks["disk_1f"].state, level);
+        EXPECT_EQ(state.disks["disk_1f"].hours, kept);
+    }
+}
+
+TEST_F(SmartCheck, BetweenFullChecksOnlyTheOldAreLookedAt)
+{
+    m_enclosures[0] = {{"disk_01", "a", "yes", 2}, {"disk_02", "b", "yes", 0}, {"disk_03", "c", "", 2}};
+    m_hours = {{1, 5}, {2, 101}};
+    EXPECT_EQ(check(kHalfPastMs), SMART_ERROR); // the first of all
+    EXPECT_EQ(m_state.disks.size(), 2U);        // the empty slot is none
+    EXPECT_EQ(check(kHalfPastMs + kMinuteMs), SMART_HOUR_WARNING);
+    m_enclosures[0][1].status = 1; // seen once, then no longer merely old
+    EXPECT_EQ(check(kHalfPastMs + 2 * kMinuteMs), SMART_WARNING);
+    EXPECT_EQ(check(kHalfPastMs + 3 * kMinuteMs), SMART_NORMAL);
+    EXPECT_EQ(check(kFullHourMs + 59'000), SMART_ERROR);
+    EXPECT_EQ(check(kFullHourMs + 59'900), SMART_NORMAL); // the hour has had its full one
+
+    m_hours.erase(2); // the next full one cannot read this: no hours, but the old ones stay known
+    m_enclosures[0][1].status = 0;
+    check(kFullHourMs + 60 * kMinuteMs);
+    EXPECT_EQ(m_state.disks["disk_02"].state, SMART_NORMAL);
+    EXPECT_EQ(m_state.disks["disk_02"].hours, 101);
+    EXPECT_THAT(log_text(kLogSmart), testing::MatchesRegex("sysstat_smart.cpp:do_disk_smart_check \\([0-9]+\\) "
+                                                           "PAL_storage_get_disk_smart_info failed=\\[6\\]"));
+}
+
+TEST_F(SmartCheck, EachFullCheckWritesTheHoursAnew)
+{
+    m_enclosures = {{0, {{"disk_0a", "\"Fast\" disk (/dev/sda)", "yes", 0}}},
+                    {1, {{"disk_10", std::string(300, 'x') + "\"", "yes", 0}, {"odd", "", "yes", 0}}}};
+    fake::state()->enclosure.enclosure_count = 2;
+    m_hours = {{0, 3}, {10, 12345}, {16, -1}};
+    write_file("/tmp/hdd_power_on_hour", "old\n");
+    fake::on_popen([](const fake::argv_t &) { return std::string(1020, 'r') + "disk_0a"; });
+    check(kHalfPastMs);
+    const std::string hours = "disk_0a - [Fast disk (/dev/sda)] power on hour [   12345]\n"
+                              "disk_10 - [" +
+                              std::string(255, 'x') + "] power on hour [       0]\nodd - [] power on hour [       3]\n";
+    EXPECT_EQ(read_file("/tmp/hdd_power_on_hour"), hours);
+    EXPECT_EQ(m_state.recording_disks, std::string(1020, 'r') + "disk");
+    check(kHalfPastMs + kMinuteMs); // a light one leaves both alone
+    EXPECT_EQ(read_file("/tmp/hdd_power_on_hour"), hours);
+    EXPECT_EQ(fake::programs(), (std::vector<fake::argv_t>{{"/usr/bin/vcmd", "get_rec_disk_list"}}));
+}
+
+TEST_F(SmartCheck, FailuresEndTheCheckWithWhatWasFoundSoFar)
+{
+    m_enclosures[0] = {{"disk_01", "a", "yes", 2}};
+    m_hours = {{1, 5}};
+    fake::state()->enclosure_result = 0xab;
+    EXPECT_EQ(check(kHalfPastMs), SMART_NORMAL);
+    fake::state()->enclosure_result = 0;
+    fake::state()->enclosure.enclosure_count = 2; // but the second cannot be had
+    fake::state()->auth_result = 0x21;
+    EXPECT_EQ(check(kFullHourMs), SMART_ERROR);
+    EXPECT_THAT(log_text(kLogSmart),
+                testing::MatchesRegex("do_disk_list_check\\([0-9]+\\), PAL_storage_get_enclosure_list failed,  "
+                                      "ret=\\[000000ab\\]do_update_check\\([0-9]+\\), PAL_auth_get_auth failed,  "
+                                      "ret=\\[00000021\\]do_disk_list_check\\([0-9]+\\), "
+                                      "PAL_storage_get_disk_list failed,  ret=\\[00000012\\]"));
+}
+
+} // namespace
