@@ -1,0 +1,15 @@
+#pragma once
+
+#include "health/smart_check.h"
+
+/* What the SMART watcher announces. */
+
+/* Reports the overall state to the dashboard receiver, once: a receiver that
+ * cannot be had is only told in the SMART log. */
+void do_update(T_SMART_STATE *state);
+
+/* One event for each disk in state warning or error. */
+void smart_send_disk_status(const T_SMART_STATE &state);
+
+/* One event for each recording disk that has run for longer than the threshold. */
+void smart_send_power_on_hours(const T_SMART_STATE &state);

@@ -1,0 +1,102 @@
+#include "health/sysstat_smart.h"
+
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+#include "common/debug_log.h"
+#include "common/text.h"
+#include "common/trace.h"
+#include "common/worker.h"
+#include "health/smart_events.h"
+#include "platform/host_path.h"
+#include "platform/time_stamp.h"
+
+namespace {
+
+T_SMART_STATE g_state;
+TWorker g_worker;
+
+void smart_monitor_main(TWorker *self)
+{
+    bool load_due = true;
+    while (!self->terminated()) {
+        if (load_due && !smart_load_settings(&g_state)) {
+            self->wait_s(1);
+            continue;
+        }
+        smart_tick(&g_state);
+        self->wait_s(1);
+        load_due = smart_take_change_marker();
+    }
+}
+
+} // namespace
+
+bool smart_load_settings(T_SMART_STATE *state)
+{
+    if (!get_hdd_health_setting(smart_read_key, &state->settings))
+        return false;
+    state->schedule.last_day = T_SMART_SCHEDULE().last_day;
+    return true;
+}
+
+bool smart_take_change_marker()
+{
+    const std::string marker = host_path("/var/.hdd_health_config_change");
+    if (access(marker.c_str(), F_OK) != 0)
+        return false;
+    (void)remove(marker.c_str());
+    return true;
+}
+
+void smart_tick(T_SMART_STATE *state)
+{
+    const uint64_t now_ms = current_time_stamp_mono_r();
+    if (smart_check_due(state->schedule, now_ms)) {
+        if (do_update_check(state) || state->report_pending) {
+            do_update(state);
+            state->changed = false;
+            state->report_pending = false;
+        }
+        state->schedule.last_check_ms = now_ms;
+    }
+    const T_SMART_ANNOUNCE announce = smart_announce(&state->schedule, state->settings, local_time_of(wall_clock_s()));
+    if (announce.disk_status)
+        smart_send_disk_status(*state);
+    if (announce.power_on_hours)
+        smart_send_power_on_hours(*state);
+}
+
+int smart_thread_start()
+{
+    const int error = g_worker.start({"SMART-worker", "smart_monitor_main", smart_monitor_main});
+    if (error != 0)
+        log_File_Debug(kLogCamConn, "%s:%s(%d) pthread_create failed (%d)", kSmartSource, "smart_thread_start", 489,
+                       error);
+    return 0;
+}
+
+int smart_thread_stop()
+{
+    g_worker.stop();
+    g_worker.release();
+    return 0;
+}
+
+int sysstat_smart_proc(const char *method, json_object **out)
+{
+    if (method[0] == '\0') {
+        tell("wrong args.\n");
+        return -4;
+    }
+    if (strcmp(method, "disk_update") != 0) {
+        tell("method=[%s] not support\n", method);
+        return -3;
+    }
+    TJson object(json_object_new_object());
+    json_give_text(object.get(), "utc_time", text_format("%u", g_state.report_time.load()));
+    json_give_text(object.get(), "disk_update", kSmartLevelNames[g_state.overall]);
+    *out = object.release();
+    return 0;
+}

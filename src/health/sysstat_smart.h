@@ -1,0 +1,26 @@
+#pragma once
+
+#include "common/json.h"
+#include "health/smart_check.h"
+
+/* The disks' health: looked at once a minute, in full once an hour; changes are
+ * reported to the dashboard receiver, and at the configured hour the disks that
+ * need attention go into the surveillance event log. */
+
+int smart_thread_start(); // always 0, also when the thread could not be had
+int smart_thread_stop();  // always 0; harmless without start
+
+/* Answers a query: "disk_update" (time of the last report, overall state); *out
+ * gets a new object. -4 without a method, -3 for another one. Any thread may call. */
+int sysstat_smart_proc(const char *method, json_object **out);
+
+/* --- The parts of the thread's loop, for tests ----------------------------- */
+
+/* Reads the settings; a success allows events once more on the same day. */
+bool smart_load_settings(T_SMART_STATE *state);
+
+/* Whether somebody has changed the settings since the last call. */
+bool smart_take_change_marker();
+
+/* One second: check, report and announce what is due. */
+void smart_tick(T_SMART_STATE *state);

@@ -1,0 +1,146 @@
+#include "health/sysstat_smart.h"
+
+#include <gtest/gtest.h>
+
+#include "common/debug_log.h"
+#include "fake_platform/fake_platform.h"
+#include "health/smart_events.h"
+#include "platform/time_stamp.h"
+
+namespace {
+
+constexpr uint64_t kSundayMs = 1'699'747'200'000; // 2023-11-12 00:00:00 UTC
+constexpr uint64_t kDayMs = 86'400'000;
+
+class Smart : public fake::TPlatformTest {
+protected:
+    void SetUp() override
+    {
+        TPlatformTest::SetUp();
+        fake::set_wall_ms(kSundayMs);
+        fake::state()->enclosure.enclosure_count = 1;
+        fake::state()->disk_list = [](int, t_storage_disk_list &out) {
+            out.disks = {{"disk_01", "old", "yes", 0}, {"disk_02", "bad", "yes", 2}};
+            return 0U;
+        };
+        fake::state()->smart = [](int id, t_storage_smart_info &out) {
+            out.power_on_hours = id == 1 ? 20001 : 20000;
+            return 0U;
+        };
+        fake::on_popen([](const fake::argv_t &) { return "disk_01 disk_02"; });
+    }
+    /* Lets the watcher run for a while, a tick every half minute, and tells which
+     * event went out in which minute. */
+    std::vector<std::string> walk(uint64_t duration_ms)
+    {
+        std::vector<std::string> events;
+        fake::on_exec([&events](const fake::argv_t &argv) {
+            const uint64_t minute = (current_time_stamp() - kSundayMs) / 60'000;
+            events.push_back(std::to_string(minute) + " " + argv.at(2));
+            return 0;
+        });
+        for (uint64_t passed_ms = 0; passed_ms < duration_ms; passed_ms += 30'000) {
+            smart_tick(&m_state);
+            fake::advance_ms(30'000);
+        }
+        return events;
+    }
+
+    T_SMART_STATE m_state;
+};
+
+TEST_F(Smart, AWeeklyScheduleSendsHoursOnItsDayAndDiskStatusDaily)
+{
+    m_state.settings = {20000, "weekly", 3, 4};
+    EXPECT_EQ(walk(7 * kDayMs), // each day at 04:00; day 3 is Wednesday
+              (std::vector<std::string>{"240 0x28020001", "1680 0x28020001", "3120 0x28020001", "4560 0x28020001",
+                                        "4560 0x28030001", "6000 0x28020001", "7440 0x28020001", "8880 0x28020001"}));
+    for (const char *type : {"daily", "yearly", ""}) { // all others are daily
+        m_state.settings.sch_type = type;
+        EXPECT_EQ(walk(kDayMs).size(), 2U) << type;
+    }
+}
+
+TEST_F(Smart, AnnouncesOncePerDayAndOnlyAfterTheHoursCheck)
+{
+    const struct tm now = local_time_of(wall_clock_s()); // in minute 0 of the schedule hour
+    const auto announces = [&] { return smart_announce(&m_state.schedule, m_state.settings, now).disk_status; };
+    EXPECT_FALSE(announces());
+    for (const bool first : {true, false}) {
+        m_state.schedule.scheduled_hour = true;
+        EXPECT_EQ(announces(), first);
+    }
+    EXPECT_TRUE(smart_load_settings(&m_state));
+    EXPECT_TRUE(announces()); // new settings, new day
+}
+
+TEST_F(Smart, ChecksOnceAMinuteAndReportsChangesOnce)
+{
+    fake::set_wall_ms(kSundayMs + 1'800'000);
+    for (const uint64_t after_ms : {0ULL, 59'999ULL, 1ULL, 60'000ULL}) {
+        fake::advance_ms(after_ms);
+        smart_tick(&m_state);
+    }
+    const auto told = fake::requests();
+    ASSERT_EQ(told.size(), 2U);
+    EXPECT_EQ(told[0].verb + " " + told[0].host + " " + std::to_string(told[0].port) + " " + told[0].path + " " +
+                  std::to_string(told[0].timeout_s),
+              "POST 127.0.0.1 10150 /logs/dashboard/status/receiver/disk 5");
+    EXPECT_EQ(told[0].body, R"({"utc_time":"1699749000","disk_update":"error"})");
+    EXPECT_EQ(told[1].body, R"({"utc_time":"1699749060","disk_update":"hour_warning"})"); // unheard, not repeated
+    EXPECT_NE(log_text(kLogSmart).find(") ssci_POST_request failed (3)sysstat_smart.cpp:do_update ("),
+              std::string::npos);
+}
+
+TEST_F(Smart, EventsNameTheDisksInOrder)
+{
+    m_state.disks = {{"a", {SMART_NORMAL, 101, 0, "good", "a"}},
+                     {"b", {SMART_WARNING, 100, 0, "a b'$(x)", "b"}},
+                     {"c", {SMART_ERROR, 20000, 0, "", "c"}},
+                     {"d", {SMART_HOUR_WARNING, 101, 0, "old", "d"}}};
+    m_state.settings.threshold_hours = 100;
+    m_state.recording_disks = "b,c,a\n";
+    smart_send_disk_status(m_state);
+    smart_send_power_on_hours(m_state);
+    const std::string tool = "/usr/bin/ostra_log_tool";
+    EXPECT_EQ(fake::programs(),
+              (std::vector<fake::argv_t>{{tool, "2", "0x28010001", "-1", "", "", "a b'$(x)"},
+                                         {tool, "2", "0x28020001", "-1", "", "", ""},
+                                         {tool, "2", "0x28030001", "-1", "", "", "good", "100", "101"},
+                                         {tool, "2", "0x28030001", "-1", "", "", "", "100", "20000"}}));
+}
+
+TEST_F(Smart, TheThreadReportsAtOnceAndReloadsOnTheMarker)
+{
+    const auto ask = [](const char *method) {
+        json_object *out = nullptr;
+        const int result = sysstat_smart_proc(method, &out);
+        const TJson owner(out);
+        return std::to_string(result) + " " + json_text(out);
+    };
+    fake::state()->disk_list = nullptr; // none can be had: the first report goes out all the same
+    fake::state()->nvr_error = 2;
+    EXPECT_EQ(fake::stderr_of([&ask] {
+                  EXPECT_EQ(ask("disk_update"), R"(0 { "utc_time": "1700000000", "disk_update": "normal" })");
+                  smart_thread_start();
+                  fake::pass_waits(2);
+                  EXPECT_TRUE(fake::requests().empty()); // nothing runs before the settings are there
+                  fake::state()->nvr_error = 0;
+                  fake::pass_waits(1);
+                  EXPECT_EQ(ask("disk_update"), R"(0 { "utc_time": "1699747203", "disk_update": "normal" })");
+                  EXPECT_EQ(ask(""), "-4 null");
+                  EXPECT_EQ(ask("disk"), "-3 null");
+                  write_file("/var/.hdd_health_config_change", "");
+                  fake::state()->nvr["hdd_health|power_on_hour_threshold"] = "77";
+                  fake::pass_waits(4); // loads once
+                  EXPECT_FALSE(exists("/var/.hdd_health_config_change"));
+                  smart_thread_stop();
+              }),
+              "wrong args.\nmethod=[disk] not support\n smart_monitor_main was terminated.\n"
+              "end wait_for_terminate...\n");
+    const std::string log = log_text(kLogSmart);
+    EXPECT_TRUE(log.starts_with("get_hdd_health_setting() : hour threshold=20000, type=daily, week day=0, hour=0do_d"));
+    EXPECT_TRUE(log.ends_with(")get_hdd_health_setting() : hour threshold=77, type=daily, week day=0, hour=0")) << log;
+}
+
+} // namespace
