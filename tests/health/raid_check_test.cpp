@@ -14,21 +14,17 @@ protected:
         g_system_volume_id = 9; // what the other checks hold is not looked at
         fake::state()->self_conf["OSTRAPRO_SYS_VOL"] = "2";
         fake::state()->enclosure.disk_count = 3;
-        set_status(0);
-        set_disks({0, 0, 1});
+        set(0, {0, 0, 1});
     }
 
-    static void set_status(int status)
+    /* The status of the array, and the alert flags of the disks; -1 is a disk whose
+     * flag cannot be had. */
+    static void set(int status, const std::vector<int> &alerts)
     {
         fake::state()->volume_info = [status](int id, t_storage_disk_vol_info &out) {
             out.status = status;
             return id == 2 ? 0U : 0xbadU;
         };
-    }
-
-    /* The alert flags of the disks; -1 is a disk whose flag cannot be had. */
-    static void set_disks(const std::vector<int> &alerts)
-    {
         fake::state()->smart = [alerts](int disk, t_storage_smart_info &out) {
             out.alert = alerts.at(static_cast<size_t>(disk));
             return out.alert < 0 ? 0x5aU : 0U;
@@ -55,18 +51,17 @@ TEST_F(RaidCheck, WarnsOfABadArrayWhoseLastDiskExpectsToFail)
     EXPECT_TRUE(fake::programs().empty());
     EXPECT_EQ(fake::state()->enclosures_asked, std::vector<int>{2});
     EXPECT_EQ(log_text(kLogVolume), "do_raid_check(768), PAL_auth_get_auth failed,  ret=[00000007]");
-    set_status(-3);
+    set(-3, {0, 0, 1});
     EXPECT_EQ(check(), 1U);
-    set_disks({1, 1, 0}); // the last one counts
+    set(0, {1, 1, 0}); // the last one counts
     EXPECT_EQ(check(), 0U);
-    set_disks({0, 0, 1});
-    set_status(1);
+    set(1, {0, 0, 1});
     EXPECT_EQ(check(), 0U);
 }
 
 TEST_F(RaidCheck, EndsAtTheFirstFailure)
 {
-    set_disks({1, -1, 1});
+    set(0, {1, -1, 1});
     EXPECT_EQ(check(), 0U);
     fake::state()->enclosure_result = 0xe;
     EXPECT_EQ(check(), 0U);

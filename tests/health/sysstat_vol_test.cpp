@@ -2,9 +2,7 @@
 
 #include "common/local_time.h"
 #include "common/system_volume.h"
-#include "common/worker.h"
 #include "fake_platform/fake_platform.h"
-#include "platform/interrupt.h"
 
 namespace {
 
@@ -13,7 +11,7 @@ using VolumeWatcher = fake::TPlatformTest;
 TEST_F(VolumeWatcher, DaysOfChecks)
 {
     setenv("TZ", "XST-5:30", 1); // 00:25 is at 18:55 of UTC
-    constexpr int64_t kStart = 1'700'000'000, kDay = 86400, kRaid = kStart / kDay * kDay + 18 * 3600 + 55 * 60;
+    constexpr int64_t kStart = 1'700'000'000, kDay = 86400, kRaid = kStart / kDay * kDay + 68100;
     T_VOL_SCHEDULE schedule;
     int checks = 0, forced = 0;
     std::vector<int64_t> raids;
@@ -33,7 +31,7 @@ TEST_F(VolumeWatcher, DaysOfChecks)
 
 TEST_F(VolumeWatcher, LateChecksAndAClockSetBack)
 {
-    constexpr int64_t kDay = 19700 * 86400;
+    constexpr int64_t kDay = int64_t{19700} * 86400;
     T_VOL_SCHEDULE schedule;
     std::string due;
     for (const int64_t now : {25 * 60 + 59, 26 * 60 + 50, 3600 + 45, 3600 + 60, 25 * 60, 3600 + 120}) {
@@ -49,10 +47,7 @@ TEST_F(VolumeWatcher, TheThreadWarmsUpAndOwesTheDisableThroughAStop)
 {
     g_system_volume_id = -1;
     fake::state()->self_conf["OSTRAPRO_SYS_VOL"] = "1";
-    t_volume_usage usage;
-    usage.volume_id = 1;
-    usage.free_bytes = 500 * 1048576;
-    fake::state()->usage = {usage};
+    fake::state()->usage = {{1, INT64_MAX, int64_t{500} * 1048576, 0, 0, {}}};
     const auto disabled = [] { return fake::state()->ostrapro_disabled; };
 
     EXPECT_EQ(fake::stderr_of([&] {
@@ -80,25 +75,6 @@ TEST_F(VolumeWatcher, TheThreadWarmsUpAndOwesTheDisableThroughAStop)
     EXPECT_EQ(disabled(), 1);
     EXPECT_EQ(fake::stderr_of([] { EXPECT_EQ(sysstat_vol_dump("/x"), 0); }),
               "sysstat_vol.cpp:sysstat_vol_dump(943) str_stats_folder=[/x]\n");
-}
-
-std::vector<bool> g_interrupted; // the worker's until it is joined
-
-TEST_F(VolumeWatcher, AWorkersLastDutyIsNotGivenUpForAStop)
-{
-    g_interrupted.clear();
-    const auto body = [](TWorker *self) {
-        const auto look = [] { g_interrupted.push_back(platform_interrupted()); };
-        self->wait_s(10);
-        look();
-        self->see_through(look);
-        look();
-    };
-    TWorker worker;
-    worker.start({"test-worker", "body", body});
-    fake::stderr_of([&worker] { worker.stop(); });
-    EXPECT_EQ(g_interrupted, (std::vector<bool>{true, false, true}));
-    worker.release();
 }
 
 } // namespace

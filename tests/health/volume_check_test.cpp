@@ -10,15 +10,24 @@ namespace {
 
 using enum TVolumeAlert;
 const std::string kOddName = R"(a b"$(x))";
-const std::string kConf = "/tarn/etc/volume.conf|";
-constexpr const char *kKeys[] = {"OSTRAPRO_SYS_VOL", "OSTRAPRO_IND_VOL", "OSTRAPRO_CS_VOL"};
+const std::string kConf = "/tarn/etc/volume.conf|VOL_";
+
+/* Texts behind one another, each with a bar; the odd name shows as @. */
+template <typename TTexts> std::string join(const TTexts &texts)
+{
+    std::string all;
+    for (const auto &one : texts) {
+        const std::string text = std::optional<std::string>(one).value_or("(none)");
+        all += (text == kOddName ? "@" : text == "'" + kOddName + "'" ? "'@'" : text) + "|";
+    }
+    return all;
+}
 
 class VolumeCheck : public fake::TPlatformTest {
 protected:
     void SetUp() override
     {
         TPlatformTest::SetUp();
-        g_system_volume_id = -1;
         worker().prepare();
         fake::on_wait([this](vos_cond_t *, int seconds) {
             waits.push_back(seconds);
@@ -33,22 +42,22 @@ protected:
         return one;
     }
 
-    static void configure(const std::vector<std::string> &ids)
+    /* The roles have these volumes, and nothing was read yet. */
+    void configure(const std::vector<std::string> &ids)
     {
-        for (size_t role = 0; role < kVolumeRoles; ++role)
-            fake::state()->self_conf[kKeys[role]] = ids[role];
+        watch = {};
+        g_system_volume_id = -1;
+        fake::state()->ostrapro_disabled = 0;
+        fake::state()->self_conf = {
+            {"OSTRAPRO_SYS_VOL", ids[0]}, {"OSTRAPRO_IND_VOL", ids[1]}, {"OSTRAPRO_CS_VOL", ids[2]}};
     }
 
     /* Volume 3, named, as both variants see it; on ZFS it is section 7. */
     static void offer_volume(int64_t free_bytes)
     {
-        t_volume_usage usage;
-        usage.volume_id = 3;
-        usage.size_bytes = INT64_MAX;
-        usage.free_bytes = free_bytes;
-        fake::state()->usage = {{}, usage};
-        fake::state()->ini[kConf + "VOL_3|volName"] = fake::state()->ini[kConf + "VOL_7|volName"] = kOddName;
-        fake::state()->ini[kConf + "VOL_7|zfsId"] = "3";
+        fake::state()->usage = {{}, {3, INT64_MAX, free_bytes, 0, 0, {}}};
+        fake::state()->ini = {
+            {kConf + "3|volName", kOddName}, {kConf + "7|volName", kOddName}, {kConf + "7|zfsId", "3"}};
         fake::state()->volume_info = [free_bytes](int index, t_storage_disk_vol_info &out) {
             out.free_bytes = std::to_string(free_bytes);
             return index == 7 ? 0U : 0xbadU;
@@ -60,7 +69,6 @@ protected:
     {
         const size_t before = fake::programs().size();
         do_vol_check(&watch, force, &worker());
-        EXPECT_EQ(fake::programs().size(), fake::state()->nc_notify.size());
         return fake::programs().size() - before;
     }
 
@@ -73,17 +81,15 @@ TEST_F(VolumeCheck, EveryEventHasItsTextsInItsOrder)
     struct T_CASE {
         size_t role;
         int64_t free_mb;
-        std::vector<std::string> log;    // code and texts
-        std::vector<std::string> notice; // what differs
+        std::string log, level, notify_code, sizes;
     };
-    const std::string product = "Ostra Surveillance", mb = "'$DEF_V001'", gb = "'$DEF_V002'";
     const T_CASE cases[] = {
-        {0, 500, {"0x25020001", product, "1", kOddName, "500.0 MB"}, {"ERROR", "002007", "'500'", mb, "'1'"}},
-        {0, 9728, {"0x25010001", "10", kOddName, "9.5 GB"}, {"WARN", "002004", "'9.5'", gb, "'10'"}},
-        {1, 10239, {"0x25020002", product, "10", kOddName, "10.0 GB"}, {"ERROR", "002008", "'10.0'", gb, "'10'"}},
-        {1, 10240, {"0x25010002", kOddName, "10.0 GB", "32"}, {"WARN", "002005", "'10.0'", gb, "'32'"}},
-        {2, 1, {"0x25020003", product, "10", kOddName, "1.0 MB"}, {"ERROR", "002009", "'1'", mb, "'10'"}},
-        {2, 31000, {"0x25010003", "32", kOddName, "30.3 GB"}, {"WARN", "002006", "'30.3'", gb, "'32'"}}};
+        {0, 500, "0x25020001|-1|||Ostra Surveillance|1|@|500.0 MB|", "ERROR", "002007", "'500'|'$DEF_V001'|'1'|"},
+        {0, 9728, "0x25010001|-1|||10|@|9.5 GB|", "WARN", "002004", "'9.5'|'$DEF_V002'|'10'|"},
+        {1, 10239, "0x25020002|-1|||Ostra Surveillance|10|@|10.0 GB|", "ERROR", "002008", "'10.0'|'$DEF_V002'|'10'|"},
+        {1, 10240, "0x25010002|-1|||@|10.0 GB|32|", "WARN", "002005", "'10.0'|'$DEF_V002'|'32'|"},
+        {2, 1, "0x25020003|-1|||Ostra Surveillance|10|@|1.0 MB|", "ERROR", "002009", "'1'|'$DEF_V001'|'10'|"},
+        {2, 31000, "0x25010003|-1|||32|@|30.3 GB|", "WARN", "002006", "'30.3'|'$DEF_V002'|'32'|"}};
     fake::on_exec([](const fake::argv_t &) {
         EXPECT_EQ(fake::state()->nc_notify.size() + 1, fake::programs().size()) << "the log tool comes first";
         return 255;
@@ -91,32 +97,14 @@ TEST_F(VolumeCheck, EveryEventHasItsTextsInItsOrder)
     for (const char *marker : {"/tmp/plain", "/tarn/etc/TARN_ZFS"}) {
         write_file(marker, "");
         for (const T_CASE &one : cases) {
-            watch = {};
-            g_system_volume_id = -1;
-            fake::state()->ostrapro_disabled = 0;
-            configure({"0", "", "-4"});
-            fake::state()->self_conf[kKeys[one.role]] = "3";
+            configure({one.role == 0 ? "3" : "0", one.role == 1 ? "3" : "", one.role == 2 ? "3" : "-4"});
             offer_volume(one.free_mb * 1048576 + 1048575);
             EXPECT_EQ(look(), 1U);
-            fake::argv_t argv = {"/usr/bin/ostra_log_tool", "2", one.log[0], "-1", "", ""};
-            argv.insert(argv.end(), one.log.begin() + 1, one.log.end());
-            EXPECT_EQ(fake::programs().back(), argv);
-            const auto &own = one.notice;
-            const std::vector<std::optional<std::string>> notice = {"'$LOG_LEVEL_" + own[0] + "'",
-                                                                    "'$LOG_TYPE_LOG_NOTIFY'",
-                                                                    "C002",
-                                                                    own[1],
-                                                                    "\"'Ostra Surveillance'\"",
-                                                                    "\"'5.2.0.3071'\"",
-                                                                    "---",
-                                                                    "'" + kOddName + "'",
-                                                                    own[2],
-                                                                    own[3],
-                                                                    own[4],
-                                                                    gb,
-                                                                    {},
-                                                                    {}};
-            EXPECT_EQ(fake::state()->nc_notify.back(), notice);
+            EXPECT_EQ(join(fake::programs().back()), "/usr/bin/ostra_log_tool|2|" + one.log);
+            EXPECT_EQ(join(fake::state()->nc_notify.back()), "'$LOG_LEVEL_" + one.level +
+                                                                 "'|'$LOG_TYPE_LOG_NOTIFY'|C002|" + one.notify_code +
+                                                                 "|\"'Ostra Surveillance'\"|\"'5.2.0.3071'\"|---|'@'|" +
+                                                                 one.sizes + "'$DEF_V002'|(none)|(none)|");
         }
     }
     EXPECT_EQ(log_text(kLogVolume), "");
@@ -159,19 +147,17 @@ TEST_F(VolumeCheck, FailuresOfThePlatformAreToldAndLeaveTheStatesAlone)
     write_file("/tarn/etc/TARN_ZFS", "");
     fake::state()->usage_result = 0;
     look(true); // garbage for free space is an unknown
-    fake::state()->ini.erase(kConf + "VOL_7|zfsId");
+    fake::state()->ini.erase(kConf + "7|zfsId");
     watch.volume_alert_state[1][1] = error;
     look(true);
-    const std::string auth = "PAL_auth_get_auth failed,  ret=[00000007]", check = "do_vol_check(689), " + auth;
-    const auto zfs = [&auth](const std::string &volume) {
-        std::string text;
-        for (const char *function : {"do_zfs_sys_vol_check", "do_zfs_idx_vol_check", "do_zfs_cs_vol_check"})
-            text += function + ("(402), " + auth) + (volume.empty() ? "" : function + volume);
-        return text;
-    };
-    EXPECT_EQ(log_text(kLogVolume),
-              check + "do_vol_check(697), PAL_resmon_get_disk_usage failed,  ret=[1234abcd]" + check + zfs("") + check +
-                  zfs("(411), PAL_storage_get_volume_info failed,  ret=[00000bad] target_vol_id=[0]"));
+    std::string log = "do_vol_check(689), PAL_auth_get_auth failed,  ret=[00000007]"
+                      "do_vol_check(697), PAL_resmon_get_disk_usage failed,  ret=[1234abcd]";
+    for (const char *volume : {"", "(411), PAL_storage_get_volume_info failed,  ret=[00000bad] target_vol_id=[0]"}) {
+        log += "do_vol_check(689), PAL_auth_get_auth failed,  ret=[00000007]";
+        for (const std::string function : {"do_zfs_sys_vol_check", "do_zfs_idx_vol_check", "do_zfs_cs_vol_check"})
+            log += function + "(402), PAL_auth_get_auth failed,  ret=[00000007]" + (*volume ? function + volume : "");
+    }
+    EXPECT_EQ(log_text(kLogVolume), log);
     EXPECT_EQ(watch.volume_alert_state[1][0], warning);
     EXPECT_EQ(watch.volume_alert_state[0][1], none);
     EXPECT_EQ(watch.volume_alert_state[1][1], error);
@@ -182,12 +168,12 @@ TEST_F(VolumeCheck, IdsAreReadUntilNoneIsUnread)
     configure({"4", "0", "-1"}); // a key that itself says so is read for ever
     look();
     EXPECT_EQ(g_system_volume_id, 4);
-    configure({"3", "x", "0"});
+    fake::state()->self_conf = {{"OSTRAPRO_SYS_VOL", "3"}};
     offer_volume(1048576);
     fake::state()->ini.clear(); // no name either
     EXPECT_EQ(look(), 1U);
     EXPECT_EQ(fake::programs().back().at(8), "DataVol3");
-    configure({"4", "4", "4"});
+    fake::state()->self_conf = {{"OSTRAPRO_SYS_VOL", "4"}};
     EXPECT_EQ(look(), 1U);
     EXPECT_EQ(g_system_volume_id, 3);
 }
@@ -218,12 +204,12 @@ TEST_F(VolumeConfig, AZfsVolumeIsTheFirstOfItsIdThatHasAName)
     char name[128] = "kept";
     int32_t index = -5;
     for (const char *n : {"3", "127", "128"})
-        fake::state()->ini[kConf + "VOL_" + n + "|zfsId"] = "5\n";
-    fake::state()->ini[kConf + "VOL_128|volName"] = "beyond the last";
+        fake::state()->ini[kConf + n + "|zfsId"] = "5\n";
+    fake::state()->ini[kConf + "128|volName"] = "beyond the last";
     find_zfs_volume(5, name, &index);
     EXPECT_STREQ(name, "kept");
     EXPECT_EQ(index, -5);
-    fake::state()->ini[kConf + "VOL_127|volName"] = std::string(200, 'n');
+    fake::state()->ini[kConf + "127|volName"] = std::string(200, 'n');
     find_zfs_volume(50, name, &index);
     EXPECT_EQ(index, -5);
     find_zfs_volume(5, name, &index);
