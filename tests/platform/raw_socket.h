@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <functional>
 #include <poll.h>
 #include <string>
@@ -95,7 +96,7 @@ public:
             const size_t head = text.find("\r\n\r\n");
             const size_t length = text.find("Content-Length: ");
             return head != std::string::npos && length < head &&
-                   text.size() >= head + 4 + static_cast<size_t>(atoi(text.c_str() + length + 16));
+                   text.size() >= head + 4 + strtoul(text.c_str() + length + 16, nullptr, 10);
         });
     }
 
@@ -108,7 +109,7 @@ private:
  * times the last of it. Then it closes, or holds the connection to its end. */
 class TScriptedPeer {
 public:
-    TScriptedPeer(std::string answer, std::string filler, size_t filler_times, bool holds)
+    TScriptedPeer(const std::string &answer, const std::string &filler, size_t filler_times, bool holds)
         : m_thread([=, this] { serve(answer, filler, filler_times, holds); })
     {
     }

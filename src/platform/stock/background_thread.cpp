@@ -1,5 +1,6 @@
 #include "platform/stock/background_thread.h"
 
+#include <cerrno>
 #include <chrono>
 #include <exception>
 #include <utility>
@@ -23,6 +24,8 @@ TSignalsHeld::~TSignalsHeld()
 
 int TBackgroundThread::start(const char *name, std::function<void()> body)
 {
+    if (m_created)
+        return EALREADY;
     m_body = std::move(body);
     m_name = name;
     m_stop = false;

@@ -31,7 +31,7 @@ public:
     TBackgroundThread(const TBackgroundThread &) = delete;
     TBackgroundThread &operator=(const TBackgroundThread &) = delete;
 
-    /* 0, or an error number. An exception out of `body` ends the thread only. */
+    /* 0, or an error number; EALREADY before it was joined. An exception out of `body` ends the thread only. */
     int start(const char *name, std::function<void()> body);
 
     void request_stop();

@@ -19,7 +19,7 @@ namespace {
 
 constexpr int kPollSliceMs = 100;      // how soon a request to stop is seen
 constexpr uint64_t kStopGraceMs = 500; // an event that is being recorded may still get through
-constexpr size_t kReadChunk = 64 * 1024;
+constexpr size_t kReadChunk = size_t{64} * 1024;
 
 /* Attributes and file actions of a spawn, released with the scope. */
 class TSpawnPlan {

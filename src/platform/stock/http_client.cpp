@@ -15,8 +15,8 @@ namespace {
 
 constexpr uint64_t kConnectMs = 1000;
 constexpr int kPollSliceMs = 50; // how soon a request to give up is seen
-constexpr size_t kMaxAnswer = 1024 * 1024;
-constexpr size_t kMaxHeaders = 64 * 1024;
+constexpr size_t kMaxAnswer = size_t{1024} * 1024;
+constexpr size_t kMaxHeaders = size_t{64} * 1024;
 constexpr size_t kEnough = 0; // what a callback that ends the transfer returns
 
 struct T_EASY_CLEANUP {
@@ -58,6 +58,8 @@ size_t on_header(char * /*data*/, size_t size, size_t count, void *user)
     return intake->header_bytes <= kMaxHeaders ? size * count : kEnough;
 }
 
+/* The library's own pair for waking a poll is beyond our reach: it is not closed
+ * on exec, so children have their descriptors closed one by one. */
 curl_socket_t open_socket(void * /*user*/, curlsocktype /*purpose*/, curl_sockaddr *address)
 {
     return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);

@@ -260,13 +260,11 @@ void cut_slow_clients(THttpServer::T_STATE *server)
 
 } // namespace
 
-THttpServer::THttpServer(std::vector<T_HTTP_ROUTE> routes, const T_HTTP_LIMITS &limits)
+THttpServer::THttpServer(const std::vector<T_HTTP_ROUTE> &routes, const T_HTTP_LIMITS &limits)
     : m_state(std::make_unique<T_STATE>(limits))
 {
-    for (T_HTTP_ROUTE &route : routes) {
-        std::string path = route.path;
-        m_state->routes.try_emplace(std::move(path), std::move(route));
-    }
+    for (const T_HTTP_ROUTE &route : routes)
+        m_state->routes.try_emplace(route.path, route);
 }
 
 THttpServer::~THttpServer()

@@ -22,7 +22,7 @@ struct T_HTTP_LIMITS {
     uint64_t phase_ms = 10'000; // for receiving one request, idle time included, and for sending its answer
     unsigned connections = 128; // fewer where the descriptor limit asks for it
     size_t head_bytes = 16384;  // request line and headers
-    size_t body_bytes = 64 * 1024;
+    size_t body_bytes = 65536;
 };
 
 /* An HTTP server on 127.0.0.1. What no handler answers has a small JSON body:
@@ -31,7 +31,7 @@ struct T_HTTP_LIMITS {
 class THttpServer {
 public:
     /* Of two routes with one path the first counts. */
-    THttpServer(std::vector<T_HTTP_ROUTE> routes, const T_HTTP_LIMITS &limits);
+    THttpServer(const std::vector<T_HTTP_ROUTE> &routes, const T_HTTP_LIMITS &limits);
     ~THttpServer();
     THttpServer(const THttpServer &) = delete;
     THttpServer &operator=(const THttpServer &) = delete;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,7 +13,7 @@ namespace {
 
 /* The daily backups are the longest that anything of ours runs. */
 constexpr T_CHILD_LIMITS kExecLimits = {3600, 0};
-constexpr T_CHILD_LIMITS kReadLimits = {5, 1024 * 1024};
+constexpr T_CHILD_LIMITS kReadLimits = {5, size_t{1024} * 1024};
 
 /* What a stream of kestrel_popen reads from. */
 struct T_OUTPUT {
@@ -43,7 +42,7 @@ ssize_t output_read(void *cookie, char *buffer, size_t size)
 {
     auto *output = static_cast<T_OUTPUT *>(cookie);
     const size_t count = std::min(size, output->text.size() - output->position);
-    memcpy(buffer, output->text.data() + output->position, count);
+    output->text.copy(buffer, count, output->position);
     output->position += count;
     return static_cast<ssize_t>(count);
 }
