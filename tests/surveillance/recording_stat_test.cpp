@@ -27,31 +27,24 @@ protected:
     }
 };
 
-TEST_F(RecordingStat, AsksNobodyBeforeTheRecorderHasStarted)
+TEST_F(RecordingStat, ReportsOnceAfterTheRecorderStartedThenEachChangeOnceHoweverTheReportFared)
 {
-    fake::set_wall_ms(1700000000999);
     recording_stat_init();
     fake::pass_waits(3);
     EXPECT_TRUE(fake::requests().empty());
     EXPECT_EQ(info(), R"({ "utc_time": 0, "camera_recording_update": "error" })");
-    write_file("/var/.Vnvrd_start_ok", "");
-    peers("GET", kYes, "");
-    fake::pass_waits(1);
-    const auto requests = fake::requests();
-    ASSERT_EQ(requests.size(), 2U);
-    EXPECT_EQ(line_of(requests[0]), "GET localhost:10187/recStreamService/recording_state 5");
-    EXPECT_EQ(requests[0].params, (ssci_params{{"start_time", "1700000180999"}, {"end_time", "1700000240999"}}));
-    EXPECT_EQ(line_of(requests[1]), "POST localhost:10150/logs/dashboard/status/receiver/camera_recording 5");
-    EXPECT_EQ(requests[1].body, R"({ "utc_time": 1700000240, "camera_recording_update": "normal" })");
-    EXPECT_EQ(info(), requests[1].body);
-}
+    recording_stat_uninit();
+    EXPECT_EQ(told(), " Recording_state_monitor_main was terminated.\nend wait_for_terminate...\n");
 
-TEST_F(RecordingStat, ReportsOnceAfterEachStartThenEachChangeOnceHoweverTheReportFared)
-{
+    fake::set_wall_ms(1700000000999);
     start(kNo);
     fake::pass_waits(2);
-    ASSERT_EQ(sent("POST").size(), 1U);
-    EXPECT_EQ(sent("POST")[0].body, R"({ "utc_time": 1700000000, "camera_recording_update": "error" })");
+    const auto requests = fake::requests();
+    ASSERT_EQ(requests.size(), 4U); // reported once, asked three times
+    EXPECT_EQ(line_of(requests[0]), "GET localhost:10187/recStreamService/recording_state 5");
+    EXPECT_EQ(requests[0].params, (ssci_params{{"start_time", "1699999940999"}, {"end_time", "1700000000999"}}));
+    EXPECT_EQ(line_of(requests[1]), "POST localhost:10150/logs/dashboard/status/receiver/camera_recording 5");
+    EXPECT_EQ(requests[1].body, R"({ "utc_time": 1700000000, "camera_recording_update": "error" })");
     EXPECT_EQ(told(), "");
     peers("GET", kYes, "", 0, 3);
     fake::pass_waits(2);
@@ -60,10 +53,8 @@ TEST_F(RecordingStat, ReportsOnceAfterEachStartThenEachChangeOnceHoweverTheRepor
     EXPECT_EQ(log_text(kLogRecState), "recording_stat.cpp:Recording_state_monitor_main (193), "
                                       "recording state ssci_PUT_request fail:3\n");
     recording_stat_uninit();
-    EXPECT_EQ(told(), " Recording_state_monitor_main was terminated.\nend wait_for_terminate...\n");
     start(kYes);
     EXPECT_EQ(sent("POST").size(), 3U);
-    EXPECT_EQ(told(), "");
 }
 
 TEST_F(RecordingStat, APeerThatFailsReadsAsNotRecordingAndOneThatBabblesAsNoNews)

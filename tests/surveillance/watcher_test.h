@@ -10,17 +10,13 @@
 /* A watcher between its peers: what they answer, and what it asked them. */
 class TWatcherTest : public fake::TPlatformTest {
 protected:
-    explicit TWatcherTest(int (*stop)()) : m_stop(stop) {}
+    explicit TWatcherTest(int (*stop)()) : m_stop(stop) { testing::internal::CaptureStderr(); }
+    ~TWatcherTest() override { testing::internal::GetCapturedStderr(); }
 
-    void SetUp() override
-    {
-        TPlatformTest::SetUp();
-        testing::internal::CaptureStderr();
-    }
     void TearDown() override
     {
         m_stop();
-        testing::internal::GetCapturedStderr();
+        told();
         TPlatformTest::TearDown();
     }
     static std::string told() // on standard error since the last look
@@ -45,8 +41,7 @@ protected:
         std::erase_if(all, [&](const fake::T_REQUEST &request) { return request.verb != verb; });
         return all;
     }
-    /* "VERB host:port/path timeout" */
-    static std::string line_of(const fake::T_REQUEST &one)
+    static std::string line_of(const fake::T_REQUEST &one) // "VERB host:port/path timeout"
     {
         return one.verb + " " + one.host + ":" + std::to_string(one.port) + one.path + " " +
                std::to_string(one.timeout_s);
