@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+/* One fan of a monitoring chip, with the texts of its flags; empty where the
+ * chip has no such flag. */
+struct T_HWMON_FAN {
+    std::string name; // the board's label, else chip and number
+    std::string fault;
+    std::string alarm;
+};
+
+/* "9" for a fan whose fault or alarm flag is set, else "0". */
+std::string hwmon_status(const T_HWMON_FAN &fan);
+
+/* "good", or "fan failed" when one has status "9". */
+std::string hwmon_summary(const std::vector<std::pair<std::string, std::string>> &fans);
+
+/* The numbers of the fans among the attributes of one chip ("fan1_input" and the
+ * like), ascending. */
+std::vector<int> hwmon_fan_numbers(const std::vector<std::string> &attributes);
+
+/* All fans of "/sys/class/hwmon", none where there is no such folder. 0 or -errno. */
+int hwmon_fans(std::vector<T_HWMON_FAN> *out);

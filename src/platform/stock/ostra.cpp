@@ -1,0 +1,81 @@
+#include "platform/ostra.h"
+
+#include <cerrno>
+#include <cstring>
+#include <limits>
+
+#include "platform/logging.h"
+#include "platform/stock/folder_size.h"
+#include "platform/stock/ini_file.h"
+#include "platform/stock/text_file.h"
+
+namespace {
+
+constexpr const char *kProductFile = "/tarn/etc/config/OstraPro.conf";
+constexpr uint64_t kMb = uint64_t{1024} * 1024;
+
+/* One key of the product's file. 0, -ENOENT where it is not set, -errno. */
+int product_value(const char *section, const char *key, std::string *out)
+{
+    T_INI ini;
+    if (const int result = ini_load(kProductFile, &ini); result != 0)
+        return result;
+    const std::string *value = ini.find(section, key);
+    if (value == nullptr || value->empty())
+        return -ENOENT;
+    *out = *value;
+    return 0;
+}
+
+} // namespace
+
+int COstraStorage::create_storage_setting()
+{
+    T_INI ini;
+    const int result = ini_load(kProductFile, &ini);
+    if (result != 0)
+        log_Debug("storage settings of %s: %s", kProductFile, strerror(-result));
+    m_open = result == 0;
+    return result;
+}
+
+int COstraStorage::get_storage_flag(int *flag)
+{
+    std::string text;
+    long long value = 0;
+    if (!m_open)
+        return -EBADF;
+    if (const int result = product_value("Storage", "flag", &text); result != 0)
+        return result;
+    if (!text_to_number(text, &value) || value < std::numeric_limits<int>::min() ||
+        value > std::numeric_limits<int>::max())
+        return -EINVAL;
+    *flag = static_cast<int>(value);
+    return 0;
+}
+
+void COstraStorage::destroy_storage_setting()
+{
+    m_open = false;
+}
+
+int CDBSize::init()
+{
+    std::string folder;
+    return product_value("Database", "path", &folder);
+}
+
+int CDBSize::check_database_size(db_size_m &size)
+{
+    std::string folder;
+    T_FOLDER_SIZE measured;
+    int result = product_value("Database", "path", &folder);
+    if (result == 0)
+        result = folder[0] == '/' ? folder_measure(folder, &measured) : -EINVAL;
+    if (result != 0) {
+        log_Debug("size of the database folder [%s]: %s", folder.c_str(), strerror(-result));
+        return result;
+    }
+    size = {measured.files, measured.folders, measured.largest_bytes / kMb, measured.bytes / kMb};
+    return 0;
+}

@@ -1,0 +1,153 @@
+#include "platform/config_readers.h"
+
+#include <cerrno>
+#include <cstring>
+#include <gtest/gtest.h>
+
+#include "platform/cmv_info.h"
+#include "platform/logging.h"
+#include "platform/ostra.h"
+#include "platform/pal.h"
+#include "platform/stock_root.h"
+#include "platform/system_info.h"
+
+namespace {
+
+constexpr const char *kProduct = "/tarn/etc/config/OstraPro.conf";
+
+TEST(ConfigReaders, TellAMissingKeyFromAMissingFile)
+{
+    std::string out = "before";
+    int error = 0;
+    g_stock_root.remove("/tarn");
+    EXPECT_EQ(__nvrcfg_get_key_value("hdd_health", "sch_type", out, &error), -1);
+    EXPECT_EQ(error, 2);
+    EXPECT_LT(inihandler_getcfg("/tarn/etc/volume.conf", "VOL_1", "volName", "GETCFG_FAILD", out, 0, false), 0);
+    EXPECT_EQ(out, "GETCFG_FAILD");
+    EXPECT_LT(getSelfConf("OSTRAPRO_SYS_VOL", "0", out, 0), 0);
+    EXPECT_EQ(out, "0");
+
+    g_stock_root.write("/tarn/etc/config/nvr.conf", "[hdd_health]\nsch_type = weekly\n");
+    g_stock_root.write("/tarn/etc/volume.conf", "[VOL_1]\nvolName = a b\"$(x)\n");
+    g_stock_root.write(kProduct, "[System]\nOSTRAPRO_SYS_VOL = 1\n");
+    EXPECT_EQ(__nvrcfg_get_key_value("hdd_health", "sch_hour", out, &error), -1);
+    EXPECT_EQ(error, 8);
+    EXPECT_EQ(__nvrcfg_get_key_value("hdd_health", "sch_type", out, &error), 0);
+    EXPECT_EQ(out, "weekly");
+    EXPECT_EQ(inihandler_getcfg("/tarn/etc/volume.conf", "VOL_1", "zfsId", nullptr, out, 0, false), 0);
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(inihandler_getcfg("/tarn/etc/volume.conf", "VOL_1", "volName", "d", out, 0, false), 0);
+    EXPECT_EQ(out, "a b\"$(x)");
+    EXPECT_EQ(getSelfConf("OSTRAPRO_SYS_VOL", "0", out, 0), 0);
+    EXPECT_EQ(out, "1");
+}
+
+TEST(Ostra, TheStorageFlagIsReadWhileOpenAndOnlyWhenItIsANumber)
+{
+    COstraStorage storage;
+    int flag = 7;
+    g_stock_root.write(kProduct, "[Storage]\nflag = 3\n");
+    EXPECT_LT(storage.get_storage_flag(&flag), 0);
+    EXPECT_EQ(flag, 7);
+    EXPECT_EQ(storage.create_storage_setting(), 0);
+    EXPECT_EQ(storage.get_storage_flag(&flag), 0);
+    EXPECT_EQ(flag, 3);
+    for (const char *text : {"[Storage]\nflag = x\n", "[Storage]\nflag = 4294967296\n", "[Other]\nflag = 1\n"}) {
+        g_stock_root.write(kProduct, text);
+        EXPECT_LT(storage.get_storage_flag(&flag), 0);
+        EXPECT_EQ(flag, 3);
+    }
+    storage.destroy_storage_setting();
+}
+
+TEST(Ostra, TheDatabaseIsMeasuredWithinItsFolder)
+{
+    g_stock_root.remove("/db");
+    g_stock_root.write(kProduct, "[Database]\npath = /db\n");
+    CDBSize probe;
+    db_size_m size;
+    size.total_mb = 99;
+    EXPECT_EQ(probe.init(), 0);
+    EXPECT_EQ(probe.check_database_size(size), -ENOENT);
+    EXPECT_EQ(size.total_mb, 99U);
+
+    constexpr size_t kMb = 1024 * 1024;
+    g_stock_root.write("/elsewhere/large", std::string(9 * kMb, 'x'));
+    g_stock_root.write("/db/a", std::string(2 * kMb + kMb / 2, 'x'));
+    g_stock_root.write("/db/in/deeper/b", std::string(kMb / 2, 'x'));
+    g_stock_root.link("../elsewhere", "/db/folder_link");
+    g_stock_root.link("../elsewhere/large", "/db/file_link");
+    g_stock_root.link("..", "/db/in/up");
+    ASSERT_EQ(probe.check_database_size(size), 0);
+    EXPECT_EQ(size.files, 2U);
+    EXPECT_EQ(size.folders, 2U);
+    EXPECT_EQ(size.largest_mb, 2U);
+    EXPECT_EQ(size.total_mb, 3U);
+
+    g_stock_root.write(kProduct, "[Database]\npath = db\n");
+    EXPECT_LT(probe.check_database_size(size), 0);
+}
+
+TEST(CmvInfo, FillsFromZerosClampsAndCuts)
+{
+    g_stock_root.write(
+        "/tarn/etc/config/cmv_current.conf",
+        "[cmv]\nvalue1=1\nvalue2=300\nvalue3=-1\nvalue4=-9999999999\ntext1=cam\ntext2=" + std::string(70, 'y') + "\n");
+    st_cmv_info got;
+    memset(&got, 0xff, sizeof(got));
+    ASSERT_EQ(get_cmv_info(got), 0);
+    st_cmv_info expected = {1, 255, 0, 0, INT32_MIN, "cam", {}};
+    memset(expected.text2, 'y', 63);
+    EXPECT_EQ(memcmp(&got, &expected, sizeof(got)), 0);
+
+    g_stock_root.remove("/tarn/etc/config/cmv_record.conf");
+    EXPECT_LT(check_cmv_info(got), 0);
+    EXPECT_EQ(memcmp(&got, &expected, sizeof(got)), 0);
+}
+
+TEST(SystemInfo, FollowsTheMarkerFiles)
+{
+    uint32_t type = 9;
+    g_stock_root.remove("/tarn/etc/TARN_ZFS");
+    EXPECT_EQ(get_platform_system(&type), 0);
+    EXPECT_EQ(type, 0U);
+    g_stock_root.write("/tarn/etc/TARN_ZFS", "");
+    EXPECT_EQ(get_platform_system(&type), 0);
+    EXPECT_EQ(type, 2U);
+    EXPECT_FALSE(check_system_init("/var/.Vnvrd_start_ok"));
+    g_stock_root.write("/var/.Vnvrd_start_ok", "");
+    EXPECT_TRUE(check_system_init("/var/.Vnvrd_start_ok"));
+}
+
+TEST(SystemSetting, TheServerNameIsTheConfiguredOneElseTheHostName)
+{
+    char host[256] = "";
+    ASSERT_EQ(gethostname(host, sizeof(host) - 1), 0);
+    struct T_CASE {
+        const char *text;
+        const char *name;
+    };
+    for (const T_CASE &one : {T_CASE{"[System]\nServer Name = Lobby ; \"2\"\n", "Lobby ; \"2\""},
+                              T_CASE{"[System]\nServer Name =\n", host}, T_CASE{"[System\nServer Name = x\n", host}}) {
+        g_stock_root.write("/tarn/etc/config/Tarnix.conf", one.text);
+        t_system reply;
+        EXPECT_EQ(PAL_system_get_syssetting({}, {}, reply), 0U);
+        EXPECT_EQ(reply.server_name, one.name) << one.text;
+    }
+}
+
+TEST(EventLog, TheToolGetsTheEntryAsItStands)
+{
+    g_stock_root.tool("/usr/bin/ostra_log_tool", "printf '<%s>' \"$@\" > \"$VELOMOND_ROOT/told\"; exit 3\n");
+    log_info info;
+    info.code = 0x4004000A;
+    info.source_address = "127.0.0.1";
+    info.user = "System";
+    info.args[1] = "a b\"$(x)";
+    EXPECT_EQ(logtool_send_surveillance_log(info), -3);
+    EXPECT_EQ(g_stock_root.read("/told"), "<2><0x4004000a><-1><System><127.0.0.1><a b\"$(x)>");
+    g_stock_root.remove("/usr/bin/ostra_log_tool");
+    EXPECT_LT(logtool_send_surveillance_log(info), 0);
+}
+
+} // namespace

@@ -1,0 +1,47 @@
+#include "platform/stock/hwmon.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/pal.h"
+#include "platform/stock_root.h"
+
+namespace {
+
+using T_FANS = std::vector<std::pair<std::string, std::string>>;
+
+TEST(Fans, AFlagThatIsSetFailsTheFan)
+{
+    EXPECT_EQ(hwmon_status({"f", "", ""}), "0");
+    EXPECT_EQ(hwmon_status({"f", "0", "0"}), "0");
+    EXPECT_EQ(hwmon_status({"f", "1", ""}), "9");
+    EXPECT_EQ(hwmon_status({"f", "0", "1"}), "9");
+    EXPECT_EQ(hwmon_fan_numbers({"fan10_alarm", "fan1_input", "fan2_fault", "fan2_input", "fan3_min", "fan_input",
+                                 "fanx_input", "fan4", "temp1_input", "pwm1"}),
+              (std::vector<int>{1, 2, 10}));
+}
+
+TEST(Fans, AreReadFromAllChipsAndSummedUp)
+{
+    g_stock_root.remove("/sys/class/hwmon");
+    t_syshealth_info info;
+    std::string text;
+    EXPECT_EQ(PAL_mgr_syshealth_info(nullptr, &info, nullptr), 0U);
+    EXPECT_EQ(info.text, "good");
+    EXPECT_TRUE(info.fans.empty());
+
+    const std::string chip = "/sys/devices/chip/hwmon1";
+    g_stock_root.link("../../devices/chip/hwmon1", "/sys/class/hwmon/hwmon1");
+    g_stock_root.write(chip + "/name", "nct6775\n");
+    g_stock_root.write(chip + "/fan1_input", "0\n");
+    g_stock_root.write(chip + "/fan1_fault", "1\n");
+    g_stock_root.write(chip + "/fan2_input", "900\n");
+    g_stock_root.write(chip + "/fan2_alarm", "0\n");
+    g_stock_root.write(chip + "/fan2_label", "Rear fan\n");
+    g_stock_root.folder(chip + "/fan3_alarm"); // cannot be read: nobody knows
+    EXPECT_EQ(PAL_mgr_syshealth_info(nullptr, &info, &text), 0U);
+    EXPECT_EQ(info.fans, (T_FANS{{"nct6775 fan1", "9"}, {"Rear fan", "0"}}));
+    EXPECT_EQ(info.text, "fan failed");
+    EXPECT_EQ(text, "fan failed");
+}
+
+} // namespace

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+/* A folder that stands for "/" in the stock platform for the whole test program,
+ * in place before main and gone with the process. Every test writes the files it
+ * needs, by their plain paths. */
+class TStockRoot {
+public:
+    TStockRoot()
+    {
+        char name[] = "/tmp/velomond_root_XXXXXX";
+        if (mkdtemp(name) == nullptr)
+            abort();
+        m_folder = name;
+        setenv("VELOMOND_ROOT", name, 1);
+        for (const char *path : {"/bin", "/etc"}) // the shell, and what is everywhere
+            link(path, path);
+    }
+    ~TStockRoot() { remove(""); }
+    TStockRoot(const TStockRoot &) = delete;
+    TStockRoot &operator=(const TStockRoot &) = delete;
+
+    std::string real(const std::string &path) const { return m_folder + path; }
+    void folder(const std::string &path) const { std::filesystem::create_directories(real(path)); }
+    void write(const std::string &path, const std::string &text) const
+    {
+        std::filesystem::create_directories(std::filesystem::path(real(path)).parent_path());
+        std::ofstream(real(path), std::ios::binary) << text;
+    }
+    /* A program, as a shell script. */
+    void tool(const std::string &path, const std::string &script) const
+    {
+        write(path, "#!/bin/sh\n" + script);
+        std::filesystem::permissions(real(path), std::filesystem::perms::owner_all);
+    }
+    void link(const std::string &target, const std::string &path) const
+    {
+        std::filesystem::create_directories(std::filesystem::path(real(path)).parent_path());
+        std::filesystem::create_symlink(target, real(path));
+    }
+    void remove(const std::string &path) const
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(real(path), ignored);
+    }
+    std::string read(const std::string &path) const
+    {
+        std::ifstream file(real(path), std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+private:
+    std::string m_folder;
+};
+
+inline const TStockRoot g_stock_root;
