@@ -1,0 +1,157 @@
+#include "platform/stock/volumes.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/pal.h"
+#include "platform/stock/md_array.h"
+#include "platform/stock_root.h"
+
+namespace {
+
+TEST(Volumes, AreTheSectionsThatNameAMountPoint)
+{
+    T_INI ini;
+    ASSERT_EQ(ini_parse_text("[VOL_10]\nmountPoint=/b//\nvolName=B\n[VOL_2]\nmountPoint=/\n[VOL_3]\nvolName=none\n"
+                             "[VOL_04]\nmountPoint=/x\n[VOL_]\nmountPoint=/x\n[VOL_-1]\nmountPoint=/x\n"
+                             "[VOL_99999999999]\nmountPoint=/x\n[VOL_5]\nmountPoint=relative\n",
+                             &ini),
+              0);
+    const std::vector<T_VOLUME> volumes = volumes_of(ini);
+    ASSERT_EQ(volumes.size(), 2U);
+    EXPECT_EQ(volumes[0].id, 2);
+    EXPECT_EQ(volumes[0].mount_point, "/");
+    EXPECT_EQ(volumes[1].id, 10);
+    EXPECT_EQ(volumes[1].mount_point, "/b");
+    EXPECT_EQ(volumes[1].name, "B");
+}
+
+TEST(Volumes, SpaceIsToldInBytesAndNeverWraps)
+{
+    struct statvfs space = {};
+    space.f_frsize = 4096;
+    space.f_bsize = 1; // not the unit of the counts
+    space.f_blocks = 1000;
+    space.f_bfree = 300;
+    space.f_bavail = 250;
+    const t_volume_usage usage = volume_usage({7, "name", "/v"}, space);
+    EXPECT_EQ(usage.volume_id, 7);
+    EXPECT_EQ(usage.size_bytes, 4096000);
+    EXPECT_EQ(usage.free_bytes, 250 * 4096);
+    EXPECT_EQ(usage.used_bytes, 700 * 4096);
+    EXPECT_EQ(usage.reserved_bytes, 50 * 4096);
+    EXPECT_EQ(usage.texts, (std::vector<std::string>{"name", "/v"}));
+
+    space.f_blocks = space.f_bfree = UINT64_MAX / 2;
+    space.f_bavail = UINT64_MAX; // a file system that owes space says so this way
+    EXPECT_EQ(volume_usage({}, space).free_bytes, INT64_MAX);
+    EXPECT_EQ(volume_usage({}, space).reserved_bytes, 0);
+}
+
+TEST(Volumes, AMountIsFoundByItsExactPlace)
+{
+    const std::string text = "27 1 254:0 / / rw,relatime - ext4 /dev/vda rw\n"
+                             "40 27 8:1 / /share/a\\040b rw shared:5 master:1 - ext4 /dev/sda1 rw\n"
+                             "41 27 9:1 / /share/top rw - ext4 /dev/md1 rw\n"
+                             "42 41 0:50 /sub /share/top rw,relatime shared:7 - btrfs /dev/md\\0542 rw,ssd\n"
+                             "43 27";
+    T_MOUNT mount;
+    EXPECT_FALSE(mount_find(text, "/share", &mount));
+    EXPECT_FALSE(mount_find("", "/share", &mount));
+    ASSERT_TRUE(mount_find(text, "/share/a b", &mount));
+    EXPECT_EQ(mount.device, "8:1");
+    EXPECT_EQ(mount.source, "/dev/sda1");
+    ASSERT_TRUE(mount_find(text, "/share/top", &mount)); // the upper of two
+    EXPECT_EQ(mount.device, "0:50");
+    EXPECT_EQ(mount.source, "/dev/md,2");
+}
+
+struct T_MD_CASE {
+    const char *name;
+    T_MD_TEXTS texts;
+    int status;
+};
+
+class MdStatus : public testing::TestWithParam<T_MD_CASE> {};
+
+TEST_P(MdStatus, TellsReadyDegradedAndRebuilding)
+{
+    EXPECT_EQ(md_status(GetParam().texts), GetParam().status);
+}
+
+INSTANTIATE_TEST_SUITE_P(Arrays, MdStatus,
+                         testing::Values(T_MD_CASE{"Clean", {"clean", "idle", "0"}, 0},
+                                         T_MD_CASE{"Striped", {"clean", "", ""}, 0},
+                                         T_MD_CASE{"Scrubbing", {"active", "check", "0"}, 0},
+                                         T_MD_CASE{"Degraded", {"active", "idle", "1"}, 1},
+                                         T_MD_CASE{"DegradedAndChecking", {"active", "check", "1"}, 1},
+                                         T_MD_CASE{"Broken", {"broken", "", ""}, 1},
+                                         T_MD_CASE{"Recovering", {"clean", "recover", "1"}, 2},
+                                         T_MD_CASE{"FirstSync", {"active", "resync", "0"}, 2}),
+                         [](const auto &one) { return std::string(one.param.name); });
+
+class VolumeCalls : public testing::Test {
+protected:
+    VolumeCalls()
+    {
+        for (const char *path : {"/sys", "/proc", "/share", "/tarn"})
+            g_stock_root.remove(path);
+        g_stock_root.write("/tarn/etc/volume.conf",
+                           "[VOL_1]\nvolName=One\nmountPoint=/share/one\n"
+                           "[VOL_2]\nmountPoint=/share/two\n[VOL_3]\nmountPoint=/share/none\n");
+        g_stock_root.folder("/share/one");
+        g_stock_root.folder("/share/two");
+    }
+    int status_of(int32_t id)
+    {
+        t_storage_disk_vol_info in, out;
+        in.target_vol_id = id;
+        out.status = 99;
+        m_result = PAL_storage_get_volume_info({}, in, out);
+        m_free = out.free_bytes;
+        return out.status;
+    }
+    uint32_t m_result = 0;
+    std::string m_free;
+};
+
+TEST_F(VolumeCalls, MeasureWhatIsThereAndLeaveOutWhatIsNot)
+{
+    t_volume_info info;
+    ASSERT_EQ(PAL_resmon_get_disk_usage({}, {}, info), 0U);
+    ASSERT_EQ(info.usage.size(), 2U);
+    EXPECT_EQ(info.usage[0].texts, (std::vector<std::string>{"One", "/share/one"}));
+    EXPECT_GT(info.usage[0].size_bytes, 0);
+    EXPECT_EQ(status_of(1), 0);
+    EXPECT_FALSE(m_free.empty());
+    EXPECT_EQ(status_of(3), -1);
+    EXPECT_EQ(m_result, 0U);
+    EXPECT_EQ(m_free, ""); // nobody knows
+    EXPECT_EQ(status_of(4), 99);
+    EXPECT_NE(m_result, 0U);
+
+    g_stock_root.write("/tarn/etc/volume.conf", "[VOL_1\n");
+    EXPECT_NE(PAL_resmon_get_disk_usage({}, {}, info), 0U);
+    EXPECT_EQ(info.usage.size(), 2U);
+}
+
+TEST_F(VolumeCalls, FindTheArrayUnderPartitionsMappersAndPooledFileSystems)
+{
+    g_stock_root.write("/proc/self/mountinfo", "1 0 259:1 / /share/one rw - ext4 /dev/md1p1 rw\n"
+                                               "2 0 0:50 / /share/two rw - btrfs /dev/mapper/pool rw\n");
+    const std::string md1 = "/sys/devices/virtual/block/md1";
+    g_stock_root.write(md1 + "/md1p1/partition", "1\n");
+    g_stock_root.write(md1 + "/md/array_state", "clean\n");
+    g_stock_root.write(md1 + "/md/degraded", "1\n");
+    g_stock_root.link("../../devices/virtual/block/md1/md1p1", "/sys/dev/block/259:1");
+    const std::string dm0 = "/sys/devices/virtual/block/dm-0";
+    g_stock_root.link("../../md1", dm0 + "/slaves/md1");
+    g_stock_root.link("../../devices/virtual/block/dm-0", "/sys/class/block/dm-0");
+    g_stock_root.link("../dm-0", "/dev/mapper/pool");
+    EXPECT_EQ(status_of(1), 1);
+    EXPECT_EQ(status_of(2), 1);
+    g_stock_root.write(md1 + "/md/sync_action", "recover\n");
+    EXPECT_EQ(status_of(1), 2);
+    EXPECT_EQ(status_of(2), 2);
+}
+
+} // namespace
