@@ -1,0 +1,111 @@
+#include "platform/stock/shm_record.h"
+
+#include <atomic>
+#include <cerrno>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+#include "platform/fd.h"
+
+namespace {
+
+class ShmRecord : public testing::Test {
+protected:
+    ShmRecord() : m_name("/velomond_test_" + std::to_string(getpid())) { (void)shm_unlink(m_name.c_str()); }
+    ~ShmRecord() override { (void)shm_unlink(m_name.c_str()); }
+
+    /* Leaves a segment of these bytes behind. */
+    void leave(const void *bytes, size_t size)
+    {
+        const TFd fd(shm_open(m_name.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0644));
+        ASSERT_EQ(write(fd.get(), bytes, size), static_cast<ssize_t>(size));
+    }
+    t_velomond_shm get()
+    {
+        t_velomond_shm record = {-1, -1, -1};
+        EXPECT_EQ(shm_record_get(m_name.c_str(), &record), 0);
+        return record;
+    }
+    int set(int32_t value) { return shm_record_set(m_name.c_str(), {value, value, value}); }
+
+    const std::string m_name;
+};
+
+TEST_F(ShmRecord, HoldsTheLastRecordAndZerosBefore)
+{
+    EXPECT_EQ(get().disk_present, 0);
+    EXPECT_EQ(set(1), 0);
+    EXPECT_EQ(set(2), 0);
+    EXPECT_EQ(get().storage_setting, 2);
+}
+
+TEST_F(ShmRecord, TakesOverWhatACrashLeft)
+{
+    leave("x", 1); // made, not grown
+    EXPECT_EQ(get().disk_present, 0);
+    EXPECT_EQ(set(3), 0);
+    EXPECT_EQ(get().reserved, 3);
+
+    T_SHM_SEGMENT foreign = {kShmMagic, kShmVersion + 1, 8, {{9, 9, 9}, {9, 9, 9}}};
+    leave(&foreign, sizeof(foreign));
+    EXPECT_EQ(get().disk_present, 0);
+    EXPECT_EQ(set(4), 0);
+    EXPECT_EQ(get().disk_present, 4);
+
+    T_SHM_SEGMENT half = {kShmMagic, kShmVersion, 6, {{5, 5, 5}, {6, 0, 4}}}; // the 7th was being written
+    leave(&half, sizeof(half));
+    EXPECT_EQ(get().reserved, 5);
+    EXPECT_EQ(set(7), 0);
+    EXPECT_EQ(get().reserved, 7);
+}
+
+TEST_F(ShmRecord, AWriterThatHangsStopsWritersOnlyAndOneThatDiesNobody)
+{
+    ASSERT_EQ(set(1), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        const TFd dying(shm_open(m_name.c_str(), O_RDWR, 0));
+        _exit(flock(dying.get(), LOCK_EX)); // without giving it back
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_EQ(status, 0);
+    EXPECT_EQ(set(2), 0);
+
+    const TFd hanging(shm_open(m_name.c_str(), O_RDWR, 0));
+    ASSERT_EQ(flock(hanging.get(), LOCK_EX), 0);
+    EXPECT_EQ(set(3), -EBUSY);
+    EXPECT_EQ(get().disk_present, 2);
+}
+
+TEST_F(ShmRecord, ReadersAndTwoWritersNeverMixRecords)
+{
+    ASSERT_EQ(set(1), 0);
+    std::atomic<bool> done = false;
+    const auto write_all = [&](int32_t first) {
+        for (int32_t i = 0; i < 2000; ++i)
+            EXPECT_EQ(set(first + i), 0);
+    };
+    std::thread reader([&] {
+        while (!done) {
+            const t_velomond_shm record = get();
+            EXPECT_TRUE(record.disk_present > 0 && record.reserved == record.disk_present &&
+                        record.storage_setting == record.disk_present);
+        }
+    });
+    std::thread one(write_all, 10000);
+    std::thread two(write_all, 20000);
+    one.join();
+    two.join();
+    done = true;
+    reader.join();
+    const int32_t last = get().reserved;
+    EXPECT_TRUE(last == 11999 || last == 21999);
+}
+
+} // namespace
