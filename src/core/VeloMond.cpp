@@ -7,9 +7,23 @@
 #include "common/worker.h"
 #include "core/dump_folder.h"
 #include "core/round_clock.h"
+#include "health/sysstat_smart.h"
+#include "health/sysstat_syshealth.h"
+#include "health/sysstat_vol.h"
+#include "housekeeping/clock_change.h"
+#include "housekeeping/cmv_watch.h"
+#include "housekeeping/sysstat_autobak.h"
+#include "housekeeping/sysstat_db.h"
+#include "housekeeping/sysstat_servername.h"
 #include "platform/time_stamp.h"
 #include "service/VeloMond_RESTful.h"
 #include "stats/sysstat_cpu.h"
+#include "stats/sysstat_disk.h"
+#include "stats/sysstat_memory.h"
+#include "stats/sysstat_net.h"
+#include "surveillance/recording_stat.h"
+#include "surveillance/reverse_proxy.h"
+#include "surveillance/sysstat_camconn.h"
 
 namespace {
 
@@ -23,16 +37,35 @@ struct T_MONITOR {
 };
 constexpr T_MONITOR kMonitors[] = {
     {sysstat_cpu_init, sysstat_cpu_uninit},
+    {sysstat_net_init, sysstat_net_uninit},
+    {sysstat_disk_init, sysstat_disk_uninit},
+    {sysstat_memory_init, sysstat_memory_uninit},
+    {servername_thread_start, servername_thread_stop},
+    {vol_thread_start, vol_thread_stop},
+    {smart_thread_start, smart_thread_stop},
+    {sysstat_syshealth_init, sysstat_syshealth_uninit},
+    {recording_stat_init, recording_stat_uninit},
+    {sysstat_camconn_init, sysstat_camconn_uninit},
+    {sysdb_thread_start, sysdb_thread_stop},
+    {reverse_proxy_init, reverse_proxy_uninit},
 };
 
 /* The steps of one sampling round, in order. */
 constexpr int (*kRoundSteps[])() = {
-    sysstat_cpu_sample,
+    clock_change_check,    sysstat_cpu_sample,    sysstat_net_sample, sysstat_disk_sample,
+    sysstat_memory_sample, sysstat_autobak_check, cmv_info_check,
 };
 
 /* The files of a statistics dump, in order. */
 constexpr int (*kDumps[])(const char *folder) = {
-    sysstat_cpu_dump,
+    sysstat_cpu_dump, sysstat_net_dump, sysstat_disk_dump, sysstat_memory_dump, sysstat_vol_dump,
+};
+
+/* What a debug signal prints, in order: deliberately not the CPU statistics. */
+constexpr int (*kDebugPrints[])() = {
+    sysstat_net_print,
+    sysstat_disk_print,
+    sysstat_memory_print,
 };
 
 /* Held by a whole sampling round and by a whole dump, so that a dump never shows
@@ -127,5 +160,6 @@ void monitor_wakeup()
 
 void VeloMond_debug_print()
 {
-    /* The CPU statistics deliberately have no print here. */
+    for (const auto print : kDebugPrints)
+        print();
 }

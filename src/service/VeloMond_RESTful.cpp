@@ -21,7 +21,15 @@ common_service_resource g_service(kService, service_health_check, 32);
 common_http_resource g_routes[] = {
     {ROUTE("status"), proc_status_get},
     {ROUTE("cpu_info"), proc_cpu_get},
+    {ROUTE("mem_info"), proc_mem_get},
+    {ROUTE("network_info"), proc_net_get},
+    {ROUTE("disk_info"), proc_dsk_get},
     {ROUTE("statistics_dump"), proc_statistics_dump_get},
+    {ROUTE("Notify"), nullptr, proc_notify_put},
+    {ROUTE("smart_info"), proc_smart_get},
+    {ROUTE("syshealth_info"), proc_syshealth_get},
+    {ROUTE("recording_state"), proc_recording_state_get},
+    {ROUTE("cam_conn"), proc_cam_conn_get},
     {ROUTE("banip_mgr"), nullptr, proc_banip_mgr_put},
 };
 

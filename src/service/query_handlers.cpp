@@ -5,11 +5,20 @@
 
 #include "common/trace.h"
 #include "core/VeloMond.h"
+#include "health/sysstat_smart.h"
+#include "health/sysstat_syshealth.h"
 #include "service/envelope.h"
 #include "stats/process_table.h"
 #include "stats/sysstat_cpu.h"
+#include "stats/sysstat_disk.h"
+#include "stats/sysstat_memory.h"
+#include "stats/sysstat_net.h"
+#include "surveillance/recording_stat.h"
+#include "surveillance/sysstat_camconn.h"
 
 namespace {
+
+constexpr const char *kSource = "VeloMond_RESTful";
 
 /* An argument of the query string as a monitor sees it: what a buffer of `size`
  * bytes holds of it; empty when it was not given. */
@@ -40,6 +49,13 @@ T_RESPONSE answer_statistics(const httpserver::http_request &request, T_STAT_PRO
     return answer([&](json_object **out) { return proc(method.c_str(), type.c_str(), name.c_str(), out); });
 }
 
+/* A value that a monitor has put into what it has to tell, which may be nothing. */
+TJson informed(json_object *value, int (*info)(json_object **out))
+{
+    info(&value);
+    return TJson(value);
+}
+
 } // namespace
 
 T_RESPONSE proc_cpu_get(const httpserver::http_request &request)
@@ -47,11 +63,54 @@ T_RESPONSE proc_cpu_get(const httpserver::http_request &request)
     return answer_statistics(request, sysstat_cpu_proc, "name", 64);
 }
 
+T_RESPONSE proc_mem_get(const httpserver::http_request &request)
+{
+    return answer_statistics(request, sysstat_memory_proc, "name", 64);
+}
+
+T_RESPONSE proc_net_get(const httpserver::http_request &request)
+{
+    return answer_statistics(request, sysstat_net_proc, "if_name", 32);
+}
+
+T_RESPONSE proc_dsk_get(const httpserver::http_request &request)
+{
+    trace(kSource, "proc_dsk_get", 169);
+    return answer_statistics(request, sysstat_disk_proc, "vol_name", 32);
+}
+
+T_RESPONSE proc_smart_get(const httpserver::http_request &request)
+{
+    const std::string method = argument(request, "method", 32);
+    return answer([&](json_object **out) { return sysstat_smart_proc(method.c_str(), out); });
+}
+
+T_RESPONSE proc_syshealth_get(const httpserver::http_request &request)
+{
+    const std::string method = argument(request, "method", 32);
+    return answer([&](json_object **out) { return sysstat_syshealth_proc(method.c_str(), out); });
+}
+
+T_RESPONSE proc_cam_conn_get(const httpserver::http_request &request)
+{
+    const std::string method = argument(request, "method", 32);
+    const std::string count = argument(request, "count", 32);
+    return answer([&](json_object **out) { return sysstat_camconn_proc(method.c_str(), count.c_str(), out); });
+}
+
+T_RESPONSE proc_recording_state_get(const httpserver::http_request & /*request*/)
+{
+    trace(kSource, "proc_recording_state_get", 504);
+    const TJson state = informed(json_object_new_object(), recording_stat_info);
+    return json_response(json_text(state.get()));
+}
+
 T_RESPONSE proc_status_get(const httpserver::http_request & /*request*/)
 {
-    TJson cpu(json_object_new_object());
-    json_object *cpu_out = cpu.get();
-    sysstat_cpu_info(&cpu_out);
+    TJson cpu = informed(json_object_new_object(), sysstat_cpu_info);
+    TJson memory = informed(json_object_new_object(), sysstat_memory_info);
+    TJson disk = informed(json_object_new_array(), sysstat_disk_info);
+    TJson network = informed(json_object_new_array(), sysstat_net_info);
 
     TJson daemons(json_object_new_array());
     const int result = daemons != nullptr ? 0 : -1;
@@ -62,6 +121,9 @@ T_RESPONSE proc_status_get(const httpserver::http_request & /*request*/)
     const TJson root(json_object_new_object());
     json_give(root.get(), "return", TJson(json_object_new_int(result)));
     json_give(root.get(), "cpu_info", std::move(cpu));
+    json_give(root.get(), "mem_info", std::move(memory));
+    json_give(root.get(), "disk_info", std::move(disk));
+    json_give(root.get(), "network_info", std::move(network));
     json_give(root.get(), "daemon_list", std::move(daemons));
     return json_response(json_text(root.get()));
 }

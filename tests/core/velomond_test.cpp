@@ -41,15 +41,38 @@ TEST_F(Lifecycle, TheServiceComesUpLastAndGoesDownFirst)
         EXPECT_EQ(VeloMond_restart(), 0);
         EXPECT_EQ(VeloMond_stop(), 0);
     });
-    expect_in_order(told, {"VeloMond:VeloMond_start(364)\n", "sysstat_cpu.cpp:sysstat_cpu_init(792)\n",
-                           "VeloMond_RESTful:ntf_init(639)\n", "VeloMond:VeloMond_restart(386)\n",
-                           "VeloMond:VeloMond_stop(375)\n", "VeloMond_RESTful:ntf_uninit(646)\n",
-                           " VeloMond_monitor_main was terminated.\n", "end wait_for_terminate...\n",
-                           "sysstat_cpu.cpp:sysstat_cpu_uninit(802)\n"});
+    expect_in_order(told, {"VeloMond:VeloMond_start(364)\n",
+                           "sysstat_cpu.cpp:sysstat_cpu_init(792)\n",
+                           "sysstat_net.cpp:sysstat_net_init(405)\n",
+                           "sysstat_disk.cpp:sysstat_disk_init(745)\n",
+                           "sysstat_memory.cpp:sysstat_memory_init(1096)\n",
+                           "sysstat_syshealth.cpp:sysstat_syshealth_init(190)\n",
+                           "sysstat_camconn.h:TCamConnStatManager",
+                           "reverse_proxy.cpp:reverse_proxy_init",
+                           "VeloMond_RESTful:ntf_init(639)\n",
+                           "VeloMond:VeloMond_restart(386)\n",
+                           "VeloMond:VeloMond_stop(375)\n",
+                           "VeloMond_RESTful:ntf_uninit(646)\n",
+                           " VeloMond_monitor_main was terminated.\n",
+                           "end wait_for_terminate...\n",
+                           "sysstat_cpu.cpp:sysstat_cpu_uninit(802)\n",
+                           "sysstat_net.cpp:sysstat_net_uninit(412)\n",
+                           "sysstat_disk.cpp:sysstat_disk_uninit(756)\n",
+                           "sysstat_memory.cpp:sysstat_memory_uninit(1107)\n",
+                           " servername_monitor_main was terminated.\n",
+                           " vol_monitor_main was terminated.\n",
+                           " smart_monitor_main was terminated.\n",
+                           "sysstat_syshealth.cpp:sysstat_syshealth_uninit(198)\n",
+                           " Recording_state_monitor_main was terminated.\n",
+                           "sysstat_camconn.h:~TCamConnStatManager",
+                           " do_data_processing was terminated.\n",
+                           "reverse_proxy.cpp:reverse_proxy_uninit"});
     const std::vector<std::string> calls = fake::service_calls();
-    ASSERT_GE(calls.size(), 2U);
-    EXPECT_EQ(calls[0], "create sysmonService localhost 10191 2 localhost 10182");
-    EXPECT_EQ(calls[1], "start");
+    ASSERT_GE(calls.size(), 4U);
+    EXPECT_EQ(calls[0], "nameserver localhost 10182"); // the camera connections'
+    EXPECT_EQ(calls[1], "create sysmonService localhost 10191 2 localhost 10182");
+    EXPECT_EQ(calls[2], "start");
+    EXPECT_EQ(calls[3], "session run sysmonService /sysmonService/Notify");
 }
 
 TEST_F(Lifecycle, ADumpTellsItsFolderAndFillsIt)

@@ -58,12 +58,39 @@ TEST_F(Handlers, CutArgumentsAsTheirBuffersDo)
 TEST_F(Handlers, StatusListsTheProcessTable)
 {
     const std::string body = get("status");
+    size_t from = 0; // all six keys in order, whatever there is to tell
+    for (const char *key : {"\"return\": 0", "\"cpu_info\": {", "\"mem_info\": {", "\"disk_info\": [",
+                            "\"network_info\": [", "\"daemon_list\": ["}) {
+        from = body.find(key, from);
+        ASSERT_NE(from, std::string::npos) << key << " in " << body;
+    }
     const TJson status(json_tokener_parse(body.c_str()));
     json_object *list = nullptr;
     ASSERT_TRUE(json_object_object_get_ex(status.get(), "daemon_list", &list));
     ASSERT_EQ(json_object_array_length(list), 21U);
     EXPECT_STREQ(json_object_get_string(json_object_array_get_idx(list, 13)), "VeloMond");
-    EXPECT_TRUE(body.starts_with(R"({ "return": 0, "cpu_info": {)")) << body;
+}
+
+TEST_F(Handlers, EachRouteAsksItsMonitorWithItsArguments)
+{
+    EXPECT_EQ(fake::route_paths(),
+              (std::vector<std::string>{
+                  "/sysmonService/status", "/sysmonService/cpu_info", "/sysmonService/mem_info",
+                  "/sysmonService/network_info", "/sysmonService/disk_info", "/sysmonService/statistics_dump",
+                  "/sysmonService/Notify", "/sysmonService/smart_info", "/sysmonService/syshealth_info",
+                  "/sysmonService/recording_state", "/sysmonService/cam_conn", "/sysmonService/banip_mgr"}));
+    const std::string told = fake::stderr_of([] {
+        EXPECT_EQ(get("mem_info", {{"method", "avg"}, {"name", "system_all"}}), R"({ "return": -2 })");
+        EXPECT_EQ(get("network_info", {{"method", "avg"}, {"name", "x"}}), R"({ "return": -4 })");
+        EXPECT_EQ(get("network_info", {{"method", "avg"}, {"if_name", "x"}}), R"({ "return": -2 })");
+        EXPECT_EQ(get("disk_info", {{"method", "avg"}, {"vol_name", "x"}}), R"({ "return": -2 })");
+        EXPECT_EQ(get("smart_info", {{"method", "other"}}), R"({ "return": -3 })");
+        EXPECT_EQ(get("syshealth_info"), R"({ "return": -4 })");
+        EXPECT_EQ(get("cam_conn", {{"method", "total"}, {"count", "1"}}), R"({ "return": -2 })");
+        EXPECT_EQ(get("recording_state"), R"({ "utc_time": 0, "camera_recording_update": "error" })");
+    });
+    EXPECT_NE(told.find("VeloMond_RESTful:proc_dsk_get(169)\n"), std::string::npos);
+    EXPECT_NE(told.find("VeloMond_RESTful:proc_recording_state_get(504)\n"), std::string::npos);
 }
 
 TEST_F(Handlers, BanIpIsADefinedRefusalByPutOnly)
