@@ -11,7 +11,8 @@ bool json_is_valid(const json_object *object)
 
 int json_give(json_object *parent, const char *key, TJson value)
 {
-    if (value == nullptr || json_object_object_add(parent, key, value.get()) != 0)
+    constexpr unsigned kKey = JSON_C_OBJECT_ADD_CONSTANT_KEY | JSON_C_OBJECT_ADD_KEY_IS_NEW; // no copy, no search
+    if (value == nullptr || json_object_object_add_ex(parent, key, value.get(), kKey) != 0)
         return -ENOMEM;
     (void)value.release(); // the parent's now
     return 0;
@@ -27,12 +28,12 @@ int json_append(json_object *array, TJson value)
 
 int json_give_text(json_object *parent, const char *key, const std::string &text)
 {
-    return json_give(parent, key, TJson(json_object_new_string(text.c_str())));
+    return json_give(parent, key, TJson(json_object_new_string_len(text.data(), static_cast<int>(text.size()))));
 }
 
 int json_append_text(json_object *array, const std::string &text)
 {
-    return json_append(array, TJson(json_object_new_string(text.c_str())));
+    return json_append(array, TJson(json_object_new_string_len(text.data(), static_cast<int>(text.size()))));
 }
 
 std::string json_text(json_object *object)

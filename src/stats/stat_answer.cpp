@@ -1,14 +1,18 @@
 #include "stats/stat_answer.h"
 
-#include <cstdio>
+#include <charconv>
+#include <iterator>
 
 #include "common/query.h"
 
 std::string figure_fixed(double value, int decimals)
 {
+    /* The same digits as printf's "%.*f", at a fraction of its cost: this is most
+     * of what an answer takes to make. */
     char text[328]; // the largest double has 309 digits before the point
-    const int length = snprintf(text, sizeof(text), "%.*f", decimals, value);
-    return {text, static_cast<size_t>(length)};
+    const auto [end, error] =
+        std::to_chars(std::begin(text), std::end(text), value, std::chars_format::fixed, decimals);
+    return error == std::errc() ? std::string(text, end) : std::string();
 }
 
 int stat_answer(std::span<const T_STAT_METHOD> methods, const char *method, const char *type, const char *key,
