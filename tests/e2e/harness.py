@@ -87,7 +87,10 @@ class Daemon:
         return self.status is not None
 
     def wait(self, timeout_s=10.0):
-        eventually(self.ended, timeout_s)
+        try:
+            eventually(self.ended, timeout_s)
+        except AssertionError:
+            raise AssertionError(f'has not ended; threads {self.threads()}:\n{self.text()}') from None
         return self.status
 
     def kill(self, number):
