@@ -7,10 +7,8 @@
 
 int query_head(const char *method, const char *name, const void *manager, const char *manager_name)
 {
-    if (method[0] == '\0' || name[0] == '\0') {
-        tell("wrong args.\n");
-        return kQueryWrongArgs;
-    }
+    if (method[0] == '\0' || name[0] == '\0')
+        return query_wrong_args();
     if (manager == nullptr) {
         tell("%s does not exist.\n", manager_name);
         return kQueryNoManager;
@@ -27,6 +25,12 @@ int query_count(const char *type, int *count)
     }
     *count = value;
     return kQueryOk;
+}
+
+int query_wrong_args()
+{
+    tell("wrong args.\n");
+    return kQueryWrongArgs;
 }
 
 int query_unknown(const char *method)

@@ -2,7 +2,7 @@
 
 #include "common/json.h"
 
-/* What the query operations of all statistics kinds begin with. */
+/* What the query operations of the monitors have in common. */
 
 /* Result codes of a query. */
 constexpr int kQueryOk = 0;
@@ -11,13 +11,17 @@ constexpr int kQueryNoMethod = -3;
 constexpr int kQueryWrongArgs = -4;
 constexpr int kQueryBadCount = -6;
 
-/* kQueryOk; kQueryWrongArgs when the method or the name is empty, else
+/* The beginning of the statistics kinds' queries.
+ * kQueryOk; kQueryWrongArgs when the method or the name is empty, else
  * kQueryNoManager when the kind is not up. Failures are told on standard error. */
 int query_head(const char *method, const char *name, const void *manager, const char *manager_name);
 
 /* Reads the count of intervals. kQueryOk, or kQueryBadCount, told, when it is
  * negative. */
 int query_count(const char *type, int *count);
+
+/* Tells that an argument is missing. Always kQueryWrongArgs. */
+int query_wrong_args();
 
 /* Tells that the method is not known. Always kQueryNoMethod. */
 int query_unknown(const char *method);

@@ -1,12 +1,11 @@
 #include "health/sysstat_smart.h"
 
 #include <cstdio>
-#include <cstring>
 #include <unistd.h>
 
 #include "common/debug_log.h"
+#include "common/query.h"
 #include "common/text.h"
-#include "common/trace.h"
 #include "common/worker.h"
 #include "health/smart_events.h"
 #include "platform/host_path.h"
@@ -86,17 +85,13 @@ int smart_thread_stop()
 
 int sysstat_smart_proc(const char *method, json_object **out)
 {
-    if (method[0] == '\0') {
-        tell("wrong args.\n");
-        return -4;
-    }
-    if (strcmp(method, "disk_update") != 0) {
-        tell("method=[%s] not support\n", method);
-        return -3;
-    }
+    if (method[0] == '\0')
+        return query_wrong_args();
+    if (!query_is(method, "disk_update"))
+        return query_unknown(method);
     TJson object(json_object_new_object());
     json_give_text(object.get(), "utc_time", text_format("%u", g_state.report_time.load()));
     json_give_text(object.get(), "disk_update", kSmartLevelNames[g_state.overall]);
     *out = object.release();
-    return 0;
+    return kQueryOk;
 }

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 
 #include "common/debug_log.h"
+#include "common/query.h"
 #include "common/text.h"
 #include "common/trace.h"
 #include "common/worker.h"
@@ -123,15 +123,13 @@ int sysstat_syshealth_uninit()
 
 int sysstat_syshealth_proc(const char *method, json_object **out)
 {
-    if (method[0] == '\0') {
-        tell("wrong args.\n");
-        return -4;
-    }
+    if (method[0] == '\0')
+        return query_wrong_args();
     TJson object(json_object_new_object());
-    if (strcmp(method, "fan_update") == 0) {
+    if (query_is(method, "fan_update")) {
         json_give_text(object.get(), "utc_time", text_format("%u", g_state.last_utc_time.load()));
         json_give_text(object.get(), "fan_update", fan_text(g_state.fan_error));
-    } else if (strcmp(method, "sys_health") == 0) {
+    } else if (query_is(method, "sys_health")) {
         std::string text;
         {
             const std::lock_guard<std::mutex> guard(g_state.text_lock);
@@ -139,9 +137,8 @@ int sysstat_syshealth_proc(const char *method, json_object **out)
         }
         json_give_text(object.get(), "sys_health", text);
     } else {
-        tell("method=[%s] not support\n", method);
-        return -3;
+        return query_unknown(method);
     }
     *out = object.release();
-    return 0;
+    return kQueryOk;
 }
