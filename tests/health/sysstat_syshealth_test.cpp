@@ -71,6 +71,7 @@ TEST_F(SysHealth, TheThreadChecksAtOnceAndQueriesAnswer)
         const TJson owner(out);
         return std::to_string(result) + " " + json_text(out);
     };
+    fake::set_mono_ms(100'000'000); // the watcher may have run in this process: its next check is due
     fake::state()->syshealth = {"fan text", {{"fan", "9"}}};
     EXPECT_EQ(fake::stderr_of([&ask] {
                   sysstat_syshealth_init();
