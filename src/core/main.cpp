@@ -1,5 +1,6 @@
 #include <atomic>
 #include <cctype>
+#include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
@@ -26,9 +27,12 @@ std::atomic<unsigned> g_prints_wanted{0}; // debug signals not yet answered
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<unsigned>::is_always_lock_free,
               "signal handlers touch them");
 
+/* Whatever a handler interrupted may be about to look at errno. */
 template <size_t N> void put(const char (&text)[N])
 {
+    const int error = errno;
     (void)!write(STDERR_FILENO, text, N - 1);
+    errno = error;
 }
 
 /* Handlers run in the middle of anything, so they only write, count and set.
