@@ -47,10 +47,11 @@ const T_PROCESS_SCAN *process_scan_new()
 {
     g_read_this_round = false;
     g_scan.processes.clear();
-    g_scan.proc = TFd(open(host_path("/proc").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    const std::unique_ptr<DIR, T_CLOSE_DIR> dir(
-        g_scan.proc.is_open() ? fdopendir(fcntl(g_scan.proc.get(), F_DUPFD_CLOEXEC, 0)) : nullptr);
-    if (dir == nullptr) {
+    g_scan.proc.reset();
+    const std::unique_ptr<DIR, T_CLOSE_DIR> dir(opendir(host_path("/proc").c_str()));
+    if (dir != nullptr)
+        g_scan.proc = TFd(fcntl(dirfd(dir.get()), F_DUPFD_CLOEXEC, 0));
+    if (!g_scan.proc.is_open()) {
         const int error = errno;
         char buffer[128];
         tell("Cannot open /proc: %s\n", strerror_r(error, buffer, sizeof(buffer)));
