@@ -135,10 +135,12 @@ protected:
     }
 
     std::mutex m_lock;
-    int32_t m_max_samples = 90; // one reading in 10 s: 15 minutes
 
 private:
     std::map<std::string, std::unique_ptr<StatEntry<T>>> m_entries;
+
+protected:
+    int32_t m_max_samples = 90; // one reading in 10 s: 15 minutes
 };
 
 /* Walks a history from the newest interval to the oldest in groups of six (one
