@@ -12,7 +12,7 @@ bool json_is_valid(const json_object *object)
 int json_give(json_object *parent, const char *key, TJson value)
 {
     constexpr unsigned kKey = JSON_C_OBJECT_ADD_CONSTANT_KEY | JSON_C_OBJECT_ADD_KEY_IS_NEW; // no copy, no search
-    if (value == nullptr || json_object_object_add_ex(parent, key, value.get(), kKey) != 0)
+    if (parent == nullptr || value == nullptr || json_object_object_add_ex(parent, key, value.get(), kKey) != 0)
         return -ENOMEM;
     (void)value.release(); // the parent's now
     return 0;
@@ -20,7 +20,7 @@ int json_give(json_object *parent, const char *key, TJson value)
 
 int json_append(json_object *array, TJson value)
 {
-    if (value == nullptr || json_object_array_add(array, value.get()) != 0)
+    if (array == nullptr || value == nullptr || json_object_array_add(array, value.get()) != 0)
         return -ENOMEM;
     (void)value.release();
     return 0;

@@ -15,9 +15,9 @@ using TJson = std::unique_ptr<json_object, T_JSON_PUT>;
  * json-c's error pointers (the last 4000 addresses). */
 bool json_is_valid(const json_object *object);
 
-/* Hands `value` over to an object or an array. 0, or -ENOMEM when it could not be
- * made or taken; it is released then. A key is a constant of the program, which
- * the object does not copy, and is given to an object once. */
+/* Hands `value` over to an object or an array. 0, or -ENOMEM when either could not
+ * be made or the value was not taken; it is released then. A key is a constant of
+ * the program, which the object does not copy, and is given to an object once. */
 int json_give(json_object *parent, const char *key, TJson value);
 int json_append(json_object *array, TJson value);
 
