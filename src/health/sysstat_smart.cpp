@@ -51,6 +51,9 @@ bool smart_take_change_marker()
 
 void smart_tick(T_SMART_STATE *state)
 {
+    /* One moment for the whole tick: a full check of slow disks may take minutes,
+     * and the events of the hour it began in must not be lost over it. */
+    const struct tm local = local_time_of(wall_clock_s());
     const uint64_t now_ms = current_time_stamp_mono_r();
     if (smart_check_due(state->schedule, now_ms)) {
         if (do_update_check(state) || state->report_pending) {
@@ -60,7 +63,7 @@ void smart_tick(T_SMART_STATE *state)
         }
         state->schedule.last_check_ms = now_ms;
     }
-    const T_SMART_ANNOUNCE announce = smart_announce(&state->schedule, state->settings, local_time_of(wall_clock_s()));
+    const T_SMART_ANNOUNCE announce = smart_announce(&state->schedule, state->settings, local);
     if (announce.disk_status)
         smart_send_disk_status(*state);
     if (announce.power_on_hours)

@@ -61,6 +61,16 @@ TEST_F(Smart, AWeeklyScheduleSendsHoursOnItsDayAndDiskStatusDaily)
     }
 }
 
+TEST_F(Smart, ACheckOfSlowDisksLosesNoEvents)
+{
+    fake::state()->smart = [](int, t_storage_smart_info &out) {
+        fake::advance_ms(50'000); // the second disk ends beyond the minute
+        out.power_on_hours = 1;
+        return 0U;
+    };
+    EXPECT_EQ(walk(1), std::vector<std::string>{"1 0x28020001"});
+}
+
 TEST_F(Smart, AnnouncesOncePerDayAndOnlyAfterTheHoursCheck)
 {
     const struct tm now = local_time_of(wall_clock_s()); // in minute 0 of the schedule hour
