@@ -28,7 +28,8 @@ def main():
     except OSError as failure:
         sys.exit(f'appliance_sim: a port is taken: {failure}')
     for number in (signal.SIGTERM, signal.SIGINT):
-        signal.signal(number, lambda *_: stopping.set())
+        if signal.getsignal(number) != signal.SIG_IGN:  # whoever started us in the background ends us
+            signal.signal(number, lambda *_: stopping.set())
     for target in [server.run for server in servers] + [hub.deliver_notices]:
         threading.Thread(target=target, daemon=True).start()
     if not options.quiet:
