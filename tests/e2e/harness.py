@@ -30,10 +30,13 @@ def eventually(condition, timeout_s=10.0):
     return value
 
 
+KEPT = set()  # processes of the tests themselves, none of the daemon's
+
+
 def children():
     """Processes that are ours to wait for, ended ones too."""
     return [int(one) for task in pathlib.Path('/proc/self/task').iterdir()
-            for one in (task / 'children').read_text().split()]
+            for one in (task / 'children').read_text().split() if int(one) not in KEPT]
 
 
 def get(path, method='GET', timeout_s=5.0):
@@ -50,12 +53,13 @@ def get(path, method='GET', timeout_s=5.0):
 class Daemon:
     """One process. Its standard error goes to the file `stderr`."""
 
-    def __init__(self, root, *options):
+    def __init__(self, root, *options, environment=None):
         self.stderr = pathlib.Path(root, f'stderr_{time.monotonic_ns()}')
         streams = [(os.POSIX_SPAWN_OPEN, 0, '/dev/null', os.O_RDONLY, 0),
                    (os.POSIX_SPAWN_OPEN, 1, '/dev/null', os.O_WRONLY, 0),
                    (os.POSIX_SPAWN_OPEN, 2, self.stderr, os.O_WRONLY | os.O_CREAT | os.O_APPEND, 0o600)]
-        self.pid = os.posix_spawn(BINARY, [BINARY, *options], {**os.environ, 'VELOMOND_ROOT': str(root)},
+        self.pid = os.posix_spawn(BINARY, [BINARY, *options], {**os.environ, 'VELOMOND_ROOT': str(root),
+                                                                  **(environment or {})},
                                   file_actions=streams, setsigdef=[signal.SIGPIPE])
         self.status = None  # exit status; negative when a signal ended it
 

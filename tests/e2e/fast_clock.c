@@ -1,0 +1,119 @@
+/* Preloaded into the daemon, lets its clocks run FAST_CLOCK_SPEED times faster.
+ * The wall clock starts at FAST_CLOCK_START (seconds since the epoch). Waits on
+ * conditions and sleeps are as much shorter; waits for sockets and children are not. */
+#include <dlfcn.h>
+#include <pthread.h>
+#include <stdint.h>
+#include <stdlib.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <time.h>
+#include <unistd.h>
+
+#define NS_PER_S INT64_C(1000000000)
+/* Monotonic clocks start with the machine, so that no later time is theirs. */
+#define FIRST_WALL_S 1000000000
+
+typedef int (*T_CLOCKWAIT)(pthread_cond_t *, pthread_mutex_t *, clockid_t, const struct timespec *);
+
+static int64_t g_speed = 1;
+static int64_t g_real_start;
+static int64_t g_wall_start; /* of the fast wall clock */
+static T_CLOCKWAIT g_clockwait;
+
+static int64_t nanoseconds(const struct timespec *time)
+{
+    return time->tv_sec * NS_PER_S + time->tv_nsec;
+}
+
+static struct timespec spec(int64_t ns)
+{
+    const struct timespec time = {ns / NS_PER_S, ns % NS_PER_S};
+    return time;
+}
+
+static int64_t real_ns(clockid_t clock)
+{
+    struct timespec now = {0, 0};
+    (void)syscall(SYS_clock_gettime, clock, &now); /* past our own clock_gettime */
+    return nanoseconds(&now);
+}
+
+__attribute__((constructor)) static void start(void)
+{
+    const char *speed = getenv("FAST_CLOCK_SPEED");
+    const char *begin = getenv("FAST_CLOCK_START");
+    g_speed = speed != NULL ? strtoll(speed, NULL, 10) : 1;
+    g_real_start = real_ns(CLOCK_MONOTONIC);
+    g_wall_start = begin != NULL ? strtoll(begin, NULL, 10) * NS_PER_S : real_ns(CLOCK_REALTIME);
+    void *found = dlsym(RTLD_NEXT, "pthread_cond_clockwait");
+    g_clockwait = *(T_CLOCKWAIT *)&found;
+}
+
+static int64_t passed_ns(void)
+{
+    return (real_ns(CLOCK_MONOTONIC) - g_real_start) * g_speed;
+}
+
+int clock_gettime(clockid_t clock, struct timespec *now)
+{
+    switch (clock) {
+    case CLOCK_REALTIME:
+    case CLOCK_REALTIME_COARSE:
+        *now = spec(g_wall_start + passed_ns());
+        return 0;
+    case CLOCK_MONOTONIC:
+    case CLOCK_MONOTONIC_RAW:
+    case CLOCK_MONOTONIC_COARSE:
+    case CLOCK_BOOTTIME:
+        *now = spec(g_real_start + passed_ns());
+        return 0;
+    default:
+        return (int)syscall(SYS_clock_gettime, clock, now);
+    }
+}
+
+int gettimeofday(struct timeval *restrict now, void *restrict zone)
+{
+    (void)zone;
+    const struct timespec time = spec(g_wall_start + passed_ns());
+    now->tv_sec = time.tv_sec;
+    now->tv_usec = time.tv_nsec / 1000;
+    return 0;
+}
+
+time_t time(time_t *out)
+{
+    const time_t now = spec(g_wall_start + passed_ns()).tv_sec;
+    if (out != NULL)
+        *out = now;
+    return now;
+}
+
+int pthread_cond_clockwait(pthread_cond_t *cond, pthread_mutex_t *mutex, clockid_t clock, const struct timespec *until)
+{
+    (void)clock;
+    const int64_t start_ns = until->tv_sec >= FIRST_WALL_S ? g_wall_start : g_real_start;
+    const struct timespec real = spec(g_real_start + (nanoseconds(until) - start_ns) / g_speed);
+    return g_clockwait(cond, mutex, CLOCK_MONOTONIC, &real);
+}
+
+int pthread_cond_timedwait(pthread_cond_t *restrict cond, pthread_mutex_t *restrict mutex,
+                           const struct timespec *restrict until)
+{
+    return pthread_cond_clockwait(cond, mutex, CLOCK_MONOTONIC, until);
+}
+
+int nanosleep(const struct timespec *length, struct timespec *left)
+{
+    const struct timespec real = spec(nanoseconds(length) / g_speed);
+    return (int)syscall(SYS_nanosleep, &real, left);
+}
+
+int clock_nanosleep(clockid_t clock, int flags, const struct timespec *length, struct timespec *left)
+{
+    (void)clock;
+    if ((flags & TIMER_ABSTIME) != 0)
+        return (int)syscall(SYS_nanosleep, &(struct timespec){0, 0}, left);
+    return nanosleep(length, left);
+}

@@ -1,0 +1,166 @@
+"""What the daemon tells and asks the other services, and how it takes their faults."""
+
+import re
+import signal
+import unittest
+
+from appliance import HUB, SUBSCRIPTION, TApplianceTest, TMachine
+from harness import eventually, get
+
+DISK, FAN, RECORDING = ('/logs/dashboard/status/receiver/' + one for one in ('disk', 'fan', 'camera_recording'))
+NAME = '/logs/refreshNasPara'
+PROXY = '/cfg/ReverseProxy'
+NOTICES = '/notify/notices'
+
+
+class Reports(TApplianceTest):
+    def test_tells_the_dashboard_what_it_finds_at_the_start(self):
+        TMachine(self.root)
+        daemon = self.start_up()
+        disk, fan = (self.wait_for_request(path, 'POST')[0]['body'] for path in (DISK, FAN))
+        self.assertEqual((disk['disk_update'], fan['fan_update']), ('normal', 'normal'))
+        self.assertRegex(disk['utc_time'] + fan['utc_time'], r'^\d{20}$')  # both are texts
+        recording = self.wait_for_request(RECORDING, 'POST')[0]['body']
+        self.assertEqual(recording['camera_recording_update'], 'normal')
+        asked = self.journal('/recStreamService/recording_state', 'GET')[0]['query']
+        self.assertEqual(int(asked['end_time']) - int(asked['start_time']), 60000)
+        self.assertEqual(recording['utc_time'], int(asked['end_time']) // 1000)
+        self.assertEqual(self.tools('vcmd'), [['get_rec_disk_list']])
+        self.assertEqual((self.root / 'tmp/hdd_power_on_hour').read_text(),
+                         'disk_01 - [Example Disk (/dev/sda)] power on hour [    1234]\n')
+        self.assertEqual(self.tools('smartctl'), [['--json', '-n', 'standby', '-H', '-A', '/dev/sda']])
+        self.assert_stops(daemon)
+        self.assertNotIn('Recording state change', daemon.text())
+
+    def test_tells_the_dashboard_of_trouble_there_is_at_the_start(self):
+        machine = TMachine(self.root)
+        machine.fan('1')
+        machine.smart(True, 20001)
+        self.tell_state('recording.json', {'is_recording': False})
+        self.start_up()
+        for path, word in {DISK: 'hour_warning', FAN: 'error', RECORDING: 'error'}.items():
+            self.assertIn(word, self.wait_for_request(path)[0]['body'].values())
+        self.assertIn('"sys_health": "fan failed"', get('syshealth_info?method=sys_health')[1])
+        self.assertIn('"disk_update": "hour_warning"', get('smart_info?method=disk_update')[1])
+
+    def test_asks_nothing_about_recording_before_the_recorder_has_started(self):
+        (self.root / 'var/.Vnvrd_start_ok').unlink()
+        daemon = self.start_up()
+        self.wait_for_request(DISK)
+        self.assert_stops(daemon)
+        self.assertEqual(self.journal('/recStreamService/recording_state') + self.journal(RECORDING), [])
+
+    def test_tells_a_new_server_name_once(self):
+        file = self.root / 'tarn/etc/config/Tarnix.conf'
+        daemon = self.start_up()
+        self.wait_for_request('/recStreamService/ChannelConnInfo')
+        eventually(lambda: any('inotify' in one for one in daemon.descriptors()))
+        file.write_text('[System]\nServer Name = velomond-example\nOther = 1\n')  # no news
+        file.write_text('[System]\nServer Name = gate "7"\n')
+        told = self.wait_for_request(NAME, 'PUT')
+        self.assertEqual(told[0]['body'], '{"act":"refresh_nasname","arg":["gate "7""]}')
+        new = file.with_suffix('.new')
+        new.write_text('[System]\nServer Name = third\n')
+        new.rename(file)  # the watch has to move to the new file, within a step or two
+        self.wait_for_request(SUBSCRIPTION)
+        eventually(lambda: any('inotify' in one for one in daemon.descriptors()))
+
+        def touched():
+            file.touch()
+            return self.journal(NAME)[1:]
+        self.assertEqual([one['body'] for one in eventually(touched)],
+                         [{'act': 'refresh_nasname', 'arg': ['third']}])
+        self.assert_stops(daemon)
+
+    def test_clears_every_reverse_proxy_rule_of_its_first_pass(self):
+        rules = {'zero/../x': 0, 'zero-a': 0, 'zero-b': 0, 'kept': 0, 'one': 1, 'two': 2}
+        fresh = {'last_access_time': 1 << 42, 'retention_time': 35000}
+        self.tell_state('proxy_rules.json', {'err_code': 0, 'ReverseProxyRuleList': [
+            {'GUID': name, 'rule_type': kind, 'bs_id': 'bs', **fresh, **({'refuse_delete': -5} if name == 'kept' else {})}
+            for name, kind in rules.items()]})
+        folder = self.root / 'etc/reverseproxy/extra'
+        (folder / 'zero').mkdir()
+        for name in ('zero-a', 'kept', 'x'):
+            (folder / f'{name}.conf').touch()
+        self.start_up()
+        bus = self.wait_for_request('/vbus/reverse_proxy', 'POST')
+        self.assertEqual(bus[0]['body'], {'rules': [{'GUID': 'one', 'rule_type': 1, 'bs_id': 'bs', 'value': 60}]})
+        self.assertEqual(self.journal(PROXY, 'GET')[0]['query'], {'act': 'list'})
+        self.assertEqual([one['query'] for one in self.journal(PROXY, 'DELETE')],
+                         [{'act': 'delete', 'GUID': name, 'rule_type': str(kind)} for name, kind in rules.items()])
+        self.assertFalse((folder / 'zero-a.conf').exists())
+        self.assertTrue((folder / 'kept.conf').exists() and (folder / 'x.conf').exists())
+        self.assertEqual(self.tools('apache2'), [['-k', 'graceful', '-f', '/etc/apache2/apache2.conf']])
+        log = self.log('reverse_proxy')
+        for part in ('start', 'delete rule failed, response=[{"err_code": -5}]', 'unknown rule_type=2',
+                     'remove file [/etc/reverseproxy/extra/zero-b.conf] failed'):
+            self.assertIn(part, log)
+
+    def test_keeps_the_cameras(self):
+        self.start_up()
+        eventually(lambda: '"ip": "192.0.2.11"' in get('cam_conn?method=channel_info')[1])
+        self.wait_for_request('/recStreamService/ChannelConnStat', 'GET')
+
+
+class Notices(TApplianceTest):
+    def test_registers_takes_notices_and_takes_its_leave(self):
+        daemon = self.start_up()
+        self.assertEqual(self.wait_for_request(HUB, 'PUT')[0]['body'], {'host': 'localhost', 'port': 10191})
+        self.assertEqual(self.wait_for_request(SUBSCRIPTION, 'PUT')[0]['body'], {'route': '/sysmonService/Notify'})
+        announced = len(self.wait_for_request(NOTICES))  # of the start's own refresh
+        for number, (notice, code) in enumerate([
+                ({'notice_reason': {'type': 1033, 'action': 0}}, 0),
+                ({'notice_reason': {'type': 1035, 'action': 0}}, 0),
+                ({'notice_reason': {'type': 2048, 'action': 1}, 'vbus_data': {'vbus_type': 8}}, 0),
+                ({'notice_reason': {'type': 2048, 'action': 1}, 'vbus_data': {'vbus_type': 2, 'vbus_action': 2}}, 0),
+                ({'notice_reason': {'type': 5}}, 0),
+                ({'notice_reason': {'type': 2048}}, 0),
+                ({'vbus_data': {}}, -2)]):
+            self.tell_state(f'notices/{number}.json', notice)
+            told = self.wait_for_request('sysmonService/sysmonService/Notify', count=number + 1)[number]
+            self.assertEqual((told['body'], told['outcome']), (notice, '200 { "retCode": %d }' % code))
+        self.assertEqual([one['body'] for one in self.journal(NOTICES)[announced:]],
+                         [{'session': 'VeloMond', 'category': 14, 'code': 14001, 'text': '', 'level': 5}] * 3)
+        self.assert_stops(daemon)
+        for path in (SUBSCRIPTION, HUB):
+            self.assertEqual(len(self.journal(path, 'DELETE')), 1)
+        for kind in (5, -1):
+            self.assertIn(f'VeloMond_RESTful:proc_notify_put(475) not support type={kind}\n', daemon.text())
+
+
+class Faults(TApplianceTest):
+    def start_with(self, fault):
+        self.tell_state('faults.json', {name: fault for name in ('hub', 'dashboard', 'recording', 'config')})
+        return self.start_up()
+
+    def test_hung_peers_do_not_hold_up_the_stop(self):
+        daemon = self.start_with({'fault': 'hang'})
+        for path in (DISK, FAN, '/recStreamService/recording_state', PROXY):
+            self.wait_for_request(path)
+        self.assertEqual(get('status')[0], 200)
+        self.assert_stops(daemon)
+
+    def test_failing_peers_are_logged_and_survived(self):
+        for fault, result in ({'fault': 'status', 'status': 500}, 2), ({'fault': 'refuse'}, 3), \
+                ({'fault': 'garbage'}, 3), ({'fault': 'huge'}, 3), ({'fault': 'garbage', 'body': '{"data": [7, ["x'}, 0):
+            with self.subTest(fault):
+                daemon = self.start_with(fault)
+                self.wait_for_request(RECORDING)
+                wanted = {'smart': f'sysstat_smart.cpp:do_update .* ssci_POST_request failed \\({result}\\)',
+                          'syshealth': f'sysstat_syshealth.cpp:do_update \\(114\\) ssci_POST_request failed \\({result}\\)',
+                          'recstate': f'recording state ssci_PUT_request fail:{result}',
+                          'reverse_proxy': f'get channel ret=\\[{result}\\]'} if result else \
+                    {'recstate': 'json parser fail', 'camconn': 'json_tokener_parse failed',
+                     'reverse_proxy': 'parse strResponse failed, error='}
+                for log, text in wanted.items():
+                    with self.subTest(log):
+                        eventually(lambda: re.search(text, self.log(log)))
+                self.assertEqual(get('status')[0], 200)
+                self.assert_stops(daemon, signal.SIGINT)
+                for file in (self.root / 'Vdbglog/.velolog').iterdir():
+                    file.unlink()
+                (self.root / 'journal').write_text('')
+
+
+if __name__ == '__main__':
+    unittest.main()

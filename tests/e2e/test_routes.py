@@ -1,0 +1,124 @@
+"""Every route's answer, the dumps and the logs, on a machine whose figures are known."""
+
+import json
+import os
+import socket
+import time
+import unittest
+
+from appliance import TApplianceTest, TMachine
+from harness import eventually, get
+
+ZEROS = '0' * 192
+ROUND_S = 10
+
+
+def ask(path):
+    status, body = get(path)
+    assert status == 200, (path, status, body)
+    return json.loads(body)
+
+
+@unittest.skipUnless('nic0' in dict(map(reversed, socket.if_nameindex())), 'needs a network interface of its own')
+class Routes(TApplianceTest):
+    def test_answers_and_dumps_what_two_rounds_saw(self):
+        machine = TMachine(self.root)
+        machine.counters(1)
+        begin = time.monotonic()
+        daemon = self.start_up()
+        self.check_answers_before_the_first_round()
+        # The rounds come 10 s apart, counted from the start. In between the machine moves on.
+        time.sleep(begin + 1.5 * ROUND_S - time.monotonic())
+        machine.counters(2)
+        eventually(lambda: ask('cpu_info?method=cur_data&name=system_all')['data']['idle_pcnt'] not in ('-nan', 'nan'))
+        self.check_statistics()
+        self.check_seven_dumps()
+        self.assert_stops(daemon)
+        self.assertEqual({path.name for path in (self.root / 'Vdbglog/.velolog').iterdir()},
+                         {f'.velomond_{one}.log' for one in ('cpu', 'smart', 'reverse_proxy', 'camconn')})
+
+    def check_answers_before_the_first_round(self):
+        self.wait_for_request('/logs/dashboard/status/receiver/camera_recording')
+        self.wait_for_request('/recStreamService/ChannelConnStat')
+        status = ask('status')
+        self.assertEqual(list(status), ['return', 'cpu_info', 'mem_info', 'disk_info', 'network_info', 'daemon_list'])
+        self.assertEqual(status['cpu_info']['core_no'], os.cpu_count())
+        self.assertIn('system_all', status['cpu_info']['core_list'])
+        self.assertEqual(status['mem_info'], {'mem_phy': 0, 'mem_swap': 0})
+        self.assertEqual((status['disk_info'], status['network_info']), (['/dev/mapper/cachedev1'], ['nic0', 'nic1']))
+        self.assertEqual((len(status['daemon_list']), status['daemon_list'][13]), (21, 'VeloMond'))
+        self.assertEqual(ask('recording_state')['camera_recording_update'], 'normal')
+        self.assertEqual(ask('syshealth_info?method=fan_update')['data']['fan_update'], 'normal')
+        self.assertEqual(ask('syshealth_info?method=sys_health')['data'], {'sys_health': 'good'})
+        self.assertEqual(ask('smart_info?method=disk_update')['data']['disk_update'], 'normal')
+        cameras = json.loads((self.state / 'cameras.json').read_text())
+        for channel in cameras:
+            for key in ('conn_failed_count', 'conn_failed_step'):
+                channel.pop(key, None)
+        self.assertEqual(ask('cam_conn?method=channel_info')['data'], cameras)
+        self.assertEqual(ask('cam_conn?method=cur_data')['data'],
+                         {'cam_stat': '2' * 192, 'conf_changed': ZEROS, 'changed_flag': False, 'interval': '0',
+                          'timestamp': '0'})
+        for path, code in {'cpu_info': -4, 'mem_info': -4, 'network_info': -4, 'disk_info': -4, 'smart_info': -4,
+                           'syshealth_info': -4, 'cam_conn': -3, 'smart_info?method=x': -3, 'syshealth_info?method=x': -3,
+                           'mem_info?method=x&name=system_all': -3, 'network_info?method=x&if_name=nic0': -3,
+                           'disk_info?method=x&vol_name=y': -3, 'cpu_info?method=avg&type=-1&name=cpu0': -6,
+                           'mem_info?method=avg&type=-1&name=cpu0': -6, 'cam_conn?method=total&count=-1': -6,
+                           'network_info?method=avg&type=-1&if_name=nic0': -6,
+                           'disk_info?method=total&type=-3&vol_name=y': -6}.items():
+            self.assertEqual(ask(path), {'return': code}, path)
+        self.assertEqual(get('banip_mgr', 'PUT')[1], '{ "return": -1, "data": "function not support." }')
+        self.assertEqual(get('Notify', 'PUT')[1], '{ "retCode": -1 }')
+        self.assertEqual([get('nowhere')[0], get('status', 'PUT')[0], get('banip_mgr')[0]], [404, 405, 405])
+        self.assertEqual(get('health')[1], 'health')
+
+    def check_statistics(self):
+        system = {'user_pcnt': '15.0', 'sys_pcnt': '5.0', 'iowait_pcnt': '0.0', 'steal_pcnt': '0.0', 'idle_pcnt': '80.0'}
+        nothing = {'total_pcnt': '0.0', 'user_pcnt': '0.0', 'sys_pcnt': '0.0'}
+        memory = {'MemTotal': '4096000', 'MemFree': '1024000', 'MemAvailable': '1945600', 'Buffers': '102400',
+                  'Cached': '819200', 'SwapTotal': '2048000', 'SwapFree': '1536000', 'pgmajfault': '5', 'pgfault': '100'}
+        now = {**memory, 'MemUsed': '2150400', 'SReclaimable': '20480', 'zfs_mem_cache': '0'}
+        process = {'VmSize': '8000', 'VmRSS': str(500 * os.sysconf('SC_PAGE_SIZE') // 1024), 'maj_flt': '0', 'min_flt': '0'}
+        disk = {'throughput': '14', 'rd_latency': '2.0', 'wr_latency': '3.0', 'rd_io': '4', 'wr_io': '2'}
+        for path, wanted in {
+                'cpu_info?method=cur_data&name=system_all': system, 'cpu_info?method=avg&type=0&name=cpu0': system,
+                'cpu_info?method=line_data&name=system_all': {key: [value] for key, value in system.items()},
+                'cpu_info?method=avg&type=1&name=VeloMond': nothing,
+                'mem_info?method=cur_data&name=system_all': now, 'mem_info?method=avg&type=1&name=system_all': memory,
+                'mem_info?method=avg&name=Vnvrd': process,
+                'network_info?method=cur_data&if_name=nic0': {'tx': '1000', 'rx': '3000'},
+                'network_info?method=total&type=0&if_name=nic0': {'tx': '1000', 'rx': '3000'},
+                'network_info?method=cur_data&if_name=nic1': {'tx': '0', 'rx': '0'},
+                'disk_info?method=cur_data&vol_name=/dev/mapper/cachedev1': disk,
+                'disk_info?method=total&type=1&vol_name=/dev/mapper/cachedev1':
+                    {key: disk[key] for key in ('throughput', 'rd_io', 'wr_io')}}.items():
+            self.assertEqual(ask(path), {'return': 0, 'data': wanted}, path)
+        # Of an interval of about 10 s, as its length has it.
+        busy = ask('cpu_info?method=cur_data&name=Vnvrd')['data']
+        self.assertAlmostEqual(float(busy['user_pcnt']), 10.0, delta=1.5)
+        self.assertAlmostEqual(float(busy['total_pcnt']), 3 * float(busy['user_pcnt']), delta=0.2)
+        self.assertAlmostEqual(int(ask('network_info?method=avg&if_name=nic0')['data']['rx']), 300, delta=45)
+
+    def check_seven_dumps(self):
+        top = self.root / 'Vtmp/.sys_stats'
+        files = {'cpu_stats.csv', 'net_stats.csv', 'disk_stats.csv', 'mem_stats.csv'}
+        bak = {f'log_bak_{i}' for i in range(3)}
+        for folders in ({'log_0'}, {'log_0', 'log_1'}, {'log_0', 'log_1', 'log_2'}, bak | {'log_0'},
+                        bak | {'log_0', 'log_1'}, bak | {'log_0', 'log_1', 'log_2'}, bak | {'log_0', 'log_1', 'log_2'}):
+            before = {path: path.stat().st_mtime_ns for path in top.rglob('*.csv')}
+            self.assertEqual(get('statistics_dump')[1], '{ "return": 0 }')
+            self.assertEqual({path.name for path in top.iterdir()}, folders)
+            for folder in top.iterdir():
+                self.assertEqual({path.name for path in folder.iterdir()}, files)
+        self.assertEqual({path.parent.name for path, then in before.items() if path.stat().st_mtime_ns != then}, {'log_0'})
+        first = {path.name: path.read_text() for path in (top / 'log_0').iterdir()}
+        rows = {name: [line.split(', ') for line in text.splitlines()] for name, text in first.items()}
+        for name, row in {'cpu_stats.csv': ['idle', '80.0'], 'net_stats.csv': ['nic0'], 'mem_stats.csv': ['pgfault', '100'],
+                          'disk_stats.csv': ['wr_latency', '3.0']}.items():
+            self.assertIn(row, rows[name])
+        for name, text in first.items():
+            self.assertTrue(text.endswith('\n\n'), name)
+
+
+if __name__ == '__main__':
+    unittest.main()
