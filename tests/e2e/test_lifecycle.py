@@ -1,22 +1,59 @@
 """Start, signals and stop of the daemon, seen from outside."""
 
+import json
 import os
 import signal
 import socket
 import stat
 import unittest
 
+from appliance import TApplianceTest, TMachine
 from harness import HOST, PORT, TDaemonTest, eventually, get
 
 USAGE = ('VeloMond \nusage : VeloMond [OPTION]... \n\nOPTION: \n'
          '  -d                run as daemon.\n  -h                show this info.\n')
-START = ['main:main(277)\n==== execute VeloMond ==== \nis_daemon     : [false]\nexecute_time  : [',
-         'main:register_signal_handler(142)\nVeloMond:VeloMond_start(364)\n',
-         'sysstat_cpu.cpp:sysstat_cpu_init(792)\n', 'sysstat_cpu.h:TCpustatManager(227)\nsysstat_cpu.cpp:init_map(46)',
-         'VeloMond_RESTful:ntf_init(639)\n']
-STOP = ['main:proc_int(108)\n', 'VeloMond:VeloMond_stop(375)\nVeloMond_RESTful:ntf_uninit(646)\n',
-        ' VeloMond_monitor_main was terminated.\nend wait_for_terminate...\n',
-        'sysstat_cpu.cpp:sysstat_cpu_uninit(802)\nsysstat_cpu.h:~TCpustatManager(232)\n']
+TEMPLATE = 'statManager.h:TStatManagerBase(57)'
+START = ['main:main(277)', '==== execute VeloMond ==== ', 'is_daemon     : [false]', 'execute_time  : [',
+         'main:register_signal_handler(142)', 'VeloMond:VeloMond_start(364)',
+         'sysstat_cpu.cpp:sysstat_cpu_init(792)', TEMPLATE, 'sysstat_cpu.h:TCpustatManager(227)',
+         f'sysstat_cpu.cpp:init_map(46)smp_num_cpus=[{os.cpu_count()}]',
+         'sysstat_net.cpp:sysstat_net_init(405)', TEMPLATE, 'sysstat_net.h:TNetstatManager(90)',
+         'sysstat_net.cpp:init_map(29)',
+         'sysstat_disk.cpp:sysstat_disk_init(745)', TEMPLATE, 'sysstat_disk.h:TDiskstatManager(176)',
+         'sysstat_disk.cpp:init_map(53)',
+         'sysstat_memory.cpp:sysstat_memory_init(1096)', TEMPLATE, 'sysstat_memory.h:TMemorystatManager(244)',
+         'sysstat_memory.cpp:init_map(72)',
+         'sysstat_syshealth.cpp:sysstat_syshealth_init(190)', TEMPLATE, 'sysstat_camconn.h:TCamConnStatManager(86)',
+         'reverse_proxy.cpp:reverse_proxy_init(222)', 'VeloMond_RESTful:ntf_init(639)']
+
+
+def ended(body):
+    return [f' {body} was terminated.', 'end wait_for_terminate...']
+
+
+def deleted(keys):
+    return ['statManager.h:~TStatManagerBase(64)'] + [f'~TStatManagerBase, delete=[{key}]' for key in sorted(keys)]
+
+
+def stop_lines(interfaces, disks, processes):
+    """Everything that a stop tells, line by line."""
+    cores = [f'cpu{core}' for core in range(os.cpu_count())]
+    return ['main:proc_int(108)', 'VeloMond:VeloMond_stop(375)', 'VeloMond_RESTful:ntf_uninit(646)',
+            *ended('VeloMond_monitor_main'),
+            'sysstat_cpu.cpp:sysstat_cpu_uninit(802)', 'sysstat_cpu.h:~TCpustatManager(232)',
+            *deleted([*processes, *cores, 'system_all']),
+            'sysstat_net.cpp:sysstat_net_uninit(412)', 'sysstat_net.h:~TNetstatManager(95)', *deleted(interfaces),
+            *ended('disk_monitor_main'),
+            'sysstat_disk.cpp:sysstat_disk_uninit(756)', 'sysstat_disk.h:~TDiskstatManager(181)', *deleted(disks),
+            'sysstat_memory.cpp:sysstat_memory_uninit(1107)', 'sysstat_memory.h:~TMemorystatManager(249)',
+            *deleted([*processes, 'system_all']),
+            *ended('servername_monitor_main'), *ended('vol_monitor_main'), *ended('smart_monitor_main'),
+            'sysstat_syshealth.cpp:sysstat_syshealth_uninit(198)', *ended('syshealth_monitor_main'),
+            *ended('Recording_state_monitor_main'), *ended('camconn_monitor_main'),
+            'sysstat_camconn.h:~TCamConnStatManager(93)', *deleted(['MINUTE']), *ended('do_data_processing'),
+            'reverse_proxy.cpp:reverse_proxy_uninit(230)', *ended('rule_expired_detect')]
+
+
 LISTENER = '0100007F:27CF'  # 127.0.0.1:10191
 
 
@@ -30,14 +67,28 @@ class Options(TDaemonTest):
                 self.assertEqual(daemon.text(), 'main:main(277)\n' + before + USAGE)
 
 
-class Foreground(TDaemonTest):
-    def test_tells_its_start_and_stop_in_order(self):
+class Texts(TApplianceTest):
+    def test_start_and_stop_tell_their_steps_in_order_and_no_more(self):
+        TMachine(self.root)
         daemon = self.start_up()
-        self.assertIn('MAIN-worker', daemon.threads().values())
+        processes = json.loads(get('status')[1])['daemon_list']
+        interfaces = [name for _, name in socket.if_nameindex() if name.startswith('nic')]
+        self.assertLessEqual({'MAIN-worker', 'DISK-worker', 'SVRNAME-worker', 'VOL-worker', 'SMART-worker',
+                              'SYS_HEALTH-work', 'RECSTAT-worker', 'CAMCONN-worker', 'DB-worker', 'PROXY-worker'},
+                             set(daemon.threads().values()))
+        self.wait_for_request('/logs/dashboard/status/receiver/camera_recording')
         self.assert_stops(daemon)
-        self.assert_in_order(daemon.text(), START + STOP)
+        # This one line comes from a thread, at any time.
+        told = [line for line in daemon.text().splitlines() if not line.startswith('sysstat_vol.cpp:vol_monitor_main(')]
+        self.assertEqual(len(told) + 1, len(daemon.text().splitlines()))
+        self.assertRegex(told[3], r'^execute_time  : \[[A-Z][a-z]{2} [A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d \d{4}\]$')
+        told[3] = START[3]
+        asked = ['sysstat_disk.cpp:sysstat_disk_info(546)', 'sysstat_net.cpp:sysstat_net_info(336)']
+        self.assertEqual(told, START + asked + stop_lines(interfaces, ['/dev/mapper/cachedev1 1 3'], processes))
         self.assertFalse((self.root / 'var/lock/VeloMond').exists())
 
+
+class Foreground(TDaemonTest):
     def test_listens_on_the_loopback_address_alone(self):
         daemon = self.start_up()
         self.assertEqual(daemon.listeners(), [LISTENER])
@@ -96,7 +147,8 @@ class Foreground(TDaemonTest):
             eventually(lambda: 'MAIN-worker' in daemon.threads().values())
             self.assertEqual(daemon.listeners(), [])
             self.assert_stops(daemon)
-        self.assert_in_order(daemon.text(), STOP)
+        self.assert_in_order(daemon.text(), [line + '\n' for line in stop_lines([], [], [])
+                                               if '.h:' not in line and 'delete=' not in line])
 
     def test_twenty_starts_and_stops_leave_nothing(self):
         left = set()
