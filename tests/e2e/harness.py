@@ -30,6 +30,14 @@ def eventually(condition, timeout_s=10.0):
     return value
 
 
+def unless_gone(read):
+    """What read() gives; None for a thread or descriptor that has ended since."""
+    try:
+        return read()
+    except (FileNotFoundError, ProcessLookupError):
+        return None
+
+
 KEPT = set()  # processes of the tests themselves, none of the daemon's
 
 
@@ -112,10 +120,12 @@ class Daemon:
 
     def threads(self):
         """{thread id: name}"""
-        return {int(task.name): (task / 'comm').read_text().strip() for task in self.proc('task').iterdir()}
+        return {int(task.name): name.strip() for task in self.proc('task').iterdir()
+                if (name := unless_gone(lambda task=task: (task / 'comm').read_text()))}
 
     def descriptors(self):
-        return sorted(os.readlink(one) for one in self.proc('fd').iterdir())
+        return sorted(target for one in self.proc('fd').iterdir()
+                      if (target := unless_gone(lambda one=one: os.readlink(one))))
 
     def listeners(self):
         """Addresses that the process listens on, as /proc/net/tcp writes them."""
