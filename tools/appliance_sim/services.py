@@ -92,6 +92,14 @@ class TConfiguration:
         return None, -2
 
 
+def is_lease(kind, value):
+    if not isinstance(value, dict):
+        return False
+    if kind == 'services':
+        return isinstance(value.get('host'), str) and isinstance(value.get('port'), int) and 0 < value['port'] < 65536
+    return isinstance(value.get('route'), str) and value['route'].startswith('/')
+
+
 class THub:
     """Names, notices and the message bus; hub.json may hold answers of the bus."""
 
@@ -120,8 +128,7 @@ class THub:
                     value = json.loads(body)
                 except (ValueError, RecursionError):
                     value = None
-                wanted = {'host', 'port'} if kind == 'services' else {'route'}
-                if not isinstance(value, dict) or not wanted <= value.keys():
+                if not is_lease(kind, value):
                     return TAnswer({'error': 'body'}, 400)
                 now = time.monotonic()
                 self._leases = {one: lease for one, lease in self._leases.items() if lease[0] > now}
@@ -139,8 +146,11 @@ class THub:
             until, value = self._leases.get((kind, name), (0, None))
         if until > time.monotonic():
             return value
-        services = self._state.get_object('hub.json').get('services', {})
-        return services.get(name) if kind == 'services' else None
+        if kind != 'services':
+            return None
+        services = self._state.get_object('hub.json').get('services')
+        value = services.get(name) if isinstance(services, dict) else None
+        return value if is_lease(kind, value) else None
 
     def deliver_notices(self):
         """Runs until the stop: each JSON file that appears in the state's folder
@@ -151,18 +161,18 @@ class THub:
                 notice = self._state.get('notices/' + path.name)
                 with self._lock:
                     names = [name for kind, name in self._leases if kind == 'subscriptions']
-                if notice is None or not names:
+                takers = [(name, *found) for name in names
+                          if all(found := (self._find('services', name), self._find('subscriptions', name)))]
+                if notice is None or not takers:
                     continue  # not whole yet, or nobody to take it
                 path.unlink(missing_ok=True)
-                for name in names:
-                    self._deliver(name, notice)
+                self._state.get('notices/' + path.name)  # that it is gone: a new one is not this one
+                for taker in takers:
+                    self._deliver(*taker, notice)
 
-    def _deliver(self, name, notice):
-        service, subscription = self._find('services', name), self._find('subscriptions', name)
-        if not service or not subscription:
-            return
+    def _deliver(self, name, service, subscription, notice):
         body = json.dumps(notice).encode()
-        connection = http.client.HTTPConnection(HOST, int(service['port']), timeout=5)
+        connection = http.client.HTTPConnection(HOST, service['port'], timeout=5)
         try:
             connection.request('PUT', subscription['route'], body, {'Content-Type': 'application/json'})
             answer = connection.getresponse()
