@@ -45,7 +45,8 @@ public:
     TStatManagerBase(const TStatManagerBase &) = delete;
     TStatManagerBase &operator=(const TStatManagerBase &) = delete;
 
-    /* Stores one raw reading. 0, or -1 for an entity that is not tracked. */
+    /* Stores one raw reading. 0, or -1 for an entity that is not tracked. Kinds whose
+     * intervals are more than differences of counters override it around store(). */
     virtual int add_sample(const std::string &key, const T &raw)
     {
         return store(key, raw, [](const T &newer, const T &older) { return newer.difference(older); });

@@ -2,15 +2,16 @@
 
 #include <cinttypes>
 #include <cstdio>
+#include <functional>
 #include <unistd.h>
 
+#include "common/query.h"
 #include "platform/host_path.h"
 #include "platform/system_info.h"
 #include "platform/time_stamp.h"
 #include "stats/proc_text.h"
 #include "stats/stat_answer.h"
 #include "stats/stat_dump.h"
-#include "common/query.h"
 
 TMemorystatManager *g_p_MemorystatManager = nullptr;
 
@@ -177,6 +178,11 @@ TMemorystatManager::TMemorystatManager()
 TMemorystatManager::~TMemorystatManager()
 {
     trace("sysstat_memory.h", "~TMemorystatManager", 249);
+}
+
+int TMemorystatManager::add_sample(const std::string &key, const T_MEMORY_STAT &raw)
+{
+    return store(key, raw, std::mem_fn(&T_MEMORY_STAT::difference));
 }
 
 void TMemorystatManager::init_map()

@@ -12,6 +12,9 @@ public:
     TMemorystatManager();
     ~TMemorystatManager() override;
 
+    /* By the record's own rule: sizes are levels, only the faults are differences. */
+    int add_sample(const std::string &key, const T_MEMORY_STAT &raw) override;
+
 private:
     void init_map() override;
 };

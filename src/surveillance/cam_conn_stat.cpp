@@ -1,6 +1,7 @@
 #include "surveillance/cam_conn_stat.h"
 
 #include <algorithm>
+#include <functional>
 
 #include "common/trace.h"
 #include "platform/comutil.h"
@@ -63,6 +64,11 @@ TCamConnStatManager::TCamConnStatManager()
 TCamConnStatManager::~TCamConnStatManager()
 {
     trace(kHeader, "~TCamConnStatManager", 93);
+}
+
+int TCamConnStatManager::add_sample(const std::string &key, const T_CAM_CONN_STAT &raw)
+{
+    return store(key, raw, std::mem_fn(&T_CAM_CONN_STAT::difference));
 }
 
 void TCamConnStatManager::init_map()

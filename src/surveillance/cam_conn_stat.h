@@ -43,6 +43,9 @@ public:
     TCamConnStatManager();
     ~TCamConnStatManager() override;
 
+    /* By the record's own rule: counts are differences, flags are ORed. */
+    int add_sample(const std::string &key, const T_CAM_CONN_STAT &raw) override;
+
     /* The sum of the newest n samples, n = 0 for all of them; zeros when there are
      * none. In place of the general one, whose running sum would keep the flags of
      * samples that left the history. */
