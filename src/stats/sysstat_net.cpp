@@ -5,13 +5,13 @@
 #include <sys/socket.h>
 #include <utility>
 
+#include "common/query.h"
 #include "common/text.h"
 #include "platform/host_path.h"
 #include "platform/time_stamp.h"
 #include "stats/proc_text.h"
 #include "stats/stat_answer.h"
 #include "stats/stat_dump.h"
-#include "common/query.h"
 
 TNetstatManager *g_p_NetstatManager = nullptr;
 
