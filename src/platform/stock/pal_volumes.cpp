@@ -72,12 +72,14 @@ std::string device_folder(const T_MOUNT &mount)
     return "/sys/class/block" + node.substr(std::min(node.find_last_of('/'), node.size()));
 }
 
-/* Status and space. 0; negative when a mounted volume cannot be measured. */
+/* Status and space. 0; negative when a mounted volume cannot be measured. A
+ * volume without its space is told. */
 int measure(const T_VOLUME &volume, int32_t *status, t_volume_usage *usage)
 {
     T_MOUNT mount;
     int result = find_mount(volume, &mount);
     if (result == -ENODEV) {
+        log_Debug("volume %d at %s is not mounted", volume.id, volume.mount_point.c_str());
         *status = kVolumeNotMounted;
         return 0;
     }
@@ -107,12 +109,8 @@ uint32_t PAL_resmon_get_disk_usage(const t_auth & /*auth*/, const t_volume_info 
     for (const T_VOLUME &volume : volumes) {
         int32_t status = 0;
         t_volume_usage usage;
-        if (measure(volume, &status, &usage) != 0)
-            continue;
-        if (status >= 0)
+        if (measure(volume, &status, &usage) == 0 && status >= 0)
             info.usage.push_back(std::move(usage));
-        else
-            log_Debug("volume %d at %s is not mounted", volume.id, volume.mount_point.c_str());
     }
     out = std::move(info);
     return 0;
