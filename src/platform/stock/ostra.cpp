@@ -41,15 +41,18 @@ int COstraStorage::create_storage_setting()
 
 int COstraStorage::get_storage_flag(int *flag)
 {
+    if (!m_open)
+        return -EBADF; // told when it could not be opened
     std::string text;
     long long value = 0;
-    if (!m_open)
-        return -EBADF;
-    if (const int result = product_value("Storage", "flag", &text); result != 0)
+    int result = product_value("Storage", "flag", &text);
+    if (result == 0 && (!text_to_number(text, &value) || value < std::numeric_limits<int>::min() ||
+                        value > std::numeric_limits<int>::max()))
+        result = -EINVAL;
+    if (result != 0) {
+        log_Debug("storage flag [%s] of %s: %s", text.c_str(), kProductFile, strerror(-result));
         return result;
-    if (!text_to_number(text, &value) || value < std::numeric_limits<int>::min() ||
-        value > std::numeric_limits<int>::max())
-        return -EINVAL;
+    }
     *flag = static_cast<int>(value);
     return 0;
 }

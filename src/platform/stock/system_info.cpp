@@ -1,17 +1,28 @@
 #include "platform/system_info.h"
 
 #include <cerrno>
+#include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "platform/host_path.h"
+#include "platform/logging.h"
+
+namespace {
+
+constexpr const char *kZfsMarker = "/tarn/etc/TARN_ZFS";
+
+} // namespace
 
 int get_platform_system(uint32_t *type)
 {
     struct stat status = {};
-    const bool zfs = stat(host_path("/tarn/etc/TARN_ZFS").c_str(), &status) == 0;
-    if (!zfs && errno != ENOENT && errno != ENOTDIR)
-        return -errno;
+    const bool zfs = stat(host_path(kZfsMarker).c_str(), &status) == 0;
+    const int error = zfs ? 0 : errno;
+    if (error != 0 && error != ENOENT && error != ENOTDIR) {
+        log_Debug("%s cannot be looked for: %s", kZfsMarker, strerror(error));
+        return -error;
+    }
     *type = zfs ? 2 : 0;
     return 0;
 }
