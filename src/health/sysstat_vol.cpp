@@ -1,5 +1,7 @@
 #include "health/sysstat_vol.h"
 
+#include <algorithm>
+
 #include "common/debug_log.h"
 #include "common/local_time.h"
 #include "common/trace.h"
@@ -57,6 +59,10 @@ T_VOL_DUE vol_schedule_tick(T_VOL_SCHEDULE *schedule, int64_t wall_s, const stru
     const int64_t next_minute = wall_s / 60 * 60 + 60;
     const int64_t next_hour = wall_s / 3600 * 3600 + 3600;
     T_VOL_DUE due = {};
+    /* A clock that was set back, perhaps by years, must not leave the volumes
+     * unwatched until it is that late again. */
+    schedule->next_check_s = std::min(schedule->next_check_s, next_minute);
+    schedule->next_hour_s = std::min(schedule->next_hour_s, next_hour);
     const bool first = schedule->next_check_s == 0 || schedule->next_hour_s == 0;
     if (first || wall_s >= schedule->next_check_s) {
         due.check = true;
