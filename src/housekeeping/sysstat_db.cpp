@@ -37,9 +37,9 @@ t_volume_usage system_volume_usage()
     if (getSelfConf(kSystemVolumeKey, "0", id_text, 0) == 0)
         g_system_volume_id = text_to_int(id_text.c_str());
     t_auth auth;
-    (void)PAL_auth_get_auth(auth);
     t_volume_info info;
-    (void)PAL_resmon_get_disk_usage(auth, t_volume_info(), info);
+    if (PAL_auth_get_auth(auth) == 0)
+        (void)PAL_resmon_get_disk_usage(auth, t_volume_info(), info);
     const auto found = std::find_if(info.usage.begin(), info.usage.end(), [](const t_volume_usage &volume) {
         return volume.volume_id == g_system_volume_id;
     });

@@ -69,10 +69,13 @@ TEST_F(DatabaseThread, ChecksWhenTheHourChangesAndEachHourAgain)
 TEST_F(DatabaseThread, TriesEveryMinuteUntilThereIsAVolume)
 {
     fake::state()->self_conf["OSTRAPRO_SYS_VOL"] = "3";
-    fake::pass_waits(4); // 00:02
-    EXPECT_EQ(events(), 0U);
+    fake::pass_waits(3); // 00:01
     fake::state()->usage = {{3, 10 * kGb, kGb, 0, 0, {}}};
+    fake::state()->auth_result = 1;
     fake::pass_waits(1);
+    EXPECT_EQ(events(), 0U);
+    fake::state()->auth_result = 0;
+    fake::pass_waits(1); // 00:03
     EXPECT_EQ(events(), 1U);
     fake::state()->self_conf.clear(); // the id stays
     fake::pass_waits(57);             // 01:00
