@@ -86,7 +86,7 @@ void TWorker::wait_s(int seconds)
         vos_cond_wait(&m_cond, seconds);
 }
 
-void TWorker::see_through(void (*duty)())
+void TWorker::see_through(const std::function<void()> &duty)
 {
     platform_interrupt_on(nullptr);
     duty();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <pthread.h>
 
 #include "platform/vos_cond.h"
@@ -46,8 +47,9 @@ public:
     /* For the body. */
     bool terminated() const { return m_terminate.load(); }
     void wait_s(int seconds);
-    /* For a last duty: calls of the platform in it do not give up on a stop. */
-    void see_through(void (*duty)());
+    /* For a duty that must not end halfway: calls of the platform in it do not
+     * give up on a stop. */
+    void see_through(const std::function<void()> &duty);
 
 private:
     static void *enter(void *self);

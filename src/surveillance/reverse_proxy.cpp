@@ -137,24 +137,25 @@ void remove_from_bus(const t_vbus_reverse_proxy_info &request)
 }
 
 /* One pass. False when there was no list to go by. */
-bool remove_expired(const TWorker &self, bool is_first)
+bool remove_expired(TWorker *self, bool is_first)
 {
     std::vector<T_PROXY_RULE> rules;
     if (list_rules(&rules) != 0)
         return false;
     T_REMOVED removed;
     for (const T_PROXY_RULE &rule : rules) {
-        if (self.terminated())
+        if (self->terminated())
             break;
         if (is_first || proxy_remaining_ms(rule, current_time_stamp()) <= 0)
-            remove_rule(rule, &removed);
+            self->see_through([&] { remove_rule(rule, &removed); });
     }
     /* Also when a stop was asked for: what the service deleted it does not list
-     * again, so it would stay behind for good. */
+     * again, so it would stay behind for good. Requests end by their time-outs; a
+     * reload of the web server that hangs is given up. */
     if (!removed.files.empty())
         remove_files(removed.files);
     if (!removed.bus.rules.empty())
-        remove_from_bus(removed.bus);
+        self->see_through([&] { remove_from_bus(removed.bus); });
     return true;
 }
 
@@ -163,7 +164,7 @@ void rule_expired_detect(TWorker *self)
     log_File_Debug(kLogReverseProxy, "[%s][%d] start", kFunction, 199);
     bool first_done = false;
     while (!self->terminated()) {
-        const bool complete = remove_expired(*self, !first_done);
+        const bool complete = remove_expired(self, !first_done);
         self->wait_s(kPeriodS);
         first_done = first_done || complete;
     }

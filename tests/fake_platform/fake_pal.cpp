@@ -1,4 +1,5 @@
 #include "fake_platform/scripts.h"
+#include "platform/interrupt.h"
 
 using fake::state;
 
@@ -82,6 +83,8 @@ uint32_t PAL_vbus_nc_notify(const char *level, const char *type, const char *cat
 
 uint32_t PAL_vbus_update_reverse_proxy(const t_vbus_reverse_proxy_info &request, t_vbus_reverse_proxy_info &answer)
 {
+    if (platform_interrupted())
+        return 3;
     state()->proxy_requests.push_back(request);
     answer.response = state()->proxy_answer.response;
     return give(state()->proxy_result, state()->proxy_answer, answer);

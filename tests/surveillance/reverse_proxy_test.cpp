@@ -138,22 +138,24 @@ TEST_F(ReverseProxy, APassWithoutAListDoesNotCountAsTheFirstAndARefusedRuleStays
 TEST_F(ReverseProxy, AStopBeginsNoOtherRuleButFinishesTheOneBegun)
 {
     write_file(file("a"), "ProxyPass");
-    const std::string rules = list(rule("a", 0) + "," + rule("b", 0));
+    const std::string rules = list(rule("a", 0) + "," + rule("b", 1) + "," + rule("c", 0));
     std::atomic<bool> in_delete = false;
     fake::on_request([&](const fake::T_REQUEST &request, std::string *out) {
         *out = request.verb == "GET" ? rules : kDone;
-        in_delete = request.verb == "DELETE";
+        in_delete = request.verb == "DELETE" && request.params.at(1).second == "b";
         in_delete.notify_all();
-        while (in_delete && !platform_interrupted())
+        while (in_delete && fake::state()->cond_signals == 0)
             std::this_thread::yield();
-        return 0;
+        return platform_interrupted() ? 3 : 0;
     });
     reverse_proxy_init();
     in_delete.wait(false);
     reverse_proxy_uninit();
-    EXPECT_THAT(deleted(), ElementsAre("a"));
+    EXPECT_THAT(deleted(), ElementsAre("a", "b"));
     EXPECT_FALSE(exists(file("a")));
     EXPECT_THAT(fake::programs(), ElementsAre(kReload));
+    ASSERT_EQ(fake::state()->proxy_requests.size(), 1U);
+    EXPECT_EQ(fake::state()->proxy_requests[0].rules.size(), 1U);
 }
 
 } // namespace
