@@ -94,6 +94,17 @@ void print_banner()
     tell("execute_time  : [%s]\n", execute_time.c_str());
 }
 
+/* Whoever starts us may have closed these. The next file or socket would take
+ * their numbers, and trace lines would go into it. */
+void fill_standard_descriptors()
+{
+    int fd = open("/dev/null", O_RDWR);
+    while (fd >= 0 && fd <= STDERR_FILENO)
+        fd = open("/dev/null", O_RDWR);
+    if (fd > STDERR_FILENO)
+        close(fd);
+}
+
 void daemonize()
 {
     tell("%s()\n", "daemonize");
@@ -140,6 +151,7 @@ void hold_signals(bool hold)
 
 int main(int argc, char **argv)
 {
+    fill_standard_descriptors();
     trace("main", "main", 277);
     parse_options(argc, argv);
     print_banner();

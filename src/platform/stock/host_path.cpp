@@ -4,15 +4,16 @@
 
 namespace {
 
-/* Read once: a prefix that moved while the daemon runs would tear its files. */
+/* Read once: a prefix that moved while the daemon runs would tear its files. Never
+ * destroyed: threads that nobody waits for may still ask for it at exit. */
 const std::string &host_root()
 {
-    static const std::string root = [] {
+    static const std::string &root = *[] {
         const char *value = secure_getenv("VELOMOND_ROOT");
         std::string text = value != nullptr ? value : "";
         while (!text.empty() && text.back() == '/')
             text.pop_back();
-        return text;
+        return new std::string(text);
     }();
     return root;
 }
