@@ -1,0 +1,93 @@
+#!/bin/bash
+# try.sh DEB: installs the package into an empty tree, starts the daemon there as
+# its unit does and asks it, then removes and purges the package. In network and
+# mount namespaces of its own: this machine stays as it is.
+set -euo pipefail
+if [ -z "${VELOMOND_APART:-}" ]; then
+    for apart in -nm -rnm; do
+        if unshare $apart true 2>/dev/null; then
+            VELOMOND_APART=1 exec unshare $apart "$0" "$@"
+        fi
+    done
+    echo 'no namespaces are allowed here: nothing was tried' >&2
+    exit 1
+fi
+deb=$(readlink -f "$1")
+tree=$(mktemp -d "${TMPDIR:-/tmp}/velomond_package_XXXXXX")
+pid=
+trap '[ -z "$pid" ] || kill -KILL $pid 2>/dev/null || true; rm -rf "$tree"' EXIT
+
+fail()
+{
+    printf 'try: %s\n' "$*" >&2
+    [ ! -s "$tree/stderr" ] || tail -n 20 "$tree/stderr" >&2
+    exit 1
+}
+
+# Maintainer scripts run without chroot and find the tree in DPKG_ROOT.
+in_tree()
+{
+    dpkg --root="$tree" --log=/dev/null --force-script-chrootless --force-depends "$@" >"$tree/dpkg.log" 2>&1 ||
+        { cat "$tree/dpkg.log" >&2; fail "dpkg $*"; }
+}
+
+# Files and links that are not dpkg's own, nor what this script put there.
+left_over()
+{
+    find "$tree" -path "$tree/var/lib/dpkg" -prune -o ! -type d -printf '%P\n' | sort | comm -23 - <(sort "$1")
+}
+
+ip link set lo up
+mount -t tmpfs tmpfs /dev/shm
+mkdir -p "$tree"/var/lib/dpkg/{info,updates,triggers} "$tree"/var/lock
+touch "$tree/var/lib/dpkg/status" "$tree/stderr" "$tree/dpkg.log"
+
+in_tree --install "$deb"
+unit=$tree/usr/lib/systemd/system/velomond.service
+[ -L "$tree/etc/systemd/system/multi-user.target.wants/velomond.service" ] || fail 'the unit is not enabled'
+for folder in Vtmp Vdbglog; do
+    [ -d "$tree/$folder" ] || fail "no /$folder"
+done
+(cd "$tree" && md5sum --quiet -c var/lib/dpkg/info/velomond.md5sums) || fail 'files are not as packaged'
+
+# The packaged examples and stand-ins make the tree a root to run on.
+{
+    (cd "$tree/usr/share/doc/velomond/examples" && find . ! -type d -printf '%P\n')
+    printf '%s\n' proc sys stderr dpkg.log usr/bin/{ostra_log_tool,vcmd} var/log/velomond_tools.jsonl
+} >"$tree/var/lib/dpkg/ours"
+cp -R "$tree"/usr/share/doc/velomond/examples/. "$tree"
+mkdir -p "$tree"/usr/bin "$tree"/share/{System/database,Recordings}
+for tool in ostra_log_tool vcmd; do
+    cp "$tree/usr/share/velomond/standins/appliance_tool" "$tree/usr/bin/$tool"
+done
+ln -s /proc /sys "$tree"
+
+# As the unit does it; the process that stays tells its id.
+read -ra start < <(sed -n 's/^ExecStart=//p' "$unit")
+VELOMOND_ROOT=$tree "$tree${start[0]}" "${start[@]:1}" 2>>"$tree/stderr" || fail 'the daemon did not start'
+for _ in {1..100}; do
+    pid=$(sed -n 's/^pid=\[\([0-9]*\)\]$/\1/p' "$tree/stderr")
+    [ -n "$pid" ] && answer=$(curl -sf http://127.0.0.1:10191/sysmonService/status) && break
+    sleep 0.1
+done
+[[ ${answer:-} == *'"return": 0'*'"VeloMond"'* ]] || fail "the answer is [${answer:-}]"
+[ "$(curl -sf http://127.0.0.1:10191/sysmonService/health)" = health ] || fail 'not healthy'
+curl -sf http://127.0.0.1:10191/sysmonService/statistics_dump >/dev/null
+[ -s "$tree/Vtmp/.sys_stats/log_0/cpu_stats.csv" ] || fail 'no dump'
+[ -n "$(ls -A "$tree/Vdbglog/.velolog")" ] || fail 'no debug log'
+kill -TERM "$pid"
+for _ in {1..100}; do
+    kill -0 "$pid" 2>/dev/null || break
+    sleep 0.1
+done
+! kill -0 "$pid" 2>/dev/null || fail 'the daemon does not stop'
+pid=
+
+in_tree --remove velomond
+[ ! -e "$tree/usr/sbin/VeloMond" ] && [ ! -e "$unit" ] || fail 'removal left files'
+[ -e "$tree/Vtmp/.sys_stats/log_0/cpu_stats.csv" ] || fail 'removal took the dumps'
+in_tree --purge velomond
+left=$(left_over "$tree/var/lib/dpkg/ours")
+[ -z "$left" ] || fail "left after the purge: $left"
+[ ! -e "$tree/Vtmp" ] && [ ! -e "$tree/Vdbglog" ] || fail 'the purge left empty folders'
+echo "installed, started, asked, stopped, removed, purged: ${deb##*/}"
