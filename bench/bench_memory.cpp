@@ -1,6 +1,7 @@
 #include "bench.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "core/VeloMond.h"
@@ -21,8 +22,8 @@ double pss_mib()
     char line[256];
     long kib = 0;
     while (fgets(line, sizeof(line), file) != nullptr) {
-        if (sscanf(line, "Pss: %ld", &kib) == 1)
-            break;
+        if (strncmp(line, "Pss:", 4) == 0)
+            kib = strtol(line + 4, nullptr, 10);
     }
     (void)fclose(file);
     return static_cast<double>(kib) / 1024;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -69,7 +70,7 @@ std::string take(const TFd &peer, size_t size)
         text.append(chunk, static_cast<size_t>(got));
         const size_t head = text.find("\r\n\r\n");
         if (wanted == 0 && head != std::string::npos)
-            wanted = head + 4 + static_cast<size_t>(atoi(text.c_str() + text.find("Content-Length: ") + 16));
+            wanted = head + 4 + strtoul(text.c_str() + text.find("Content-Length: ") + 16, nullptr, 10);
     }
     return text;
 }
@@ -79,6 +80,7 @@ std::string take(const TFd &peer, size_t size)
 double rate(uint16_t port, int count)
 {
     std::vector<TFd> peers;
+    peers.reserve(static_cast<size_t>(count));
     for (int i = 0; i < count; ++i)
         peers.push_back(connect_to(port));
     if (!ask(peers[0]))

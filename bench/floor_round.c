@@ -52,17 +52,17 @@ long floor_scan(const char *const *names, size_t count, int want_stat, int want_
             continue;
         char path[300];
         char *end = stpcpy(path, entry->d_name);
-        strcpy(end, "/comm");
+        memcpy(end, "/comm", sizeof("/comm"));
         const long length = read_at(dirfd(dir), path, 63);
         if (length < 2 || !is_wanted(names, count, length))
             continue;
         ++found;
         if (want_statm) {
-            strcpy(end, "/statm");
+            memcpy(end, "/statm", sizeof("/statm"));
             read_at(dirfd(dir), path, 128);
         }
         if (want_stat) {
-            strcpy(end, "/stat");
+            memcpy(end, "/stat", sizeof("/stat"));
             read_at(dirfd(dir), path, 1023);
         }
     }

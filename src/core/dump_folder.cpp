@@ -53,7 +53,7 @@ std::string dump_folder_open()
         rotate();
         number = 0;
     }
-    const std::string folder = folder_path("log", number);
+    std::string folder = folder_path("log", number);
     (void)mkdir(host_path(folder).c_str(), kFolderMode);
     return folder;
 }
