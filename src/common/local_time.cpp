@@ -4,10 +4,7 @@
 
 struct tm local_time_of(time_t seconds)
 {
-    struct tm date = {};
-    tzset(); // localtime_r alone would keep the zone of its first call for years
-    localtime_r(&seconds, &date);
-    return date;
+    return get_local_time(seconds);
 }
 
 time_t wall_clock_s()

@@ -12,7 +12,10 @@ uint64_t current_time_stamp();
 uint64_t current_time_stamp_mono();
 uint64_t current_time_stamp_mono_r();
 
+/* The local calendar time of a wall-clock moment. A time zone that is changed
+ * while the process runs counts from the next call on. Any thread may call. */
+struct tm get_local_time(time_t seconds);
+
 /* The local date and time of the moment at which the monotonic clock showed
- * `mono_ms`. Returns 0; -1 when the moment has no calendar date, and then *date
- * keeps what it had. */
+ * `mono_ms`. Returns 0. */
 int get_date_and_time(struct tm *date, uint64_t mono_ms);

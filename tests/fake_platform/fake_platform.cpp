@@ -175,13 +175,16 @@ uint64_t current_time_stamp_mono_r()
     return fake::g_mono_ms;
 }
 
+struct tm get_local_time(time_t seconds)
+{
+    struct tm date = {};
+    localtime_r(&seconds, &date);
+    return date;
+}
+
 int get_date_and_time(struct tm *date, uint64_t mono_ms)
 {
-    const auto seconds = static_cast<time_t>((fake::g_wall_ms - fake::g_mono_ms + mono_ms) / 1000);
-    struct tm result = {};
-    if (localtime_r(&seconds, &result) == nullptr)
-        return -1;
-    *date = result;
+    *date = get_local_time(static_cast<time_t>((fake::g_wall_ms - fake::g_mono_ms + mono_ms) / 1000));
     return 0;
 }
 

@@ -1,5 +1,6 @@
 #include "platform/time_stamp.h"
 
+#include <mutex>
 #include <sys/time.h>
 
 uint64_t current_time_stamp()
@@ -21,15 +22,21 @@ uint64_t current_time_stamp_mono()
     return current_time_stamp_mono_r();
 }
 
+struct tm get_local_time(time_t seconds)
+{
+    /* The C library guards its zone by itself; with ours the sanitizers see it too. */
+    static std::mutex zone_lock;
+    const std::lock_guard<std::mutex> guard(zone_lock);
+    struct tm date = {};
+    tzset(); // localtime_r alone would keep the zone of its first call for years
+    localtime_r(&seconds, &date);
+    return date;
+}
+
 int get_date_and_time(struct tm *date, uint64_t mono_ms)
 {
     /* Unsigned on purpose: a moment before or after now gives the same sum. */
     const uint64_t wall_ms = current_time_stamp() - current_time_stamp_mono_r() + mono_ms;
-    const auto seconds = static_cast<time_t>(wall_ms / 1000);
-    struct tm result = {};
-    tzset(); // a time zone set since the last call counts
-    if (localtime_r(&seconds, &result) == nullptr)
-        return -1;
-    *date = result;
+    *date = get_local_time(static_cast<time_t>(wall_ms / 1000));
     return 0;
 }
