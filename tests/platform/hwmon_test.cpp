@@ -12,8 +12,6 @@ using T_FANS = std::vector<std::pair<std::string, std::string>>;
 TEST(Fans, AFlagThatIsSetFailsTheFan)
 {
     EXPECT_EQ(hwmon_status({"f", "", ""}), "0");
-    EXPECT_EQ(hwmon_status({"f", "0", "0"}), "0");
-    EXPECT_EQ(hwmon_status({"f", "1", ""}), "9");
     EXPECT_EQ(hwmon_status({"f", "0", "1"}), "9");
     EXPECT_EQ(hwmon_fan_numbers({"fan10_alarm", "fan1_input", "fan2_fault", "fan2_input", "fan3_min", "fan_input",
                                  "fanx_input", "fan4", "temp1_input", "pwm1"}),
@@ -40,7 +38,6 @@ TEST(Fans, AreReadFromAllChipsAndSummedUp)
     g_stock_root.folder(chip + "/fan3_alarm"); // cannot be read: nobody knows
     EXPECT_EQ(PAL_mgr_syshealth_info(nullptr, &info, &text), 0U);
     EXPECT_EQ(info.fans, (T_FANS{{"nct6775 fan1", "9"}, {"Rear fan", "0"}}));
-    EXPECT_EQ(info.text, "fan failed");
     EXPECT_EQ(text, "fan failed");
 }
 

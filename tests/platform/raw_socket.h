@@ -56,9 +56,8 @@ public:
     explicit TRawClient(int port) : m_fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
     {
         const sockaddr_in address = loopback(port);
-        m_connected = connect(m_fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)) == 0;
+        (void)connect(m_fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address));
     }
-    bool connected() const { return m_connected; }
 
     /* False when the peer has gone away. */
     bool say(std::string_view text) const
@@ -102,15 +101,14 @@ public:
 
 private:
     TFd m_fd;
-    bool m_connected = false;
 };
 
-/* A peer that takes one request and answers with what it was given, `filler`
- * times the last of it. Then it closes, or holds the connection to its end. */
+/* A peer that takes one request and answers with what it was given and so many
+ * KiB of filler. Then it closes, or holds the connection to its end. */
 class TScriptedPeer {
 public:
-    TScriptedPeer(const std::string &answer, const std::string &filler, size_t filler_times, bool holds)
-        : m_thread([=, this] { serve(answer, filler, filler_times, holds); })
+    TScriptedPeer(const std::string &answer, size_t filler_kib, bool holds)
+        : m_thread([=, this] { serve(answer, filler_kib, holds); })
     {
     }
     ~TScriptedPeer()
@@ -122,14 +120,15 @@ public:
     int port() const { return m_listener.port(); }
 
 private:
-    void serve(const std::string &answer, const std::string &filler, size_t filler_times, bool holds) const
+    void serve(const std::string &answer, size_t filler_kib, bool holds) const
     {
         const TFd client(accept4(m_listener.fd(), nullptr, nullptr, SOCK_CLOEXEC));
         char request[4096];
         if (!client.is_open() || recv(client.get(), request, sizeof(request), 0) <= 0)
             return;
         bool heard = send(client.get(), answer.data(), answer.size(), MSG_NOSIGNAL) >= 0;
-        for (size_t i = 0; i < filler_times && heard && !m_end; ++i)
+        const std::string filler(1024, 'x');
+        for (size_t i = 0; i < filler_kib && heard && !m_end; ++i)
             heard = send(client.get(), filler.data(), filler.size(), MSG_NOSIGNAL) >= 0;
         while (holds && !m_end && recv(client.get(), request, sizeof(request), 0) > 0) {
         }

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/mman.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -36,17 +35,10 @@ protected:
     const std::string m_name;
 };
 
-TEST_F(ShmRecord, HoldsTheLastRecordAndZerosBefore)
-{
-    EXPECT_EQ(get().disk_present, 0);
-    EXPECT_EQ(set(1), 0);
-    EXPECT_EQ(set(2), 0);
-    EXPECT_EQ(get().storage_setting, 2);
-}
-
 TEST_F(ShmRecord, TakesOverWhatACrashLeft)
 {
-    leave("x", 1); // made, not grown
+    EXPECT_EQ(get().disk_present, 0); // nothing yet
+    leave("x", 1);                    // made, not grown
     EXPECT_EQ(get().disk_present, 0);
     EXPECT_EQ(set(3), 0);
     EXPECT_EQ(get().reserved, 3);
@@ -64,23 +56,13 @@ TEST_F(ShmRecord, TakesOverWhatACrashLeft)
     EXPECT_EQ(get().reserved, 7);
 }
 
-TEST_F(ShmRecord, AWriterThatHangsStopsWritersOnlyAndOneThatDiesNobody)
+TEST_F(ShmRecord, AWriterThatHangsStopsWritersOnly)
 {
     ASSERT_EQ(set(1), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        const TFd dying(shm_open(m_name.c_str(), O_RDWR, 0));
-        _exit(flock(dying.get(), LOCK_EX)); // without giving it back
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_EQ(status, 0);
-    EXPECT_EQ(set(2), 0);
-
     const TFd hanging(shm_open(m_name.c_str(), O_RDWR, 0));
     ASSERT_EQ(flock(hanging.get(), LOCK_EX), 0);
-    EXPECT_EQ(set(3), -EBUSY);
-    EXPECT_EQ(get().disk_present, 2);
+    EXPECT_EQ(set(2), -EBUSY);
+    EXPECT_EQ(get().disk_present, 1);
 }
 
 TEST_F(ShmRecord, ReadersAndTwoWritersNeverMixRecords)

@@ -46,73 +46,69 @@ TEST_F(SsciClient, CarriesArgumentsAndBodies)
     EXPECT_EQ(ssci_POST_request("localhost", port, "/told", std::string(40000, 'x'), &m_answer, 5), SSCI_OK);
     EXPECT_EQ(m_answer, "POST a= b c= body=" + std::string(40000, 'x'));
     EXPECT_EQ(ssci_PUT_request("localhost", port, "/told", "", nullptr, 5), SSCI_OK);
-    EXPECT_EQ(__ssci_errno(), 0);
 }
 
 TEST_F(SsciClient, RefusesWrongArguments)
 {
-    EXPECT_EQ(ssci_GET_request(nullptr, 80, "/", {}, &m_answer, 1), SSCI_WRONG_ARGUMENTS);
-    EXPECT_EQ(ssci_GET_request("localhost", 80, nullptr, {}, &m_answer, 1), SSCI_WRONG_ARGUMENTS);
-    EXPECT_EQ(ssci_GET_request("localhost", 80, "/a b", {}, &m_answer, 1), SSCI_WRONG_ARGUMENTS);
-    EXPECT_EQ(ssci_GET_request("localhost", 80, "/\r\nX: 1", {}, &m_answer, 1), SSCI_WRONG_ARGUMENTS);
-    EXPECT_EQ(ssci_GET_request("localhost", 0, "/", {}, &m_answer, 1), SSCI_WRONG_ARGUMENTS);
-    EXPECT_EQ(ssci_GET_request("localhost", 65536, "/", {}, &m_answer, 1), SSCI_WRONG_ARGUMENTS);
-    EXPECT_EQ(ssci_GET_request("localhost", 80, "/", {}, &m_answer, 0), SSCI_WRONG_ARGUMENTS);
-    EXPECT_EQ(ssci_GET_request("example.com", 80, "/", {}, &m_answer, 1), SSCI_WRONG_ARGUMENTS);
-    EXPECT_EQ(ssci_GET_request("127.0.0.1:80@example.com", 80, "/", {}, &m_answer, 1), SSCI_WRONG_ARGUMENTS);
+    const struct {
+        const char *host;
+        int port;
+        const char *path;
+        int timeout_s;
+    } cases[] = {{nullptr, 80, "/", 1},
+                 {"localhost", 80, nullptr, 1},
+                 {"localhost", 80, "/a b", 1},
+                 {"localhost", 80, "/\r\nX: 1", 1},
+                 {"localhost", 0, "/", 1},
+                 {"localhost", 65536, "/", 1},
+                 {"localhost", 80, "/", 0},
+                 {"example.com", 80, "/", 1},
+                 {"127.0.0.1:80@example.com", 80, "/", 1}};
+    for (const auto &one : cases)
+        EXPECT_EQ(ssci_GET_request(one.host, one.port, one.path, {}, &m_answer, one.timeout_s), SSCI_WRONG_ARGUMENTS)
+            << &one - cases;
+    EXPECT_EQ(ssci_GET_request("", "/", {}, &m_answer, 1), SSCI_WRONG_ARGUMENTS);
     EXPECT_EQ(ssci_nameserver_init(nullptr, 80), SSCI_WRONG_ARGUMENTS);
     EXPECT_EQ(m_answer, "before");
 }
 
-struct T_PEER_CASE {
-    const char *name;
-    const char *answer;
-    size_t filler_kib;
-    bool holds;
-    long long result;
-};
-class SsciPeer : public SsciClient, public testing::WithParamInterface<T_PEER_CASE> {};
-
-TEST_P(SsciPeer, GivesADefinedResult)
+TEST_F(SsciClient, GivesADefinedResultWhateverThePeerDoes)
 {
-    const T_PEER_CASE &one = GetParam();
-    const TScriptedPeer peer(one.answer, std::string(1024, 'x'), one.filler_kib, one.holds);
-    const uint64_t lasted_ms =
-        duration_ms([&] { EXPECT_EQ(ssci_GET_request("localhost", peer.port(), "/", {}, &m_answer, 1), one.result); });
-    EXPECT_LT(lasted_ms, 2500U);
-    EXPECT_EQ(__ssci_errno() != 0, one.result == SSCI_TRANSPORT_ERROR) << ssci_strerror(__ssci_errno());
-    EXPECT_EQ(m_answer == "before", one.result != SSCI_OK);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Peers, SsciPeer,
-    testing::Values(
-        T_PEER_CASE{"Hangs", "", 0, true, SSCI_TRANSPORT_ERROR},
-        T_PEER_CASE{"HangsInMidAnswer", "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{", 0, true, SSCI_TRANSPORT_ERROR},
-        T_PEER_CASE{"Closes", "", 0, false, SSCI_TRANSPORT_ERROR},
-        T_PEER_CASE{"ClosesInMidAnswer", "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{", 0, false,
-                    SSCI_TRANSPORT_ERROR},
-        T_PEER_CASE{"IsNoHttp", "SSH-2.0-x\r\n", 0, false, SSCI_TRANSPORT_ERROR},
-        T_PEER_CASE{"OneMebibyte", "HTTP/1.1 200 OK\r\n\r\n", 1024, false, SSCI_OK},
-        T_PEER_CASE{"MoreThanThat", "HTTP/1.1 200 OK\r\n\r\nx", 1024, false, SSCI_TRANSPORT_ERROR},
-        T_PEER_CASE{"HundredMegabytes", "HTTP/1.1 200 OK\r\n\r\n", 100000, false, SSCI_TRANSPORT_ERROR},
-        T_PEER_CASE{"HeaderWithoutEnd", "HTTP/1.1 200 OK\r\nX: ", 100000, false, SSCI_TRANSPORT_ERROR},
-        T_PEER_CASE{"NoContent", "HTTP/1.1 204 No Content\r\n\r\n", 0, true, SSCI_OK},
-        T_PEER_CASE{"Redirect", "HTTP/1.1 302 Found\r\nLocation: /told\r\nContent-Length: 0\r\n\r\n", 0, true,
-                    SSCI_BAD_STATUS},
-        T_PEER_CASE{"ServerError", "HTTP/1.1 500 No\r\nContent-Length: 2\r\n\r\n{}", 0, true, SSCI_BAD_STATUS}),
-    [](const auto &one) { return std::string(one.param.name); });
-
-TEST_F(SsciClient, TellsAnAbsentPeerPerThread)
-{
+    const struct {
+        const char *answer;
+        size_t filler_kib;
+        bool holds;
+        long long result;
+    } cases[] = {{"", 0, true, SSCI_TRANSPORT_ERROR},
+                 {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{", 0, true, SSCI_TRANSPORT_ERROR},
+                 {"", 0, false, SSCI_TRANSPORT_ERROR},
+                 {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{", 0, false, SSCI_TRANSPORT_ERROR},
+                 {"SSH-2.0-x\r\n", 0, false, SSCI_TRANSPORT_ERROR},
+                 {"HTTP/1.1 200 OK\r\n\r\n", 1024, false, SSCI_OK},
+                 {"HTTP/1.1 200 OK\r\n\r\nx", 1024, false, SSCI_TRANSPORT_ERROR},
+                 {"HTTP/1.1 200 OK\r\nX: ", 100000, false, SSCI_TRANSPORT_ERROR},
+                 {"HTTP/1.1 204 No Content\r\n\r\n", 0, true, SSCI_OK},
+                 {"HTTP/1.1 302 Found\r\nLocation: /told\r\nContent-Length: 0\r\n\r\n", 0, true, SSCI_BAD_STATUS},
+                 {"HTTP/1.1 500 No\r\nContent-Length: 2\r\n\r\n{}", 0, true, SSCI_BAD_STATUS}};
+    for (const auto &one : cases) {
+        SCOPED_TRACE(&one - cases);
+        m_answer = "before";
+        const TScriptedPeer peer(one.answer, one.filler_kib, one.holds);
+        EXPECT_LT(duration_ms([&] {
+                      EXPECT_EQ(ssci_GET_request("localhost", peer.port(), "/", {}, &m_answer, 1), one.result);
+                  }),
+                  2500U);
+        EXPECT_EQ(__ssci_errno() != 0, one.result == SSCI_TRANSPORT_ERROR) << ssci_strerror(__ssci_errno());
+        EXPECT_EQ(m_answer == "before", one.result != SSCI_OK);
+    }
     EXPECT_EQ(ssci_GET_request("localhost", free_port(), "/", {}, &m_answer, 5), SSCI_TRANSPORT_ERROR);
     EXPECT_NE(std::string(ssci_strerror(__ssci_errno())).find("connect"), std::string::npos);
-    std::thread([] { EXPECT_EQ(__ssci_errno(), 0); }).join();
+    std::thread([] { EXPECT_EQ(__ssci_errno(), 0); }).join(); // each thread has its own
 }
 
 TEST_F(SsciClient, GivesUpWhenAskedTo)
 {
-    const TScriptedPeer peer("", "", 0, true);
+    const TScriptedPeer peer("", 0, true);
     std::atomic<bool> flag{false};
     std::thread asking([&flag] {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
@@ -127,52 +123,29 @@ TEST_F(SsciClient, GivesUpWhenAskedTo)
     asking.join();
 }
 
-struct T_LOOKUP_CASE {
-    const char *name;
-    const char *answer; // of the name server; %d: the port of the service
-    const char *service;
-    long long result;
-};
-class SsciLookup : public SsciClient, public testing::WithParamInterface<T_LOOKUP_CASE> {};
-
-TEST_P(SsciLookup, FindsTheServiceOrSaysSo)
+TEST_F(SsciClient, FindsAServiceByNameOrSaysSo)
 {
-    const T_LOOKUP_CASE &one = GetParam();
-    char answer[128];
-    snprintf(answer, sizeof(answer), "HTTP/1.1 %s", one.answer);
-    if (char *const port = strstr(answer, "PORT"); port != nullptr) {
-        std::string text = answer;
-        text.replace(static_cast<size_t>(port - answer), 4, std::to_string(m_server.port()));
-        snprintf(answer, sizeof(answer), "%s", text.c_str());
-    }
-    const TScriptedPeer name_server(*one.answer != '\0' ? answer : "", "", 0, *one.answer == '\0');
-    ASSERT_EQ(ssci_nameserver_init("localhost", name_server.port()), SSCI_OK);
-    EXPECT_EQ(ssci_GET_request(one.service, "told", {{"a", "1"}}, &m_answer, 2), one.result);
-    EXPECT_EQ(m_answer, one.result == SSCI_OK ? "GET a=1 b c= body=" : "before");
+    const auto ask = [this](const std::string &name_server_answer) {
+        const TScriptedPeer name_server(name_server_answer, 0, name_server_answer.empty());
+        EXPECT_EQ(ssci_nameserver_init("localhost", name_server.port()), SSCI_OK);
+        return ssci_GET_request("some service", "told", {{"a", "1"}}, &m_answer, 2);
+    };
+    const std::string ok = "HTTP/1.1 200 OK\r\n\r\n";
+    const std::string port = std::to_string(m_server.port());
+    for (const std::string &answer :
+         {ok + R"({"host":"10.0.0.1","port":)" + port + "}", ok + R"({"host":"localhost","port":")" + port + "\"}",
+          ok + R"({"host":"localhost","port":4294967297})", ok + "[1]", ok, std::string("HTTP/1.1 404 No\r\n\r\n"),
+          std::string()})
+        EXPECT_EQ(ask(answer), SSCI_UNKNOWN_SERVICE) << answer;
+    EXPECT_EQ(m_answer, "before");
+    EXPECT_EQ(ask(ok + R"({"host":"localhost","port":)" + port + "}"), SSCI_OK);
+    EXPECT_EQ(m_answer, "GET a=1 b c= body=");
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Answers, SsciLookup,
-    testing::Values(
-        T_LOOKUP_CASE{"Known", "200 OK\r\n\r\n{\"host\":\"localhost\",\"port\":PORT}", "some service", SSCI_OK},
-        T_LOOKUP_CASE{"Elsewhere", "200 OK\r\n\r\n{\"host\":\"10.0.0.1\",\"port\":PORT}", "some", SSCI_UNKNOWN_SERVICE},
-        T_LOOKUP_CASE{"PortAsText", "200 OK\r\n\r\n{\"host\":\"localhost\",\"port\":\"PORT\"}", "some",
-                      SSCI_UNKNOWN_SERVICE},
-        T_LOOKUP_CASE{"PortTooLarge", "200 OK\r\n\r\n{\"host\":\"localhost\",\"port\":4294967297}", "some",
-                      SSCI_UNKNOWN_SERVICE},
-        T_LOOKUP_CASE{"NoObject", "200 OK\r\n\r\n[1]", "some", SSCI_UNKNOWN_SERVICE},
-        T_LOOKUP_CASE{"Empty", "200 OK\r\n\r\n", "some", SSCI_UNKNOWN_SERVICE},
-        T_LOOKUP_CASE{"NotFound", "404 No\r\n\r\n", "some", SSCI_UNKNOWN_SERVICE},
-        T_LOOKUP_CASE{"Hangs", "", "some", SSCI_UNKNOWN_SERVICE},
-        T_LOOKUP_CASE{"NoName", "404 No\r\n\r\n", "", SSCI_WRONG_ARGUMENTS}),
-    [](const auto &one) { return std::string(one.param.name); });
 
 TEST(HubTexts, AreJsonWhateverTheyCarry)
 {
-    EXPECT_EQ(hub_address_text("localhost", 10191), R"({"host":"localhost","port":10191})");
-    EXPECT_EQ(hub_route_text("/a\"b"), R"({"route":"\/a\"b"})");
-    EXPECT_EQ(hub_notice_text("s", 1, -2, "a\nb", 3),
-              R"({"session":"s","category":1,"code":-2,"text":"a\nb","level":3})");
+    EXPECT_EQ(hub_notice_text("s", 1, -2, "a\n\"b", 3),
+              R"({"session":"s","category":1,"code":-2,"text":"a\n\"b","level":3})");
 }
 
 } // namespace
