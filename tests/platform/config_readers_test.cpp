@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include "platform/cmv_info.h"
-#include "platform/logging.h"
 #include "platform/ostra.h"
 #include "platform/pal.h"
 #include "platform/stock_root.h"
@@ -98,14 +97,6 @@ TEST(SystemSetting, TheServerNameIsTheConfiguredOneElseTheHostName)
         EXPECT_EQ(PAL_system_get_syssetting({}, {}, reply), 0U);
         EXPECT_EQ(reply.server_name, name) << text;
     }
-}
-
-TEST(EventLog, TellsHowTheToolEnded)
-{
-    g_stock_root.tool("/usr/bin/ostra_log_tool", "exit 3\n");
-    EXPECT_EQ(logtool_send_surveillance_log({}), -3);
-    g_stock_root.remove("/usr/bin/ostra_log_tool");
-    EXPECT_LT(logtool_send_surveillance_log({}), 0);
 }
 
 } // namespace

@@ -24,7 +24,6 @@ TEST(Fans, AreReadFromAllChipsAndSummedUp)
     t_syshealth_info info;
     std::string text;
     EXPECT_EQ(PAL_mgr_syshealth_info(nullptr, &info, nullptr), 0U);
-    EXPECT_EQ(info.text, "good");
     EXPECT_TRUE(info.fans.empty());
 
     const std::string chip = "/sys/devices/chip/hwmon1";

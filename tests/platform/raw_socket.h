@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <functional>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <string>
 #include <string_view>
@@ -139,9 +140,14 @@ private:
     std::thread m_thread; // last: it uses the others
 };
 
-inline uint64_t duration_ms(const std::function<void()> &what)
-{
-    const uint64_t begin = current_time_stamp_mono_r();
-    what();
-    return current_time_stamp_mono_r() - begin;
-}
+/* Says so when its scope lasts longer. */
+class TAtMost {
+public:
+    explicit TAtMost(uint64_t limit_ms) : m_end_ms(current_time_stamp_mono_r() + limit_ms) {}
+    ~TAtMost() { EXPECT_LT(current_time_stamp_mono_r(), m_end_ms); }
+    TAtMost(const TAtMost &) = delete;
+    TAtMost &operator=(const TAtMost &) = delete;
+
+private:
+    const uint64_t m_end_ms;
+};

@@ -47,11 +47,6 @@ public:
         std::error_code ignored;
         std::filesystem::remove_all(real(path), ignored);
     }
-    std::string read(const std::string &path) const
-    {
-        std::ifstream file(real(path), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
 
 private:
     std::string m_folder;
