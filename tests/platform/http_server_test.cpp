@@ -111,14 +111,7 @@ TEST_F(HttpServer, KeepsItsRulesAndServesOn)
                  {get("http://elsewhere/args"), "404", "error"},
                  {"POST /args HTTP/1.1\r\nContent-Length: 2\r\n\r\n{}", "405", "Allow: GET, PUT\r\n"},
                  {"BREW /slow HTTP/1.1\r\n\r\n", "405", "Allow: GET\r\n"},
-                 {get("/args", "Host: LocalHost:10191\r\n"), "200", "[]"},
-                 {get("/args", "host: 127.0.0.1\r\n"), "200", "[]"},
-                 {get("/args", "Host: [::1]:80\r\n"), "200", "[]"},
                  {get("/args", "Host: example.com\r\n"), "403", "{ \"error\": \"host refused\" }"},
-                 {get("/args", "Host: localhost.example.com\r\n"), "403", "error"},
-                 {get("/args", "Host: localhost:80@example.com\r\n"), "403", "error"},
-                 {get("/args", "Host: localhost:\r\n"), "403", "error"},
-                 {get("/args", "Host: localhost\r\nHost: example.com\r\n"), "403", "error"},
                  {get("/x", "Host: example.com\r\n"), "403", "error"},
                  {put("Content-Length: 65536\r\n", std::string(65536, 'x')), "200", "length 65536"},
                  {put("Content-Length: 65537\r\n", std::string(65537, 'x')), "413", "body too large\" }"},
@@ -142,6 +135,10 @@ TEST_F(HttpServer, KeepsItsRulesAndServesOn)
         EXPECT_TRUE(answer.starts_with(std::string("HTTP/1.1 ") + one.begin)) << answer;
         EXPECT_NE(answer.find(one.part), std::string::npos) << answer;
     }
+    for (const char *host : {"LocalHost:10191", "127.0.0.1", "[::1]:80"})
+        EXPECT_EQ(ask(get("/args", std::string("host: ") + host + "\r\n")).substr(9, 3), "200") << host;
+    for (const char *host : {"localhost.example.com", "localhost:80@example.com", "localhost:", "localhost\r\nHost: x"})
+        EXPECT_EQ(ask(get("/args", std::string("Host: ") + host + "\r\n")).substr(9, 3), "403") << host;
 }
 
 TEST_F(HttpServer, KeepsTheConnectionForTheNextRequest)

@@ -86,15 +86,14 @@ protected:
     }
     int status_of(int32_t id)
     {
-        t_storage_disk_vol_info in, out;
+        m_info.status = 99;
+        t_storage_disk_vol_info in;
         in.target_vol_id = id;
-        out.status = 99;
-        m_result = PAL_storage_get_volume_info({}, in, out);
-        m_free = out.free_bytes;
-        return out.status;
+        m_result = PAL_storage_get_volume_info({}, in, m_info);
+        return m_info.status;
     }
     uint32_t m_result = 0;
-    std::string m_free;
+    t_storage_disk_vol_info m_info;
 };
 
 TEST_F(VolumeCalls, MeasureWhatIsThereAndLeaveOutWhatIsNot)
@@ -105,10 +104,10 @@ TEST_F(VolumeCalls, MeasureWhatIsThereAndLeaveOutWhatIsNot)
     EXPECT_EQ(info.usage[0].texts, (std::vector<std::string>{"One", "/share/one"}));
     EXPECT_GT(info.usage[0].size_bytes, 0);
     EXPECT_EQ(status_of(1), 0);
-    EXPECT_FALSE(m_free.empty());
+    EXPECT_FALSE(m_info.free_bytes.empty());
     EXPECT_EQ(status_of(3), -1);
     EXPECT_EQ(m_result, 0U);
-    EXPECT_EQ(m_free, ""); // nobody knows
+    EXPECT_EQ(m_info.free_bytes, ""); // nobody knows
     EXPECT_EQ(status_of(4), 99);
     EXPECT_NE(m_result, 0U);
 
