@@ -27,59 +27,35 @@ TEST(Database, IsTooLargeAboveAShareOfASmallVolumeOnly)
         EXPECT_EQ(db_too_large(one.db_mb, one.size, one.second), one.event) << one.db_mb << " " << one.second;
 }
 
-class DatabaseThread : public fake::TPlatformTest {
-protected:
-    void SetUp() override
-    {
-        TPlatformTest::SetUp();
-        g_system_volume_id = -1;
-        fake::set_wall_ms(1700006400000 - 120000); // 23:58 UTC
-        fake::state()->db_size.total_mb = 600;
-        testing::internal::CaptureStderr();
-        sysdb_thread_start();
-        fake::pass_waits(0);
-    }
-    void TearDown() override
-    {
-        sysdb_thread_stop();
-        EXPECT_EQ(testing::internal::GetCapturedStderr(),
-                  " do_data_processing was terminated.\nend wait_for_terminate...\n");
-        TPlatformTest::TearDown();
-    }
-    static size_t events() { return fake::programs().size(); }
-};
+class DatabaseThread : public fake::TPlatformTest {};
 
-TEST_F(DatabaseThread, ChecksWhenTheHourChangesAndEachHourAgain)
+TEST_F(DatabaseThread, ChecksEachHourAndEveryMinuteUntilThereIsAVolume)
 {
-    fake::state()->self_conf["OSTRAPRO_SYS_VOL"] = "3";
-    fake::state()->usage = {{2, 1, 1, 0, 0, {}}, {3, 10 * kGb, 9 * kGb / 2, 0, 0, {}}};
-    fake::pass_waits(1); // 23:59
-    EXPECT_EQ(events(), 0U);
-    fake::pass_waits(1); // 00:00
-    ASSERT_EQ(events(), 1U);
-    EXPECT_EQ(fake::programs()[0], (fake::argv_t{"/usr/bin/ostra_log_tool", "2", "0x25030003", "-1", "", "",
-                                                 "Ostra Surveillance", "DataVol3", "4.500000 GB"}));
-    EXPECT_EQ(g_system_volume_id, 3);
-    fake::pass_waits(59);
-    EXPECT_EQ(events(), 1U);
-    fake::pass_waits(1); // 01:00, and nothing remembers the first one
-    EXPECT_EQ(events(), 2U);
-}
-
-TEST_F(DatabaseThread, TriesEveryMinuteUntilThereIsAVolume)
-{
+    const auto events = [] { return fake::programs().size(); };
+    g_system_volume_id = -1;
+    fake::set_wall_ms(1700006400000 - 120000); // 23:58 UTC
+    fake::state()->db_size.total_mb = 600;
+    testing::internal::CaptureStderr();
+    sysdb_thread_start();
+    fake::pass_waits(0);
     fake::state()->self_conf["OSTRAPRO_SYS_VOL"] = "3";
     fake::pass_waits(3); // 00:01
-    fake::state()->usage = {{3, 10 * kGb, kGb, 0, 0, {}}};
+    fake::state()->usage = {{2, 1, 1, 0, 0, {}}, {3, 10 * kGb, 9 * kGb / 2, 0, 0, {}}};
     fake::state()->auth_result = 1;
     fake::pass_waits(1);
     EXPECT_EQ(events(), 0U);
     fake::state()->auth_result = 0;
     fake::pass_waits(1); // 00:03
-    EXPECT_EQ(events(), 1U);
+    ASSERT_EQ(events(), 1U);
+    EXPECT_EQ(fake::programs()[0][7], "DataVol3");
+    EXPECT_EQ(fake::programs()[0][8], "4.500000 GB");
     fake::state()->self_conf.clear(); // the id stays
-    fake::pass_waits(57);             // 01:00
+    fake::pass_waits(56);             // 00:59
+    EXPECT_EQ(events(), 1U);
+    fake::pass_waits(1); // 01:00, and nothing remembers the first one
     EXPECT_EQ(events(), 2U);
+    sysdb_thread_stop();
+    testing::internal::GetCapturedStderr();
 }
 
 } // namespace

@@ -37,13 +37,11 @@ TEST(FileEvents, CountChangesUpToTheEndOfTheWatchOrOfTheText)
         {event(IN_MODIFY) + event(IN_MODIFY, 16, 1), 1, 1, false}, // a name cut short
         {event(IN_MODIFY, 0, 1), 0, 0, false},
         {endless, 0, 0, false},
-        {"", 0, 0, false},
     };
     for (const auto &one : cases) {
         const T_FILE_NEWS news = file_events_parse(one.bytes);
-        EXPECT_EQ(news.folders.size(), one.events);
-        EXPECT_EQ(news.changes, one.changes);
-        EXPECT_EQ(news.watch_ended, one.ended);
+        EXPECT_EQ(std::tuple(news.folders.size(), news.changes, news.watch_ended),
+                  std::tie(one.events, one.changes, one.ended));
     }
     EXPECT_EQ(file_events_parse(event(IN_MODIFY | IN_ISDIR)).folders, std::vector<bool>{true});
 }
@@ -97,63 +95,25 @@ TEST_F(FileWatcher, SurvivesEveryWayOfReplacingTheFile)
     EXPECT_EQ(log_text(kLogServerName).find("removing watch"), std::string::npos);
 }
 
-class ServerName : public fake::TPlatformTest {
-protected:
-    void SetUp() override
-    {
-        TPlatformTest::SetUp();
-        fake::on_request([](const fake::T_REQUEST &, std::string *) { return 0LL; });
-        fake::state()->syssetting.server_name = "first";
-        servername_changed();
-    }
-};
-
-TEST_F(ServerName, AChangeIsSentOnceAsItStands)
-{
-    do_handling();
-    EXPECT_TRUE(fake::requests().empty());
-    fake::state()->syssetting.server_name = "a \"name\"";
-    do_handling();
-    do_handling();
-    const auto requests = fake::requests();
-    ASSERT_EQ(requests.size(), 1U);
-    EXPECT_EQ(requests[0].verb, "PUT");
-    EXPECT_EQ(requests[0].port, 10150);
-    EXPECT_EQ(requests[0].path, "logs/refreshNasPara");
-    EXPECT_EQ(requests[0].body, R"({"act":"refresh_nasname","arg":["a "name""]})");
-    EXPECT_EQ(requests[0].timeout_s, 5);
-}
+class ServerName : public fake::TPlatformTest {};
 
 TEST_F(ServerName, ThreeFailuresAreAnEmptyNameAndAFailedSendIsDropped)
 {
-    fake::on_request([](const fake::T_REQUEST &, std::string *) { return 3LL; });
+    fake::state()->syssetting.server_name = "first";
+    servername_changed();
+    do_handling();
+    EXPECT_TRUE(fake::requests().empty());
     fake::state()->syssetting_result = 0xAB;
+    do_handling(); // every request fails
     do_handling();
-    do_handling();
-    ASSERT_EQ(fake::requests().size(), 1U);
-    EXPECT_EQ(fake::requests()[0].body, R"({"act":"refresh_nasname","arg":[""]})");
+    const auto requests = fake::requests();
+    ASSERT_EQ(requests.size(), 1U);
+    EXPECT_EQ(requests[0].port, 10150);
+    EXPECT_EQ(requests[0].body, R"({"act":"refresh_nasname","arg":[""]})");
+    EXPECT_EQ(requests[0].timeout_s, 5);
     EXPECT_EQ(log_text(kLogSmart), "sysstat_servername.cpp:do_handling (342) ssci_PUT_request failed (3)\n");
     const std::string failure = "get_cur_servername(301), PAL_system_get_syssetting failed,  ret=[000000ab]";
     EXPECT_EQ(log_text(kLogServerName), failure + failure + failure + failure + failure + failure);
-}
-
-TEST_F(ServerName, AThreadsStartIsNoChange)
-{
-    write_file("/tarn/etc/config/Tarnix.conf", "x");
-    fake::state()->syssetting.server_name = "other";
-    testing::internal::CaptureStdout();
-    const std::string told = fake::stderr_of([] {
-        servername_thread_start();
-        fake::pass_waits(1);
-        EXPECT_TRUE(fake::requests().empty());
-        fake::state()->syssetting.server_name = "third";
-        write_file("/tarn/etc/config/Tarnix.conf", "y");
-        fake::pass_waits(1);
-        EXPECT_EQ(fake::requests().size(), 1U);
-        servername_thread_stop();
-    });
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(told, " servername_monitor_main was terminated.\nend wait_for_terminate...\n");
 }
 
 } // namespace

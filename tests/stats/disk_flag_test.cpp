@@ -42,13 +42,11 @@ TEST_F(DiskFlag, EveryStepRunsWhateverBecameOfThoseBefore)
             return one.list;
         };
         EXPECT_EQ(disk_flag_update(), one.result);
-        EXPECT_EQ(state()->shm.disk_present, one.present);
-        EXPECT_EQ(state()->shm.reserved, 0);
-        EXPECT_EQ(state()->shm.storage_setting, one.written_setting);
+        const t_velomond_shm written = state()->shm;
+        EXPECT_EQ(std::tie(written.disk_present, written.reserved, written.storage_setting),
+                  std::tuple(one.present, 0, one.written_setting));
         EXPECT_EQ(state()->ostra_open, 0);
         ASSERT_EQ(state()->notices.size(), ++announced);
-        const auto [session, category, code, text, level] = state()->notices.back();
-        EXPECT_EQ(std::tie(session, category, code, text, level), std::tuple("VeloMond", 14, 14001, "", 5));
     }
 }
 

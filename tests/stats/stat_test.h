@@ -4,28 +4,22 @@
 
 #include "common/json.h"
 #include "fake_platform/fake_platform.h"
+#include "stats/process_scan.h"
 
-using T_STAT_PROC = int(const char *method, const char *type, const char *name, json_object **out);
-
-/* What a kind's query operation answers, as text; "none" without an object. */
-inline std::string stat_ask(T_STAT_PROC *proc, const char *method, const char *type, const char *name, int expected = 0)
-{
-    json_object *out = nullptr;
-    EXPECT_EQ(proc(method, type, name, &out), expected);
-    const TJson owner(out);
-    return out != nullptr ? json_text(out) : "none";
-}
-
-/* A kind's tests: what is told on standard error stays out of the report. */
-class TStatTest : public fake::TPlatformTest {
+/* A kind's tests, with the kind up. What is told on standard error stays out of the report. */
+template <auto INIT, auto UNINIT, auto SAMPLE, auto PROC> class TStatTest : public fake::TPlatformTest {
 protected:
     void SetUp() override
     {
         TPlatformTest::SetUp();
         testing::internal::CaptureStderr();
+        fake::set_wall_ms(1000000);
+        process_scan_of_round(); // takes what another test has left
+        INIT();
     }
     void TearDown() override
     {
+        UNINIT();
         testing::internal::GetCapturedStderr();
         TPlatformTest::TearDown();
     }
@@ -37,4 +31,35 @@ protected:
         testing::internal::CaptureStderr();
         return text;
     }
+    /* One round, that long after the one before. */
+    static void round(const char *file, const std::string &text, uint64_t ms = 10000)
+    {
+        write_file(file, text);
+        fake::advance_ms(ms);
+        EXPECT_EQ(SAMPLE(), 0);
+    }
+    /* The values of an answer, a blank between them; nothing without an object. Their names: tests/e2e. */
+    static std::string ask(const char *method, const char *type, const char *name, int expected = 0)
+    {
+        json_object *out = nullptr;
+        EXPECT_EQ(PROC(method, type, name, &out), expected) << method;
+        const TJson owner(out);
+        std::string values;
+        if (out == nullptr)
+            return values;
+        json_object_object_foreach(out, key, value)
+        {
+            EXPECT_STRNE(key, "");
+            values.append(values.empty() ? "" : " ").append(json_object_get_string(value));
+        }
+        return values;
+    }
+    static std::string refusal(const char *method, const char *type, const char *name, int expected)
+    {
+        return told_by([&] { EXPECT_EQ(ask(method, type, name, expected), ""); });
+    }
+};
+
+struct T_STAT_ANSWER {
+    const char *method, *type, *name, *values;
 };
