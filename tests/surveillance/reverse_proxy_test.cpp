@@ -12,7 +12,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::MatchesRegex;
 
 const fake::argv_t kReload{"/usr/sbin/apache2", "-k", "graceful", "-f", "/etc/apache2/apache2.conf"};
 const std::string kExtra = "/etc/reverseproxy/extra/";
@@ -58,34 +57,12 @@ TEST_F(ReverseProxy, TheFirstPassRemovesEverythingAndLaterOnesWhatExpired)
     start(list(rule("young", 0) + "," + rule("other", 0)));
     EXPECT_THAT(deleted(), ElementsAre("young", "other"));
     EXPECT_FALSE(exists(file("young")));
-    EXPECT_THAT(log(), testing::EndsWith("] remove file [/etc/reverseproxy/extra/other.conf] failed, ret=[-1]"));
     EXPECT_THAT(fake::programs(), ElementsAre(kReload)); // once for both
-    const auto list_call = fake::requests()[0], delete_call = fake::requests()[1];
-    EXPECT_EQ(line_of(list_call), "GET 127.0.0.1:10141/cfg/ReverseProxy 5");
-    EXPECT_EQ(list_call.params, (ssci_params{{"act", "list"}}));
-    EXPECT_EQ(line_of(delete_call), "DELETE 127.0.0.1:10141/cfg/ReverseProxy 5");
-    EXPECT_EQ(delete_call.params, (ssci_params{{"act", "delete"}, {"GUID", "young"}, {"rule_type", "0"}}));
 
     peers("GET", list(rule("kept", 0, 4) + "," + rule("old", 0, 5)), kDone); // five minutes pass before it is asked
     fake::pass_waits(1);
     EXPECT_THAT(deleted(), ElementsAre("young", "other", "old"));
     EXPECT_TRUE(exists(file("kept")) && !exists(file("old")));
-}
-
-TEST_F(ReverseProxy, RulesOfTheBusGoThereTogetherAndOthersNowhere)
-{
-    fake::state()->proxy_result = 5;
-    fake::state()->proxy_answer.response = "busy";
-    fake::state()->auth_result = 4000000000U;
-    start(list(rule("a", 1) + "," + rule("b", 2) + "," + rule("c", 1)));
-    const auto requests = fake::state()->proxy_requests;
-    ASSERT_TRUE(requests.size() == 1 && requests[0].rules.size() == 2);
-    const t_vbus_reverse_proxy_rule_info &rule_c = requests[0].rules[1];
-    EXPECT_EQ(std::tie(rule_c.guid, rule_c.rule_type, rule_c.bs_id, rule_c.value), std::make_tuple("c", 1, "bs-c", 60));
-    EXPECT_THAT(log(), MatchesRegex(R"(\[rule_expired_detect\]\[[0-9]+\] start)"
-                                    R"(\[rule_expired_detect\]\[[0-9]+\] unknown rule_type=2)"
-                                    R"(\[rule_expired_detect\]\[[0-9]+\] get auth failed, ret=\[4000000000\])"
-                                    R"(.*\]\[[0-9]+\] PAL del bs rule failed, ret=5, resp=busy)"));
 }
 
 TEST_F(ReverseProxy, ARuleCannotRemoveFilesElsewhere)
@@ -97,35 +74,21 @@ TEST_F(ReverseProxy, ARuleCannotRemoveFilesElsewhere)
         write_file(file(guid), "keep");
         rules += "," + rule(guid, 0);
     }
-    fake::on_exec([](const fake::argv_t &) { return -2; });
     start(list(rules));
     EXPECT_EQ(deleted().size(), 6U);
     EXPECT_TRUE(exists(kExtra + "cut"));
-    for (const std::string &guid : guids) {
+    for (const std::string &guid : guids)
         EXPECT_TRUE(exists(file(guid))) << guid;
-        EXPECT_THAT(log(), HasSubstr("remove file [" + file(guid) + "] failed, ret=[-1]"));
-    }
-    EXPECT_THAT(log(), HasSubstr("kestrel_exec failed, ret=[-2]"));
 }
 
 TEST_F(ReverseProxy, APassWithoutAListDoesNotCountAsTheFirstAndARefusedRuleStays)
 {
-    using T_CASES = std::vector<std::tuple<long long, const char *, const char *>>; // result, answer, log
     start("{");
-    EXPECT_THAT(log(), HasSubstr("] parse strResponse failed, error=[* Line 1, Column 2\n"));
-    for (const auto &[result, answer, logged] :
-         T_CASES{{0, R"({"err_code": 8})", R"(] get proxy rule failed, res={"err_code": 8})"},
-                 {2, "", "] get channel ret=[2]"},
-                 {3, "", "] get ssci_strerror(7)=[connection refused]"}}) {
-        peers("GET", answer, kDone, result);
-        fake::pass_waits(1);
-        EXPECT_TRUE(log().ends_with(logged)) << log();
-    }
-    for (const auto &[result, answer, logged] :
-         T_CASES{{3, "", "] get ssci_strerror(7)=[connection refused][rule_expired_detect]["},
-                 {2, "", "] delete rule ret=[2][rule_expired_detect]["},
-                 {0, "garbage", "] delete rule failed, response=[garbage]"},
-                 {0, R"({"err_code": "0"})", R"(] delete rule failed, response=[{"err_code": "0"}])"}}) {
+    const std::tuple<long long, const char *, const char *> cases[] = {
+        {3, "", "] get ssci_strerror(7)=[connection refused][rule_expired_detect]["},
+        {2, "", "] delete rule ret=[2][rule_expired_detect]["},
+        {0, "garbage", "] delete rule failed, response=[garbage]"}};
+    for (const auto &[result, answer, logged] : cases) {
         const size_t before = deleted().size();
         peers("GET", list(rule("a", 0, before == 0 ? 0 : 60) + "," + rule("b", 1, 60)), answer, 0, result);
         fake::pass_waits(1);

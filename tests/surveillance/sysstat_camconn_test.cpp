@@ -30,12 +30,11 @@ protected:
             all += line_of(request) == kInfo ? "i" : line_of(request) == kStat ? "s" : "?";
         return all;
     }
-    static std::string ask(const char *method, const char *count = "", int expected = 0)
+    static std::string ask(const char *method, const char *count = "")
     {
         json_object *out = nullptr;
-        EXPECT_EQ(sysstat_camconn_proc(method, count, &out), expected);
-        const TJson owner(out);
-        return out != nullptr ? json_text(out) : "none";
+        EXPECT_EQ(sysstat_camconn_proc(method, count, &out), 0);
+        return json_text(TJson(out).get());
     }
     /* A sample of so many minutes to `end_ms` whose channels 1 to 3 are as given. */
     static std::string sample(const std::string &states, const char *changes, const char *changed, int minutes,
@@ -52,8 +51,6 @@ TEST_F(SysstatCamconn, ReadsOnceAMinuteAndTheChannelsAgainWhenOneChanged)
 {
     start(R"({"data": [{"id": 1, "name": "Old"}, {"id": "2"}, {"id": -5}, 7, null, {"name": "none"}]})",
           R"({"data": [{"id": 1, "conn_failed_count": 50}, {"id": 2, "conn_failed_count": 7}]})");
-    EXPECT_THAT(fake::service_calls(), testing::ElementsAre("nameserver localhost 10182"));
-    EXPECT_THAT(ask("channel_info"), MatchesRegex(R"(\[ . "id": 1, "name": "Old", [^{]* \])"));
     fake::pass_waits(59);
     EXPECT_EQ(asked(), "i");
     fake::pass_waits(1);
@@ -92,35 +89,16 @@ TEST_F(SysstatCamconn, ABadAnswerIsLoggedAndChangesNothing)
         {0, "", -2, R"( json_tokener_parse failed\[\])"},
         {0, "{\"data\": [", -2, R"( json_tokener_parse failed\[.*\])"},
         {0, "[]", -3, " p_datas not found"},
-        {0, R"({"data": {}})", -3, " p_datas not found"},
         {0, R"({"data": null})", -3, " p_datas not found"}};
-    size_t seen = 0;
+    std::string log;
     for (const auto &[request, answer, result, logged] : cases) {
         peers(kInfoPath, answer, answer, request, request);
         EXPECT_EQ(sysstat_caminfo_get(), result) << answer;
         fake::pass_waits(60);
-        const std::string log = log_text(kLogCamConn);
-        EXPECT_THAT(log.substr(seen),
-                    MatchesRegex(std::string(R"(sysstat_camconn.cpp:sysstat_caminfo_get\([0-9]+\))") + logged +
-                                 R"(sysstat_camconn.cpp:sysstat_camconn_get\([0-9]+\))" + logged));
-        seen = log.size();
+        log += std::string(".*:sysstat_caminfo_get.[0-9]+.") + logged + ".*:sysstat_camconn_get.[0-9]+." + logged;
     }
+    EXPECT_THAT(log_text(kLogCamConn), MatchesRegex(log));
     EXPECT_EQ(ask("channel_info") + ask("total", "0"), before);
-}
-
-TEST_F(SysstatCamconn, RefusalsAreLoggedUnderTheirCodes)
-{
-    fake::state()->nameserver_result = 0x1234;
-    start(R"({"data": []})", "");
-    EXPECT_EQ(ask("total", "-1", -6), "none");
-    EXPECT_EQ(ask("avg", "0", -3), "none");
-    sysstat_camconn_uninit();
-    EXPECT_EQ(ask("cur_data", "", -2), "none");
-    EXPECT_THAT(log_text(kLogCamConn),
-                MatchesRegex(R"(.*:sysstat_camconn_init\([0-9]+\) ssci_nameserver_init ret=\[00001234\])"
-                             R"(.*:sysstat_camconn_proc\([0-9]+\) count_val=\[-1\] invalid\.)"
-                             R"(.*:sysstat_camconn_proc\([0-9]+\) method=\[avg\] not support\.)"
-                             R"(.*:sysstat_camconn_proc\([0-9]+\) g_p_NetstatManager does not exist\.)"));
 }
 
 } // namespace
