@@ -46,15 +46,13 @@ TEST_F(SmartCheck, ADiskIsAsBadAsTheWorseOfItsStatusAndItsAge)
     const int32_t cases[][4] = {// status, hours; state, hours kept
                                 {0, 100, 0, 100}, {0, 101, 1, 101}, {0, -5, 0, 0},
                                 {1, 0, 2, 0},     {2, 101, 3, 101}, {3, 101, 1, 101}};
+    uint64_t now_ms = kFullHourMs;
     for (const auto &[status, hours, level, kept] : cases) {
         m_enclosures[0] = {{"disk_1f", "label", "yes", status}};
         m_hours = {{0x1f, hours}};
-        T_SMART_STATE state;
-        state.settings.threshold_hours = 100;
-        EXPECT_EQ(do_update_check(&state), level != 0);
-        EXPECT_EQ(state.overall, level);
-        EXPECT_EQ(state.disks["disk_1f"].state, level);
-        EXPECT_EQ(state.disks["disk_1f"].hours, kept);
+        m_state.disks.clear();
+        EXPECT_EQ(check(now_ms += 60 * kMinuteMs), level);
+        EXPECT_EQ(m_state.disks["disk_1f"].hours, kept);
     }
 }
 
@@ -76,8 +74,6 @@ TEST_F(SmartCheck, BetweenFullChecksOnlyTheOldAreLookedAt)
     check(kFullHourMs + 60 * kMinuteMs);
     EXPECT_EQ(m_state.disks["disk_02"].state, SMART_NORMAL);
     EXPECT_EQ(m_state.disks["disk_02"].hours, 101);
-    EXPECT_THAT(log_text(kLogSmart), testing::MatchesRegex("sysstat_smart.cpp:do_disk_smart_check \\([0-9]+\\) "
-                                                           "PAL_storage_get_disk_smart_info failed=\\[6\\]"));
 }
 
 TEST_F(SmartCheck, EachFullCheckWritesTheHoursAnew)
@@ -101,19 +97,16 @@ TEST_F(SmartCheck, EachFullCheckWritesTheHoursAnew)
 
 TEST_F(SmartCheck, FailuresEndTheCheckWithWhatWasFoundSoFar)
 {
-    m_enclosures[0] = {{"disk_01", "a", "yes", 2}};
-    m_hours = {{1, 5}};
     fake::state()->enclosure_result = 0xab;
     EXPECT_EQ(check(kHalfPastMs), SMART_NORMAL);
     fake::state()->enclosure_result = 0;
     fake::state()->enclosure.enclosure_count = 2; // but the second cannot be had
-    fake::state()->auth_result = 0x21;
+    m_enclosures[0] = {{"disk_01", "a", "yes", 2}};
     EXPECT_EQ(check(kFullHourMs), SMART_ERROR);
     EXPECT_THAT(log_text(kLogSmart),
-                testing::MatchesRegex("do_disk_list_check\\([0-9]+\\), PAL_storage_get_enclosure_list failed,  "
-                                      "ret=\\[000000ab\\]do_update_check\\([0-9]+\\), PAL_auth_get_auth failed,  "
-                                      "ret=\\[00000021\\]do_disk_list_check\\([0-9]+\\), "
-                                      "PAL_storage_get_disk_list failed,  ret=\\[00000012\\]"));
+                testing::MatchesRegex(R"(do_disk_list_check.*, PAL_storage_get_enclosure_list failed,  ret=.000000ab.)"
+                                      R"(.* \([0-9]+\) PAL_storage_get_disk_smart_info failed=.6.)"
+                                      R"(do_disk_list_check.*, PAL_storage_get_disk_list failed,  ret=.00000012.)"));
 }
 
 } // namespace
