@@ -163,10 +163,3 @@ class TDaemonTest(unittest.TestCase):
         self.assertLess(daemon.stop(number), 2.0)
         self.assertEqual(daemon.status, 0, daemon.text())
         self.assertEqual(children(), [])
-
-    def assert_in_order(self, text, parts):
-        at = 0
-        for part in parts:
-            found = text.find(part, at)
-            self.assertGreaterEqual(found, 0, f'{part!r} is missing, or out of order, in:\n{text}')
-            at = found + len(part)
