@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "fake_platform/scripts.h"
+#include "fake_platform/fake_platform.h"
 #include "platform/config_readers.h"
 #include "platform/diag.h"
 #include "platform/host_path.h"
@@ -19,14 +19,8 @@ fake::argv_t record_program(const char *program, va_list texts)
     fake::argv_t argv{program};
     for (const char *text = va_arg(texts, const char *); text != nullptr; text = va_arg(texts, const char *))
         argv.emplace_back(text);
-    const std::lock_guard guard(fake::scripts().lock);
-    fake::scripts().programs.push_back(argv);
+    state()->programs.push_back(argv);
     return argv;
-}
-
-std::string key_of(const char *section, const char *key)
-{
-    return std::string(section != nullptr ? section : "") + "|" + (key != nullptr ? key : "");
 }
 
 bool find(const std::map<std::string, std::string> &map, const std::string &key, std::string &out)
@@ -37,32 +31,7 @@ bool find(const std::map<std::string, std::string> &map, const std::string &key,
     return found != map.end();
 }
 
-/* Gives `value` when `result` is 0. */
-template <typename TResult, typename TValue> TResult give(TResult result, const TValue &value, TValue &out)
-{
-    if (result == 0)
-        out = value;
-    return result;
-}
-
 } // namespace
-
-std::vector<fake::argv_t> fake::programs()
-{
-    return copy_of(&T_SCRIPTS::programs);
-}
-
-void fake::on_exec(std::function<int(const argv_t &)> script)
-{
-    const std::lock_guard guard(scripts().lock);
-    scripts().exec = std::move(script);
-}
-
-void fake::on_popen(std::function<std::optional<std::string>(const argv_t &)> script)
-{
-    const std::lock_guard guard(scripts().lock);
-    scripts().popen = std::move(script);
-}
 
 int kestrel_exec(int /*reserved1*/, int /*reserved2*/, int /*reserved3*/, const char *program, ...)
 {
@@ -70,7 +39,7 @@ int kestrel_exec(int /*reserved1*/, int /*reserved2*/, int /*reserved3*/, const 
     va_start(texts, program);
     const fake::argv_t argv = record_program(program, texts);
     va_end(texts);
-    const auto script = copy_of(&fake::T_SCRIPTS::exec);
+    const auto script = state()->exec;
     return script ? script(argv) : 0;
 }
 
@@ -80,7 +49,7 @@ FILE *kestrel_popen(const char *program, ...)
     va_start(texts, program);
     const fake::argv_t argv = record_program(program, texts);
     va_end(texts);
-    const auto script = copy_of(&fake::T_SCRIPTS::popen);
+    const auto script = state()->popen;
     const std::optional<std::string> text = script ? script(argv) : std::nullopt;
     FILE *stream = text ? fmemopen(nullptr, text->size() + 1, "w+") : nullptr;
     if (stream == nullptr) {
@@ -94,13 +63,11 @@ FILE *kestrel_popen(const char *program, ...)
 
 int kestrel_pclose(FILE *stream)
 {
-    (void)fclose(stream);
-    return state()->pclose_result;
+    return fclose(stream);
 }
 
-int diag_com_install_siganl_handler(int signal, const char * /*program*/, int /*option*/)
+int diag_com_install_siganl_handler(int /*signal*/, const char * /*program*/, int /*option*/)
 {
-    state()->crash_signals.push_back(signal);
     return 0;
 }
 
@@ -118,7 +85,7 @@ void log_Debug(const char *format, ...)
 long long logtool_send_surveillance_log(const log_info &info)
 {
     state()->surveillance_log.push_back(info);
-    return state()->logtool_result;
+    return 0;
 }
 
 int getSelfConf(const char *key, const char *default_value, std::string &out, int /*flag*/)
@@ -133,7 +100,7 @@ int inihandler_getcfg(const char *file, const char *section, const char *key, co
                       std::string &out, int /*option*/, bool /*flag*/)
 {
     const bool readable = !state()->ini_unreadable.contains(file);
-    if (!readable || !find(state()->ini, std::string(file) + "|" + key_of(section, key), out))
+    if (!readable || !find(state()->ini, std::string(file) + "|" + section + "|" + key, out))
         out = default_value != nullptr ? default_value : "";
     return readable ? 0 : -1;
 }
@@ -141,7 +108,7 @@ int inihandler_getcfg(const char *file, const char *section, const char *key, co
 int __nvrcfg_get_key_value(const char *section, const char *key, std::string &out, int *err_no)
 {
     const int error = state()->nvr_error;
-    if (error == 0 && find(state()->nvr, key_of(section, key), out))
+    if (error == 0 && find(state()->nvr, std::string(section) + "|" + key, out))
         return 0;
     *err_no = error != 0 ? error : NVRCFG_ERR_ABSENT;
     return -1;
@@ -149,12 +116,9 @@ int __nvrcfg_get_key_value(const char *section, const char *key, std::string &ou
 
 int COstraStorage::create_storage_setting()
 {
-    const int result = state()->ostra_result;
-    if (result == 0 && !m_open) {
-        m_open = true;
-        ++state()->ostra_open;
-    }
-    return result;
+    m_open = true;
+    ++state()->ostra_open;
+    return 0;
 }
 
 int COstraStorage::get_storage_flag(int *flag)
@@ -175,39 +139,44 @@ void COstraStorage::destroy_storage_setting()
 
 int CDBSize::init()
 {
-    return state()->db_init_result;
+    return 0;
 }
 
 int CDBSize::check_database_size(db_size_m &size)
 {
-    return give(state()->db_result, state()->db_size, size);
+    size = state()->db_size;
+    return 0;
 }
 
 int get_cmv_info(st_cmv_info &info)
 {
-    return give(state()->cmv_result, state()->cmv_now, info);
+    info = state()->cmv_now;
+    return 0;
 }
 
 int check_cmv_info(st_cmv_info &info)
 {
-    return give(state()->cmv_record_result, state()->cmv_record, info);
+    info = state()->cmv_record;
+    return 0;
 }
 
 int velomond_shm_get(t_velomond_shm *record)
 {
     ++state()->shm_gets;
-    return give(state()->shm_get_result, state()->shm, *record);
+    return fake::give(state()->shm_get_result, state()->shm, *record);
 }
 
 int velomond_shm_set(const t_velomond_shm *record)
 {
     ++state()->shm_sets;
-    return give(state()->shm_set_result, *record, state()->shm);
+    state()->shm = *record;
+    return 0;
 }
 
 int get_platform_system(uint32_t *type)
 {
-    return give(state()->platform_system_result, state()->platform_system, *type);
+    *type = state()->platform_system;
+    return 0;
 }
 
 bool check_system_init(const char *path)

@@ -1,20 +1,14 @@
-#include "fake_platform/scripts.h"
+#include "fake_platform/fake_platform.h"
 #include "platform/interrupt.h"
 
-using fake::state;
+using fake::give, fake::state, fake::T_STATE;
 
 namespace {
 
-template <typename TValue> uint32_t give(uint32_t result, const TValue &value, TValue &out)
-{
-    if (result == 0)
-        out = value;
-    return result;
-}
-
 /* Runs one of the scripts by number; the output is touched on 0 only. */
-template <typename TOut> uint32_t run(const std::function<uint32_t(int, TOut &)> &script, int id, TOut &out)
+template <typename TOut> uint32_t run(std::function<uint32_t(int, TOut &)> T_STATE::*member, int id, TOut &out)
 {
+    const auto script = state().state.*member;
     TOut answer;
     return give(script ? script(id, answer) : 1, answer, out);
 }
@@ -23,7 +17,7 @@ template <typename TOut> uint32_t run(const std::function<uint32_t(int, TOut &)>
 
 uint32_t PAL_auth_get_auth(t_auth &auth)
 {
-    return give(state()->auth_result, state()->auth, auth);
+    return give(state()->auth_result, {"admin", "token"}, auth);
 }
 
 uint32_t PAL_resmon_get_disk_usage(const t_auth & /*auth*/, const t_volume_info & /*in*/, t_volume_info &out)
@@ -34,8 +28,7 @@ uint32_t PAL_resmon_get_disk_usage(const t_auth & /*auth*/, const t_volume_info 
 uint32_t PAL_storage_get_volume_info(const t_auth & /*auth*/, const t_storage_disk_vol_info &in,
                                      t_storage_disk_vol_info &out)
 {
-    const auto script = state()->volume_info;
-    return run(script, in.target_vol_id, out);
+    return run(&T_STATE::volume_info, in.target_vol_id, out);
 }
 
 uint32_t PAL_storage_get_enclosure_list(const t_auth & /*auth*/, const t_storage_disk_input &in,
@@ -47,15 +40,13 @@ uint32_t PAL_storage_get_enclosure_list(const t_auth & /*auth*/, const t_storage
 
 uint32_t PAL_storage_get_disk_list(const t_auth & /*auth*/, const t_storage_disk_input &in, t_storage_disk_list &out)
 {
-    const auto script = state()->disk_list;
-    return run(script, in.id, out);
+    return run(&T_STATE::disk_list, in.id, out);
 }
 
 uint32_t PAL_storage_get_disk_smart_info(const t_auth & /*auth*/, const t_storage_disk_input &in,
                                          t_storage_smart_info &out)
 {
-    const auto script = state()->smart;
-    return run(script, in.id, out);
+    return run(&T_STATE::smart, in.id, out);
 }
 
 uint32_t PAL_system_get_syssetting(const t_auth & /*auth*/, const t_system & /*request*/, t_system &reply)
@@ -78,7 +69,7 @@ uint32_t PAL_vbus_nc_notify(const char *level, const char *type, const char *cat
     for (const char *text : {level, type, category, code, a1, a2, a3, a4, a5, a6, a7, a8, a9, a10})
         texts.push_back(text != nullptr ? std::optional<std::string>(text) : std::nullopt);
     state()->nc_notify.push_back(std::move(texts));
-    return state()->notify_result;
+    return 0;
 }
 
 uint32_t PAL_vbus_update_reverse_proxy(const t_vbus_reverse_proxy_info &request, t_vbus_reverse_proxy_info &answer)
@@ -93,5 +84,5 @@ uint32_t PAL_vbus_update_reverse_proxy(const t_vbus_reverse_proxy_info &request,
 uint32_t PAL_vbus_ostrapro_disable()
 {
     ++state()->ostrapro_disabled;
-    return state()->disable_result;
+    return 0;
 }

@@ -6,11 +6,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
-#include "fake_platform/scripts.h"
 #include "platform/host_path.h"
-#include "platform/interrupt.h"
 #include "platform/time_stamp.h"
 
 namespace fake {
@@ -38,32 +35,41 @@ T_WAITS &waits()
 
 } // namespace
 
-T_SCRIPTS &scripts()
-{
-    static auto &one = *new T_SCRIPTS;
-    return one;
-}
-
 TLockedState state()
 {
-    return {scripts().lock, scripts().state};
+    static auto &lock = *new std::recursive_mutex; // these two neither
+    static auto &one = *new T_STATE;
+    return {std::unique_lock(lock), one};
 }
 
-void reset()
+std::vector<argv_t> programs()
 {
-    {
-        const std::lock_guard guard(scripts().lock);
-        scripts().state = {};
-        scripts().exec = nullptr;
-        scripts().popen = nullptr;
-        scripts().request = nullptr;
-        scripts().programs.clear();
-        scripts().requests.clear();
-        scripts().service_calls.clear();
-    }
-    on_wait(nullptr);
-    set_wall_ms(kStartWallMs);
-    set_mono_ms(kStartMonoMs);
+    return state()->programs;
+}
+
+void on_exec(std::function<int(const argv_t &)> script)
+{
+    state()->exec = std::move(script);
+}
+
+void on_popen(std::function<std::optional<std::string>(const argv_t &)> script)
+{
+    state()->popen = std::move(script);
+}
+
+std::vector<T_REQUEST> requests()
+{
+    return state()->requests;
+}
+
+void on_request(std::function<long long(const T_REQUEST &, std::string *)> script)
+{
+    state()->request = std::move(script);
+}
+
+std::vector<std::string> service_calls()
+{
+    return state()->service_calls;
 }
 
 void set_wall_ms(uint64_t ms)
@@ -101,15 +107,15 @@ void pass_waits(int count)
 
 void TPlatformTest::SetUp()
 {
-    reset();
+    state().state = {};
+    on_wait(nullptr);
+    set_wall_ms(kStartWallMs);
+    set_mono_ms(kStartMonoMs);
     setenv("TZ", "UTC", 1);
     tzset();
     std::string name = (std::filesystem::temp_directory_path() / "velomond_test_XXXXXX").string();
     ASSERT_NE(mkdtemp(name.data()), nullptr);
-    {
-        const std::lock_guard guard(scripts().lock);
-        scripts().root = name;
-    }
+    state()->root = name;
     /* The log folder's own mode is for root only; tests need not be root. */
     std::filesystem::create_directories(host_path("/Vdbglog/.velolog"));
 }
@@ -118,18 +124,6 @@ void TPlatformTest::TearDown()
 {
     std::error_code ignored;
     std::filesystem::remove_all(root(), ignored);
-}
-
-std::string TPlatformTest::root()
-{
-    return host_path("");
-}
-
-void TPlatformTest::use_scene(const std::string &name)
-{
-    using std::filesystem::copy_options;
-    std::filesystem::copy(VELOMOND_FIXTURES "/" + name, root(),
-                          copy_options::recursive | copy_options::overwrite_existing);
 }
 
 void TPlatformTest::write_file(const std::string &path, const std::string &text)
@@ -141,23 +135,15 @@ void TPlatformTest::write_file(const std::string &path, const std::string &text)
 
 std::string TPlatformTest::read_file(const std::string &path)
 {
-    std::ostringstream text;
-    if (std::ifstream file(host_path(path)); file.peek() != std::ifstream::traits_type::eof())
-        text << file.rdbuf();
-    return text.str();
-}
-
-bool TPlatformTest::exists(const std::string &path)
-{
-    return std::filesystem::exists(host_path(path));
+    std::ifstream file(host_path(path));
+    return {std::istreambuf_iterator(file), {}};
 }
 
 } // namespace fake
 
 std::string host_path(std::string_view path)
 {
-    const std::lock_guard guard(fake::scripts().lock);
-    return fake::scripts().root + std::string(path);
+    return fake::state()->root + std::string(path);
 }
 
 uint64_t current_time_stamp()
@@ -188,11 +174,10 @@ int get_date_and_time(struct tm *date, uint64_t mono_ms)
     return 0;
 }
 
-int vos_cond_wait_init(vos_cond_t *cond, int clock)
+int vos_cond_wait_init(vos_cond_t *cond, int /*clock*/)
 {
     const std::lock_guard guard(fake::waits().lock);
     cond->signalled = false;
-    cond->clock = clock;
     return 0;
 }
 
@@ -230,18 +215,4 @@ int vos_cond_wait_signal(vos_cond_t *cond)
 int vos_cond_wait_destroy(vos_cond_t * /*cond*/)
 {
     return 0;
-}
-
-namespace {
-thread_local const std::atomic<bool> *t_interrupt = nullptr;
-}
-
-void platform_interrupt_on(const std::atomic<bool> *flag)
-{
-    t_interrupt = flag;
-}
-
-bool platform_interrupted()
-{
-    return t_interrupt != nullptr && t_interrupt->load();
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
 #include <map>
@@ -8,9 +9,11 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "platform/cmv_info.h"
+#include "platform/host_path.h"
 #include "platform/logging.h"
 #include "platform/ostra.h"
 #include "platform/pal.h"
@@ -50,16 +53,15 @@ struct T_REPLY {
  * result of one call; outputs are filled in on 0 only. */
 struct T_STATE {
     /* Service calls. */
-    long long create_result = 0, start_result = 0, stop_result = 0, destroy_result = 0;
-    long long notice_result = 0, nameserver_result = 0;
+    long long create_result = 0, start_result = 0, stop_result = 0, nameserver_result = 0;
     std::vector<T_NOTICE> notices;
-    int ssci_error = 7;
-    std::string ssci_error_text = "connection refused";
+    std::vector<std::string> service_calls;
+    std::vector<T_REQUEST> requests;
+    std::function<long long(const T_REQUEST &, std::string *)> request;
 
     /* Platform access layer. */
-    uint32_t auth_result = 0, usage_result = 0, enclosure_result = 0, syssetting_result = 0, syshealth_result = 0;
-    uint32_t notify_result = 0, proxy_result = 0, disable_result = 0;
-    t_auth auth{"admin", "token"};
+    uint32_t auth_result = 0, usage_result = 0, enclosure_result = 0, syssetting_result = 0, syshealth_result = 0,
+             proxy_result = 0;
     std::vector<t_volume_usage> usage;
     t_storage_enclosure_info enclosure;
     std::vector<int> enclosures_asked; // device ids
@@ -81,37 +83,41 @@ struct T_STATE {
     int nvr_error = 0;                      // not 0: every key fails with it
 
     /* Surveillance storage, records, model. */
-    int ostra_result = 0, ostra_open = 0; // how many are open now
+    int ostra_open = 0; // how many are open now
     std::optional<int> storage_flag;
-    int db_init_result = 0, db_result = 0;
     db_size_m db_size;
-    int cmv_result = 0, cmv_record_result = 0;
     st_cmv_info cmv_now = {}, cmv_record = {};
-    int shm_get_result = 0, shm_set_result = 0, shm_gets = 0, shm_sets = 0;
+    int shm_get_result = 0, shm_gets = 0, shm_sets = 0;
     t_velomond_shm shm;
-    int platform_system_result = 0;
     uint32_t platform_system = 0;
-    long long logtool_result = 0;
     std::vector<log_info> surveillance_log;
-    std::vector<int> crash_signals;
     int cond_signals = 0; // of vos_cond_wait_signal
-    int pclose_result = 0;
+
+    /* Programs. */
+    std::vector<argv_t> programs;
+    std::function<int(const argv_t &)> exec;
+    std::function<std::optional<std::string>(const argv_t &)> popen;
+
+    std::string root;
 };
 
 /* The state, locked until the end of the expression: `state()->auth_result = 1`.
  * Copy out what is looked at for longer. */
-class TLockedState {
-public:
-    TLockedState(std::recursive_mutex &lock, T_STATE &state) : m_guard(lock), m_state(state) {}
-    T_STATE *operator->() { return &m_state; }
-
-private:
-    std::lock_guard<std::recursive_mutex> m_guard;
-    T_STATE &m_state;
+struct TLockedState {
+    std::unique_lock<std::recursive_mutex> lock;
+    T_STATE &state;
+    T_STATE *operator->() { return &state; }
 };
 TLockedState state();
 
-void reset(); // all but the routes, which live as long as the process
+/* Gives `value` when `result` is 0. */
+template <typename TResult, typename TValue>
+TResult give(TResult result, const std::type_identity_t<TValue> &value, TValue &out)
+{
+    if (result == 0)
+        out = value;
+    return result;
+}
 
 /* Clocks. */
 void set_wall_ms(uint64_t ms);
@@ -140,7 +146,6 @@ void on_request(std::function<long long(const T_REQUEST &request, std::string *a
 std::vector<std::string> route_paths(); // in order of registration
 std::vector<std::string>
 service_calls(); // "create NAME HOST PORT WORKERS NSHOST NSPORT", "start", "session run NAME ROUTE"
-std::string health_text();
 /* Drives a handler; none where path or method is not served. */
 std::optional<T_REPLY> call_route(const std::string &method, const std::string &path,
                                   const std::map<std::string, std::string> &args = {}, const std::string &body = "");
@@ -159,11 +164,10 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    static std::string root();
-    static void use_scene(const std::string &name); // copies tests/fixtures/<name> over the root
+    static std::string root() { return host_path(""); }
     static void write_file(const std::string &path, const std::string &text);
     static std::string read_file(const std::string &path); // "" when missing
-    static bool exists(const std::string &path);
+    static bool exists(const std::string &path) { return std::filesystem::exists(host_path(path)); }
     static std::string log_text(const char *log) { return read_file(log); }
 };
 
