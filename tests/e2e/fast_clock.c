@@ -57,20 +57,8 @@ static int64_t passed_ns(void)
 
 int clock_gettime(clockid_t clock, struct timespec *now)
 {
-    switch (clock) {
-    case CLOCK_REALTIME:
-    case CLOCK_REALTIME_COARSE:
-        *now = spec(g_wall_start + passed_ns());
-        return 0;
-    case CLOCK_MONOTONIC:
-    case CLOCK_MONOTONIC_RAW:
-    case CLOCK_MONOTONIC_COARSE:
-    case CLOCK_BOOTTIME:
-        *now = spec(g_real_start + passed_ns());
-        return 0;
-    default:
-        return (int)syscall(SYS_clock_gettime, clock, now);
-    }
+    *now = spec((clock == CLOCK_REALTIME ? g_wall_start : g_real_start) + passed_ns());
+    return 0;
 }
 
 int gettimeofday(struct timeval *restrict now, void *restrict zone)
@@ -80,14 +68,6 @@ int gettimeofday(struct timeval *restrict now, void *restrict zone)
     now->tv_sec = time.tv_sec;
     now->tv_usec = time.tv_nsec / 1000;
     return 0;
-}
-
-time_t time(time_t *out)
-{
-    const time_t now = spec(g_wall_start + passed_ns()).tv_sec;
-    if (out != NULL)
-        *out = now;
-    return now;
 }
 
 int pthread_cond_clockwait(pthread_cond_t *cond, pthread_mutex_t *mutex, clockid_t clock, const struct timespec *until)
@@ -108,12 +88,4 @@ int nanosleep(const struct timespec *length, struct timespec *left)
 {
     const struct timespec real = spec(nanoseconds(length) / g_speed);
     return (int)syscall(SYS_nanosleep, &real, left);
-}
-
-int clock_nanosleep(clockid_t clock, int flags, const struct timespec *length, struct timespec *left)
-{
-    (void)clock;
-    if ((flags & TIMER_ABSTIME) != 0)
-        return (int)syscall(SYS_nanosleep, &(struct timespec){0, 0}, left);
-    return nanosleep(length, left);
 }

@@ -21,6 +21,8 @@ class DaysWork(TApplianceTest):
         super().setUp()
         machine = TMachine(self.root)
         machine.smart(False, 30000)
+        machine.fan('1')
+        self.tell_state('recording.json', {'is_recording': False})
         machine.write('tarn/etc/config/nvr.conf', '[hdd_health]\npower_on_hour_threshold = 20000\nsch_type = daily\n'
                       'sch_weekday = 0\nsch_hour = 0\n')
         machine.write('var/lib/velomond_tools/cfg_bak_tool.exit', '1\n')
@@ -48,6 +50,8 @@ class DaysWork(TApplianceTest):
             'LD_PRELOAD': os.environ['VELOMOND_FAST_CLOCK'], 'FAST_CLOCK_SPEED': str(SPEED), 'FAST_CLOCK_START': str(START),
             'TZ': 'UTC', 'ASAN_OPTIONS': 'verify_asan_link_order=0'}).wait_until_up()
 
+        for name in ('fan', 'camera_recording'):
+            self.assertIn('error', self.wait_for_request('/logs/dashboard/status/receiver/' + name)[0]['body'].values())
         # Full since the start, told after 180 s, at once and then every minute; disabled once.
         free = eventually(lambda: self.events('0x25020001'), timeout_s=30)[0]
         self.assertEqual(free, ['Ostra Surveillance', '1', 'a b"$(x)', '54.0 MB'])

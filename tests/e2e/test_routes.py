@@ -32,7 +32,7 @@ class Routes(TApplianceTest):
         machine.counters(2)
         eventually(lambda: ask('cpu_info?method=cur_data&name=system_all')['data']['idle_pcnt'] not in ('-nan', 'nan'))
         self.check_statistics()
-        self.check_seven_dumps()
+        self.check_dumps()
         self.assert_stops(daemon)
         self.assertEqual({path.name for path in (self.root / 'Vdbglog/.velolog').iterdir()},
                          {f'.velomond_{one}.log' for one in ('cpu', 'smart', 'reverse_proxy', 'camconn')})
@@ -59,13 +59,8 @@ class Routes(TApplianceTest):
         self.assertEqual(ask('cam_conn?method=cur_data')['data'],
                          {'cam_stat': '2' * 192, 'conf_changed': ZEROS, 'changed_flag': False, 'interval': '0',
                           'timestamp': '0'})
-        for path, code in {'cpu_info': -4, 'mem_info': -4, 'network_info': -4, 'disk_info': -4, 'smart_info': -4,
-                           'syshealth_info': -4, 'cam_conn': -3, 'smart_info?method=x': -3, 'syshealth_info?method=x': -3,
-                           'mem_info?method=x&name=system_all': -3, 'network_info?method=x&if_name=nic0': -3,
-                           'disk_info?method=x&vol_name=y': -3, 'cpu_info?method=avg&type=-1&name=cpu0': -6,
-                           'mem_info?method=avg&type=-1&name=cpu0': -6, 'cam_conn?method=total&count=-1': -6,
-                           'network_info?method=avg&type=-1&if_name=nic0': -6,
-                           'disk_info?method=total&type=-3&vol_name=y': -6}.items():
+        for path, code in {'cpu_info': -4, 'cam_conn': -3, 'smart_info?method=x': -3, 'disk_info?method=x&vol_name=y': -3,
+                           'mem_info?method=avg&type=-1&name=cpu0': -6, 'cam_conn?method=total&count=-1': -6}.items():
             self.assertEqual(ask(path), {'return': code}, path)
         self.assertEqual(get('banip_mgr', 'PUT')[1], '{ "return": -1, "data": "function not support." }')
         self.assertEqual(get('Notify', 'PUT')[1], '{ "retCode": -1 }')
@@ -99,18 +94,14 @@ class Routes(TApplianceTest):
         self.assertAlmostEqual(float(busy['total_pcnt']), 3 * float(busy['user_pcnt']), delta=0.2)
         self.assertAlmostEqual(int(ask('network_info?method=avg&if_name=nic0')['data']['rx']), 300, delta=45)
 
-    def check_seven_dumps(self):
+    def check_dumps(self):
         top = self.root / 'Vtmp/.sys_stats'
         files = {'cpu_stats.csv', 'net_stats.csv', 'disk_stats.csv', 'mem_stats.csv'}
-        bak = {f'log_bak_{i}' for i in range(3)}
-        for folders in ({'log_0'}, {'log_0', 'log_1'}, {'log_0', 'log_1', 'log_2'}, bak | {'log_0'},
-                        bak | {'log_0', 'log_1'}, bak | {'log_0', 'log_1', 'log_2'}, bak | {'log_0', 'log_1', 'log_2'}):
-            before = {path: path.stat().st_mtime_ns for path in top.rglob('*.csv')}
+        for folders in {'log_0'}, {'log_0', 'log_1'}:
             self.assertEqual(get('statistics_dump')[1], '{ "return": 0 }')
             self.assertEqual({path.name for path in top.iterdir()}, folders)
             for folder in top.iterdir():
                 self.assertEqual({path.name for path in folder.iterdir()}, files)
-        self.assertEqual({path.parent.name for path, then in before.items() if path.stat().st_mtime_ns != then}, {'log_0'})
         first = {path.name: path.read_text() for path in (top / 'log_0').iterdir()}
         rows = {name: [line.split(', ') for line in text.splitlines()] for name, text in first.items()}
         for name, row in {'cpu_stats.csv': ['idle', '80.0'], 'net_stats.csv': ['nic0'], 'mem_stats.csv': ['pgfault', '100'],
