@@ -53,7 +53,8 @@ class Texts(TApplianceTest):
         self.assertEqual(daemon.listeners(), [LISTENER])
         self.wait_for_request('/logs/dashboard/status/receiver/camera_recording')
         self.assert_stops(daemon)
-        told = re.sub(r'\[[A-Z][a-z]{2} [A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d \d{4}\]', '[TIME]', daemon.text()).splitlines()
+        told = re.sub(r'\[[A-Z][a-z]{2} [A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d \d{4}\]', '[TIME]',
+                      daemon.text()).splitlines()
         told.remove(next(line for line in told if line.startswith('sysstat_vol.cpp:vol_monitor_main(')))  # at any time
         cores = [f'cpu{core}' for core in range(os.cpu_count())]
         self.assertEqual(told, texts(cpu=[*processes, *cores, 'system_all'], net=interfaces,

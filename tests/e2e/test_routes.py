@@ -59,8 +59,9 @@ class Routes(TApplianceTest):
         self.assertEqual(ask('cam_conn?method=cur_data')['data'],
                          {'cam_stat': '2' * 192, 'conf_changed': ZEROS, 'changed_flag': False, 'interval': '0',
                           'timestamp': '0'})
-        for path, code in {'cpu_info': -4, 'cam_conn': -3, 'smart_info?method=x': -3, 'disk_info?method=x&vol_name=y': -3,
-                           'mem_info?method=avg&type=-1&name=cpu0': -6, 'cam_conn?method=total&count=-1': -6}.items():
+        for path, code in {'cpu_info': -4, 'cam_conn': -3, 'smart_info?method=x': -3,
+                           'disk_info?method=x&vol_name=y': -3, 'mem_info?method=avg&type=-1&name=cpu0': -6,
+                           'cam_conn?method=total&count=-1': -6}.items():
             self.assertEqual(ask(path), {'return': code}, path)
         self.assertEqual(get('banip_mgr', 'PUT')[1], '{ "return": -1, "data": "function not support." }')
         self.assertEqual(get('Notify', 'PUT')[1], '{ "retCode": -1 }')
