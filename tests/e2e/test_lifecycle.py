@@ -63,6 +63,18 @@ class Texts(TApplianceTest):
 
 
 class Foreground(TDaemonTest):
+    def test_only_the_main_thread_takes_signals(self):
+        daemon = self.start_up()
+        ours = sum(1 << (one - 1) for one in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP))
+
+        def blocked(thread):
+            lines = daemon.proc(f'task/{thread}/status').read_text().splitlines()
+            return int(next(line for line in lines if line.startswith('SigBlk')).split()[1], 16) & ours
+
+        eventually(lambda: blocked(daemon.pid) == 0)  # held back until the start is over
+        for thread, name in daemon.threads().items():
+            self.assertEqual(blocked(thread), 0 if thread == daemon.pid else ours, name)
+
     def test_a_stop_during_the_start_is_kept(self):
         daemon = self.start()
         daemon.wait_for_text('main:register_signal_handler(142)\nVeloMond:')

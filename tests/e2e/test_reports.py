@@ -32,6 +32,13 @@ class Reports(TApplianceTest):
         self.assert_stops(daemon)
         self.assertNotIn('Recording state change', daemon.text())
 
+    def test_asks_nothing_about_recording_before_the_recorder_has_started(self):
+        (self.root / 'var/.Vnvrd_start_ok').unlink()
+        daemon = self.start_up()
+        self.wait_for_request(DISK)
+        self.assert_stops(daemon)
+        self.assertEqual(self.journal('/recStreamService/recording_state') + self.journal(RECORDING), [])
+
     def test_tells_a_new_server_name_once(self):
         file = self.root / 'tarn/etc/config/Tarnix.conf'
         daemon = self.start_up()
