@@ -12,7 +12,7 @@ protected:
     /* One dump, which leaves its number behind. */
     static std::string dump(int number)
     {
-        const std::string folder = dump_folder_open();
+        std::string folder = dump_folder_open();
         write_file(folder + "/number", std::to_string(number));
         return folder;
     }

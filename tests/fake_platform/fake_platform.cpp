@@ -163,7 +163,10 @@ uint64_t current_time_stamp_mono_r()
 
 struct tm get_local_time(time_t seconds)
 {
+    static std::mutex zone_lock;
+    const std::lock_guard guard(zone_lock);
     struct tm date = {};
+    tzset(); // tests move to other zones
     localtime_r(&seconds, &date);
     return date;
 }

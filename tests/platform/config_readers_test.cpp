@@ -52,7 +52,7 @@ TEST(Ostra, TheStorageFlagIsReadWhileOpenAndOnlyWhenItIsANumber)
 
 TEST(Ostra, TheDatabaseIsMeasuredWithinItsFolder)
 {
-    constexpr size_t kMb = 1024 * 1024;
+    constexpr size_t kMb = 1048576;
     g_stock_root.write(kProduct, "[Database]\npath = /db\n");
     CDBSize probe;
     db_size_m size;

@@ -127,10 +127,14 @@ TEST_F(SsciClient, FindsAServiceByNameOrSaysSo)
     };
     const std::string ok = "HTTP/1.1 200 OK\r\n\r\n";
     const std::string port = std::to_string(m_server.port());
-    for (const std::string &answer :
-         {ok + R"({"host":"10.0.0.1","port":)" + port + "}", ok + R"({"host":"localhost","port":")" + port + "\"}",
-          ok + R"({"host":"localhost","port":4294967297})", ok + "[1]", ok, std::string("HTTP/1.1 404 No\r\n\r\n"),
-          std::string()})
+    const std::vector<std::string> answers = {ok + R"({"host":"10.0.0.1","port":)" + port + "}",
+                                              ok + R"({"host":"localhost","port":")" + port + "\"}",
+                                              ok + R"({"host":"localhost","port":4294967297})",
+                                              ok + "[1]",
+                                              ok,
+                                              std::string("HTTP/1.1 404 No\r\n\r\n"),
+                                              std::string()};
+    for (const std::string &answer : answers)
         EXPECT_EQ(ask(answer), SSCI_UNKNOWN_SERVICE) << answer;
     EXPECT_EQ(m_answer, "before");
     EXPECT_EQ(ask(ok + R"({"host":"localhost","port":)" + port + "}"), SSCI_OK);

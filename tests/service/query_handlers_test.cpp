@@ -1,5 +1,6 @@
 #include "service/VeloMond_RESTful.h"
 
+#include <bit>
 #include <gtest/gtest.h>
 
 #include "fake_platform/fake_platform.h"
@@ -11,7 +12,7 @@ namespace {
 TEST(Envelope, CarriesDataOnlyWithSuccessAndAValue)
 {
     const auto value = [] { return json_object_new_string("v"); };
-    auto *const error_pointer = reinterpret_cast<json_object *>(UINTPTR_MAX - 3); // as json-c once gave them
+    auto *const error_pointer = std::bit_cast<json_object *>(UINTPTR_MAX - 3); // as json-c once gave them
     EXPECT_EQ(envelope_text(0, value()), R"({ "return": 0, "data": "v" })");
     EXPECT_EQ(envelope_text(0, error_pointer), R"({ "return": 0 })");
     EXPECT_EQ(envelope_text(-4, value()), R"({ "return": -4 })"); // and lets go of the value
