@@ -110,7 +110,8 @@ class Foreground(TDaemonTest):
             self.assertEqual(get('status')[0], 200)
             self.assert_stops(daemon)
             daemon.stderr.unlink()
-            left.add(tuple(sorted(self.root.rglob('*'))))
+            # One file is made anew by each check of the disks, which a stop may cut short.
+            left.add(tuple(sorted(set(self.root.rglob('*')) - {self.root / 'tmp/hdd_power_on_hour'})))
             self.assertRaises(ConnectionRefusedError, get, 'status')
         self.assertEqual(len(left), 1, left)
 

@@ -1,0 +1,44 @@
+#!/usr/bin/env python3
+"""Loads the daemon that VELOMOND_BINARY names beyond what an appliance does to it,
+and tells figures beside what is promised; fails where a promise does not hold."""
+
+import argparse
+import os
+import pathlib
+import sys
+import time
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / 'tests/e2e'))
+
+from stage import report  # noqa: E402
+from load import Descriptors, Load, SlowClients  # noqa: E402
+from trouble import DiskFull, Peers  # noqa: E402
+from endurance import Day, Starts  # noqa: E402
+
+GROUPS = {'load': Load, 'slow': SlowClients, 'peers': Peers, 'disk': DiskFull, 'descriptors': Descriptors,
+          'starts': Starts, 'day': Day}
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument('groups', nargs='*', metavar='GROUP', help='only these of: ' + ', '.join(GROUPS))
+    chosen = parser.parse_args().groups or list(GROUPS)
+    if unknown := [one for one in chosen if one not in GROUPS]:
+        parser.error('no such group: ' + ' '.join(unknown))
+    report.head(f'{os.cpu_count()} cores')
+    for name in chosen:
+        report.group = name
+        start, result = time.monotonic(), unittest.TestResult()
+        GROUPS[name]('soak').run(result)
+        for _, text in result.errors + result.failures:
+            report.row('ended early', text.strip().splitlines()[-1][:60], 'no error', False)
+            print(text, file=sys.stderr)
+        for _, why in result.skipped:
+            report.row('left out', why)
+        report.row('took', f'{time.monotonic() - start:.0f} s')
+    sys.exit(1 if report.broken else 0)
+
+
+if __name__ == '__main__':
+    main()
