@@ -52,17 +52,17 @@ long floor_scan(const char *const *names, size_t count, int want_stat, int want_
             continue;
         char path[300];
         char *end = stpcpy(path, entry->d_name);
-        memcpy(end, "/comm", sizeof("/comm"));
+        stpcpy(end, "/comm");
         const long length = read_at(dirfd(dir), path, 63);
         if (length < 2 || !is_wanted(names, count, length))
             continue;
         ++found;
         if (want_statm) {
-            memcpy(end, "/statm", sizeof("/statm"));
+            stpcpy(end, "/statm");
             read_at(dirfd(dir), path, 128);
         }
         if (want_stat) {
-            memcpy(end, "/stat", sizeof("/stat"));
+            stpcpy(end, "/stat");
             read_at(dirfd(dir), path, 1023);
         }
     }
