@@ -83,7 +83,7 @@ common_http_resource::~common_http_resource()
 
 /* The text of the service's health is looked at in the service itself. */
 common_service_resource::common_service_resource(const char *, bool (*)(char *, size_t), size_t) {}
-common_service_resource::~common_service_resource() = default;
+common_service_resource::~common_service_resource() {} // the health text goes with the process
 
 long long ssci_server_create(const char *name, const char *host, int port, int workers, const char *nameserver_host,
                              int nameserver_port, bool /*flag*/, int /*number*/, const char * /*text*/)
