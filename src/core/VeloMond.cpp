@@ -7,6 +7,7 @@
 #include "common/worker.h"
 #include "core/dump_folder.h"
 #include "core/round_clock.h"
+#include "core/startup_pages.h"
 #include "health/sysstat_smart.h"
 #include "health/sysstat_syshealth.h"
 #include "health/sysstat_vol.h"
@@ -128,6 +129,7 @@ int VeloMond_start()
     if (g_main_worker.start({"MAIN-worker", "VeloMond_monitor_main", VeloMond_monitor_main}) != 0)
         tell(" %s failed", "VeloMond_monitor_thread_start");
     sysmon_service_init();
+    release_startup_pages();
     return 0;
 }
 

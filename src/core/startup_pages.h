@@ -1,0 +1,6 @@
+#pragma once
+
+/* Gives back the pages of code and constants that only the start has touched: the
+ * relocations and constructors of some forty libraries, most of whose code is never
+ * run. What is needed again comes back from the page cache. Any thread may call. */
+void release_startup_pages();
