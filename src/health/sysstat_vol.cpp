@@ -1,7 +1,5 @@
 #include "health/sysstat_vol.h"
 
-#include <algorithm>
-
 #include "common/debug_log.h"
 #include "common/local_time.h"
 #include "common/trace.h"
@@ -14,6 +12,7 @@ namespace {
 
 constexpr const char *kSource = "sysstat_vol.cpp";
 constexpr int64_t kWarmupS = 180;
+constexpr int64_t kMinuteS = 60, kHourS = 3600;
 constexpr int kRaidHour = 0, kRaidMinute = 25;
 
 TWorker g_vol_worker;
@@ -56,13 +55,15 @@ bool vol_warmup_elapsed(T_VOL_SCHEDULE *schedule, int64_t mono_s)
 
 T_VOL_DUE vol_schedule_tick(T_VOL_SCHEDULE *schedule, int64_t wall_s, const struct tm &local)
 {
-    const int64_t next_minute = wall_s / 60 * 60 + 60;
-    const int64_t next_hour = wall_s / 3600 * 3600 + 3600;
+    const int64_t next_minute = wall_s / kMinuteS * kMinuteS + kMinuteS;
+    const int64_t next_hour = wall_s / kHourS * kHourS + kHourS;
     T_VOL_DUE due = {};
     /* A clock that was set back, perhaps by years, must not leave the volumes
      * unwatched until it is that late again. */
-    schedule->next_check_s = std::min(schedule->next_check_s, next_minute);
-    schedule->next_hour_s = std::min(schedule->next_hour_s, next_hour);
+    if (schedule->next_check_s > next_minute + kMinuteS)
+        schedule->next_check_s = next_minute;
+    if (schedule->next_hour_s > next_hour + kHourS)
+        schedule->next_hour_s = next_hour;
     const bool first = schedule->next_check_s == 0 || schedule->next_hour_s == 0;
     if (first || wall_s >= schedule->next_check_s) {
         due.check = true;

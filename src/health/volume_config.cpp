@@ -1,5 +1,6 @@
 #include "health/volume_config.h"
 
+#include <cstdlib>
 #include <sys/stat.h>
 
 #include "common/text.h"
@@ -26,7 +27,7 @@ bool read_ini_value(const char *file, const char *section, const char *key, std:
 int32_t volume_id_read(const char *key)
 {
     std::string value;
-    return getSelfConf(key, "0", value, 0) == 0 ? text_to_int(value.c_str()) : 0;
+    return getSelfConf(key, "0", value, 0) == 0 ? static_cast<int32_t>(strtol(value.c_str(), nullptr, 10)) : 0;
 }
 
 bool volume_on_zfs()
