@@ -1,6 +1,7 @@
 #include "core/VeloMond.h"
 
 #include <ctime>
+#include <exception>
 #include <mutex>
 
 #include "common/trace.h"
@@ -92,8 +93,14 @@ void monitor_uninit_all()
 void monitor_sample_round()
 {
     const std::lock_guard<std::mutex> guard(g_statistics_lock);
-    for (const auto step : kRoundSteps)
-        step();
+    for (const auto step : kRoundSteps) {
+        try {
+            step();
+        } catch (const std::exception &failure) {
+            /* Out of memory, most likely. The other steps and the rounds to come go on. */
+            tell("%s: a step of the round failed: %s\n", kSource, failure.what());
+        }
+    }
 }
 
 time_t monotonic_s()

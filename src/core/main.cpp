@@ -166,7 +166,7 @@ int main(int argc, char **argv)
     hold_signals(false);
     while (!g_exit) {
         vos_cond_wait(&cond, 1);
-        for (unsigned wanted = g_prints_wanted.exchange(0); wanted > 0 && !g_exit; --wanted)
+        for (unsigned wanted = g_prints_wanted.exchange(0); wanted > 0; --wanted)
             VeloMond_debug_print();
     }
     VeloMond_stop();
