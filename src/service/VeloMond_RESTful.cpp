@@ -1,6 +1,7 @@
 #include "service/VeloMond_RESTful.h"
 
-#include "common/text.h"
+#include <cstring>
+
 #include "common/trace.h"
 #include "platform/ssci.h"
 #include "service/handlers.h"
@@ -61,7 +62,9 @@ void ntf_uninit()
 
 bool service_health_check(char *buffer, size_t size)
 {
-    text_copy(buffer, size, "health");
+    /* The library may send the buffer whole, so what the text leaves of it is cleared. */
+    strncpy(buffer, "health", size - 1);
+    buffer[size - 1] = '\0';
     return true;
 }
 
