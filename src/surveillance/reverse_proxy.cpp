@@ -151,7 +151,7 @@ bool remove_expired(TWorker *self, bool is_first)
     }
     /* Also when a stop was asked for: what the service deleted it does not list
      * again, so it would stay behind for good. Requests end by their time-outs; a
-     * reload of the web server that hangs is given up. */
+     * reload of the web server that hangs is given up after as long. */
     if (!removed.files.empty())
         remove_files(removed.files);
     if (!removed.bus.rules.empty())

@@ -75,7 +75,7 @@ TEST_F(ChildProcess, IsKilledBeyondItsLimitsAndNotWaitedForBeyondItsEnd)
     EXPECT_EQ(output("head -c 1048576 /dev/zero").size(), 1024U * 1024U);
     EXPECT_EQ(m_result, 0);
     std::string text;
-    EXPECT_EQ(child_run({kShell, "-c", "trap '' TERM; echo on; sleep 20; :"}, {1, 100}, &text), -ETIMEDOUT);
+    EXPECT_EQ(child_run({kShell, "-c", "trap '' TERM; echo on; sleep 20; :"}, {1, 100, 0}, &text), -ETIMEDOUT);
     EXPECT_EQ(text, "on\n");
 }
 
@@ -84,7 +84,7 @@ TEST_F(ChildProcess, IsKilledSoonAfterTheCallerIsToStop)
     const std::atomic<bool> flag{true};
     platform_interrupt_on(&flag);
     const TAtMost limit(1500);
-    EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "sleep 20", nullptr), -EINTR);
+    EXPECT_EQ(child_run({kShell, "-c", "sleep 20"}, {60, 0, 200}, nullptr), -EINTR);
     EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "sleep 0.1; exit 4", nullptr), 4); // within the grace
     platform_interrupt_on(nullptr);
 }

@@ -17,8 +17,7 @@
 
 namespace {
 
-constexpr int kPollSliceMs = 100;      // how soon a request to stop is seen
-constexpr uint64_t kStopGraceMs = 500; // an event that is being recorded may still get through
+constexpr int kPollSliceMs = 100; // how soon a request to stop is seen
 constexpr size_t kReadChunk = size_t{64} * 1024;
 
 /* Attributes and file actions of a spawn, released with the scope. */
@@ -106,7 +105,7 @@ int watch_child(pid_t pid, const T_CHILD_LIMITS &limits, int pipe_end, std::stri
         if (now >= deadline)
             return -ETIMEDOUT;
         if (stop_deadline == 0 && platform_interrupted())
-            stop_deadline = now + kStopGraceMs;
+            stop_deadline = now + limits.stop_grace_ms;
         if (stop_deadline != 0 && now >= stop_deadline)
             return -EINTR;
     }

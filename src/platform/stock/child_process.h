@@ -1,13 +1,15 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
 /* How long a child may run and how much it may say. */
 struct T_CHILD_LIMITS {
-    int timeout_s;     // counted from its start
-    size_t max_output; // bytes of standard output; only where output is taken
+    int timeout_s;          // counted from its start
+    size_t max_output;      // bytes of standard output; only where output is taken
+    uint64_t stop_grace_ms; // how much longer once its caller is asked to stop
 };
 
 /* Runs argv[0] (behind the host root) with the arguments argv[1]... and waits for
@@ -16,7 +18,7 @@ struct T_CHILD_LIMITS {
  * there and its standard error goes to the null device, else it inherits both.
  *
  * A child that runs out of its limits, or whose caller is asked to stop
- * (platform/interrupt.h, after half a second of grace), is killed with its
+ * (platform/interrupt.h) and that has had its grace, is killed with its
  * children of the same process group. It is always reaped.
  *
  * Returns the exit status, 128 + n for an end by signal n, or negative: -errno

@@ -11,9 +11,11 @@
 
 namespace {
 
-/* The daily backups are the longest that anything of ours runs. */
-constexpr T_CHILD_LIMITS kExecLimits = {3600, 0};
-constexpr T_CHILD_LIMITS kReadLimits = {5, size_t{1024} * 1024};
+/* The daily backups are the longest that anything of ours runs. What records an
+ * event or reloads a server would not be run again: at a stop it has as long as a
+ * request. What is only read may be given up. */
+constexpr T_CHILD_LIMITS kExecLimits = {3600, 0, 5000};
+constexpr T_CHILD_LIMITS kReadLimits = {5, size_t{1024} * 1024, 500};
 
 /* What a stream of kestrel_popen reads from. */
 struct T_OUTPUT {

@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr T_CHILD_LIMITS kLimits = {60, size_t{1024} * 1024};
+constexpr T_CHILD_LIMITS kLimits = {60, size_t{1024} * 1024, 500};
 constexpr int kNoDataBits = 0x03;
 constexpr int kAttributeLowBit = 0x10;
 constexpr int kAllBits = 0xff;
