@@ -47,21 +47,6 @@ void fill_report(json_object *object, const T_RECORDING &state)
     json_give_text(object, "camera_recording_update", kStateWords[state.is_recording]);
 }
 
-/* Takes the state out of an answer. 0; else the line under which the fault is
- * logged, and *is_recording keeps what it had. */
-int parse_answer(const std::string &answer, bool *is_recording)
-{
-    const TJson root(json_tokener_parse(answer.c_str()));
-    if (root == nullptr)
-        return 124;
-    json_object *member = nullptr;
-    if (!json_object_object_get_ex(root.get(), "is_recording", &member) ||
-        !json_object_is_type(member, json_type_boolean))
-        return 138;
-    *is_recording = json_object_get_boolean(member) != 0;
-    return 0;
-}
-
 int get_recording_state()
 {
     const uint64_t now_ms = current_time_stamp();
@@ -77,7 +62,7 @@ int get_recording_state()
     if (answer.empty())
         return kNoAnswer;
     bool is_recording = false;
-    if (const int line = parse_answer(answer, &is_recording); line != 0) {
+    if (const int line = recording_answer_parse(answer, &is_recording); line != 0) {
         log_File_Debug(kLogRecState, "%s:%s (%d), json parser fail\n", kSource, "get_recording_state", line);
         return kBadAnswer;
     }
@@ -117,6 +102,8 @@ void Recording_state_monitor_main(TWorker *self)
         if (now_second != last_second || first_report) {
             const int result = get_recording_state();
             last_second = now_second;
+            if (result != 0 && self->terminated())
+                break; // given up for the stop: that says nothing about the recording
             if (result != 0) {
                 log_File_Debug(kLogRecState, "%s:%s (%d), get_recording_state faile (%d)\n", kSource,
                                "Recording_state_monitor_main", 179, result);
@@ -163,5 +150,18 @@ int recording_stat_info(json_object **out)
     if (!json_is_valid(*out))
         return -1;
     fill_report(*out, recording());
+    return 0;
+}
+
+int recording_answer_parse(const std::string &answer, bool *is_recording)
+{
+    const TJson root(json_tokener_parse(answer.c_str()));
+    if (root == nullptr)
+        return 124;
+    json_object *member = nullptr;
+    if (!json_object_object_get_ex(root.get(), "is_recording", &member) ||
+        !json_object_is_type(member, json_type_boolean))
+        return 138;
+    *is_recording = json_object_get_boolean(member) != 0;
     return 0;
 }

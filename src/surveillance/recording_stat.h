@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "common/json.h"
 
 /* Whether any camera was recorded in the last minute, as the recording service
@@ -13,3 +15,9 @@ int recording_stat_uninit(); // ends it; harmless without a worker; always 0
  * "camera_recording_update" ("normal", or "error" when nothing is recorded) to
  * the object at *out. 0, or -1 without an object. Any thread may call. */
 int recording_stat_info(json_object **out);
+
+/* --- Parsing, for the worker and for tests --------------------------------- */
+
+/* Takes the state out of an answer of the recording service. 0; else the line
+ * under which the fault is logged, and *is_recording keeps what it had. */
+int recording_answer_parse(const std::string &answer, bool *is_recording);
