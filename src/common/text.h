@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-/* A decimal number as the C library's atoi reads it: leading blanks, a sign,
+/* A decimal number in the form that the C library's atoi reads: leading blanks, a sign,
  * digits; 0 where there are none. Figures beyond int are clamped to its ends. */
 int text_to_int(const char *text);
 

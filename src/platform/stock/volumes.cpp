@@ -105,7 +105,7 @@ bool mount_find(std::string_view mountinfo, std::string_view mount_point, T_MOUN
         (void)next_field(&line); // parent's
         const std::string_view device = next_field(&line);
         (void)next_field(&line); // root within the file system
-        if (unescaped(next_field(&line)) != mount_point)
+        if (unescaped(next_field(&line)) != mount_point || device.empty())
             continue;
         /* Options and a changing number of tags end with a single "-". */
         while (!line.empty() && next_field(&line) != "-") {
