@@ -2,12 +2,16 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <fcntl.h>
+#include <map>
+#include <mutex>
 #include <poll.h>
 #include <spawn.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 #include "platform/fd.h"
@@ -18,7 +22,74 @@
 namespace {
 
 constexpr int kPollSliceMs = 100; // how soon a request to stop is seen
+constexpr int kDyingTries = 100;  // looks at a killed child, 10 ms apart
+constexpr auto kDyingPause = std::chrono::milliseconds(10);
 constexpr size_t kReadChunk = size_t{64} * 1024;
+
+/* Whether the calling thread has been asked to stop for that long. Its children
+ * share the time: what one took of it, the next has no more. */
+bool grace_is_over(uint64_t grace_ms)
+{
+    thread_local uint64_t asked_ms = 0; // 0: not asked
+    const uint64_t now_ms = current_time_stamp_mono_r();
+    if (!platform_interrupted())
+        asked_ms = 0;
+    else if (asked_ms == 0)
+        asked_ms = now_ms;
+    return asked_ms != 0 && now_ms >= asked_ms + grace_ms;
+}
+
+/* Children that were killed and have not died: in the kernel, waiting for a
+ * device that does not answer. They are not waited for, and no other child with
+ * the same arguments joins them. */
+class TUndead {
+public:
+    void add(pid_t pid, std::string command)
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        m_commands.emplace(pid, std::move(command));
+    }
+    /* Reaps those that have died since. */
+    bool has(const std::string &command)
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        std::erase_if(m_commands, [](const auto &one) { return waitpid(one.first, nullptr, WNOHANG) != 0; });
+        return std::any_of(m_commands.begin(), m_commands.end(),
+                           [&](const auto &one) { return one.second == command; });
+    }
+
+private:
+    std::mutex m_lock;
+    std::map<pid_t, std::string> m_commands; // guarded by m_lock
+};
+TUndead &undead()
+{
+    static auto &one = *new TUndead; // threads that nobody waits for may still ask at exit
+    return one;
+}
+
+std::string command_of(const std::vector<const char *> &argv)
+{
+    std::string text;
+    for (const char *argument : argv)
+        text.append(argument).push_back('\0');
+    return text;
+}
+
+/* Takes the exit of a child that has ended or was killed. 0; the error when there
+ * is nothing to take, EAGAIN when it lives on. */
+int reap(pid_t pid, int *status)
+{
+    for (int i = 0; i < kDyingTries; ++i) {
+        const pid_t reaped = waitpid(pid, status, WNOHANG);
+        if (reaped == pid)
+            return 0;
+        if (reaped < 0 && errno != EINTR)
+            return errno;
+        std::this_thread::sleep_for(kDyingPause);
+    }
+    return EAGAIN;
+}
 
 /* Attributes and file actions of a spawn, released with the scope. */
 class TSpawnPlan {
@@ -85,7 +156,6 @@ bool drain(int pipe_end, std::string *output, size_t max_output)
 int watch_child(pid_t pid, const T_CHILD_LIMITS &limits, int pipe_end, std::string *output)
 {
     const uint64_t deadline = current_time_stamp_mono_r() + static_cast<uint64_t>(limits.timeout_s) * 1000;
-    uint64_t stop_deadline = 0; // 0: nobody asked to stop
     /* The C library's own wrapper cannot be linked from C++ on this distribution. */
     const TFd pidfd(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
     for (;;) {
@@ -101,12 +171,9 @@ int watch_child(pid_t pid, const T_CHILD_LIMITS &limits, int pipe_end, std::stri
             return -EFBIG;
         if (gone)
             return 0;
-        const uint64_t now = current_time_stamp_mono_r();
-        if (now >= deadline)
+        if (current_time_stamp_mono_r() >= deadline)
             return -ETIMEDOUT;
-        if (stop_deadline == 0 && platform_interrupted())
-            stop_deadline = now + limits.stop_grace_ms;
-        if (stop_deadline != 0 && now >= stop_deadline)
+        if (grace_is_over(limits.stop_grace_ms))
             return -EINTR;
     }
 }
@@ -115,6 +182,11 @@ int watch_child(pid_t pid, const T_CHILD_LIMITS &limits, int pipe_end, std::stri
 
 int child_run(const std::vector<const char *> &argv, const T_CHILD_LIMITS &limits, std::string *output)
 {
+    if (grace_is_over(limits.stop_grace_ms))
+        return -EINTR;
+    std::string command = command_of(argv);
+    if (undead().has(command))
+        return -EBUSY;
     TFd reading, writing;
     TSpawnPlan plan;
     if (output != nullptr) {
@@ -133,16 +205,17 @@ int child_run(const std::vector<const char *> &argv, const T_CHILD_LIMITS &limit
     writing = TFd(); // ours would keep the pipe from ending
 
     const int killed_for = watch_child(pid, limits, reading.get(), output);
-    if (killed_for != 0)
+    if (killed_for != 0) {
         (void)kill(-pid, SIGKILL);
+        (void)kill(pid, SIGKILL); // it may have left its group
+    }
     int status = 0;
-    pid_t reaped = -1;
-    do
-        reaped = waitpid(pid, &status, 0);
-    while (reaped < 0 && errno == EINTR);
+    const int error = reap(pid, &status);
+    if (error == EAGAIN)
+        undead().add(pid, std::move(command));
     if (killed_for != 0)
         return killed_for;
-    if (reaped < 0)
-        return -errno;
+    if (error != 0)
+        return -error;
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }

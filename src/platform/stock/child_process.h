@@ -9,7 +9,7 @@
 struct T_CHILD_LIMITS {
     int timeout_s;          // counted from its start
     size_t max_output;      // bytes of standard output; only where output is taken
-    uint64_t stop_grace_ms; // how much longer once its caller is asked to stop
+    uint64_t stop_grace_ms; // how much longer once its caller is asked to stop, all its children together
 };
 
 /* Runs argv[0] (behind the host root) with the arguments argv[1]... and waits for
@@ -18,11 +18,13 @@ struct T_CHILD_LIMITS {
  * there and its standard error goes to the null device, else it inherits both.
  *
  * A child that runs out of its limits, or whose caller is asked to stop
- * (platform/interrupt.h) and that has had its grace, is killed with its
- * children of the same process group. It is always reaped.
+ * (platform/interrupt.h) and has no grace left, is killed with its children of the
+ * same process group, and reaped. One that does not die, waiting for a sick device
+ * in the kernel, is left alone after a second and reaped at a later call.
  *
  * Returns the exit status, 128 + n for an end by signal n, or negative: -errno
- * when it could not be started, -ETIMEDOUT, -EFBIG or -EINTR when it was killed
- * for its time, its output or a stop, -ECHILD when it ended but nobody can tell
+ * when it could not be started (-EBUSY while an earlier one with the same arguments
+ * has not died), -ETIMEDOUT, -EFBIG or -EINTR when it was killed
+ * for its time, its output or a stop, or not started for a stop, -ECHILD when it ended but nobody can tell
  * how, since this process was started with SIGCHLD ignored. */
 int child_run(const std::vector<const char *> &argv, const T_CHILD_LIMITS &limits, std::string *output);

@@ -5,16 +5,19 @@
 #include <cstdarg>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/stock/child_process.h"
 
 namespace {
 
-/* The daily backups are the longest that anything of ours runs. What records an
- * event or reloads a server would not be run again: at a stop it has as long as a
- * request. What is only read may be given up. */
-constexpr T_CHILD_LIMITS kExecLimits = {3600, 0, 5000};
+/* The daily backups take their time; nothing else may hold a watcher up for long.
+ * What records an event or reloads a server would not be run again: at a stop it
+ * has as long as a request. What is only read may be given up. */
+constexpr std::string_view kBackupTool = "/usr/local/cmsbin/cfg_bak_tool";
+constexpr T_CHILD_LIMITS kBackupLimits = {3600, 0, 5000};
+constexpr T_CHILD_LIMITS kExecLimits = {60, 0, 5000};
 constexpr T_CHILD_LIMITS kReadLimits = {5, size_t{1024} * 1024, 500};
 
 /* What a stream of kestrel_popen reads from. */
@@ -64,7 +67,7 @@ int kestrel_exec(int /*reserved1*/, int /*reserved2*/, int /*reserved3*/, const 
     va_start(args, program);
     const std::vector<const char *> argv = argument_list(program, args);
     va_end(args);
-    return child_run(argv, kExecLimits, nullptr);
+    return child_run(argv, program == kBackupTool ? kBackupLimits : kExecLimits, nullptr);
 }
 
 FILE *kestrel_popen(const char *program, ...)
