@@ -16,7 +16,11 @@ namespace {
 class ShmRecord : public testing::Test {
 protected:
     ShmRecord() : m_name("/velomond_test_" + std::to_string(getpid())) { (void)shm_unlink(m_name.c_str()); }
-    ~ShmRecord() override { (void)shm_unlink(m_name.c_str()); }
+    ~ShmRecord() override
+    {
+        (void)shm_unlink(m_name.c_str());
+        (void)shm_unlink((m_name + kShmLockSuffix).c_str());
+    }
 
     /* Leaves a segment of these bytes behind. */
     void leave(const void *bytes, size_t size)
@@ -38,7 +42,10 @@ protected:
 TEST_F(ShmRecord, TakesOverWhatACrashLeft)
 {
     EXPECT_EQ(get().disk_present, 0); // nothing yet
-    leave("x", 1);                    // made, not grown
+    ASSERT_EQ(symlink("/nowhere", ("/dev/shm" + m_name).c_str()), 0);
+    EXPECT_EQ(set(2), 0);
+    EXPECT_EQ(get().disk_present, 2);
+    leave("x", 1); // made, not grown
     EXPECT_EQ(get().disk_present, 0);
     EXPECT_EQ(set(3), 0);
     EXPECT_EQ(get().reserved, 3);
@@ -59,7 +66,7 @@ TEST_F(ShmRecord, TakesOverWhatACrashLeft)
 TEST_F(ShmRecord, AWriterThatHangsStopsWritersOnly)
 {
     ASSERT_EQ(set(1), 0);
-    const TFd hanging(shm_open(m_name.c_str(), O_RDWR, 0));
+    const TFd hanging(shm_open((m_name + kShmLockSuffix).c_str(), O_RDWR, 0));
     ASSERT_EQ(flock(hanging.get(), LOCK_EX), 0);
     EXPECT_EQ(set(2), -EBUSY);
     EXPECT_EQ(get().disk_present, 1);

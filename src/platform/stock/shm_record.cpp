@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
+#include <string>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -15,6 +16,7 @@
 namespace {
 
 constexpr mode_t kMode = 0644;
+constexpr mode_t kLockMode = 0600; // whoever can open a file can hold a lock on it
 constexpr int kReadTries = 1000;
 constexpr int kLockTries = 1000;
 constexpr auto kLockPause = std::chrono::milliseconds(1);
@@ -76,24 +78,27 @@ bool is_ours(const struct stat &status)
     return S_ISREG(status.st_mode) && (status.st_uid == geteuid() || status.st_uid == 0);
 }
 
-/* The segment for writing, made where there is none. A segment of another user
- * could be cut short under our feet; it gives way to one of our own. */
-int open_for_writing(const char *name, TFd *out)
+/* An object for writing, made where there is none. What another user or somebody
+ * by mistake put in its place could be cut short or locked under our feet; it gives
+ * way to one of our own. */
+int open_for_writing(const char *name, mode_t mode, TFd *out)
 {
     for (int i = 0; i < 3; ++i) {
         /* First without creating: the kernel may refuse to "create" what
          * somebody else put into a shared folder. */
         TFd fd(shm_open(name, O_RDWR, 0));
         if (!fd.is_open() && errno == ENOENT)
-            fd = TFd(shm_open(name, O_RDWR | O_CREAT | O_EXCL, kMode));
+            fd = TFd(shm_open(name, O_RDWR | O_CREAT | O_EXCL, mode));
         struct stat status = {};
         if (fd.is_open() && fstat(fd.get(), &status) == 0 && is_ours(status)) {
             *out = std::move(fd);
             return 0;
         }
-        if (!fd.is_open() && errno != EEXIST && errno != EACCES)
-            return -errno;
-        if (fd.is_open() || errno == EACCES)
+        const int error = fd.is_open() ? 0 : errno;
+        const bool in_the_way = error == 0 || error == EACCES || error == ELOOP || error == ENXIO;
+        if (!in_the_way && error != EEXIST)
+            return -error;
+        if (in_the_way)
             (void)shm_unlink(name);
     }
     return -EPERM;
@@ -113,15 +118,11 @@ int lock_writers(int fd)
     return -EBUSY;
 }
 
-/* Only with the writers' lock. Grows, never shrinks: somebody may have it mapped. */
+/* Only with the writers' lock. Grows, never shrinks: somebody may have it mapped.
+ * What has memory behind it cannot end in a SIGBUS when the file system is full. */
 int grow(int fd)
 {
-    struct stat status = {};
-    if (fstat(fd, &status) != 0)
-        return -errno;
-    if (status.st_size < static_cast<off_t>(sizeof(T_SHM_SEGMENT)) && ftruncate(fd, sizeof(T_SHM_SEGMENT)) != 0)
-        return -errno;
-    return 0;
+    return -posix_fallocate(fd, 0, sizeof(T_SHM_SEGMENT));
 }
 
 void make_ready(T_SHM_SEGMENT &segment)
@@ -147,7 +148,7 @@ int shm_record_get(const char *name, t_velomond_shm *record)
         return -errno;
     if (!is_ours(status))
         return -EPERM;
-    if (status.st_size < static_cast<off_t>(sizeof(T_SHM_SEGMENT))) {
+    if (status.st_size < static_cast<off_t>(sizeof(T_SHM_SEGMENT)) || status.st_blocks == 0) { // never written
         *record = {};
         return 0;
     }
@@ -172,10 +173,13 @@ int shm_record_get(const char *name, t_velomond_shm *record)
 
 int shm_record_set(const char *name, const t_velomond_shm &record)
 {
-    TFd fd;
-    int result = open_for_writing(name, &fd);
+    const std::string lock_name = std::string(name) + kShmLockSuffix;
+    TFd lock, fd;
+    int result = open_for_writing(lock_name.c_str(), kLockMode, &lock);
     if (result == 0)
-        result = lock_writers(fd.get());
+        result = lock_writers(lock.get());
+    if (result == 0)
+        result = open_for_writing(name, kMode, &fd);
     if (result == 0)
         result = grow(fd.get());
     if (result != 0)

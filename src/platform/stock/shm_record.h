@@ -16,6 +16,7 @@ struct T_SHM_SEGMENT {
 static_assert(sizeof(T_SHM_SEGMENT) == 40);
 constexpr uint32_t kShmMagic = 0x564d4f4e; // "VMON"
 constexpr uint32_t kShmVersion = 1;
+constexpr const char *kShmLockSuffix = ".lock"; // of the object that carries the writers' lock
 
 /* The record in the POSIX shared memory `name`. Readers never wait for writers
  * and never see two records mixed; there is no record (zeros) until one was
