@@ -107,6 +107,7 @@ void fill_standard_descriptors()
 
 void daemonize()
 {
+    const std::string lock_file = host_path(kLockFile); // a relative root means the folder we are still in
     tell("%s()\n", "daemonize");
     const pid_t pid = fork();
     if (pid < 0)
@@ -117,7 +118,7 @@ void daemonize()
     if (setsid() < 0 || chdir("/") < 0)
         exit(1);
     /* Stays open, and so locked, for the life of the process. */
-    const int lock = open(host_path(kLockFile).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0640);
+    const int lock = open(lock_file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0640);
     if (lock < 0 || lockf(lock, F_TLOCK, 0) < 0)
         exit(1);
     /* The process id is told here only: tools expect the lock file to be empty. */
@@ -130,7 +131,6 @@ void register_signal_handler()
     signal(SIGINT, proc_int);
     signal(SIGTERM, proc_int);
     signal(SIGHUP, proc_test);
-    signal(SIGPIPE, SIG_IGN); // a peer that went away is an error of that write, no more
     for (const int crash : {SIGSEGV, SIGABRT, SIGTRAP})
         (void)diag_com_install_siganl_handler(crash, kProgram, 0);
 }
@@ -152,6 +152,8 @@ void hold_signals(bool hold)
 int main(int argc, char **argv)
 {
     fill_standard_descriptors();
+    signal(SIGPIPE, SIG_IGN); // a peer that went away is an error of that write, no more
+    signal(SIGCHLD, SIG_DFL); // where our parent has it ignored, no exit status of a tool would reach us
     trace("main", "main", 277);
     parse_options(argc, argv);
     print_banner();

@@ -1,6 +1,7 @@
 #include "platform/host_path.h"
 
 #include <cstdlib>
+#include <filesystem>
 
 namespace {
 
@@ -10,7 +11,8 @@ const std::string &host_root()
 {
     static const std::string &root = *[] {
         const char *value = secure_getenv("VELOMOND_ROOT");
-        std::string text = value != nullptr ? value : "";
+        /* The process moves to "/" when it becomes a daemon. */
+        std::string text = value != nullptr && *value != '\0' ? std::filesystem::absolute(value).string() : "";
         while (!text.empty() && text.back() == '/')
             text.pop_back();
         return new std::string(text);
