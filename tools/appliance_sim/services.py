@@ -2,6 +2,7 @@
 
 import http.client
 import json
+import sys
 import threading
 import time
 
@@ -157,18 +158,24 @@ class THub:
         "notices" goes out once to every subscriber and is removed."""
         folder = self._state.folder / 'notices'
         while not self._stopping.wait(0.1):
-            for path in sorted(folder.glob('*.json')) if folder.is_dir() else []:
-                notice = self._state.get('notices/' + path.name)
-                with self._lock:
-                    names = [name for kind, name in self._leases if kind == 'subscriptions']
-                takers = [(name, *found) for name in names
-                          if all(found := (self._find('services', name), self._find('subscriptions', name)))]
-                if notice is None or not takers:
-                    continue  # not whole yet, or nobody to take it
-                path.unlink(missing_ok=True)
-                self._state.get('notices/' + path.name)  # that it is gone: a new one is not this one
-                for taker in takers:
-                    self._deliver(*taker, notice)
+            try:
+                self._deliver_new(folder)
+            except OSError as error:  # a folder or a journal that cannot be written now may be later
+                print(f'notices: {error}', file=sys.stderr)
+
+    def _deliver_new(self, folder):
+        for path in sorted(folder.glob('*.json')) if folder.is_dir() else []:
+            notice = self._state.get('notices/' + path.name)
+            with self._lock:
+                names = [name for kind, name in self._leases if kind == 'subscriptions']
+            takers = [(name, *found) for name in names
+                      if all(found := (self._find('services', name), self._find('subscriptions', name)))]
+            if notice is None or not takers:
+                continue  # not whole yet, or nobody to take it
+            path.unlink(missing_ok=True)
+            self._state.get('notices/' + path.name)  # that it is gone: a new one is not this one
+            for taker in takers:
+                self._deliver(*taker, notice)
 
     def _deliver(self, name, service, subscription, notice):
         body = json.dumps(notice).encode()
