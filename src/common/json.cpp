@@ -38,6 +38,7 @@ int json_append_text(json_object *array, const std::string &text)
 
 std::string json_text(json_object *object)
 {
-    const char *text = json_object_to_json_string(object);
-    return text != nullptr ? text : "null";
+    size_t length = 0;
+    const char *text = json_object_to_json_string_length(object, JSON_C_TO_STRING_SPACED, &length);
+    return text != nullptr ? std::string(text, length) : "null";
 }

@@ -12,4 +12,4 @@
 std::string envelope_text(int result, json_object *data);
 
 /* A body as the answer of a handler: status 200, "application/json". */
-std::shared_ptr<httpserver::http_response> json_response(const std::string &body);
+std::shared_ptr<httpserver::http_response> json_response(std::string body);
