@@ -36,9 +36,14 @@ int json_append_text(json_object *array, const std::string &text)
     return json_append(array, TJson(json_object_new_string_len(text.data(), static_cast<int>(text.size()))));
 }
 
-std::string json_text(json_object *object)
+std::string_view json_view(json_object *object)
 {
     size_t length = 0;
     const char *text = json_object_to_json_string_length(object, JSON_C_TO_STRING_SPACED, &length);
-    return text != nullptr ? std::string(text, length) : "null";
+    return text != nullptr ? std::string_view(text, length) : "null";
+}
+
+std::string json_text(json_object *object)
+{
+    return std::string(json_view(object));
 }

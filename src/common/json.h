@@ -3,6 +3,7 @@
 #include <json-c/json.h>
 #include <memory>
 #include <string>
+#include <string_view>
 
 struct T_JSON_PUT {
     void operator()(json_object *object) const { json_object_put(object); }
@@ -25,5 +26,7 @@ int json_append(json_object *array, TJson value);
 int json_give_text(json_object *parent, const char *key, const std::string &text);
 int json_append_text(json_object *array, const std::string &text);
 
-/* The value as text in json-c's default spacing; "null" for a null handle. */
+/* The value as text in json-c's default spacing; "null" for a null handle. A view
+ * is the value's own copy of its text: good until it is released or told again. */
+std::string_view json_view(json_object *object);
 std::string json_text(json_object *object);

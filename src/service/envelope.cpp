@@ -7,9 +7,14 @@
 std::string envelope_text(int result, json_object *data)
 {
     const TJson value(json_is_valid(data) ? data : nullptr);
-    std::string text = "{ \"return\": " + std::to_string(result);
-    if (result == 0 && value != nullptr)
-        text.append(", \"data\": ").append(json_text(value.get()));
+    const bool tells = result == 0 && value != nullptr;
+    const std::string_view told = tells ? json_view(value.get()) : "";
+    constexpr size_t kAround = 64; // what stands around the data
+    std::string text;
+    text.reserve(kAround + told.size());
+    text.append("{ \"return\": ").append(std::to_string(result));
+    if (tells)
+        text.append(", \"data\": ").append(told);
     return text.append(" }");
 }
 
