@@ -20,7 +20,10 @@ static enum MHD_Result answer(void *cls, struct MHD_Connection *connection, cons
         *request = &seen;
         return MHD_YES;
     }
-    *data_size = 0; /* a body, if any, is taken and dropped */
+    if (*data_size != 0) { /* a body is taken and dropped */
+        *data_size = 0;
+        return MHD_YES;
+    }
     struct MHD_Response *response = MHD_create_response_from_buffer(g_size, (void *)g_body, MHD_RESPMEM_MUST_COPY);
     MHD_add_response_header(response, "Content-Type", "application/json");
     const enum MHD_Result result = MHD_queue_response(connection, 200, response);

@@ -1,16 +1,32 @@
 #pragma once
 
+#include <algorithm>
+#include <ctime>
 #include <sys/types.h>
 #include <vector>
 
 /* The groups of the benchmark. Each prints its own lines of the table; a figure
  * stands beside its floor from the same run, since only their ratio is portable. */
+void bench_memory(); // these three while a TDaemon is up, in this order
+void bench_dump();
+void bench_routes();
 void bench_rounds();
-void bench_requests();
-void bench_memory();
 
 /* One line: what, ours, the floor, the unit, ours in relation to the floor. */
 void bench_line(const char *what, double ours, double floor, const char *unit);
+
+/* Everything the daemon runs, in this process, its histories full. Once per
+ * process. */
+class TDaemon {
+public:
+    TDaemon();
+    ~TDaemon();
+    TDaemon(const TDaemon &) = delete;
+    TDaemon &operator=(const TDaemon &) = delete;
+};
+
+/* Has every route answer once. */
+void bench_ask_all();
 
 /* Sleeping processes that end with their owner; the first ones bear the names of
  * the process table. */
@@ -32,8 +48,50 @@ public:
     ~TChild();
     TChild(const TChild &) = delete;
     TChild &operator=(const TChild &) = delete;
-    pid_t pid() const { return m_pid; }
 
 private:
     pid_t m_pid;
 };
+
+/* Runs `body` in a child process, to its end: what it leaves on the heap, and the
+ * time it takes, are not this process's. */
+void bench_in_child(void (*body)());
+
+struct T_PAIR {
+    double ours, floor;
+};
+
+/* Medians of `count` turns, in each of which both are measured once: what disturbs
+ * one disturbs the other. */
+template <typename OURS, typename FLOOR> T_PAIR bench_medians(int count, OURS ours, FLOOR floor)
+{
+    std::vector<double> a, b;
+    for (int i = 0; i < count; ++i) {
+        a.push_back(ours());
+        b.push_back(floor());
+    }
+    std::nth_element(a.begin(), a.begin() + count / 2, a.end());
+    std::nth_element(b.begin(), b.begin() + count / 2, b.end());
+    return {a[static_cast<size_t>(count) / 2], b[static_cast<size_t>(count) / 2]};
+}
+
+/* The CPU time of this process that a call takes, in microseconds. */
+template <typename WORK> double bench_cpu_us(WORK work)
+{
+    const auto now_us = [] {
+        struct timespec now = {};
+        clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+        return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) / 1e3;
+    };
+    const double start = now_us();
+    work();
+    return now_us() - start;
+}
+
+/* Both as CPU time: enough turns for a median that stands. */
+template <typename OURS, typename FLOOR> T_PAIR bench_cpu(OURS ours, FLOOR floor)
+{
+    constexpr int kTurns = 41;
+    return bench_medians(
+        kTurns, [&] { return bench_cpu_us(ours); }, [&] { return bench_cpu_us(floor); });
+}

@@ -2,13 +2,15 @@
 
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
+#include <iterator>
+#include <span>
 #include <string_view>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/host_path.h"
 #include "stats/process_table.h"
 
 namespace {
@@ -40,16 +42,24 @@ struct T_GROUP {
     const char *name;
     void (*run)();
 };
-constexpr T_GROUP kGroups[] = {{"memory", bench_memory}, {"rounds", bench_rounds}, {"requests", bench_requests}};
+constexpr T_GROUP kOnDaemon[] = {{"memory", bench_memory}, {"dump", bench_dump}, {"routes", bench_routes}};
+constexpr T_GROUP kAlone[] = {{"rounds", bench_rounds}};
+
+/* The groups that are asked for; all of them where none is. */
+std::vector<T_GROUP> wanted(std::span<const T_GROUP> groups, std::span<char *> names)
+{
+    std::vector<T_GROUP> found;
+    std::copy_if(groups.begin(), groups.end(), std::back_inserter(found), [names](const T_GROUP &group) {
+        return names.empty() || std::find(names.begin(), names.end(), std::string_view(group.name)) != names.end();
+    });
+    return found;
+}
 
 } // namespace
 
 void bench_line(const char *what, double ours, double floor, const char *unit)
 {
-    if (floor > 0)
-        printf("%-44s %12.1f %12.1f  %-10s %6.2f\n", what, ours, floor, unit, ours / floor);
-    else
-        printf("%-44s %12.1f %12s  %-10s\n", what, ours, "-", unit);
+    printf("%-44s %12.1f %12.1f  %-10s %7.3g\n", what, ours, floor, unit, ours / floor);
     fflush(stdout);
 }
 
@@ -90,13 +100,37 @@ TChild::~TChild()
     end(m_pid);
 }
 
+void bench_in_child(void (*body)())
+{
+    const pid_t pid = fork();
+    if (pid == 0) {
+        body();
+        _exit(0);
+    }
+    waitpid(pid, nullptr, 0);
+}
+
 int main(int argc, char **argv)
 {
-    const std::string_view only = argc > 1 ? argv[1] : "";
+    const std::span<char *> names(argv + 1, static_cast<size_t>(argc - 1));
+    const auto on_daemon = wanted(kOnDaemon, names);
+    const auto alone = wanted(kAlone, names);
+    if (!names.empty() && names.size() != on_daemon.size() + alone.size()) {
+        fprintf(stderr, "the groups are: memory dump routes rounds\n");
+        return 2;
+    }
+    if (host_path("").empty()) {
+        fprintf(stderr, "VELOMOND_ROOT names no tree to write into; ./dev bench prepares one\n");
+        return 2;
+    }
     silence_stderr();
-    printf("%-44s %12s %12s  %-10s %6s\n", "", "ours", "floor", "", "ratio");
-    for (const T_GROUP &group : kGroups) {
-        if (only.empty() || only == group.name)
+    printf("%-44s %12s %12s  %-10s %7s\n", "", "ours", "floor", "", "ratio");
+    fflush(stdout); // what is left would be the children's as well
+    if (!on_daemon.empty()) {
+        const TDaemon daemon;
+        for (const T_GROUP &group : on_daemon)
             group.run();
     }
+    for (const T_GROUP &group : alone)
+        group.run();
 }

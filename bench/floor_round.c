@@ -40,10 +40,10 @@ static int is_wanted(const char *const *names, size_t count, long length)
     return 0;
 }
 
-long floor_scan(const char *const *names, size_t count, int want_stat, int want_statm)
+long floor_scan(const char *proc, const char *const *names, size_t count, int want_stat, int want_statm)
 {
     long found = 0;
-    DIR *dir = opendir("/proc");
+    DIR *dir = opendir(proc);
     if (dir == NULL)
         return -1;
     const struct dirent *entry = NULL;

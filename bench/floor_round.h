@@ -12,9 +12,9 @@ extern "C" {
 /* Opens, reads to its end and closes one file. Returns the bytes read. */
 long floor_read(const char *path);
 
-/* Reads the name of every process once; of those that bear one of the names also
+/* Reads the name of every process below `proc` once; of those that bear one of the names also
  * "stat" and, where wanted, "statm". Returns the processes that did. */
-long floor_scan(const char *const *names, size_t count, int want_stat, int want_statm);
+long floor_scan(const char *proc, const char *const *names, size_t count, int want_stat, int want_statm);
 
 #ifdef __cplusplus
 }

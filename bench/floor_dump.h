@@ -1,0 +1,22 @@
+#pragma once
+
+#include <stddef.h>
+
+/* The floor for a dump: the same bytes in the same files, nothing to format. */
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+struct T_FLOOR_FILE {
+    const char *path;
+    const char *data;
+    size_t size;
+};
+
+/* Makes the folder where it is missing and writes each file in one piece, created
+ * or truncated. Returns the files written. */
+size_t floor_dump(const char *folder, const struct T_FLOOR_FILE *files, size_t count);
+
+#ifdef __cplusplus
+}
+#endif
