@@ -8,6 +8,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "common/trace.h"
 
@@ -69,7 +70,7 @@ public:
         StatEntry<T> *entry = find(key);
         if (entry == nullptr)
             return T{};
-        std::deque<T> newest;
+        std::vector<T> newest;
         {
             const std::lock_guard<std::mutex> guard(m_lock);
             if (n == 0)
