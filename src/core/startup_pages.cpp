@@ -1,5 +1,6 @@
 #include "core/startup_pages.h"
 
+#include <bit>
 #include <link.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -16,7 +17,7 @@ int release_object(struct dl_phdr_info *object, size_t /*size*/, void * /*user*/
             continue;
         const uintptr_t begin = (object->dlpi_addr + segment.p_vaddr) / page * page;
         const uintptr_t end = object->dlpi_addr + segment.p_vaddr + segment.p_memsz;
-        (void)madvise(reinterpret_cast<void *>(begin), end - begin, MADV_DONTNEED);
+        (void)madvise(std::bit_cast<void *>(begin), end - begin, MADV_DONTNEED);
     }
     return 0;
 }
