@@ -1,9 +1,9 @@
 #!/bin/bash
 # apart.sh COMMAND [ARGUMENT]...: runs a command in namespaces of its own where that
-# is allowed: ports, a network interface (nic0), shared memory and mounts are then
+# is allowed: ports, network interfaces (nic0 and eth0), shared memory and mounts are then
 # the command's alone, and VELOMOND_APART tells it so.
 set -euo pipefail
-prepare='ip link set lo up && ip link add nic0 type veth peer name nic1 && mount -t tmpfs tmpfs /dev/shm'
+prepare='ip link set lo up && ip link add nic0 type veth peer name eth0 && mount -t tmpfs tmpfs /dev/shm'
 for apart in -nm -rnm; do
     if unshare $apart bash -c "$prepare" 2>/dev/null; then
         exec env VELOMOND_APART=1 unshare $apart bash -c "$prepare"' && exec "$@"' run "$@"

@@ -11,13 +11,21 @@ import subprocess
 import sys
 
 import harness
-from harness import TDaemonTest, eventually
+from harness import TDaemonTest, eventually, get
 
 TOP = pathlib.Path(__file__).resolve().parents[2]
 SIMULATOR = TOP / 'tools/appliance_sim'
 STAND_IN = TOP / 'packaging/standins/appliance_tool'
 HUB = '/nameserver/services/sysmonService'
 SUBSCRIPTION = '/notify/subscriptions/sysmonService'
+DISK, FAN, RECORDING = ('/logs/dashboard/status/receiver/' + one for one in ('disk', 'fan', 'camera_recording'))
+
+
+def ask(path):
+    """The answer of a route that answers with JSON."""
+    status, body = get(path)
+    assert status == 200, (path, status, body)
+    return json.loads(body)
 
 
 class TMachine:
@@ -63,7 +71,8 @@ class TMachine:
                    '50 8192000 500 18446744073709551615 ' + ' '.join(['0'] * 27) + '\n')
         self.write('proc/100/statm', '2000 500 100 10 0 300 0\n')
         self.write('proc/net/dev', 'Inter-|   Receive  |  Transmit\n face |bytes packets\n'
-                   f'  nic0: {3000 * steps} 1 0 0 0 0 0 0 {1000 * steps} 1 0 0 0 0 0 0\n')
+                   f'  nic0: {3000 * steps} 1 0 0 0 0 0 0 {1000 * steps} 1 0 0 0 0 0 0\n'
+                   f'  eth0: {9000 * steps} 1 0 0 0 0 0 0 {7000 * steps} 1 0 0 0 0 0 0\n')
         self.write('proc/vmstat', f'pgfault {100 * steps}\npgmajfault {5 * steps}\n')
         self.write('proc/diskstats', f'   1       3 cachedev1 {4 * steps} 0 {16 * steps} {8 * steps} {2 * steps} 0 '
                    f'{12 * steps} {6 * steps} 0 {14 * steps} {14 * steps}\n')
@@ -107,7 +116,7 @@ class TApplianceTest(TDaemonTest):
 
     def journal(self, path, method=None):
         """What the simulator was told under a path, oldest first."""
-        entries = map(json.loads, (self.root / 'journal').read_text().splitlines())
+        entries = map(json.loads, (self.root / 'journal').read_text().split('\n')[:-1])  # the last may not be whole
         return [one for one in entries if one['path'] == path and method in (None, one['method'])]
 
     def wait_for_request(self, path, method=None, count=1, timeout_s=15.0):

@@ -48,9 +48,10 @@ class Texts(TApplianceTest):
         TMachine(self.root)
         daemon = self.start_up()
         processes = json.loads(get('status')[1])['daemon_list']
-        interfaces = [name for _, name in socket.if_nameindex() if name.startswith('nic')]
+        interfaces = [name for _, name in socket.if_nameindex() if name != 'lo']
         eventually(lambda: WORKERS <= set(daemon.threads().values()))
         self.assertEqual(daemon.listeners(), [LISTENER])
+        self.assertEqual(list(daemon.threads().values()).count('MHD-worker'), 2)
         self.wait_for_request('/logs/dashboard/status/receiver/camera_recording')
         self.assert_stops(daemon)
         told = re.sub(r'\[[A-Z][a-z]{2} [A-Z][a-z]{2} [ \d]\d \d\d:\d\d:\d\d \d{4}\]', '[TIME]',

@@ -4,10 +4,9 @@ import re
 import signal
 import unittest
 
-from appliance import HUB, SUBSCRIPTION, TApplianceTest, TMachine
+from appliance import DISK, FAN, HUB, RECORDING, SUBSCRIPTION, TApplianceTest, TMachine
 from harness import eventually, get
 
-DISK, FAN, RECORDING = ('/logs/dashboard/status/receiver/' + one for one in ('disk', 'fan', 'camera_recording'))
 NAME = '/logs/refreshNasPara'
 PROXY = '/cfg/ReverseProxy'
 NOTICES = '/notify/notices'

@@ -2,21 +2,20 @@
 
 import json
 import os
+import pathlib
+import re
+import signal
 import socket
 import time
 import unittest
 
-from appliance import TApplianceTest, TMachine
+from appliance import TApplianceTest, TMachine, ask
 from harness import eventually, get
 
+FIGURES = pathlib.Path(__file__).with_name('figures_on_hangup.txt')
 ZEROS = '0' * 192
+RSS_KB = str(500 * os.sysconf('SC_PAGE_SIZE') // 1024)  # of the one service that runs
 ROUND_S = 10
-
-
-def ask(path):
-    status, body = get(path)
-    assert status == 200, (path, status, body)
-    return json.loads(body)
 
 
 @unittest.skipUnless('nic0' in dict(map(reversed, socket.if_nameindex())), 'needs a network interface of its own')
@@ -32,7 +31,8 @@ class Routes(TApplianceTest):
         machine.counters(2)
         eventually(lambda: ask('cpu_info?method=cur_data&name=system_all')['data']['idle_pcnt'] not in ('-nan', 'nan'))
         self.check_statistics()
-        self.check_dumps()
+        self.check_figures_on_hangup(daemon)
+        self.check_dumps(daemon)
         self.assert_stops(daemon)
         self.assertEqual({path.name for path in (self.root / 'Vdbglog/.velolog').iterdir()},
                          {f'.velomond_{one}.log' for one in ('cpu', 'smart', 'reverse_proxy', 'camconn')})
@@ -45,7 +45,7 @@ class Routes(TApplianceTest):
         self.assertEqual(status['cpu_info']['core_no'], os.cpu_count())
         self.assertIn('system_all', status['cpu_info']['core_list'])
         self.assertEqual(status['mem_info'], {'mem_phy': 0, 'mem_swap': 0})
-        self.assertEqual((status['disk_info'], status['network_info']), (['/dev/mapper/cachedev1'], ['nic0', 'nic1']))
+        self.assertEqual((status['disk_info'], status['network_info']), (['/dev/mapper/cachedev1'], ['eth0', 'nic0']))
         self.assertEqual((len(status['daemon_list']), status['daemon_list'][13]), (21, 'VeloMond'))
         self.assertEqual(ask('recording_state')['camera_recording_update'], 'normal')
         self.assertEqual(ask('syshealth_info?method=fan_update')['data']['fan_update'], 'normal')
@@ -61,6 +61,7 @@ class Routes(TApplianceTest):
                           'timestamp': '0'})
         for path, code in {'cpu_info': -4, 'cam_conn': -3, 'smart_info?method=x': -3,
                            'disk_info?method=x&vol_name=y': -3, 'mem_info?method=avg&type=-1&name=cpu0': -6,
+                           'disk_info?method=notify&vol_name=y': 0, 'disk_info?method=get_disk_flag&vol_name=y': 0,
                            'cam_conn?method=total&count=-1': -6}.items():
             self.assertEqual(ask(path), {'return': code}, path)
         self.assertEqual(get('banip_mgr', 'PUT')[1], '{ "return": -1, "data": "function not support." }')
@@ -74,41 +75,63 @@ class Routes(TApplianceTest):
         memory = {'MemTotal': '4096000', 'MemFree': '1024000', 'MemAvailable': '1945600', 'Buffers': '102400',
                   'Cached': '819200', 'SwapTotal': '2048000', 'SwapFree': '1536000', 'pgmajfault': '5', 'pgfault': '100'}
         now = {**memory, 'MemUsed': '2150400', 'SReclaimable': '20480', 'zfs_mem_cache': '0'}
-        process = {'VmSize': '8000', 'VmRSS': str(500 * os.sysconf('SC_PAGE_SIZE') // 1024), 'maj_flt': '0', 'min_flt': '0'}
+        process = {'VmSize': '8000', 'VmRSS': RSS_KB, 'maj_flt': '0', 'min_flt': '0'}
+        traffic = {'tx': '1000', 'rx': '3000'}
         disk = {'throughput': '14', 'rd_latency': '2.0', 'wr_latency': '3.0', 'rd_io': '4', 'wr_io': '2'}
         for path, wanted in {
                 'cpu_info?method=cur_data&name=system_all': system, 'cpu_info?method=avg&type=0&name=cpu0': system,
-                'cpu_info?method=line_data&name=system_all': {key: [value] for key, value in system.items()},
                 'cpu_info?method=avg&type=1&name=VeloMond': nothing,
                 'mem_info?method=cur_data&name=system_all': now, 'mem_info?method=avg&type=1&name=system_all': memory,
-                'mem_info?method=avg&name=Vnvrd': process,
-                'network_info?method=cur_data&if_name=nic0': {'tx': '1000', 'rx': '3000'},
-                'network_info?method=total&type=0&if_name=nic0': {'tx': '1000', 'rx': '3000'},
-                'network_info?method=cur_data&if_name=nic1': {'tx': '0', 'rx': '0'},
+                'mem_info?method=cur_data&name=Vnvrd': process, 'mem_info?method=avg&name=Vnvrd': process,
+                'network_info?method=cur_data&if_name=nic0': traffic, 'network_info?method=max&if_name=nic0': traffic,
+                'network_info?method=total&type=0&if_name=nic0': traffic,
+                'network_info?method=min&type=1&if_name=nic0': traffic,
+                'network_info?method=cur_data&if_name=lo': {'tx': '0', 'rx': '0'},
                 'disk_info?method=cur_data&vol_name=/dev/mapper/cachedev1': disk,
                 'disk_info?method=total&type=1&vol_name=/dev/mapper/cachedev1':
                     {key: disk[key] for key in ('throughput', 'rd_io', 'wr_io')}}.items():
             self.assertEqual(ask(path), {'return': 0, 'data': wanted}, path)
+        for route in ('cpu_info?name=system_all', 'cpu_info?name=Vnvrd', 'mem_info?name=system_all',
+                      'mem_info?name=Vnvrd', 'network_info?if_name=nic0', 'disk_info?vol_name=/dev/mapper/cachedev1'):
+            self.assertEqual(ask(route + '&method=line_data')['data'],
+                             {key: [value] for key, value in ask(route + '&method=avg')['data'].items()}, route)
         # Of an interval of about 10 s, as its length has it.
         busy = ask('cpu_info?method=cur_data&name=Vnvrd')['data']
         self.assertAlmostEqual(float(busy['user_pcnt']), 10.0, delta=1.5)
         self.assertAlmostEqual(float(busy['total_pcnt']), 3 * float(busy['user_pcnt']), delta=0.2)
         self.assertAlmostEqual(int(ask('network_info?method=avg&if_name=nic0')['data']['rx']), 300, delta=45)
+        average = ask('disk_info?method=avg&vol_name=/dev/mapper/cachedev1')['data']
+        self.assertAlmostEqual(float(average['throughput']), 1.4, delta=0.2)
 
-    def check_dumps(self):
+    def check_figures_on_hangup(self, daemon):
+        daemon.kill(signal.SIGHUP)
+        eventually(lambda: daemon.text().count('    data_cnt= 1\n') == 21)
+        told = re.sub(r'((?:inv|tp)_ms *= ?)[1-9]\d*', r'\1TIME', daemon.text()).partition('main:proc_test(126)\n')[2]
+        self.assertTrue(told.startswith(FIGURES.read_text().replace('$rss', RSS_KB)), told)
+        self.assertEqual(re.findall('    name    = (.*)', told), ask('status')['daemon_list'])
+
+    def check_dumps(self, daemon):
+        """Who dumps for the n-th time leaves an n in the folder that it wrote."""
         top = self.root / 'Vtmp/.sys_stats'
         files = {'cpu_stats.csv', 'net_stats.csv', 'disk_stats.csv', 'mem_stats.csv'}
-        for folders in {'log_0'}, {'log_0', 'log_1'}:
+        for number in '12345678':
             self.assertEqual(get('statistics_dump')[1], '{ "return": 0 }')
-            self.assertEqual({path.name for path in top.iterdir()}, folders)
-            for folder in top.iterdir():
-                self.assertEqual({path.name for path in folder.iterdir()}, files)
-        first = {path.name: path.read_text() for path in (top / 'log_0').iterdir()}
-        rows = {name: [line.split(', ') for line in text.splitlines()] for name, text in first.items()}
+            folder = re.findall(r'VeloMond:VeloMond_stats_dump\(260\) str_stats_folder=\[/Vtmp/.sys_stats/(.*)\]\n',
+                                daemon.text())[-1]
+            written = {path.name: path.read_text() for path in (top / folder).glob('*.csv')}
+            self.assertEqual(set(written), files)
+            with open(top / folder / 'mark', 'a') as mark:
+                mark.write(number)
+            for name in files:
+                (top / folder / name).unlink()
+        self.assertEqual({path.name: (path / 'mark').read_text() for path in top.iterdir()}, {
+            'log_bak_0': '1', 'log_bak_1': '2', 'log_bak_2': '3', 'log_0': '478', 'log_1': '5', 'log_2': '6'})
+        self.assertEqual(daemon.text().count('VeloMond:VeloMond_statistics_dump(392)\n'), 8)
+        rows = {name: [line.split(', ') for line in text.splitlines()] for name, text in written.items()}
         for name, row in {'cpu_stats.csv': ['idle', '80.0'], 'net_stats.csv': ['nic0'], 'mem_stats.csv': ['pgfault', '100'],
                           'disk_stats.csv': ['wr_latency', '3.0']}.items():
             self.assertIn(row, rows[name])
-        for name, text in first.items():
+        for name, text in written.items():
             self.assertTrue(text.endswith('\n\n'), name)
 
 
