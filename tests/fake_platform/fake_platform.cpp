@@ -67,11 +67,6 @@ void on_request(std::function<long long(const T_REQUEST &, std::string *)> scrip
     state()->request = std::move(script);
 }
 
-std::vector<std::string> service_calls()
-{
-    return state()->service_calls;
-}
-
 void set_wall_ms(uint64_t ms)
 {
     g_wall_ms = ms;

@@ -53,9 +53,8 @@ struct T_REPLY {
  * result of one call; outputs are filled in on 0 only. */
 struct T_STATE {
     /* Service calls. */
-    long long create_result = 0, start_result = 0, stop_result = 0, nameserver_result = 0;
+    long long create_result = 0, start_result = 0, stop_result = 0;
     std::vector<T_NOTICE> notices;
-    std::vector<std::string> service_calls;
     std::vector<T_REQUEST> requests;
     std::function<long long(const T_REQUEST &, std::string *)> request;
 
@@ -144,8 +143,6 @@ void on_request(std::function<long long(const T_REQUEST &request, std::string *a
 
 /* Our own service. */
 std::vector<std::string> route_paths(); // in order of registration
-std::vector<std::string>
-service_calls(); // "create NAME HOST PORT WORKERS NSHOST NSPORT", "start", "session run NAME ROUTE"
 /* Drives a handler; none where path or method is not served. */
 std::optional<T_REPLY> call_route(const std::string &method, const std::string &path,
                                   const std::map<std::string, std::string> &args = {}, const std::string &body = "");
