@@ -2,21 +2,42 @@
 
 import calendar
 import os
+import re
+import struct
 import subprocess
+import time
 import unittest
 
-from appliance import TApplianceTest, TMachine
+from appliance import DISK, FAN, RECORDING, TApplianceTest, TMachine, ask
 from harness import Daemon, eventually
 
-SPEED = 60
-START = calendar.timegm((2026, 3, 31, 23, 57, 0))
+MIDNIGHT = calendar.timegm((2026, 4, 1, 0, 0, 0))
+HOUR_S = 3600
+NOON = MIDNIGHT + 12 * HOUR_S
 FULL, RAID = 'C002', 'C001'  # categories of the notification centre
 APP, VERSION = '''"'Ostra Surveillance'"''', '''"'5.2.0.3071'"'''
 
 
-@unittest.skipUnless(os.environ.get('VELOMOND_APART'), 'needs mounts of its own')
 @unittest.skipUnless(os.environ.get('VELOMOND_FAST_CLOCK'), 'the thread sanitizer has the clock functions to itself')
-class DaysWork(TApplianceTest):
+class TFastTest(TApplianceTest):
+    def start_at(self, wall_s, speed):
+        """A daemon whose clocks run that much faster, the one on the wall from that time on."""
+        self.ahead_ns = [0]
+        (self.root / 'ahead').write_bytes(bytes(8))
+        self.wall_s = lambda begin=time.monotonic(): wall_s + (time.monotonic() - begin) * speed
+        return Daemon(self.root, environment={
+            'LD_PRELOAD': os.environ['VELOMOND_FAST_CLOCK'], 'FAST_CLOCK_SPEED': str(speed),
+            'FAST_CLOCK_START': str(wall_s), 'FAST_CLOCK_AHEAD': str(self.root / 'ahead'), 'TZ': 'UTC',
+            'ASAN_OPTIONS': 'verify_asan_link_order=0'}).wait_until_up()
+
+    def set_clock(self, wall_s):
+        self.ahead_ns.append(int((wall_s - self.wall_s()) * 1e9))
+        with open(self.root / 'ahead', 'r+b') as file:
+            file.write(struct.pack('q', self.ahead_ns[-1]))
+
+
+@unittest.skipUnless(os.environ.get('VELOMOND_APART'), 'needs mounts of its own')
+class DaysWork(TFastTest):
     def setUp(self):
         super().setUp()
         machine = TMachine(self.root)
@@ -46,12 +67,10 @@ class DaysWork(TApplianceTest):
         return [args[5:] for args in self.tools('ostra_log_tool') if args[:5] == ['2', code, '-1', '', '']]
 
     def test_night_of_a_sick_appliance(self):
-        daemon = Daemon(self.root, environment={
-            'LD_PRELOAD': os.environ['VELOMOND_FAST_CLOCK'], 'FAST_CLOCK_SPEED': str(SPEED), 'FAST_CLOCK_START': str(START),
-            'TZ': 'UTC', 'ASAN_OPTIONS': 'verify_asan_link_order=0'}).wait_until_up()
+        daemon = self.start_at(MIDNIGHT - 180, speed=60)
 
-        for name in ('fan', 'camera_recording'):
-            self.assertIn('error', self.wait_for_request('/logs/dashboard/status/receiver/' + name)[0]['body'].values())
+        for path in (FAN, RECORDING):
+            self.assertIn('error', self.wait_for_request(path)[0]['body'].values())
         # Full since the start, told after 180 s, at once and then every minute; disabled once.
         free = eventually(lambda: self.events('0x25020001'), timeout_s=30)[0]
         self.assertEqual(free, ['Ostra Surveillance', '1', 'a b"$(x)', '54.0 MB'])
@@ -84,6 +103,86 @@ class DaysWork(TApplianceTest):
         self.assertEqual(self.log('timechg'), '')
         self.assertEqual(len(self.journal('/vbus/reverse_proxy')), 1)
         self.assertIn(len(self.journal('/cfg/ReverseProxy', 'GET')), (9, 10, 11))
+
+
+class Recovery(TFastTest):
+    """Each watcher looks once a minute, at all disks in the first minute of an hour."""
+
+    def setUp(self):
+        super().setUp()
+        self.machine = TMachine(self.root)
+        self.machine.write('tarn/etc/config/cmv_record.conf', '[cmv]\nvalue3 = 2\nvalue4 = -7\ntext1 = 5.2.0\n')
+        self.cameras = [{'id': 0, 'name': 'Gate', 'conn_failed_count': 4},
+                        {'id': 2, 'name': 'Hall', 'conn_failed_count': 0}]
+        self.tell_state('cameras.json', self.cameras)
+
+    def told(self, path, *states):
+        """Waits until the dashboard was told these states, and no others; the last of the reports."""
+        key = path.rsplit('/', 1)[-1] + '_update'
+        requests = self.wait_for_request(path, 'POST', count=len(states), timeout_s=30)
+        self.assertEqual([one['body'][key] for one in requests], list(states))
+        return requests[-1]['body']
+
+    def test_what_fails_and_recovers_is_told_logged_and_answered(self):
+        daemon = self.start_at(NOON, speed=20)
+        for path in (DISK, FAN, RECORDING):
+            self.told(path, 'normal')
+        self.wait_for_request('/recStreamService/ChannelConnStat')
+        eventually(lambda: self.log('cmv'))  # of the first round, from which on changes of the clock are seen
+
+        # All is bad, and a camera has another name.
+        self.machine.smart(True, 30000)
+        self.machine.fan('1')
+        self.tell_state('recording.json', {'is_recording': False})
+        self.cameras[1].update(name='Lobby', conn_failed_count=3, info_changed=True)
+        self.tell_state('cameras.json', self.cameras)
+        self.set_clock(NOON + HOUR_S - 30)
+        self.assertEqual(self.told(DISK, 'normal', 'hour_warning'), ask('smart_info?method=disk_update')['data'])
+        self.assertEqual(self.told(FAN, 'normal', 'error'), ask('syshealth_info?method=fan_update')['data'])
+        self.assertEqual(ask('syshealth_info?method=sys_health')['data'], {'sys_health': 'fan failed'})
+        self.told(RECORDING, 'normal', 'error')
+        self.assertEqual(ask('recording_state')['camera_recording_update'], 'error')
+        cameras = eventually(lambda: (total := ask('cam_conn?method=total&count=0')['data'])['changed_flag'] and total)
+        self.assertEqual((cameras['cam_stat'], cameras['conf_changed']), ('021' + '2' * 189, '001' + '0' * 189))
+        self.assertEqual([one['name'] for one in ask('cam_conn?method=channel_info')['data']], ['Gate', 'Lobby'])
+
+        # The disk is well again, of the others nothing can be learnt.
+        self.machine.smart(True, 1234)
+        fans, aside = self.root / 'sys/class/hwmon', self.root / 'sys/class/aside'
+        fans.rename(aside)
+        fans.touch()
+        self.tell_state('faults.json', {'/recStreamService/recording_state': {'fault': 'status'}})
+        self.set_clock(NOON + 2 * HOUR_S - 30)
+        disk = 'normal', 'hour_warning', 'normal'
+        self.assertEqual(self.told(DISK, *disk), ask('smart_info?method=disk_update')['data'])
+        eventually(lambda: 'do_get_fan_state (70) NasHTTPAPI_SYSHEALTH_info (20)\n' in self.log('syshealth'))
+        eventually(lambda: ask('syshealth_info?method=fan_update')['data']['fan_update'] == 'normal')  # nobody is told
+        eventually(lambda: re.match(r'recording_stat.cpp:get_recording_state \(109\), ssci_GET_request fail\n'
+                                    r'recording_stat.cpp:.* \(179\), get_recording_state faile \(-1761017854\)\n',
+                                    self.log('recstate')))
+
+        # All answer again; the fan still fails, now the disk does too.
+        self.machine.smart(False, 30000)
+        fans.unlink()
+        aside.rename(fans)
+        self.tell_state('faults.json', {})
+        self.tell_state('recording.json', {'is_recording': True})
+        self.set_clock(NOON - HOUR_S - 30)
+        self.told(FAN, 'normal', 'error', 'error')
+        self.machine.fan('0')
+        self.told(RECORDING, 'normal', 'error', 'normal')
+        self.assertEqual(ask('recording_state')['camera_recording_update'], 'normal')
+        fan = self.told(FAN, 'normal', 'error', 'error', 'normal')
+        self.assertEqual(fan, ask('syshealth_info?method=fan_update')['data'])
+        self.told(DISK, *disk, 'hour_warning', 'error', 'normal')  # one in error waits for the next hour, uncounted
+        self.assertEqual(daemon.text().count('Recording state change \n'), 2)
+        self.assert_stops(daemon)
+        self.assertEqual(self.log('cmv'), 'cmv_info was changed, [1,0,2,100,5.2.0,recorder-1]->[0,0,2,-7,5.2.0,]')
+        changes = re.findall(r'time was changed to (\w+) time: diff_gap=\[(-?\d+)\], threshold=\[2500\], '
+                             r'cur_real_tp=\[\d{13}\], cur_mono_tp=\[\d+\]', self.log('timechg'))
+        self.assertEqual([direction for direction, _ in changes], ['FUTURE', 'FUTURE', 'PAST'])
+        for (_, gap_ms), before_ns, after_ns in zip(changes, self.ahead_ns, self.ahead_ns[1:]):
+            self.assertAlmostEqual(int(gap_ms), (before_ns - after_ns) / 1e6, delta=2000)
 
 
 if __name__ == '__main__':

@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "common/debug_log.h"
-#include "fake_platform/fake_platform.h"
-
 namespace {
 
 TEST(ClockChange, ReportsEachStepAboveTheThresholdOnce)
@@ -25,26 +22,6 @@ TEST(ClockChange, ReportsEachStepAboveTheThresholdOnce)
         EXPECT_EQ(round(step).value_or(0), -step);
         EXPECT_FALSE(round(0));
     }
-}
-
-class ClockChangeLog : public fake::TPlatformTest {};
-
-TEST_F(ClockChangeLog, TellsDirectionAndBothClocks)
-{
-    fake::set_wall_ms(1700000000000);
-    fake::set_mono_ms(50000);
-    clock_change_check();
-    fake::set_wall_ms(1700003610000);
-    fake::set_mono_ms(60000);
-    clock_change_check();
-    fake::set_wall_ms(1700003617000);
-    fake::set_mono_ms(70000);
-    clock_change_check();
-    EXPECT_EQ(log_text(kLogTimeChange),
-              "time was changed to FUTURE time: diff_gap=[-3600000], threshold=[2500], cur_real_tp=[1700003610000], "
-              "cur_mono_tp=[60000]"
-              "time was changed to PAST time: diff_gap=[3000], threshold=[2500], cur_real_tp=[1700003617000], "
-              "cur_mono_tp=[70000]");
 }
 
 } // namespace
