@@ -66,11 +66,12 @@ TDaemon::TDaemon()
         sysstat_disk_sample();
         sysstat_memory_sample();
     }
-    auto channels = std::make_shared<T_CAM_CHANNELS>();
-    for (uint64_t minute = 0; minute < kMinutes + kPriming; ++minute) {
+    for (uint32_t minute = 0; minute < kMinutes + kPriming; ++minute) {
+        auto channels = std::make_shared<T_CAM_CHANNELS>();
+        channels->conn_failed_count[0] = minute * minute; // no minute like the one before
         T_CAM_CONN_STAT stat;
         stat.channels = channels;
-        stat.interval = stat.timestamp = minute * 60000;
+        stat.interval = stat.timestamp = uint64_t{minute} * 60000;
         g_p_CamConnstatManager->add_sample(TCamConnStatManager::kKey, stat);
     }
 }

@@ -1,7 +1,6 @@
 #include "surveillance/cam_conn_stat.h"
 
 #include <algorithm>
-#include <functional>
 
 #include "common/trace.h"
 #include "platform/comutil.h"
@@ -68,7 +67,14 @@ TCamConnStatManager::~TCamConnStatManager()
 
 int TCamConnStatManager::add_sample(const std::string &key, const T_CAM_CONN_STAT &raw)
 {
-    return store(key, raw, std::mem_fn(&T_CAM_CONN_STAT::difference));
+    return store(key, raw, [this](const T_CAM_CONN_STAT &newer, const T_CAM_CONN_STAT &older) {
+        T_CAM_CONN_STAT element = newer.difference(older);
+        /* While nothing happens, every minute is like the one before. */
+        if (m_newest != nullptr && *m_newest == element.at())
+            element.channels = m_newest;
+        m_newest = element.channels;
+        return element;
+    });
 }
 
 void TCamConnStatManager::init_map()

@@ -17,11 +17,13 @@ struct T_CAM_CHANNELS {
     std::array<uint32_t, kCameraChannels> conn_failed_count{};
     std::bitset<kCameraChannels> valid;        // reported by the recording service
     std::bitset<kCameraChannels> info_changed; // its configuration changed
+
+    bool operator==(const T_CAM_CHANNELS &) const = default;
 };
 
 /* One reading, or the difference of two, or a sum of differences. The channels
  * are shared by all copies and never change, so that copying a history of a day
- * moves handles, not the 1.2 MB behind them. */
+ * moves handles, not the up to 1.2 MB behind them. */
 struct T_CAM_CONN_STAT {
     std::shared_ptr<const T_CAM_CHANNELS> channels; // null: all zero
     bool changed_flag = false;                      // any channel's configuration changed
@@ -53,6 +55,8 @@ public:
 
 private:
     void init_map() override;
+
+    std::shared_ptr<const T_CAM_CHANNELS> m_newest; // of the newest element; guarded by m_lock
 };
 
 /* One reading out of the array of an answer, taken at now_ms. Elements without
