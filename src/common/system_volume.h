@@ -2,9 +2,17 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdlib>
+#include <string>
 
 /* The product key that names the surveillance service's system volume. */
 inline constexpr const char *kSystemVolumeKey = "OSTRAPRO_SYS_VOL";
+
+/* The id that the text of such a key holds: a decimal number, cut to 32 bits. */
+inline int32_t volume_id_of(const std::string &text)
+{
+    return static_cast<int32_t>(strtol(text.c_str(), nullptr, 10));
+}
 
 /* The id of that volume as last read from the key; below 1 the role is not
  * configured, -1 it was never read. The volume checks and the database check

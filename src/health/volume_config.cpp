@@ -1,8 +1,8 @@
 #include "health/volume_config.h"
 
-#include <cstdlib>
 #include <sys/stat.h>
 
+#include "common/system_volume.h"
 #include "common/text.h"
 #include "platform/config_readers.h"
 #include "platform/host_path.h"
@@ -27,7 +27,7 @@ bool read_ini_value(const char *file, const char *section, const char *key, std:
 int32_t volume_id_read(const char *key)
 {
     std::string value;
-    return getSelfConf(key, "0", value, 0) == 0 ? static_cast<int32_t>(strtol(value.c_str(), nullptr, 10)) : 0;
+    return getSelfConf(key, "0", value, 0) == 0 ? volume_id_of(value) : 0;
 }
 
 bool volume_on_zfs()

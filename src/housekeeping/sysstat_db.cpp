@@ -7,7 +7,6 @@
 #include "common/debug_log.h"
 #include "common/event_log.h"
 #include "common/system_volume.h"
-#include "common/text.h"
 #include "common/worker.h"
 #include "platform/config_readers.h"
 #include "platform/ostra.h"
@@ -35,7 +34,7 @@ t_volume_usage system_volume_usage()
 {
     std::string id_text;
     if (getSelfConf(kSystemVolumeKey, "0", id_text, 0) == 0)
-        g_system_volume_id = text_to_int(id_text.c_str());
+        g_system_volume_id = volume_id_of(id_text);
     t_auth auth;
     t_volume_info info;
     if (PAL_auth_get_auth(auth) == 0)
