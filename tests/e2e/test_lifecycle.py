@@ -8,11 +8,12 @@ import signal
 import socket
 import stat
 import statistics
+import subprocess
 import time
 import unittest
 
 from appliance import TApplianceTest, TMachine
-from harness import HOST, PORT, TDaemonTest, eventually, get
+from harness import BINARY, HOST, PORT, TDaemonTest, eventually, get
 
 USAGE = ('VeloMond \nusage : VeloMond [OPTION]... \n\nOPTION: \n'
          '  -d                run as daemon.\n  -h                show this info.\n')
@@ -103,6 +104,26 @@ class Foreground(TDaemonTest):
             self.assertEqual(daemon.listeners(), [])
             self.assert_stops(daemon)
         self.assertIn('\nreverse_proxy.cpp:reverse_proxy_uninit(230)\n', daemon.text())
+
+    def test_a_starter_that_does_not_listen_does_no_harm(self):
+        listening, told = os.pipe()
+        os.close(listening)
+        self.assertEqual(subprocess.run([BINARY, '-h'], stderr=told, check=False).returncode, 0)
+        os.close(told)
+
+    @unittest.skipUnless(os.environ.get('VELOMOND_APART'), 'needs shared memory of its own')
+    def test_shared_memory_without_room_is_told_and_survived(self):
+        self.addCleanup(subprocess.run, ['mount', '-o', 'remount,size=0', '/dev/shm'], check=True)
+        subprocess.run(['mount', '-o', 'remount,size=4k', '/dev/shm'], check=True)
+        full = pathlib.Path('/dev/shm/full')
+        for name in ('velomond', 'velomond.lock'):
+            (full.parent / name).unlink(missing_ok=True)
+        self.addCleanup(full.unlink)
+        full.write_bytes(bytes(4096))
+        daemon = self.start_up()
+        self.assertEqual(get('disk_info?method=notify&vol_name=x'), (200, '{ "return": 0 }'))
+        self.assertIn('shared memory /velomond cannot be written: No space left on device\n', daemon.text())
+        self.assert_stops(daemon)
 
     def test_twenty_starts_and_stops_leave_nothing(self):
         left = set()

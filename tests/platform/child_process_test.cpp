@@ -86,6 +86,7 @@ TEST_F(ChildProcess, IsKilledSoonAfterTheCallerIsToStop)
     const TAtMost limit(1500);
     EXPECT_EQ(child_run({kShell, "-c", "sleep 20"}, {60, 0, 200}, nullptr), -EINTR);
     EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "sleep 0.1; exit 4", nullptr), 4); // within the grace
+    EXPECT_EQ(child_run({kShell, "-c", "exit 5"}, {60, 0, 200}, nullptr), -EINTR);   // which the first has used up
     platform_interrupt_on(nullptr);
 }
 
