@@ -45,7 +45,7 @@ touch "$tree/var/lib/dpkg/status" "$tree/stderr" "$tree/dpkg.log"
 in_tree --install "$deb"
 unit=$tree/usr/lib/systemd/system/velomond.service
 [ -L "$tree/etc/systemd/system/multi-user.target.wants/velomond.service" ] || fail 'the unit is not enabled'
-for folder in Vtmp Vdbglog; do
+for folder in Vtmp Vdbglog etc/reverseproxy/extra; do
     [ -d "$tree/$folder" ] || fail "no /$folder"
 done
 (cd "$tree" && md5sum --quiet -c var/lib/dpkg/info/velomond.md5sums) || fail 'files are not as packaged'
@@ -89,5 +89,5 @@ in_tree --remove velomond
 in_tree --purge velomond
 left=$(left_over "$tree/var/lib/dpkg/ours")
 [ -z "$left" ] || fail "left after the purge: $left"
-[ ! -e "$tree/Vtmp" ] && [ ! -e "$tree/Vdbglog" ] || fail 'the purge left empty folders'
+[ ! -e "$tree/Vtmp" ] && [ ! -e "$tree/Vdbglog" ] && [ ! -e "$tree/etc/reverseproxy" ] || fail 'the purge left empty folders'
 echo "installed, started, asked, stopped, removed, purged: ${deb##*/}"
