@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <map>
 #include <string>
-#include <unistd.h>
 
 #include "common/json.h"
 #include "fake_platform/fake_platform.h"

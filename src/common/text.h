@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-/* A decimal number in the form that the C library's atoi reads: leading blanks, a sign,
- * digits; 0 where there are none. Figures beyond int are clamped to its ends. */
+/* A decimal number in the form that the C library's atoi reads: leading blanks, a
+ * sign, digits; 0 where there are none. Figures beyond int are clamped to its ends. */
 int text_to_int(const char *text);
 
 /* The next number of a list that blanks separate, as scanf's "%llu" reads it: a

@@ -37,6 +37,6 @@ struct T_VOL_DUE {
 bool vol_warmup_elapsed(T_VOL_SCHEDULE *schedule, int64_t mono_s);
 
 /* The volumes at every minute, by force at once and in the first check of every
- * hour; the array in the minute 00:25 of local time, once a day. However
- * far the clock is set back, the next check comes within two minutes. */
+ * hour; the array in the minute 00:25 of local time, once a day. However far the
+ * clock is set back, the next check comes within two minutes. */
 T_VOL_DUE vol_schedule_tick(T_VOL_SCHEDULE *schedule, int64_t wall_s, const struct tm &local);

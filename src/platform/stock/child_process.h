@@ -9,7 +9,7 @@
 struct T_CHILD_LIMITS {
     int timeout_s;          // counted from its start
     size_t max_output;      // bytes of standard output; only where output is taken
-    uint64_t stop_grace_ms; // how much longer once its caller is asked to stop, all its children together
+    uint64_t stop_grace_ms; // once its caller is asked to stop; all its children together
 };
 
 /* Runs argv[0] (behind the host root) with the arguments argv[1]... and waits for
@@ -23,8 +23,8 @@ struct T_CHILD_LIMITS {
  * in the kernel, is left alone after a second and reaped at a later call.
  *
  * Returns the exit status, 128 + n for an end by signal n, or negative: -errno
- * when it could not be started (-EBUSY while an earlier one with the same arguments
- * has not died), -ETIMEDOUT, -EFBIG or -EINTR when it was killed
- * for its time, its output or a stop, or not started for a stop, -ECHILD when it ended but nobody can tell
- * how, since this process was started with SIGCHLD ignored. */
+ * when it could not be started, -EBUSY while an earlier one with the same arguments
+ * has not died, -ETIMEDOUT, -EFBIG or -EINTR when it was killed for its time, its
+ * output or a stop, -EINTR also when it was not started for a stop, -ECHILD when it
+ * ended but nobody can tell how, since SIGCHLD is ignored. */
 int child_run(const std::vector<const char *> &argv, const T_CHILD_LIMITS &limits, std::string *output);
