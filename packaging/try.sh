@@ -89,5 +89,5 @@ in_tree --remove velomond
 in_tree --purge velomond
 left=$(left_over "$tree/var/lib/dpkg/ours")
 [ -z "$left" ] || fail "left after the purge: $left"
-[ ! -e "$tree/Vtmp" ] && [ ! -e "$tree/Vdbglog" ] && [ ! -e "$tree/etc/reverseproxy" ] || fail 'the purge left empty folders'
+[ ! -e "$tree/Vtmp" ] && [ ! -e "$tree/Vdbglog" ] || fail 'the purge left empty folders'
 echo "installed, started, asked, stopped, removed, purged: ${deb##*/}"
