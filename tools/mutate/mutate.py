@@ -1,0 +1,348 @@
+#!/usr/bin/env python3
+"""Plants small faults into src/, one at a time, and shows which of them no test sees.
+
+All of it happens in a copy of the tree below build/mutate. Every fault is built and
+offered to the unit programs, the room's own tests first, and those that live to the
+end-to-end tests. A fault that does not compile is none: another is drawn for it. What
+has been tried is kept, so that a run that was cut short goes on where it stopped."""
+
+import argparse
+import collections
+import hashlib
+import json
+import os
+import pathlib
+import random
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+import faults
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+WORK = ROOT / 'build/mutate'
+TREE, BUILD = WORK / 'tree', WORK / 'build'
+CELL = pathlib.Path(__file__).with_name('cell.sh')
+KNOWN = pathlib.Path(__file__).with_name('no_faults.txt')
+COPIED = ('CMakeLists.txt', 'cmake', 'src', 'tests', 'fuzz', 'tools', 'packaging')
+FAKE, STOCK, FAST_CLOCK = 'velomond_tests', 'velomond_stock_tests', 'velomond_fast_clock'
+SIDE_BY_SIDE = {FAKE: 1, STOCK: 4}  # one of them mostly waits for peers and children
+E2E = ('test_lifecycle', 'test_reports', 'test_routes', 'test_days_work')
+UNIT, END_TO_END, LIVES, NONE = 'unit', 'e2e', 'lives', 'does not compile'
+
+
+def say(text):
+    print(text, flush=True)
+
+
+class Progress:
+    """Plain lines, and on a terminal below them the share done and the time left."""
+
+    def __init__(self, total):
+        self.total, self.done, self.begin = total, 0, time.monotonic()
+
+    def show(self, text='', line=None):
+        terminal = sys.stdout.isatty()
+        if line is not None:
+            say(('\r\x1b[K' if terminal else '') + line)
+        if terminal:
+            left_s = (time.monotonic() - self.begin) / self.done * (self.total - self.done) if self.done else 0
+            left = f', {left_s / 60:.0f} min left' if self.done else ''
+            print(f'\r\x1b[K[{100 * self.done // max(self.total, 1)} %{left}] {text[:70]}', end='', flush=True)
+
+
+def run(*commands, timeout_s=None, environment=None):
+    """Runs them side by side up to the first that fails: its (exit status, output), or the last one's; the status is
+    None after the time-out."""
+    deadline = time.monotonic() + (timeout_s or float('inf'))
+    running = []
+    try:
+        for index, command in enumerate(commands):
+            output = tempfile.TemporaryFile()
+            running.append((output, subprocess.Popen(
+                command, stdout=output, stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL, env={
+                    **os.environ, **(environment or {}), 'GTEST_TOTAL_SHARDS': str(len(commands)),
+                    'GTEST_SHARD_INDEX': str(index)})))
+        while True:
+            ended = [(output, process) for output, process in running if process.poll() is not None]
+            output, status = next(((output, process.returncode) for output, process in ended if process.returncode),
+                                  (running[-1][0], 0 if len(ended) == len(running) else None))
+            if status is not None or time.monotonic() > deadline:
+                output.seek(0)
+                return status, output.read().decode(errors='replace')
+            time.sleep(0.01)
+    finally:
+        for _, process in running:
+            process.kill()  # the cell, and with it all that is in it
+            process.wait()
+
+
+def write_changed(path, text):
+    if not path.exists() or path.read_bytes() != text:
+        path.parent.mkdir(parents=True, exist_ok=True)
+        path.write_bytes(text)
+
+
+class Tree:
+    """The copy, its build and its tests."""
+
+    def __init__(self):
+        names = subprocess.run(['git', 'ls-files', '-co', '--exclude-standard', *COPIED], cwd=ROOT, check=True,
+                               capture_output=True, text=True).stdout.split('\n')
+        self.files = sorted(name for name in names if (ROOT / name).is_file())
+        digest = hashlib.sha256()
+        for name in self.files:
+            text = (ROOT / name).read_bytes()
+            if not name.startswith('tools/mutate/'):
+                digest.update(name.encode() + b'\0' + text)
+            write_changed(TREE / name, text)
+            shutil.copymode(ROOT / name, TREE / name)
+        for path in [one for one in TREE.rglob('*') if one.is_file() and '__pycache__' not in one.parts]:
+            if str(path.relative_to(TREE)) not in self.files:
+                path.unlink()
+        self.digest = digest.hexdigest()[:16]
+        self.tests = {}      # program: {test: the folder of its file}
+        self.seconds = {}    # how long each takes when all is well
+
+    def configure(self):
+        launcher = [f'-DCMAKE_{one}_COMPILER_LAUNCHER=ccache' for one in ('C', 'CXX') if shutil.which('ccache')]
+        linker = [f'-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld={one}' for one in ('lld', 'gold') if shutil.which('ld.' + one)]
+        # Neither optimised nor with anything for a debugger: what counts is the time that a build takes. Without
+        # warnings: a fault that the compiler only warns of is one.
+        status, output = run(['cmake', '-G', 'Ninja', '-S', TREE, '-B', BUILD, '-DCMAKE_BUILD_TYPE=Fault',
+                              '-DCMAKE_C_FLAGS_FAULT=-O0 -w', '-DCMAKE_CXX_FLAGS_FAULT=-O0 -w', *launcher, *linker[:1]])
+        if status != 0:
+            sys.exit(output)
+
+    @staticmethod
+    def build(*targets):
+        return run(['ninja', '-C', BUILD, *targets])
+
+    def program(self, name):
+        return BUILD / 'tests' / name
+
+    def list_tests(self, name):
+        """As the program itself knows them; it names the file of each."""
+        if name not in self.tests:
+            listing = WORK / f'{name}.json'
+            run([self.program(name), '--gtest_list_tests', f'--gtest_output=json:{listing}'])
+            self.tests[name] = {f"{suite['name']}.{test['name']}": pathlib.Path(test['file']).parent.name
+                                for suite in json.loads(listing.read_text())['testsuites']
+                                for test in suite['testsuite']}
+        return self.tests[name]
+
+    def unit(self, name, tests):
+        """Runs tests of a unit program up to the first that fails: what failed, or None."""
+        key = name, *tests
+        limit_s = 20 + 6 * self.seconds[key] if key in self.seconds else 600
+        begin = time.monotonic()
+        command = [CELL, self.program(name), '--gtest_fail_fast', '--gtest_brief=1',
+                   '--gtest_filter=' + ':'.join(tests)]
+        status, output = run(*[command] * SIDE_BY_SIDE[name], timeout_s=limit_s)
+        if status == 125:
+            sys.exit(output)
+        if status == 0:
+            self.seconds.setdefault(key, time.monotonic() - begin)
+            return None
+        failed = re.search(r'\[  FAILED  \] (\S+?)[ ,]', output)
+        return 'time-out' if status is None else failed[1] if failed else f'{name} ended with {status}'
+
+    def plan(self, path):
+        """(program, its tests) in the order that finds a fault of the file soonest."""
+        room = pathlib.Path(path).parts[1]
+        for name in (STOCK, FAKE) if room == 'platform' else (FAKE,):
+            tests = self.list_tests(name)
+            near = [one for one, folder in tests.items() if folder == room]
+            yield from ((name, part) for part in (near, [one for one in tests if one not in near]) if part)
+
+    def end_to_end(self, *modules):
+        """Runs modules of end-to-end tests side by side up to the first that fails: what failed, or None."""
+        limit_s = 60 + 4 * self.seconds[E2E] if E2E in self.seconds else 600
+        begin = time.monotonic()
+        status, output = run(*[[CELL, TREE / 'tests/e2e/run.sh', one] for one in modules], timeout_s=limit_s, environment={
+            'VELOMOND_BINARY': str(BUILD / 'src/VeloMond'),
+            'VELOMOND_FAST_CLOCK': str(BUILD / 'tools/fast_clock/libvelomond_fast_clock.so')})
+        if status == 0:
+            self.seconds.setdefault(modules, time.monotonic() - begin)
+            return None
+        failed = re.search(r'^(?:FAIL|ERROR): (\S+) \((\w+)', output, re.M)
+        return 'time-out' if status is None else f'{failed[2]}.{failed[1]}' if failed else f'ended with {status}'
+
+    def check(self, paths, end_to_end):
+        """Sees to it that all tests pass without a fault, and learns how long they take."""
+        for name, tests in {(name, tuple(tests)) for path in paths for name, tests in self.plan(path)}:
+            if failed := self.unit(name, tests) and self.unit(name, tests):
+                sys.exit(f'without any fault {failed} fails')
+        if end_to_end and (failed := self.end_to_end(*E2E) and self.end_to_end(*E2E)):
+            sys.exit(f'without any fault {failed} fails')
+
+    def try_fault(self, fault, end_to_end):
+        """(how it ended, what caught it)"""
+        path = TREE / fault.path
+        source = path.read_text()
+        path.write_text(fault.plant(source))
+        try:
+            for name, tests in self.plan(fault.path):
+                if self.build(name)[0] != 0:
+                    return NONE, ''
+                if caught := self.unit(name, tuple(tests)):
+                    return UNIT, caught
+            if end_to_end:
+                if self.build('VeloMond')[0] != 0:
+                    return NONE, ''
+                # A busy machine fails one now and then: what fails twice has been caught.
+                if caught := self.end_to_end(*E2E) and self.end_to_end(*E2E):
+                    return END_TO_END, caught
+            return LIVES, ''
+        finally:
+            path.write_text(source)
+
+
+def known():
+    """Faults that are none, from a file of blocks: path, the line, the line with the fault, why."""
+    entries = set()
+    for block in KNOWN.read_text().split('\n\n'):
+        lines = [' '.join(line.split()) for line in block.splitlines() if not line.startswith('#')]
+        if lines and len(lines) < 4:
+            sys.exit(f'{KNOWN}: not a path, two lines and a reason: {lines}')
+        if lines:
+            entries.add(tuple(lines[:3]))
+    return entries
+
+
+class Results:
+    """What became of each fault, kept for as long as sources and tests stay as they are."""
+
+    def __init__(self, digest, only_lived):
+        self.path, self.digest, self.by_fault = WORK / 'results.jsonl', digest, {}
+        lines = self.path.read_text().splitlines() if self.path.exists() else []
+        for one in map(json.loads, lines):
+            # A later state of the tree: what was caught counts as caught still where that was asked for.
+            if one['digest'] == digest or (only_lived and one['how'] != LIVES):
+                self.by_fault[tuple(one['fault'])] = one['how'], one['by']
+
+    @staticmethod
+    def key(fault):
+        return fault.path, fault.before, fault.after, str(fault.start)
+
+    def of(self, fault):
+        return self.by_fault.get(self.key(fault)) or next(
+            (result for key, result in self.by_fault.items() if key[:3] == self.key(fault)[:3]), None)
+
+    def keep(self, fault, how, caught_by):
+        self.by_fault[self.key(fault)] = how, caught_by
+        with open(self.path, 'a') as file:
+            file.write(json.dumps({'digest': self.digest, 'fault': self.key(fault), 'how': how, 'by': caught_by}) + '\n')
+
+
+def drawn(paths, seeds, count):
+    """The faults in the order of the draw, the same for the same sources; for each seed its share of the count."""
+    no_faults = known()
+    all_faults = []
+    for path in paths:
+        all_faults += faults.faults_of(path, (ROOT / path).read_text())
+    none = [one for one in all_faults if (one.path, one.before, one.after) in no_faults]
+    say(f'{len(all_faults)} faults can be planted in {len(paths)} files; {len(none)} of them are known to be none')
+    # Of all of them, so that one more that is known leaves the order of the others as it is.
+    orders = [[one for one in random.Random(seed).sample(all_faults, len(all_faults)) if one not in none]
+              for seed in seeds]
+    return orders, [count // len(seeds) + (index < count % len(seeds)) for index in range(len(seeds))]
+
+
+def describe(fault, how, caught_by):
+    text = f'{how:5}  {fault.path}:{fault.line} {fault.kind}'
+    return text + (f'  ({caught_by})' if caught_by else f'\n         {fault.before}\n     ->  {fault.after}')
+
+
+def share(part, whole):
+    return f'{part} of {whole}' + (f', {100 * part / whole:.0f} %' if whole else '')
+
+
+def summary(outcomes, only_units):
+    """`outcomes`: (fault, how, by) of every fault that counts."""
+    say('')
+    lives = [one for one in outcomes if one[1] == LIVES]
+    for one in lives:
+        say(describe(*one))
+    in_units = [how for fault, how, _ in outcomes if fault.path != 'src/core/main.cpp']
+    if not only_units:
+        say(f'caught: {share(len(outcomes) - len(lives), len(outcomes))}')
+    say(f'caught by the unit programs alone, main.cpp aside: {share(in_units.count(UNIT), len(in_units))}')
+    for title, name in ('kind', lambda fault: fault.kind), ('room', lambda fault: pathlib.Path(fault.path).parts[1]):
+        table = collections.defaultdict(list)
+        for fault, how, _ in outcomes:
+            table[name(fault)].append(how != LIVES)
+        say(f'  by {title}: ' + ', '.join(f'{key} {sum(all_)}/{len(all_)}' for key, all_ in sorted(table.items())))
+
+
+def main():
+    parser = argparse.ArgumentParser(prog='./dev mutate', description=__doc__)
+    parser.add_argument('paths', nargs='*', default=['src'], metavar='PATH', help='files or folders below src')
+    parser.add_argument('--n', type=int, default=30, help='how many faults (default: 30)')
+    parser.add_argument('--seed', type=int, action='append', help='several share the faults (default: 1)')
+    parser.add_argument('--unit', action='store_true', help='leave the end-to-end tests out')
+    parser.add_argument('--again', action='store_true',
+                        help='after a change of the tree, try only those again that lived before')
+    parser.add_argument('--list', action='store_true', help='show the faults that would be planted')
+    options = parser.parse_args()
+
+    wanted = [(ROOT / one).resolve() for one in options.paths]
+    paths = sorted(str(one.relative_to(ROOT)) for one in (ROOT / 'src').rglob('*')
+                   if one.suffix in ('.cpp', '.h', '.hpp') and any(one == top or top in one.parents for top in wanted))
+    if not paths:
+        parser.error('no source of ours in ' + ' '.join(options.paths))
+    orders, counts = drawn(paths, options.seed or [1], options.n)
+    if options.list:
+        for order, count in zip(orders, counts):
+            for fault in order[:count]:
+                say(describe(fault, '', ''))
+        return 0
+
+    tree = Tree()
+    results = Results(tree.digest, options.again)
+    progress = Progress(options.n)
+    ready, outcomes, seen = False, [], set()
+    for order, count in zip(orders, counts):
+        of_seed, left = [], iter(order)
+        while len(of_seed) < count:
+            # In the order of the files, so that the build has little to do from one to the next.
+            batch = [fault for _, fault in zip(range(count - len(of_seed)), (one for one in left if one not in seen))]
+            if not batch:
+                break
+            for fault in sorted(batch, key=lambda one: (one.path, one.start)):
+                seen.add(fault)
+                result = results.of(fault)
+                if result is None or (result[0] == LIVES and not options.unit and result[1] == UNIT):
+                    if not ready:
+                        progress.show('builds and runs all tests without a fault')
+                        tree.configure()
+                        status, output = tree.build(*({STOCK, FAKE} if any('/platform/' in one for one in paths) else
+                                                      {FAKE}), *(() if options.unit else ('VeloMond', FAST_CLOCK)))
+                        if status != 0:
+                            sys.exit(output)
+                        tree.check(paths, not options.unit)
+                        ready = True
+                    progress.show(f'{fault.path}:{fault.line} {fault.kind}')
+                    result = tree.try_fault(fault, not options.unit)
+                    if result[0] == LIVES:
+                        result = LIVES, UNIT if options.unit else ''  # of the unit programs, at least
+                    results.keep(fault, *result)
+                if result[0] == NONE:
+                    continue
+                of_seed.append((fault, *result))
+                progress.done += 1
+                progress.show(line=describe(fault, result[0], '' if result[0] == LIVES else result[1]))
+        outcomes += of_seed
+    progress.show()
+    summary([(fault, how, '' if how == LIVES else by) for fault, how, by in outcomes], options.unit)
+    return 0
+
+
+if __name__ == '__main__':
+    try:
+        sys.exit(main())
+    except KeyboardInterrupt:
+        sys.exit('\nstopped; the same command goes on from here')
