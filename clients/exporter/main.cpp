@@ -1,0 +1,89 @@
+#include <bit>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <string>
+
+#include <CLI/CLI.hpp>
+#include <link.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "exporter/server.h"
+#include "query_api/clean_text.h"
+
+namespace {
+
+/* Gives back what only the start has touched: some forty libraries were relocated, and
+ * most of their code never runs. Segments that are not mapped writable have no content
+ * but their file's, so what is needed again comes back from the page cache. */
+int release_object(dl_phdr_info *object, size_t /*size*/, void * /*user*/)
+{
+    const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+    for (int i = 0; i < object->dlpi_phnum; ++i) {
+        const ElfW(Phdr) &segment = object->dlpi_phdr[i];
+        if (segment.p_type != PT_LOAD || (segment.p_flags & PF_W) != 0)
+            continue;
+        const uintptr_t begin = (object->dlpi_addr + segment.p_vaddr) / page * page;
+        const uintptr_t end = object->dlpi_addr + segment.p_vaddr + segment.p_memsz;
+        (void)madvise(std::bit_cast<void *>(begin), end - begin, MADV_DONTNEED);
+    }
+    return 0;
+}
+
+int run(int argc, char **argv)
+{
+    CLI::App app{"Serves what the VeloMond monitor knows to Prometheus, at /metrics on the loopback address.",
+                 "velomond-exporter"};
+    app.set_version_flag("--version", std::string("velomond-exporter ") + VELOMOND_VERSION);
+    TAddress address;
+    uint16_t listen_port = 10192;
+    double timeout_s = 3;
+    app.add_option("--listen-port", listen_port, "port to serve on (10192)");
+    app.add_option("--host", address.host, "the monitor (127.0.0.1)");
+    app.add_option("--port", address.port, "its port (10191)")->check(CLI::Range(1, 65535));
+    app.add_option("--timeout", timeout_s, "seconds for all requests of one scrape (3)")->check(CLI::Range(0.01, 60.0));
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        if (error.get_exit_code() == 0)
+            return app.exit(error);
+        (void)fprintf(stderr, "velomond-exporter: %s (see --help)\n", clean_text(error.what(), 300).c_str());
+        return 2;
+    }
+
+    /* Blocked before any thread, which inherits it: the wait below gets them all. */
+    sigset_t ends;
+    sigemptyset(&ends);
+    sigaddset(&ends, SIGINT);
+    sigaddset(&ends, SIGTERM);
+    (void)sigprocmask(SIG_BLOCK, &ends, nullptr);
+    (void)signal(SIGPIPE, SIG_IGN);
+
+    TFetcher fetcher(address, std::chrono::milliseconds(static_cast<int64_t>(timeout_s * 1000)));
+    TMetricsServer server(&fetcher);
+    if (!server.start(listen_port)) {
+        (void)fprintf(stderr, "velomond-exporter: cannot listen on port %u: %s\n", listen_port, strerror(errno));
+        return 1;
+    }
+    (void)fprintf(stderr, "velomond-exporter: http://127.0.0.1:%u/metrics\n", server.port());
+    (void)dl_iterate_phdr(release_object, nullptr);
+    int number = 0;
+    (void)sigwait(&ends, &number);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    try {
+        return run(argc, argv);
+    } catch (const std::exception &error) {
+        (void)fprintf(stderr, "velomond-exporter: %s\n", clean_text(error.what(), 300).c_str());
+        return 1;
+    }
+}

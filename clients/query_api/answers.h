@@ -1,0 +1,60 @@
+#pragma once
+
+#include <bitset>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "query_api/figures.h"
+#include "query_api/outcome.h"
+
+/* The texts that the monitor answers with, taken apart. Every operation writes *out
+ * on success only; kInvalid names what is wrong, kRefused a code other than 0. All
+ * texts that come out are clean (clean_text.h). */
+
+constexpr size_t kChannels = 192;
+constexpr size_t kMaxNames = 1024; // of one list; a machine has a few dozen
+
+/* What the monitor follows. */
+struct TStatus {
+    std::vector<std::string> cores;      // cpu0, ..., and "system_all"
+    std::vector<std::string> devices;    // paths below /dev/mapper
+    std::vector<std::string> interfaces; // without the loopback
+    std::vector<std::string> services;   // names of processes
+};
+TOutcome answer_status(std::string_view text, TStatus *out);
+
+TOutcome answer_figures(std::string_view text, TKind kind, bool average, TFigures *out);
+TOutcome answer_series(std::string_view text, TKind kind, TSeries *out);
+
+/* A word of a watcher, one of those given, and when it was last reported (seconds
+ * since the epoch; 0 never). */
+struct TStateAt {
+    std::string state;
+    int64_t utc_s = 0;
+    bool operator==(const TStateAt &) const = default;
+};
+TOutcome answer_disks(std::string_view text, TStateAt *out); // normal, hour_warning, warning, error
+TOutcome answer_fans(std::string_view text, TStateAt *out);  // normal, error
+TOutcome answer_recording(std::string_view text, TStateAt *out);
+TOutcome answer_hardware(std::string_view text, std::string *out);
+
+/* One minute, or a sum of minutes, of the connections to the cameras. */
+enum class TCamera : char { kConnected = '0', kFailed = '1', kAbsent = '2' };
+struct TCameraStat {
+    std::vector<TCamera> state = std::vector<TCamera>(kChannels, TCamera::kAbsent);
+    std::bitset<kChannels> changed;
+    int64_t interval_ms = 0;
+    int64_t time_ms = 0; // wall clock; 0 before the second reading
+};
+TOutcome answer_cameras(std::string_view text, TCameraStat *out);
+
+struct TChannel {
+    size_t id = 0;
+    std::string name, guid, ums_id, ip, port, brand, ums_name;
+};
+TOutcome answer_channels(std::string_view text, std::vector<TChannel> *out); // by ascending id
+
+/* Of the dump, and of a notice ("retCode"): only the code. */
+TOutcome answer_done(std::string_view text, const char *key);

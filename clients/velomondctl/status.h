@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "query_api/snapshot.h"
+#include "velomondctl/output.h"
+#include "velomondctl/recorder.h"
+
+/* One screen of what the monitor knows; each part a line of a label and its value. */
+std::string status_text(const TSnapshot &now, const std::vector<TVolume> &volumes, bool colour);
+std::string status_json(const TSnapshot &now, const std::vector<TVolume> &volumes);
+
+std::string text_line(std::string_view label, std::string_view value);
+
+/* The running services of the table, the busiest first. */
+TTable services_table(const TSnapshot &now);
+TTable volumes_table(const std::vector<TVolume> &volumes);

@@ -1,0 +1,164 @@
+#include "query_api/answers.h"
+
+#include <functional>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::HasSubstr;
+
+std::string enveloped(const std::string &data)
+{
+    return R"({ "return": 0, "data": )" + data + " }";
+}
+
+constexpr const char *kCpu =
+    R"({ "user_pcnt": "15.0", "sys_pcnt": "5.0", "iowait_pcnt": "-nan", "steal_pcnt": "nan", "idle_pcnt": "80.0" })";
+
+TEST(Answers, FiguresAreNumbersOrMissing)
+{
+    TFigures figures;
+    ASSERT_TRUE(answer_figures(enveloped(kCpu), TKind::kCpu, false, &figures).ok());
+    EXPECT_EQ(figures.get("user_pcnt"), 15.0);
+    EXPECT_EQ(figures.get("iowait_pcnt"), std::nullopt);
+    EXPECT_EQ(figures.get("steal_pcnt"), std::nullopt);
+    EXPECT_EQ(figures.get("no such"), std::nullopt);
+
+    /* A counter that went backwards, and a minimum of nothing. */
+    ASSERT_TRUE(answer_figures(enveloped(R"({ "tx": "18446744073709551615", "rx": "20496382304121723" })"),
+                               TKind::kNetwork, true, &figures)
+                    .ok());
+    EXPECT_EQ(figures.get("tx"), std::nullopt);
+    EXPECT_EQ(figures.get("rx"), std::nullopt);
+}
+
+TEST(Answers, AnAverageOfMemoryHasFewerMembers)
+{
+    const std::string text = enveloped(R"({ "MemTotal": "8", "MemFree": "2", "MemAvailable": "4", "Buffers": "1",
+        "Cached": "1", "SwapTotal": "0", "SwapFree": "0", "pgmajfault": "0", "pgfault": "9" })");
+    TFigures figures;
+    EXPECT_TRUE(answer_figures(text, TKind::kMemory, true, &figures).ok());
+    EXPECT_EQ(figures.all.size(), 9U);
+    const TOutcome outcome = answer_figures(text, TKind::kMemory, false, &figures);
+    EXPECT_EQ(outcome.fault, TFault::kInvalid);
+    EXPECT_THAT(outcome.text, HasSubstr("MemUsed"));
+    EXPECT_EQ(figures.all.size(), 9U); // what was there is still there
+}
+
+TEST(Answers, ASeriesHasAsManyPointsInEachRow)
+{
+    TSeries series;
+    ASSERT_TRUE(
+        answer_series(enveloped(R"({ "tx": [ "6188", "6215" ], "rx": [ "1", "2" ] })"), TKind::kNetwork, &series).ok());
+    ASSERT_NE(series.get("rx"), nullptr);
+    EXPECT_EQ((*series.get("rx"))[1], 2.0);
+    for (const char *data : {R"({ "tx": [ "1", "2" ], "rx": [ "1" ] })", R"({ "tx": [ "1" ], "rx": [ 1 ] })",
+                             R"({ "tx": [ "1" ], "rx": [ null ] })", R"({ "tx": [ "1" ], "rx": "1" })"})
+        EXPECT_EQ(answer_series(enveloped(data), TKind::kNetwork, &series).fault, TFault::kInvalid) << data;
+    std::string many = R"("0")";
+    for (int i = 0; i < 15; ++i)
+        many += R"(, "0")";
+    EXPECT_EQ(
+        answer_series(enveloped(R"({ "tx": [ )" + many + R"( ], "rx": [ )" + many + " ] }"), TKind::kNetwork, &series)
+            .fault,
+        TFault::kInvalid);
+}
+
+TEST(Answers, CamerasAndChannelsAreWithinBounds)
+{
+    const auto sample = [](const std::string &states, const std::string &rest) {
+        return enveloped(R"({ "cam_stat": ")" + states + R"(", "conf_changed": ")" + std::string(192, '0') +
+                         R"(", "changed_flag": false, )" + rest + " }");
+    };
+    const std::string states = "01" + std::string(190, '2');
+    constexpr const char *kTimes = R"("interval": "60020", "timestamp": "1795393893041")";
+    TCameraStat stat;
+    ASSERT_TRUE(answer_cameras(sample(states, kTimes), &stat).ok());
+    EXPECT_EQ(stat.state[0], TCamera::kConnected);
+    EXPECT_EQ(stat.state[1], TCamera::kFailed);
+    EXPECT_EQ(stat.state[191], TCamera::kAbsent);
+    EXPECT_EQ(stat.time_ms, 1795393893041);
+    for (const auto &[text, times] : {std::pair(states + "2", kTimes),
+                                      {states.substr(1), kTimes},
+                                      {"3" + states.substr(1), kTimes},
+                                      {states, R"("interval": "-1", "timestamp": "0")"},
+                                      {states, R"("interval": "1x", "timestamp": "0")"}})
+        EXPECT_EQ(answer_cameras(sample(text, times), &stat).fault, TFault::kInvalid) << text << times;
+
+    const auto channel = [](const char *id, const std::string &name) {
+        return std::string(R"({ "id": )") + id + R"(, "name": ")" + name +
+               R"(", "guid": "", "umsid": "", "ip": "", "port": "", "brand": "", "ums_name": "" })";
+    };
+    std::vector<TChannel> channels;
+    ASSERT_TRUE(
+        answer_channels(enveloped("[ " + channel("0", "a\\u001b[2Jb") + ", " + channel("191", "z") + " ]"), &channels)
+            .ok());
+    EXPECT_EQ(channels[0].name, "a?[2Jb");
+    EXPECT_EQ(channels[1].id, 191U);
+    for (const std::string &list : {channel("192", ""), channel("-1", ""), channel("1", "") + "," + channel("1", ""),
+                                    channel("18446744073709551617", ""), std::string("7"), channel("\"1\"", "")})
+        EXPECT_EQ(answer_channels(enveloped("[" + list + "]"), &channels).fault, TFault::kInvalid) << list;
+}
+
+TEST(Answers, AStatusHasBoundedNames)
+{
+    const auto status = [](const std::string &interfaces) {
+        return R"({ "return": 0, "cpu_info": { "core_no": 1, "core_list": [ "cpu0", "system_all" ] }, "disk_info": [ ],
+            "network_info": [ )" +
+               interfaces + R"( ], "daemon_list": [ "VeloMond" ] })";
+    };
+    TStatus taken;
+    ASSERT_TRUE(answer_status(status(R"("eth\u001b0")"), &taken).ok());
+    EXPECT_THAT(taken.interfaces, testing::ElementsAre("eth?0"));
+    std::string many = R"("a")";
+    for (size_t i = 0; i < kMaxNames; ++i)
+        many += R"(,"a")";
+    for (const std::string &names : {many, '"' + std::string(256, 'a') + '"', std::string("7")})
+        EXPECT_EQ(answer_status(status(names), &taken).fault, TFault::kInvalid);
+}
+
+struct TBroken {
+    const char *name, *text;
+    TFault fault;
+};
+const TBroken kBroken[] = {
+    {"Empty", "", TFault::kInvalid},
+    {"Noise", "\x01\xff\x80 what", TFault::kInvalid},
+    {"CutShort", R"({ "return": 0, "data": { "sys_he)", TFault::kInvalid},
+    {"MoreAfterIt", R"({ "return": 0, "data": { "sys_health": "good" } } { })", TFault::kInvalid},
+    {"List", "[ ]", TFault::kInvalid},
+    {"NoCode", R"({ "data": { "sys_health": "good" } })", TFault::kInvalid},
+    {"CodeIsText", R"({ "return": "0", "data": { "sys_health": "good" } })", TFault::kInvalid},
+    {"NoData", R"({ "return": 0 })", TFault::kInvalid},
+    {"OtherData", R"({ "return": 0, "data": [ "good" ] })", TFault::kInvalid},
+    {"OtherMember", R"({ "return": 0, "data": { "sys_health": { } } })", TFault::kInvalid},
+    {"Deep", "{\"a\":[[[[[[[[[[[[[[[[]]]]]]]]]]]]]]]]}", TFault::kInvalid},
+    {"Refused", R"({ "return": -3 })", TFault::kRefused},
+};
+class BrokenAnswer : public testing::TestWithParam<TBroken> {};
+TEST_P(BrokenAnswer, IsToldInOneLineAndLeavesTheResultAlone)
+{
+    std::string words = "before";
+    const TOutcome outcome = answer_hardware(GetParam().text, &words);
+    EXPECT_EQ(outcome.fault, GetParam().fault) << outcome.text;
+    EXPECT_EQ(outcome.text.find('\n'), std::string::npos);
+    EXPECT_EQ(words, "before");
+}
+INSTANTIATE_TEST_SUITE_P(All, BrokenAnswer, testing::ValuesIn(kBroken),
+                         [](const auto &one) { return std::string(one.param.name); });
+
+TEST(Answers, StatesAreOneOfTheirWords)
+{
+    TStateAt state;
+    ASSERT_TRUE(answer_disks(enveloped(R"({ "utc_time": "1795393352", "disk_update": "hour_warning" })"), &state).ok());
+    EXPECT_EQ(state, (TStateAt{"hour_warning", 1795393352}));
+    ASSERT_TRUE(answer_recording(R"({ "utc_time": 0, "camera_recording_update": "error" })", &state).ok());
+    EXPECT_EQ(state, (TStateAt{"error", 0}));
+    for (const char *data : {R"({ "utc_time": "1", "fan_update": "\u001b[2J" })", R"({ "utc_time": "1" })",
+                             R"({ "utc_time": "", "fan_update": "normal" })", R"({ "fan_update": "normal" })"})
+        EXPECT_EQ(answer_fans(enveloped(data), &state).fault, TFault::kInvalid) << data;
+}
+
+} // namespace

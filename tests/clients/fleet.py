@@ -1,0 +1,215 @@
+"""Two recorders, a real Prometheus, a terminal and a browser: minutes of real time.
+
+Pictures go to VELOMOND_PICTURES, figures to standard error."""
+
+import gzip
+import json
+import os
+import pathlib
+import re
+import shlex
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+import urllib.parse
+import urllib.request
+
+import recorder
+import screen
+
+TOP = pathlib.Path(__file__).resolve().parents[2]
+COMMAND = os.environ['VELOMONDCTL']
+PICTURES = pathlib.Path(os.environ['VELOMOND_PICTURES'])
+PROMETHEUS = 'http://127.0.0.1:9090'
+RECORDERS = {'recorder-1': 20001, 'recorder-2': 20002}
+QUERY_PORT = 20101  # of recorder-1's query service, by a tunnel
+CAMERAS = ['Gate', 'Yard', 'Hall', 'Lift', 'Dock', 'Lobby', 'Garage', 'Roof', 'Office', 'Store', 'Stairs', 'Fence']
+
+
+def say(text):
+    print(f'fleet: {text}', file=sys.stderr, flush=True)
+
+
+def eventually(what, condition, timeout_s):
+    """The first true value; says how long it took."""
+    begin = time.monotonic()
+    say(f'{what}, up to {timeout_s} s')
+    while not (value := condition()):
+        if time.monotonic() > begin + timeout_s:
+            raise AssertionError(f'not so within {timeout_s} s: {what}')
+        time.sleep(1)
+    say(f'{what}: after {time.monotonic() - begin:.0f} s')
+    return value
+
+
+def api(path, **arguments):
+    with urllib.request.urlopen(f'{PROMETHEUS}/api/v1/{path}?{urllib.parse.urlencode(arguments)}', timeout=10) as answer:
+        return json.load(answer)['data']
+
+
+def value_of(query):
+    """{instance: value} of a query."""
+    return {one['metric'].get('instance'): float(one['value'][1]) for one in api('query', query=query)['result']}
+
+
+def alerts(name, state='firing'):
+    return {one['labels']['instance'] for one in api('alerts')['alerts']
+            if one['labels']['alertname'] == name and one['state'] == state}
+
+
+def promtool(*arguments, **more):
+    done = subprocess.run(['promtool', *arguments], capture_output=True, text=True, **more)
+    assert done.returncode == 0, done
+    return done.stdout
+
+
+class Fleet(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        temporary = tempfile.TemporaryDirectory(prefix='velomond_fleet_')
+        cls.addClassCleanup(temporary.cleanup)
+        cls.folder = pathlib.Path(temporary.name)
+        cls.recorders = {}
+        for name, port in RECORDERS.items():
+            cls.start_recorder(name, port)
+        cls.start_prometheus()
+
+    @classmethod
+    def start_recorder(cls, name, port):
+        folder = cls.folder / name
+        (folder / 'state').mkdir(parents=True)
+        for one in (TOP / 'tools/appliance_sim/state').iterdir():
+            (folder / 'state' / one.name).write_text(one.read_text())
+        (folder / 'state/cameras.json').write_text(json.dumps([
+            {'id': number, 'name': camera, 'guid': f'guid-{number}', 'umsid': '1', 'ip': f'192.0.2.{10 + number}', 'port': '80',
+             'brand': 'Example', 'ums_name': name, 'conn_failed_count': 0, 'conn_failed_step': 2 * (camera == 'Yard')}
+            for number, camera in enumerate(CAMERAS)]))
+        one = subprocess.Popen([TOP / 'tests/e2e/apart.sh', '/usr/bin/python3', '-B', TOP / 'tests/clients/recorder.py', folder],
+                               stdin=subprocess.PIPE, text=True)
+        cls.recorders[name] = one
+
+        def end():
+            one.stdin.close()
+            one.wait(timeout=60)
+        cls.addClassCleanup(end)
+        cls.tunnel(port, folder / 'tunnel')
+        if name == 'recorder-1':
+            cls.tunnel(QUERY_PORT, folder / 'query')
+
+    @classmethod
+    def tunnel(cls, port, path):
+        """The near end of the site's tunnel."""
+        def connect():
+            far = socket.socket(socket.AF_UNIX)
+            far.connect(str(path))
+            return far
+        listener = socket.create_server(('127.0.0.1', port))
+        cls.addClassCleanup(listener.close)
+        recorder.tunnel(listener, connect)
+
+    @classmethod
+    def start_prometheus(cls):
+        (cls.folder / 'targets').mkdir()
+        (cls.folder / 'targets/site.json').write_text(json.dumps([
+            {'targets': [f'127.0.0.1:{port}'], 'labels': {'instance': name, 'site': 'here'}} for name, port in RECORDERS.items()]))
+        (cls.folder / 'prometheus.yml').write_text(json.dumps({
+            'global': {'scrape_interval': '10s', 'evaluation_interval': '5s'}, 'rule_files': [str(TOP / 'dashboards/rules.yml')],
+            'scrape_configs': [{'job_name': 'velomond', 'file_sd_configs': [{'files': [f'{cls.folder}/targets/*.json']}]}]}))
+        promtool('check', 'config', cls.folder / 'prometheus.yml')
+        with open(cls.folder / 'prometheus.log', 'w') as log:
+            one = subprocess.Popen(['prometheus', f'--config.file={cls.folder}/prometheus.yml',
+                                    f'--storage.tsdb.path={cls.folder}/data', '--web.listen-address=127.0.0.1:9090'], stderr=log)
+        cls.addClassCleanup(one.wait, 30)
+        cls.addClassCleanup(one.terminate)
+
+    def scrape(self, name):
+        begin = time.monotonic()
+        with urllib.request.urlopen(f'http://127.0.0.1:{RECORDERS[name]}/metrics', timeout=10) as answer:
+            return answer.read(), time.monotonic() - begin
+
+    def test_1_metrics_rules_and_queries(self):
+        def has_figures():
+            try:
+                return b'velomond_memory_total_bytes' in self.scrape('recorder-1')[0]
+            except OSError:
+                return False
+        eventually('the first figures', has_figures, 90)
+        eventually('both recorders scraped', lambda: value_of('velomond_up == 1') == dict.fromkeys(RECORDERS, 1), 60)
+        eventually('all cameras answered', lambda: value_of('count by (instance) (velomond_camera_connected)') ==
+                   dict.fromkeys(RECORDERS, len(CAMERAS)), 200)
+        text, _ = self.scrape('recorder-1')
+        self.assertEqual(promtool('check', 'metrics', input=text.decode()), '')
+        promtool('check', 'rules', TOP / 'dashboards/rules.yml')
+        dashboard = json.loads((TOP / 'dashboards/velomond.json').read_text())
+        queries = [target['expr'].replace('$instance', '.*') for panel in dashboard['panels'] for target in panel['targets']]
+        self.assertGreater(len(queries), 10)
+        for query in queries:
+            found = promtool('query', 'instant', PROMETHEUS, query)
+            self.assertTrue(found.strip() or 'cache_device' in query, query)  # a machine may have no such device
+        say(f'{len(queries)} queries of the dashboard answered')
+        durations = [self.scrape('recorder-1')[1] for _ in range(3)]
+        say(f'a scrape: {len(text)} bytes, {len(gzip.compress(text))} compressed; cached answer {min(durations) * 1000:.1f} ms')
+        say(f'series per recorder: {value_of("scrape_samples_scraped")}')
+        say(f'fetch of the exporter: {value_of("velomond_scrape_duration_seconds")} s')
+
+    def test_2_pages_and_screens(self):
+        time.sleep(130)  # some minutes of history
+        terminal = screen.TTerminal(self.folder, 80, 24, f'{shlex.quote(COMMAND)} top --port {QUERY_PORT}')
+        eventually('top shows figures', lambda: 'Vnvrd' in terminal.text(), 15)
+        self.check_screen(terminal, 80, 24, 'top-80x24')
+        rows = re.findall(r'^(V\w+) +[\d.]+ %', terminal.text(), re.M)
+        terminal.keys('n')
+        named = re.findall(r'^(V\w+) +[\d.]+ %', terminal.text(), re.M)
+        self.assertEqual((named, sorted(rows) == rows and 'sorted already'), (sorted(named), False))
+        terminal.keys('h')
+        self.assertIn('this help', terminal.text())
+        terminal.keys('h', 'c')
+        terminal.resize(200, 60)
+        self.check_screen(terminal, 200, 60, 'top-200x60')
+        terminal.resize(40, 10)
+        self.assertIn('VeloMond', terminal.text())
+        terminal.resize(80, 24)
+        self.assertIn('Vnvrd', terminal.text())
+        terminal.keys('q')
+        self.assertTrue(terminal.ended())
+
+        page = self.folder / 'report.html'
+        subprocess.run([COMMAND, 'report', '--port', str(QUERY_PORT), '-o', page], check=True, capture_output=True)
+        self.assertEqual(screen.picture(self.folder, page, PICTURES / 'report.png', 1000, 1500), [])
+        # The copy runs a script that looks at each picture; the page itself could not.
+        looked = self.folder / 'looked.html'
+        looked.write_text(re.sub(r'<meta http-equiv.*?>', '', page.read_text()) +
+                          '<script>document.title = [...document.images].map(i => i.complete && i.naturalWidth > 100)</script>')
+        titles = re.search(r'<title>([^<]*)', screen.chromium(self.folder, '--dump-dom', f'file://{looked}')[0])[1].split(',')
+        self.assertEqual((set(titles), len(titles) >= 6), ({'true'}, True))
+        say(f'{len(titles)} pictures of the report seen')
+
+    def check_screen(self, terminal, columns, lines, name):
+        text = terminal.text()
+        self.assertEqual(len(text.splitlines()), lines)
+        self.assertLessEqual(max(map(len, text.splitlines())), columns)
+        for words in ('recording', 'cameras', 'SERVICE', 'q end', 'camera Yard'):
+            self.assertIn(words, text)
+        self.assertRegex(text, '[\u2581-\u2588]{2}')
+        page = self.folder / 'screen.html'
+        page.write_text(terminal.html())
+        self.assertEqual(screen.picture(self.folder, page, PICTURES / f'{name}.png', int(columns * 8.43) + 16, lines * 17 + 16), [])
+
+    def test_3_alerts_come_and_go(self):
+        self.assertEqual(alerts('VeloMondRecordingStopped'), set())
+        (self.folder / 'recorder-1/state/recording.json').write_text('{"is_recording": false}')
+        self.recorders['recorder-2'].stdin.write('stop daemon\n')
+        self.recorders['recorder-2'].stdin.flush()
+        eventually('the alert of a stopped recording', lambda: alerts('VeloMondRecordingStopped') == {'recorder-1'}, 240)
+        eventually('the alert of a silent monitor', lambda: alerts('VeloMondSilent') == {'recorder-2'}, 240)
+        eventually('the alert of a camera that is down', lambda: 'recorder-1' in alerts('VeloMondCameraDown'), 420)
+        (self.folder / 'recorder-1/state/recording.json').write_text('{"is_recording": true}')
+        eventually('the end of the alert', lambda: alerts('VeloMondRecordingStopped') == set(), 120)
+        self.assertEqual([alerts(one) for one in ('VeloMondDiskFailing', 'VeloMondFanFailed')], [set(), set()])
+
+
+if __name__ == '__main__':
+    unittest.main()

@@ -1,0 +1,120 @@
+"""A whole recorder in namespaces of its own, which apart.sh made: simulator, daemon, some
+services, exporter; and the site's tunnel, a Unix socket that leads to the exporter's port.
+
+recorder.py FOLDER: FOLDER/root and FOLDER/state are made unless they are there; FOLDER/tunnel is the socket. Ends at
+the end of its standard input; a line "stop daemon" there ends the daemon only."""
+
+import os
+import pathlib
+import shutil
+import socket
+import subprocess
+import sys
+import threading
+import time
+
+TOP = pathlib.Path(__file__).resolve().parents[2]
+BUSY = 'import math, sys, time\nn = float(sys.argv[1])\nx = bytearray(int(sys.argv[2]) << 20)\nwhile True:\n' \
+       ' t = time.time()\n d = n * (1.2 + math.sin(t / 50))\n' \
+       ' while time.time() < t + d: pass\n time.sleep(max(0.01, 0.5 - d))\n'
+SERVICES = {'Vnvrd': (0.06, 60), 'VrecStream': (0.04, 90), 'VliveStream': (0.02, 40), 'VdbService': (0.01, 120),
+            'VcamManager': (0.005, 20), 'VeventEngine': (0.002, 30)}  # share of half a second, MiB
+
+
+def join(a, b):
+    """Carries what a connection gets over to the other, until it ends."""
+    try:
+        while data := a.recv(65536):
+            b.sendall(data)
+    except OSError:
+        pass
+    finally:
+        for one in (a, b):
+            try:
+                one.shutdown(socket.SHUT_RDWR)
+            except OSError:
+                pass
+
+
+def joined(near, far):
+    """Both ways; closes both sockets in the end."""
+    with near, far:
+        other = threading.Thread(target=join, args=(far, near), daemon=True)
+        other.start()
+        join(near, far)
+        other.join()
+
+
+def tunnel(listener, connect):
+    """Each connection to the listener is joined to a new one of connect()."""
+    def run():
+        while True:
+            try:
+                near = listener.accept()[0]
+            except OSError:
+                return
+            try:
+                far = connect()
+            except OSError:
+                near.close()
+                continue
+            threading.Thread(target=joined, args=(near, far), daemon=True).start()
+    threading.Thread(target=run, daemon=True).start()
+
+
+def wait_for_port(port):
+    """The daemon asks for the channels once at its start, so the simulator must be there."""
+    for _ in range(100):
+        with socket.socket() as probe:
+            if probe.connect_ex(('127.0.0.1', port)) == 0:
+                return
+        time.sleep(0.1)
+    sys.exit(f'recorder: nothing listens on port {port}')
+
+
+def make_root(root):
+    (root / 'dev/mapper').mkdir(parents=True)
+    for line in pathlib.Path('/proc/diskstats').read_text().splitlines():
+        device = pathlib.Path('/dev', line.split()[2])
+        if device.is_block_device() and int(line.split()[3]) > 0:  # any that the kernel counts will do for a cache
+            (root / 'dev/mapper/cachedev1').symlink_to(device)
+            break
+    subprocess.run([TOP / 'tools/make_root.sh', root], check=True)
+
+
+def main():
+    folder = pathlib.Path(sys.argv[1])
+    if not (folder / 'root').exists():
+        make_root(folder / 'root')
+    if not (folder / 'state').exists():
+        shutil.copytree(TOP / 'tools/appliance_sim/state', folder / 'state')
+    processes = [subprocess.Popen([sys.executable, '-B', TOP / 'tools/appliance_sim/appliance_sim.py', '--quiet',
+                                   '--state', folder / 'state'])]
+    wait_for_port(10187)
+    services = folder / 'services'
+    services.mkdir()
+    for name, (share, megabytes) in SERVICES.items() if folder.name == 'recorder-1' else ():
+        (services / name).symlink_to(sys.executable)  # the kernel names a process by what was executed
+        processes.append(subprocess.Popen([services / name, '-c', BUSY, str(share), str(megabytes)]))
+    with open(folder / 'stderr', 'ab') as stderr:
+        daemon = subprocess.Popen([os.environ['VELOMOND_BINARY']], stderr=stderr,
+                                  env={**os.environ, 'VELOMOND_ROOT': str(folder / 'root')})
+        processes += [daemon, subprocess.Popen([os.environ['VELOMOND_EXPORTER']], stderr=stderr)]
+    for name, port in (('tunnel', 10192), ('query', 10191)):
+        listener = socket.socket(socket.AF_UNIX)
+        listener.bind(str(folder / name))
+        listener.listen()
+        tunnel(listener, lambda port=port: socket.create_connection(('127.0.0.1', port), 5))
+    try:
+        for line in sys.stdin:
+            if line == 'stop daemon\n':
+                daemon.terminate()
+    finally:
+        for one in reversed(processes):
+            one.terminate()
+        for one in processes:
+            one.wait()
+
+
+if __name__ == '__main__':
+    main()

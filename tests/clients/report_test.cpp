@@ -1,0 +1,145 @@
+#include <filesystem>
+#include <fstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "velomondctl/gnuplot.h"
+#include "velomondctl/progress.h"
+#include "velomondctl/report_page.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+using testing::Pair;
+
+/* Three intervals, the newest first, 40 s missing before the newest. */
+constexpr const char *kCpu =
+    "system\ncpu0\ntime_stamp(ms), 1000050000, 1000010000, 1000000000\nuser, 90.0, -nan, 10.5\n"
+    "system, 5.0, 5.0, 5.0\niowait, 1.0, 0.0, 0.0\nsteal, 0.0, 0.0, 0.0\n"
+    "idle, 4.0, 5.0, 6.0\n\n"
+    "system_all\ntime_stamp(ms), 1000050000, 1000010000, 1000000000\nuser, 90.0, 1.0, 10.5\n"
+    "idle, 4.0, 5.0, 6.0\n\n"
+    "__daemon_list\nVnvrd\ntime_stamp(ms), 1000050000, 1000010000, 1000000000\n"
+    "total, 18446744073709551615.0, 2.0, 0.0\n\n";
+constexpr const char *kMemory =
+    "system\nmem_total, 4096000\ntime_stamp(ms), 1000050000, 1000010000\nmem_free, 1024, 2048\n\n"
+    "__daemon_list\nVnvrd\ntime_stamp(ms), 1000050000, 1000010000\nVmSize, 0, 8000\n"
+    "VmRSS, 0, 4096\n\n";
+
+TEST(Dump, IsReadAsItWasWritten)
+{
+    const std::vector<TDumpEntity> cpu = dump_parse(kCpu);
+    ASSERT_EQ(cpu.size(), 3U);
+    EXPECT_EQ(cpu[0].name, "cpu0");
+    EXPECT_THAT(*cpu[0].row("user"), ElementsAre(TFigure(90.0), TFigure(), TFigure(10.5)));
+    EXPECT_EQ(cpu[2].row("total")->front(), TFigure()); // a counter that went backwards
+    EXPECT_EQ(dump_parse(kMemory)[0].name, "system");
+    EXPECT_THAT(dump_parse("eth0\ntime_stamp(ms)\ntx\nrx\n\n"), ElementsAre()); // before the first round
+}
+
+TEST(Dump, BearsAnything)
+{
+    EXPECT_THAT(dump_parse("\x1b[2J\r\nuser, 1, x, 2"), ElementsAre(testing::Field(&TDumpEntity::name, "?[2J")));
+    EXPECT_THAT(*dump_parse("a\nuser, 1, x, 2")[0].row("user"), ElementsAre(TFigure(1.0), TFigure(), TFigure(2.0)));
+    std::string many;
+    for (int i = 0; i < 5000; ++i)
+        many += "a\nb, 1\n";
+    EXPECT_EQ(dump_parse(many).size(), 4096U);
+    std::string rows = "a\n";
+    for (int i = 0; i < 100; ++i)
+        rows += std::to_string(i) + std::string(10000, ',') + "\n";
+    EXPECT_EQ(dump_parse(rows)[0].rows.size(), 32U);
+    EXPECT_EQ(dump_parse(rows)[0].row("1")->size(), 1440U);
+    for (const char *text : {"", "\n\n\n", ",", ",,\n,", "a", "\xff\xff,\xff\n"})
+        (void)dump_parse(text);
+    TDump dump;
+    EXPECT_EQ(dump_read("/nowhere", &dump).fault, TFault::kNotFound);
+}
+
+TDump dump_of(const char *cpu, const char *memory)
+{
+    TDump dump;
+    dump.cpu = dump_parse(cpu);
+    dump.mem = dump_parse(memory);
+    dump.net = dump_parse("eth0\ntime_stamp(ms), 1000050000, 1000010000, 1000000000\ntx, 400000, 10000, 20000\n"
+                          "rx, 0, 0, 0\n");
+    dump.disk =
+        dump_parse("/dev/mapper/cachedev1 253 0\ntime_stamp(ms), 1000050000\nthroughput, 50\nwr_latency, 150.0\n");
+    return dump;
+}
+
+TEST(Report, ShowsWhatADumpHoldsAndWhatIsOdd)
+{
+    const TReport report = report_of_dump("/d", dump_of(kCpu, kMemory));
+    std::vector<std::string> alarms;
+    for (const TSpan &one : report.alarms)
+        alarms.push_back(one.text);
+    EXPECT_THAT(alarms,
+                ElementsAre("no sample for 40 s until 1970-01-12T13:47:30Z", "the CPU is busy for 95.0 % of the time",
+                            "Vnvrd ended in this time", "cachedev1 write takes up to 150.0 ms"));
+    EXPECT_THAT(report.facts, testing::IsSupersetOf({Pair("cores", "1"), Pair("memory", "4.2 GB"),
+                                                     Pair("from", "1970-01-12T13:46:40Z")}));
+    std::vector<std::string> titles;
+    for (const TPicture &one : report.pictures) {
+        titles.push_back(one.title);
+        if (one.title == "Network") { // bytes of intervals of 10, 10 and 40 s
+            EXPECT_THAT(one.curves[0].points, ElementsAre(Pair(1000000, TFigure(2.0)), Pair(1000010, TFigure(1.0)),
+                                                          Pair(1000050, TFigure(10.0))));
+        }
+        if (one.title == "CPU of the cores in use") {
+            EXPECT_EQ(one.curves[0].points.back().second, 96.0);
+        }
+    }
+    EXPECT_THAT(titles, ElementsAre("CPU of the machine", "CPU of the cores in use", "CPU of the services",
+                                    "Memory of the machine", "Memory of the services", "Network", "Cache devices",
+                                    "Latency of the cache devices"));
+    EXPECT_TRUE(report_of_dump("/d", {}).pictures.empty());
+}
+
+TEST(Report, LeavesNoNameUnescapedAndGivesGnuplotNone)
+{
+    const std::string evil = "<img src=x onerror=alert(1)>\"'; system('id')";
+    TReport report;
+    report.title = evil;
+    report.facts = {{evil, evil}};
+    report.alarms = {{evil, TTone::kBad}};
+    report.pictures = {{evil, evil, {{evil, {{1, 2.0}, {3, {}}}}}}};
+    report.tables = {{evil, {{{evil, evil, ""}}, {{evil}}}}};
+    const std::string page = report_page(report, {"<svg><script>1</script></svg>"});
+    EXPECT_THAT(page, Not(HasSubstr("<img src=x")));
+    EXPECT_THAT(page, Not(HasSubstr("<script")));
+    EXPECT_THAT(page, Not(HasSubstr("\"'")));
+    const std::string script = picture_script(report.pictures[0]);
+    EXPECT_THAT(script, Not(HasSubstr("alert")));
+    EXPECT_THAT(script, HasSubstr("1 2.000000\n3 none\n"));
+}
+
+TEST(Report, DrawsWithGnuplot)
+{
+    std::string svg;
+    const TOutcome outcome = gnuplot_draw(picture_script({"", "", {{"a", {{1, 2.0}, {61, {}}, {121, 3.0}}}}}),
+                                          std::chrono::seconds(30), &svg);
+    ASSERT_TRUE(outcome.ok()) << outcome.text;
+    EXPECT_THAT(svg, HasSubstr("</svg>"));
+    EXPECT_EQ(gnuplot_draw("no such command\n", std::chrono::seconds(30), &svg).fault, TFault::kInternal);
+    EXPECT_EQ(gnuplot_draw("pause 20\n", std::chrono::milliseconds(200), &svg).fault, TFault::kTimeout);
+}
+
+TEST(Base64, IsPadded)
+{
+    for (const auto &[bytes, text] :
+         {std::pair("", ""), {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"}, {"\xff\xfe", "//4="}})
+        EXPECT_EQ(base64_text(bytes), text);
+}
+
+TEST(Progress, TellsTheShareAndWhatIsLeft)
+{
+    EXPECT_EQ(progress_text("report", "page", 0, 4, 0), "report: 0 %, page");
+    EXPECT_EQ(progress_text("report", "page", 1, 4, 2.5), "report: 25 %, 8 s left, page");
+    EXPECT_EQ(progress_text("report", "page", 4, 4, 2.5), "report: 100 %, page");
+}
+
+} // namespace
