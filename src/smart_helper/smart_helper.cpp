@@ -1,0 +1,107 @@
+#include "smart_helper/smart_helper.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+#include "platform/host_path.h"
+#include "platform/stock/smartctl_command.h"
+
+namespace {
+
+constexpr size_t kMaxName = 31;
+constexpr std::string_view kWake = "wake ";
+
+bool is_letter(char c)
+{
+    return c >= 'a' && c <= 'z';
+}
+
+std::string read_request()
+{
+    char text[kWake.size() + kMaxName + 2];
+    size_t size = 0;
+    while (size < sizeof(text) && (size == 0 || text[size - 1] != '\n')) {
+        const ssize_t count = read(STDIN_FILENO, text + size, sizeof(text) - size);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            break;
+        size += static_cast<size_t>(count);
+    }
+    return {text, size};
+}
+
+/* A file of the kernel's own that is there for each block device, and for each
+ * NVMe controller. -1 when it knows neither. */
+int open_device_number(const std::string &name)
+{
+    for (const char *folder : {"/sys/class/block/", "/sys/class/nvme/"}) {
+        /* Handed on to smartctl: the lock on it lives as long as the reading. */
+        const int fd = open(host_path(folder + name + "/dev").c_str(), O_RDONLY);
+        if (fd >= 0)
+            return fd;
+    }
+    return -1;
+}
+
+[[noreturn]] void become_smartctl(const T_SMART_REQUEST &request)
+{
+    const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    (void)dup2(null, STDIN_FILENO);
+    const std::string node = "/dev/" + request.device;
+    std::vector<char *> argv;
+    for (const char *one : smartctl_command(node.c_str(), request.may_wake))
+        argv.push_back(const_cast<char *>(one)); // execv leaves them alone
+    argv.push_back(nullptr);
+    execv(host_path(argv[0]).c_str(), argv.data());
+    perror(argv[0]);
+    _exit(127);
+}
+
+} // namespace
+
+T_SMART_REQUEST smart_request_parse(std::string_view text)
+{
+    T_SMART_REQUEST request;
+    if (text.empty() || text.back() != '\n')
+        return request;
+    text.remove_suffix(1);
+    request.may_wake = text.starts_with(kWake);
+    if (request.may_wake)
+        text.remove_prefix(kWake.size());
+    if (!text.empty() && text.size() <= kMaxName && is_letter(text[0]) &&
+        std::all_of(text.begin(), text.end(), [](char c) { return is_letter(c) || (c >= '0' && c <= '9'); }))
+        request.device = text;
+    return request;
+}
+
+int smart_helper_serve()
+{
+    const T_SMART_REQUEST request = smart_request_parse(read_request());
+    const int device = request.device.empty() ? -1 : open_device_number(request.device);
+    if (device < 0) {
+        fprintf(stderr, "no such device: [%s]\n", request.device.c_str());
+        return 1;
+    }
+    if (flock(device, LOCK_EX | LOCK_NB) != 0) {
+        fprintf(stderr, "%s is still being read\n", request.device.c_str());
+        return 1;
+    }
+    signal(SIGCHLD, SIG_DFL); // where our parent has it ignored, no exit status would reach us
+    const pid_t pid = fork();
+    if (pid == 0)
+        become_smartctl(request);
+    int status = 0;
+    if (pid < 0 || waitpid(pid, &status, 0) != pid) {
+        perror("smartctl");
+        return 1;
+    }
+    dprintf(STDOUT_FILENO, "\nexit %d\n", WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
+    return 0;
+}
