@@ -19,7 +19,7 @@ velomond_gzipped(packaging/man/velomond.8 velomond.8.gz)
 velomond_gzipped(packaging/debian/changelog changelog.gz)
 file(CREATE_LINK velomond.8.gz ${package_built}/VeloMond.8.gz SYMBOLIC)
 
-install(FILES packaging/systemd/velomond.service DESTINATION lib/systemd/system)
+install(DIRECTORY packaging/systemd/ DESTINATION lib/systemd/system)
 install(FILES packaging/tmpfiles/velomond.conf DESTINATION lib/tmpfiles.d)
 install(FILES ${package_built}/velomond.8.gz ${package_built}/VeloMond.8.gz DESTINATION share/man/man8)
 install(FILES ${package_built}/changelog.gz packaging/debian/copyright DESTINATION ${package_doc})
@@ -38,6 +38,16 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER ${VELOMOND_MAINTAINER})
 set(CPACK_DEBIAN_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# By its symbols any libcurl would do, but not by an option that is set: 7.85 was
+# the first to have it. The package is named by the TLS library of the build.
+find_library(VELOMOND_CURL curl REQUIRED)
+file(REAL_PATH ${VELOMOND_CURL} package_curl)
+if(package_curl MATCHES "gnutls|nss")
+    set(package_curl libcurl3-${CMAKE_MATCH_0})
+else()
+    set(package_curl libcurl4)
+endif()
+set(CPACK_DEBIAN_PACKAGE_DEPENDS "${package_curl} (>= 7.85)")
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS smartmontools)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "system monitor of a network video recorder")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
@@ -54,4 +64,7 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
     ${CMAKE_SOURCE_DIR}/packaging/debian/prerm
     ${CMAKE_SOURCE_DIR}/packaging/debian/postrm)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+if(VELOMOND_CLIENTS)
+    include(cmake/package_tools.cmake)
+endif()
 include(CPack)

@@ -16,6 +16,7 @@ target_link_options(velomond_options INTERFACE
 if(VELOMOND_SANITIZE)
     target_compile_options(velomond_options INTERFACE
         -fsanitize=${VELOMOND_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_compile_definitions(velomond_options INTERFACE VELOMOND_THREAD_STACK=1048576) # for what they add to frames
     target_link_options(velomond_options INTERFACE -fsanitize=${VELOMOND_SANITIZE})
 else()
     target_compile_definitions(velomond_options INTERFACE $<$<CONFIG:Release,RelWithDebInfo>:_FORTIFY_SOURCE=2>)

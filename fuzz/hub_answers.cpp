@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "large.h"
 #include "platform/stock/http_rules.h"
 #include "platform/stock/hub.h"
 #include "platform/stock/pal_vbus_body.h"
@@ -17,8 +18,17 @@ void fuzz_one(std::string_view text)
         FUZZ_CHECK(peer.port == 0);
     std::string response;
     (void)vbus_rules_answer(text, &response);
+    fuzz_large(text, [](const std::string &answer) {
+        T_HTTP_PEER ignored;
+        (void)hub_address_parse(answer, &ignored);
+        std::string message;
+        (void)vbus_rules_answer(answer, &message);
+    });
 
     T_MOUNT mount;
     FUZZ_CHECK(!mount_find(text, "/share/System", &mount) || !mount.device.empty());
-    (void)http_host_is_local(text);
+    T_HTTP_HEAD head;
+    for (const char *name : {"Host", "Origin", "Sec-Fetch-Site", "Content-Length"})
+        head.add(name, text);
+    FUZZ_CHECK(head.host_is_local == http_host_is_local(text) && head.is_clear());
 }

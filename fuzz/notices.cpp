@@ -3,6 +3,7 @@
 #include <cstring>
 #include <string>
 
+#include "large.h"
 #include "service/notify_handler.h"
 
 /* The bodies of notices, which any program of the machine may send. */
@@ -15,4 +16,8 @@ void fuzz_one(std::string_view text)
     FUZZ_CHECK(memchr(notice.vbus_extra_info, '\0', sizeof(notice.vbus_extra_info)) != nullptr);
     if (result == -1)
         FUZZ_CHECK(notice.type == -1 && notice.vbus_type == -1);
+    fuzz_large(text, [](const std::string &body) {
+        T_SERVICE_NOTICE ignored;
+        (void)notice_parse(body, &ignored);
+    });
 }

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "large.h"
 #include "surveillance/cam_conn_stat.h"
 #include "surveillance/camera_table.h"
 #include "surveillance/proxy_rules.h"
@@ -26,7 +27,7 @@ bool is_beyond_channels(json_object *array)
 
 void take_cameras(const std::string &text)
 {
-    const TJson root(json_tokener_parse(text.c_str()));
+    const TJson root = json_parse(text);
     json_object *data = nullptr;
     if (root == nullptr || !json_object_object_get_ex(root.get(), "data", &data) ||
         !json_object_is_type(data, json_type_array) || is_beyond_channels(data))
@@ -52,15 +53,20 @@ void take_rules(const std::string &text)
     }
 }
 
-} // namespace
-
-/* What the recording and the configuration service answer. */
-void fuzz_one(std::string_view text)
+void take_answer(const std::string &answer)
 {
-    const std::string answer(text);
     bool is_recording = false;
     if (recording_answer_parse(answer, &is_recording) != 0)
         FUZZ_CHECK(!is_recording);
     take_cameras(answer);
     take_rules(answer);
+}
+
+} // namespace
+
+/* What the recording and the configuration service answer. */
+void fuzz_one(std::string_view text)
+{
+    take_answer(std::string(text));
+    fuzz_large(text, take_answer);
 }

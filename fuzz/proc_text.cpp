@@ -1,8 +1,13 @@
 #include "fuzz.h"
 
 #include <cmath>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "stats/memory_record.h"
 #include "stats/proc_text.h"
@@ -16,45 +21,118 @@ namespace {
 constexpr size_t kLineSize = 256; // the smallest buffer of those that take lines
 constexpr size_t kNameSize = 32;
 
-/* Two readings and what the histories do with them. */
-template <typename TStat> TStat interval(const TStat &older, const TStat &newer)
-{
-    TStat sum = newer.difference(older);
-    sum.add(sum);
-    sum.subtract(newer);
-    return sum;
-}
+constexpr int64_t kPeriodMs = 10000;
 
-/* Lines of each kind, each beside the one before. */
+/* Readings and what a history does with them: what is added in parts is gone when
+ * they are subtracted, whatever wrapped meanwhile. */
+template <typename TStat> class THistory {
+public:
+    const TStat &take(const TStat &newer)
+    {
+        m_parts.push_back(newer.difference(m_last));
+        m_sum.add(m_parts.back());
+        m_last = newer;
+        return m_sum;
+    }
+    TStat without_parts() const
+    {
+        TStat rest = m_sum;
+        for (const TStat &part : m_parts)
+            rest.subtract(part);
+        return rest;
+    }
+
+private:
+    TStat m_last, m_sum;
+    std::vector<TStat> m_parts;
+};
+
+/* Lines of each kind, one reading each, a period apart. */
 struct T_LINES {
-    T_CPU_STAT cpu;
-    T_NET_STAT net;
-    T_DISK_LINE disk;
+    THistory<T_CPU_STAT> cpu;
+    THistory<T_NET_STAT> net;
+    THistory<T_DISK_STAT> disk;
+    int64_t now_ms = 0;
 
     void take(std::string_view line)
     {
         std::string name;
+        now_ms += kPeriodMs;
         T_CPU_STAT cpu_now;
         if (cpu_line_parse(line, &name, &cpu_now)) {
             FUZZ_CHECK(name == "system_all" || name.starts_with("cpu"));
-            interval(cpu, cpu_now);
-            cpu = cpu_now;
+            cpu.take(cpu_now);
         }
         T_NET_STAT net_now;
         if (net_line_parse(line, &name, &net_now)) {
             FUZZ_CHECK(!name.empty() && name.size() <= kNameSize);
-            net_rate(interval(net, net_now));
-            net = net_now;
+            net_now.inv_ms = static_cast<uint64_t>(now_ms);
+            const T_NET_STAT sum = net.take(net_now), rate = net_rate(sum);
+            FUZZ_CHECK(is_rate(static_cast<double>(rate.tx), static_cast<double>(sum.tx), now_ms, 1));
         }
         T_DISK_LINE disk_now;
         if (disk_line_parse(line, &disk_now)) {
-            T_DISK_METRICS metrics = calc_disk_metrics(interval(disk.stat, disk_now.stat), 100);
+            disk_now.stat.inv_ms = now_ms;
+            T_DISK_METRICS metrics = calc_disk_metrics(disk.take(disk_now.stat), 100);
+            const T_DISK_METRICS amounts = metrics;
             disk_metrics_per_second(&metrics);
-            FUZZ_CHECK(!(metrics.pctutil > 100.0) && std::isfinite(metrics.rd_latency + metrics.wr_latency));
-            disk = disk_now;
+            FUZZ_CHECK(metrics.pctutil >= 0 && metrics.pctutil <= 100.0);
+            FUZZ_CHECK(std::isfinite(metrics.rd_latency + metrics.wr_latency));
+            FUZZ_CHECK(is_rate(metrics.throughput, amounts.throughput, now_ms, 0));
+            FUZZ_CHECK(is_rate(metrics.rd_io, amounts.rd_io, now_ms, 0));
         }
     }
+    /* Whether the rate is the amount in that time, but for what it was cut by. */
+    static bool is_rate(double rate, double amount, int64_t ms, double cut)
+    {
+        const double exact = amount / static_cast<double>(ms) * 1000.0;
+        return rate >= exact - cut - exact * 1e-9 && rate <= exact + exact * 1e-9;
+    }
+    void end() const
+    {
+        const T_CPU_STAT no_cpu = cpu.without_parts();
+        FUZZ_CHECK((no_cpu.cpu_user | no_cpu.cpu_guest_nice | no_cpu.cpu_uptime) == 0);
+        const T_NET_STAT no_net = net.without_parts();
+        FUZZ_CHECK((no_net.tx | no_net.rx | no_net.inv_ms) == 0);
+        const T_DISK_STAT no_disk = disk.without_parts();
+        FUZZ_CHECK((no_disk.rd_sec | no_disk.wr_ticks | no_disk.rq_ticks) == 0 && no_disk.inv_ms == 0);
+    }
 };
+
+/* A folder of our own, gone with the process. */
+struct TFolder {
+    std::string name = (std::filesystem::temp_directory_path() / "velomond_fuzz_XXXXXX").string();
+    TFolder()
+    {
+        FUZZ_CHECK(mkdtemp(name.data()) != nullptr);
+        std::filesystem::create_directory(name + "/1");
+    }
+    ~TFolder() { std::filesystem::remove_all(name); }
+    TFolder(const TFolder &) = delete;
+    TFolder &operator=(const TFolder &) = delete;
+};
+
+/* The text as the "stat" and the "statm" of two processes of one name. */
+void take_process(std::string_view text, const uint64_t (&fields)[kProcStatFields], bool is_stat)
+{
+    static const TFolder holder;
+    const std::string &folder = holder.name;
+    for (const char *name : {"/1/stat", "/1/statm"})
+        std::ofstream(folder + name) << text;
+    T_PROCESS_SCAN scan;
+    scan.proc = TFd(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    scan.processes = {{"1", 3}, {"2", 5}};
+    T_CPU_SLOTS cpu;
+    cpu_read_slots(scan, &cpu);
+    T_MEMORY_SLOTS memory;
+    memory_read_slots(scan, 4, &memory);
+    constexpr size_t kStatRead = 1023;
+    if (text.size() <= kStatRead) {
+        FUZZ_CHECK(cpu.user[3] == (is_stat ? fields[14] + fields[16] : 0));
+        FUZZ_CHECK(memory.vm_rss[3] == (is_stat ? 4 * fields[24] : 0));
+    }
+    FUZZ_CHECK(memory.vm_size[3] % 4 == 0 && (cpu.user[5] | cpu.sys[4] | memory.vm_size[5]) == 0);
+}
 
 void take_arc(std::string_view text)
 {
@@ -67,7 +145,9 @@ void take_arc(std::string_view text)
     memory_parse_meminfo(text, &memory);
     memory_parse_vmstat(text, &memory);
     memory_account(zfs_arc_share(arc), &memory);
-    memory_average(interval(T_MEMORY_STAT(), memory));
+    THistory<T_MEMORY_STAT> history;
+    memory_average(history.take(memory));
+    FUZZ_CHECK(history.take(T_MEMORY_STAT()).data_cnt == 2 && history.without_parts().MemFree == 0);
 }
 
 } // namespace
@@ -85,9 +165,11 @@ void fuzz_one(std::string_view text)
         seen += line;
     }
     FUZZ_CHECK(seen == text);
+    lines.end();
 
     uint64_t fields[kProcStatFields];
-    if (proc_stat_parse(text, fields) != 0)
-        FUZZ_CHECK(text.find(')') == std::string_view::npos);
+    const bool is_stat = proc_stat_parse(text, fields) == 0;
+    FUZZ_CHECK(is_stat == (text.find(')') != std::string_view::npos));
+    take_process(text, fields, is_stat);
     take_arc(text);
 }

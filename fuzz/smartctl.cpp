@@ -1,5 +1,6 @@
 #include "fuzz.h"
 
+#include "large.h"
 #include "platform/stock/smartctl.h"
 
 /* The documents of the tool that reads the disks' health. */
@@ -7,6 +8,16 @@ void fuzz_one(std::string_view text)
 {
     T_SMART_READING reading;
     if (smart_parse(text, &reading) != 0)
-        FUZZ_CHECK(!reading.passed && !reading.power_on_hours && !reading.attribute_low);
+        FUZZ_CHECK(!reading.passed && !reading.power_on_hours && !reading.worn);
     FUZZ_CHECK(reading.power_on_hours.value_or(0) >= 0);
+    fuzz_large(text, [](const std::string &document) {
+        T_SMART_READING ignored;
+        (void)smart_parse(document, &ignored);
+    });
+
+    for (const int status : {0, 1, 2, 4, 64}) {
+        T_SMART_READING told;
+        const bool was_read = smart_outcome(status, text, &told) == T_SMART_OUTCOME::read;
+        FUZZ_CHECK(was_read == (told.passed || told.power_on_hours || told.worn));
+    }
 }

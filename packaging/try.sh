@@ -1,7 +1,7 @@
 #!/bin/bash
-# try.sh DEB: installs the package into an empty tree, starts the daemon there as
-# its unit does and asks it, then removes and purges the package. In network and
-# mount namespaces of its own: this machine stays as it is.
+# try.sh DEB [TOOLS_DEB]: installs the packages into an empty tree, starts the daemon
+# there as its unit does, asks it, also with the tools, then removes and purges the
+# packages. In network and mount namespaces of its own: this machine stays as it is.
 set -euo pipefail
 if [ -z "${VELOMOND_APART:-}" ]; then
     for apart in -nm -rnm; do
@@ -12,7 +12,7 @@ if [ -z "${VELOMOND_APART:-}" ]; then
     echo 'no namespaces are allowed here: nothing was tried' >&2
     exit 1
 fi
-deb=$(readlink -f "$1")
+deb=$(readlink -f "$1") tools=${2:+$(readlink -f "$2")}
 tree=$(mktemp -d "${TMPDIR:-/tmp}/velomond_package_XXXXXX")
 pid=
 trap '[ -z "$pid" ] || kill -KILL $pid 2>/dev/null || true; rm -rf "$tree"' EXIT
@@ -39,21 +39,27 @@ left_over()
 
 ip link set lo up
 mount -t tmpfs tmpfs /dev/shm
-mkdir -p "$tree"/var/lib/dpkg/{info,updates,triggers} "$tree"/var/lock
+mkdir -p "$tree"/var/lib/dpkg/{info,updates,triggers} "$tree"/{run/lock,Vtmp}
+ln -s ../run/lock "$tree/var/lock"
+chmod 1777 "$tree/Vtmp" # others were here first
 touch "$tree/var/lib/dpkg/status" "$tree/stderr" "$tree/dpkg.log"
 
 in_tree --install "$deb"
 unit=$tree/usr/lib/systemd/system/velomond.service
-[ -L "$tree/etc/systemd/system/multi-user.target.wants/velomond.service" ] || fail 'the unit is not enabled'
+for link in multi-user.target.wants/velomond.service sockets.target.wants/velomond-smart.socket; do
+    [ -L "$tree/etc/systemd/system/$link" ] || fail "$link is not there"
+done
 for folder in Vtmp Vdbglog etc/reverseproxy/extra; do
     [ -d "$tree/$folder" ] || fail "no /$folder"
 done
+systemd-tmpfiles --root="$tree" --create velomond.conf
+[ "$(stat -c %a "$tree/Vtmp" "$tree/Vdbglog" | xargs)" = '1777 755' ] || fail 'the modes of folders were changed'
 (cd "$tree" && md5sum --quiet -c var/lib/dpkg/info/velomond.md5sums) || fail 'files are not as packaged'
 
 # The packaged examples and stand-ins make the tree a root to run on.
 {
     (cd "$tree/usr/share/doc/velomond/examples" && find . ! -type d -printf '%P\n')
-    printf '%s\n' proc sys stderr dpkg.log usr/bin/{ostra_log_tool,vcmd} var/log/velomond_tools.jsonl
+    printf '%s\n' proc sys stderr dpkg.log var/lock usr/bin/{ostra_log_tool,vcmd} var/log/velomond_tools.jsonl
 } >"$tree/var/lib/dpkg/ours"
 cp -R "$tree"/usr/share/doc/velomond/examples/. "$tree"
 mkdir -p "$tree"/usr/bin "$tree"/share/{System/database,Recordings}
@@ -75,6 +81,19 @@ done
 curl -sf http://127.0.0.1:10191/sysmonService/statistics_dump >/dev/null
 [ -s "$tree/Vtmp/.sys_stats/log_0/cpu_stats.csv" ] || fail 'no dump'
 [ -n "$(ls -A "$tree/Vdbglog/.velolog")" ] || fail 'no debug log'
+if [ -n "$tools" ]; then
+    in_tree --install "$tools"
+    [ -L "$tree/etc/systemd/system/multi-user.target.wants/velomond-exporter.service" ] || fail 'the exporter is not enabled'
+    [[ $("$tree/usr/bin/velomondctl" status) == disks*recording* ]] || fail 'no status'
+    "$tree/usr/bin/velomond-exporter" 2>>"$tree/stderr" &
+    for _ in {1..50}; do
+        metrics=$(curl -sf http://127.0.0.1:10192/metrics) && break
+        sleep 0.1
+    done
+    kill -TERM $! && wait $! || fail 'the exporter does not end well'
+    [[ $metrics == *$'\nvelomond_up 1\n'* ]] || fail "the metrics are [${metrics:-}]"
+    in_tree --purge velomond-tools
+fi
 kill -TERM "$pid"
 for _ in {1..100}; do
     kill -0 "$pid" 2>/dev/null || break
@@ -90,4 +109,4 @@ in_tree --purge velomond
 left=$(left_over "$tree/var/lib/dpkg/ours")
 [ -z "$left" ] || fail "left after the purge: $left"
 [ ! -e "$tree/Vtmp" ] && [ ! -e "$tree/Vdbglog" ] || fail 'the purge left empty folders'
-echo "installed, started, asked, stopped, removed, purged: ${deb##*/}"
+echo "installed, started, asked, stopped, removed, purged: ${deb##*/} ${tools##*/}"

@@ -2,10 +2,15 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
+#include <exception>
+#include <fcntl.h>
 #include <mutex>
 #include <string>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include "platform/fd.h"
 #include "platform/host_path.h"
 #include "platform/logging.h"
 
@@ -13,6 +18,7 @@ namespace {
 
 constexpr off_t kRotateAbove = 2 * 1024 * 1024 - 2 * 1024;
 constexpr mode_t kFolderMode = 0644; // as the appliance's other logs have it
+constexpr mode_t kFileMode = 0644;   // whatever umask the daemon runs with
 constexpr size_t kBackupPathSize = 128;
 
 std::mutex g_log_lock; // one line at a time, whichever file it goes to
@@ -39,6 +45,20 @@ void rotate(const char *path)
     (void)rename(host_path(path).c_str(), host_path(backup).c_str());
 }
 
+void append(const char *path, const char *line)
+{
+    /* The lock covers the size test too: two threads that both saw a full file
+     * would move it twice, and the second move would replace the backup by an
+     * almost empty file. */
+    const std::lock_guard<std::mutex> guard(g_log_lock);
+    make_folder_of(path);
+    rotate(path);
+    /* A pipe in place of the file is not waited for. */
+    const TFd file(open(host_path(path).c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK, kFileMode));
+    if (file.is_open())
+        (void)!write(file.get(), line, strlen(line));
+}
+
 } // namespace
 
 void log_File_Debug(const char *path, const char *format, ...)
@@ -49,15 +69,10 @@ void log_File_Debug(const char *path, const char *format, ...)
     vsnprintf(line, sizeof(line), format, args);
     va_end(args);
 
-    /* The lock covers the size test too: two threads that both saw a full file
-     * would move it twice, and the second move would replace the backup by an
-     * almost empty file. */
-    const std::lock_guard<std::mutex> guard(g_log_lock);
-    make_folder_of(path);
-    rotate(path);
-    FILE *file = fopen(host_path(path).c_str(), "a+e");
-    if (file == nullptr)
-        return;
-    fputs(line, file);
-    (void)fclose(file);
+    /* What cannot be logged for want of memory is no reason to end what is logged about. */
+    try {
+        append(path, line);
+    } catch (const std::exception &) {
+        log_Debug("[%s] no memory to log into %s", "VeloMond_log", path);
+    }
 }

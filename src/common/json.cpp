@@ -2,6 +2,21 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <new>
+
+#include "platform/json_bounds.h"
+
+TJson json_parse(const std::string &text)
+{
+    if (!json_is_bounded(text))
+        return nullptr;
+    /* What json_tokener_parse does, which crashes without memory for its tokener. */
+    const std::unique_ptr<json_tokener, decltype(&json_tokener_free)> tokener(json_tokener_new(), json_tokener_free);
+    if (tokener == nullptr)
+        throw std::bad_alloc();
+    TJson value(json_tokener_parse_ex(tokener.get(), text.c_str(), -1));
+    return json_tokener_get_error(tokener.get()) == json_tokener_success ? std::move(value) : nullptr;
+}
 
 bool json_is_valid(const json_object *object)
 {
@@ -9,38 +24,41 @@ bool json_is_valid(const json_object *object)
     return object != nullptr && reinterpret_cast<uintptr_t>(object) <= kLastValidAddress;
 }
 
-int json_give(json_object *parent, const char *key, TJson value)
+void json_give(json_object *parent, const char *key, TJson value)
 {
     constexpr unsigned kKey = JSON_C_OBJECT_ADD_CONSTANT_KEY | JSON_C_OBJECT_ADD_KEY_IS_NEW; // no copy, no search
     if (parent == nullptr || value == nullptr || json_object_object_add_ex(parent, key, value.get(), kKey) != 0)
-        return -ENOMEM;
+        throw std::bad_alloc();
     (void)value.release(); // the parent's now
-    return 0;
 }
 
-int json_append(json_object *array, TJson value)
+void json_append(json_object *array, TJson value)
 {
     if (array == nullptr || value == nullptr || json_object_array_add(array, value.get()) != 0)
-        return -ENOMEM;
+        throw std::bad_alloc();
     (void)value.release();
-    return 0;
 }
 
-int json_give_text(json_object *parent, const char *key, const std::string &text)
+void json_give_text(json_object *parent, const char *key, const std::string &text)
 {
-    return json_give(parent, key, TJson(json_object_new_string_len(text.data(), static_cast<int>(text.size()))));
+    json_give(parent, key, TJson(json_object_new_string_len(text.data(), static_cast<int>(text.size()))));
 }
 
-int json_append_text(json_object *array, const std::string &text)
+void json_append_text(json_object *array, const std::string &text)
 {
-    return json_append(array, TJson(json_object_new_string_len(text.data(), static_cast<int>(text.size()))));
+    json_append(array, TJson(json_object_new_string_len(text.data(), static_cast<int>(text.size()))));
 }
 
 std::string_view json_view(json_object *object)
 {
+    if (object == nullptr)
+        return "null";
     size_t length = 0;
+    errno = 0; // the library leaves out what it has no memory for, and does not say so
     const char *text = json_object_to_json_string_length(object, JSON_C_TO_STRING_SPACED, &length);
-    return text != nullptr ? std::string_view(text, length) : "null";
+    if (text == nullptr || errno == ENOMEM)
+        throw std::bad_alloc();
+    return {text, length};
 }
 
 std::string json_text(json_object *object)

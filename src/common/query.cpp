@@ -35,7 +35,7 @@ int query_wrong_args()
 
 int query_unknown(const char *method)
 {
-    tell("method=[%s] not support\n", method);
+    tell("method=[%s] not support\n", text_printable(method).c_str());
     return kQueryNoMethod;
 }
 

@@ -48,6 +48,20 @@ std::string text_format(const char *format, ...)
     return text;
 }
 
+std::string text_printable(std::string_view text)
+{
+    constexpr char kHex[] = "0123456789abcdef";
+    std::string printable;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte != 0x7f)
+            printable += c;
+        else
+            printable.append({'\\', 'x', kHex[byte >> 4], kHex[byte & 15]});
+    }
+    return printable;
+}
+
 size_t text_copy(char *buffer, size_t size, std::string_view text)
 {
     if (size == 0)

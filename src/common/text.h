@@ -17,6 +17,10 @@ bool text_next_u64(std::string_view *rest, uint64_t *value);
 /* The formatted text, whole. */
 std::string text_format(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
+/* What somebody else wrote, for a line of a log: control characters as \x and two
+ * hexadecimal digits, so that no line feed of theirs begins a line of ours. */
+std::string text_printable(std::string_view text);
+
 /* Puts `text` up to its first NUL into a buffer, cut to what fits before the
  * closing NUL. Returns the characters copied. */
 size_t text_copy(char *buffer, size_t size, std::string_view text);

@@ -2,6 +2,10 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+#include "platform/log_stream.h"
 
 void trace(const char *source, const char *function, int line)
 {
@@ -20,8 +24,11 @@ void tell(const char *format, ...)
     va_start(args, format);
     const int length = vsnprintf(text, sizeof(text), format, args);
     va_end(args);
-    /* stderr is unbuffered: stdio would write each conversion by itself, and
-     * lines of two threads would mix. One fputs of the finished text does not. */
     if (length > 0)
-        fputs(text, stderr);
+        (void)log_stream_write(STDERR_FILENO, text, strlen(text));
+}
+
+void print_out(const char *text)
+{
+    (void)log_stream_write(STDOUT_FILENO, text, strlen(text));
 }

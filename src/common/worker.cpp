@@ -11,6 +11,8 @@
 
 namespace {
 
+std::atomic<unsigned> g_duties{0};
+
 void name_thread(const char *name)
 {
     char kernel_name[16]; // the kernel refuses longer ones
@@ -88,9 +90,47 @@ void TWorker::wait_s(int seconds)
 
 void TWorker::see_through(const std::function<void()> &duty)
 {
+    struct T_SEEN_THROUGH {
+        const std::atomic<bool> *flag;
+        ~T_SEEN_THROUGH() // after an exception too: the body goes on
+        {
+            ++g_duties;
+            platform_interrupt_on(flag);
+        }
+    };
+    const T_SEEN_THROUGH after = {&m_terminate};
     platform_interrupt_on(nullptr);
+    ++g_duties;
     duty();
-    platform_interrupt_on(&m_terminate);
+}
+
+bool TWorker::made(const std::function<void()> &pass)
+{
+    try {
+        pass();
+        return true;
+    } catch (const std::exception &failure) {
+        tell("%s: a pass failed: %s\n", m_plan.function, failure.what());
+    }
+    wait_s(kAfterFailureS);
+    return false;
+}
+
+void TWorker::run_passes(const std::function<void()> &pass)
+{
+    while (!terminated())
+        (void)made(pass);
+}
+
+void TWorker::run_once(const std::function<void()> &pass)
+{
+    while (!terminated() && !made(pass)) {
+    }
+}
+
+unsigned worker_duties()
+{
+    return g_duties;
 }
 
 void TWorker::set_up() const
@@ -116,8 +156,8 @@ void *TWorker::enter(void *self)
     try {
         worker->m_plan.body(worker);
     } catch (const std::exception &failure) {
-        /* Out of memory, most likely. The daemon goes on without this thread
-         * rather than ending with it. */
+        /* Outside of its passes, so there is nothing to go on with. The daemon does
+         * without this thread rather than ending with it. */
         tell("%s ended by an exception: %s\n", worker->m_plan.function, failure.what());
     }
     tell(" %s was terminated.\n", worker->m_plan.function);

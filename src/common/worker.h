@@ -20,7 +20,7 @@ struct T_WORKER_PLAN {
 
 /* A joinable thread that can be told to stop.
  *
- * The body loops until terminated() and sleeps in wait_s() only; a stop ends the
+ * The body is made of passes (run_passes) and sleeps in wait_s() only; a stop ends the
  * sleep, also one that was asked for just before it, and no other sleep begins.
  * Calls of the platform that the body makes give up when a stop is asked for.
  * Signals are blocked in the thread: they belong to the main thread. One object
@@ -47,13 +47,22 @@ public:
     /* For the body. */
     bool terminated() const { return m_terminate.load(); }
     void wait_s(int seconds);
+    /* Makes one pass after the other until a stop is asked for; the pass sleeps by
+     * itself. An exception (out of memory, most likely) ends the pass only: it is
+     * logged, and the next pass begins kAfterFailureS later. */
+    void run_passes(const std::function<void()> &pass);
+    /* What the passes build on: once, and again in the same way after an exception. */
+    void run_once(const std::function<void()> &pass);
     /* For a duty that must not end halfway: calls of the platform in it do not
-     * give up on a stop. */
+     * give up on a stop. An exception of the duty passes through. */
     void see_through(const std::function<void()> &duty);
+
+    static constexpr int kAfterFailureS = 60;
 
 private:
     static void *enter(void *self);
     void set_up() const;
+    bool made(const std::function<void()> &pass);
 
     T_WORKER_PLAN m_plan = {};
     std::atomic<bool> m_terminate{false};
@@ -62,6 +71,10 @@ private:
     bool m_created = false;           // owner's: there is a thread to join
     pthread_t m_thread = {};
 };
+
+/* How often a duty has begun or ended to be seen through, in all workers: that it
+ * grows shows that something still moves. */
+unsigned worker_duties();
 
 /* Creates a thread that nobody waits for. 0, or pthread_create's error. */
 int thread_start_detached(const char *name, void (*body)());

@@ -9,6 +9,7 @@
 #include "core/dump_folder.h"
 #include "core/round_clock.h"
 #include "core/startup_pages.h"
+#include "core/stop_watch.h"
 #include "health/sysstat_smart.h"
 #include "health/sysstat_syshealth.h"
 #include "health/sysstat_vol.h"
@@ -34,22 +35,23 @@ constexpr const char *kSource = "VeloMond";
 /* A monitor's place in the lifecycle. The order is the order of start and of
  * stop alike. */
 struct T_MONITOR {
+    const char *name; // in the log of a stop that hangs
     int (*init)();
     int (*stop)();
 };
 constexpr T_MONITOR kMonitors[] = {
-    {sysstat_cpu_init, sysstat_cpu_uninit},
-    {sysstat_net_init, sysstat_net_uninit},
-    {sysstat_disk_init, sysstat_disk_uninit},
-    {sysstat_memory_init, sysstat_memory_uninit},
-    {servername_thread_start, servername_thread_stop},
-    {vol_thread_start, vol_thread_stop},
-    {smart_thread_start, smart_thread_stop},
-    {sysstat_syshealth_init, sysstat_syshealth_uninit},
-    {recording_stat_init, recording_stat_uninit},
-    {sysstat_camconn_init, sysstat_camconn_uninit},
-    {sysdb_thread_start, sysdb_thread_stop},
-    {reverse_proxy_init, reverse_proxy_uninit},
+    {"CPU statistics", sysstat_cpu_init, sysstat_cpu_uninit},
+    {"network statistics", sysstat_net_init, sysstat_net_uninit},
+    {"disk statistics", sysstat_disk_init, sysstat_disk_uninit},
+    {"memory statistics", sysstat_memory_init, sysstat_memory_uninit},
+    {"server-name watcher", servername_thread_start, servername_thread_stop},
+    {"volume watcher", vol_thread_start, vol_thread_stop},
+    {"SMART watcher", smart_thread_start, smart_thread_stop},
+    {"fan watcher", sysstat_syshealth_init, sysstat_syshealth_uninit},
+    {"recording watcher", recording_stat_init, recording_stat_uninit},
+    {"camera watcher", sysstat_camconn_init, sysstat_camconn_uninit},
+    {"database watcher", sysdb_thread_start, sysdb_thread_stop},
+    {"proxy-rule watcher", reverse_proxy_init, reverse_proxy_uninit},
 };
 
 /* The steps of one sampling round, in order. */
@@ -83,10 +85,12 @@ void monitor_init_all()
         monitor.init();
 }
 
-void monitor_uninit_all()
+void monitor_uninit_all(TStopWatch *watch)
 {
-    for (const T_MONITOR &monitor : kMonitors)
+    for (const T_MONITOR &monitor : kMonitors) {
+        watch->step(monitor.name);
         monitor.stop();
+    }
     g_main_worker.release();
 }
 
@@ -111,11 +115,11 @@ time_t monotonic_s()
 void VeloMond_monitor_main(TWorker *self)
 {
     TRoundClock clock(monotonic_s());
-    while (!self->terminated()) {
+    self->run_passes([&] {
         if (clock.due(monotonic_s()))
             monitor_sample_round();
         self->wait_s(1);
-    }
+    });
 }
 
 void VeloMond_stats_dump()
@@ -143,9 +147,12 @@ int VeloMond_start()
 int VeloMond_stop()
 {
     trace(kSource, "VeloMond_stop", 375);
+    TStopWatch watch;
+    watch.step("query service");
     sysmon_service_uninit();
+    watch.step("MAIN-worker");
     g_main_worker.stop();
-    monitor_uninit_all();
+    monitor_uninit_all(&watch);
     return 0;
 }
 
@@ -169,6 +176,11 @@ void monitor_wakeup()
 
 void VeloMond_debug_print()
 {
-    for (const auto print : kDebugPrints)
-        print();
+    for (const auto print : kDebugPrints) {
+        try {
+            print();
+        } catch (const std::exception &failure) {
+            tell("%s: a debug print failed: %s\n", kSource, failure.what());
+        }
+    }
 }

@@ -9,7 +9,8 @@
 int VeloMond_start();
 
 /* Takes the service down first, so that no handler meets a monitor that is going,
- * then MAIN-worker, then the monitors in the order of their start. Always 0. */
+ * then MAIN-worker, then the monitors in the order of their start. A step that hangs
+ * for 10 s ends the process, with status 0. Always 0. */
 int VeloMond_stop();
 
 /* An entry point kept for callers of old; restarts nothing. Always 0. */

@@ -1,10 +1,12 @@
 #include <atomic>
 #include <cctype>
-#include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <exception>
 #include <fcntl.h>
 #include <iterator>
+#include <malloc.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,8 +14,11 @@
 #include "common/text.h"
 #include "common/trace.h"
 #include "core/VeloMond.h"
+#include "platform/config_readers.h"
 #include "platform/diag.h"
 #include "platform/host_path.h"
+#include "platform/log_stream.h"
+#include "platform/thread_stack.h"
 #include "platform/vos_cond.h"
 
 namespace {
@@ -27,12 +32,9 @@ std::atomic<unsigned> g_prints_wanted{0}; // debug signals not yet answered
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<unsigned>::is_always_lock_free,
               "signal handlers touch them");
 
-/* Whatever a handler interrupted may be about to look at errno. */
 template <size_t N> void put(const char (&text)[N])
 {
-    const int error = errno;
-    (void)!write(STDERR_FILENO, text, N - 1);
-    errno = error;
+    (void)log_stream_write(STDERR_FILENO, text, N - 1);
 }
 
 /* Handlers run in the middle of anything, so they only write, count and set.
@@ -45,9 +47,23 @@ void proc_int(int /*signal*/)
 
 void proc_test(int /*signal*/)
 {
-    put("main:proc_test(126)\n");
+    ;
     ++g_prints_wanted;
 }
+
+/* Without memory the start ends, and whoever started us tries again, rather than
+ * that the daemon lives for years without a part of it. */
+[[noreturn]] void end_orderly()
+{
+    put("no start or stop for want of memory\n");
+    _exit(1);
+}
+
+/* Before all objects of the process: their making is part of the start. */
+struct T_START {
+    T_START() { std::set_terminate(end_orderly); }
+};
+__attribute__((init_priority(101))) const T_START g_start;
 
 void print_usage()
 {
@@ -135,6 +151,22 @@ void register_signal_handler()
         (void)diag_com_install_siganl_handler(crash, kProgram, 0);
 }
 
+/* For all threads, also those that libraries create. The default is 8 MiB each,
+ * and where the kernel gives huge pages to everyone, a stack that spans one gets
+ * 2 MiB with its first byte. The deepest stack measured is 72 KiB, of the first
+ * call of another service; answers are parsed 64 levels deep at most. */
+void limit_thread_memory()
+{
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, kThreadStack);
+    (void)pthread_setattr_default_np(&attributes);
+    pthread_attr_destroy(&attributes);
+    /* One heap, not one for each pair of threads: what one leaves free the other can
+     * use. A day's memory is 0.3 MiB less, requests per second are the same. */
+    (void)mallopt(M_ARENA_MAX, 1);
+}
+
 /* The signals are the main thread's alone. Threads take the mask of the thread
  * that makes them, so they are held back while the monitors and the service,
  * with its libraries' threads, come up. What arrives meanwhile waits. */
@@ -160,17 +192,22 @@ int main(int argc, char **argv)
     if (is_daemon)
         daemonize();
     register_signal_handler();
+    limit_thread_memory();
     vos_cond_t cond;
     vos_cond_wait_init(&cond, 1);
 
     hold_signals(true);
     VeloMond_start();
+    std::set_terminate(std::abort); // from now on it is a crash
     hold_signals(false);
+    if (const std::string missing = config_missing(); !missing.empty())
+        tell("%s\n", missing.c_str());
     while (!g_exit) {
         vos_cond_wait(&cond, 1);
         for (unsigned wanted = g_prints_wanted.exchange(0); wanted > 0; --wanted)
             VeloMond_debug_print();
     }
+    std::set_terminate(end_orderly);
     VeloMond_stop();
     vos_cond_wait_destroy(&cond);
     exit(0);

@@ -9,8 +9,8 @@
 #include <unistd.h>
 
 #include "common/debug_log.h"
+#include "common/regular_file.h"
 #include "common/text.h"
-#include "platform/fd.h"
 #include "platform/host_path.h"
 #include "platform/interrupt.h"
 #include "platform/kestrel.h"
@@ -36,16 +36,14 @@ std::string read_recording_disks()
     return std::string(got.substr(0, got.find('\0'))); // it is text: nothing counts behind a NUL
 }
 
-/* The folder is anyone's: neither a link nor a pipe put there is written to. */
+/* The folder is anyone's: what is no file of its own there is not written to. */
 void append_hours(const T_SMART_DISK &disk, int32_t hours)
 {
-    const TFd file(
-        open(host_path(kHourFile).c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666));
+    const TFd file = regular_file_open(kHourFile, O_WRONLY | O_CREAT | O_APPEND);
     if (!file.is_open())
         return;
     const std::string line = text_format("%s - [%s] power on hour [%8d]\n", disk.name, disk.label, hours);
-    if (write(file.get(), line.data(), line.size()) < 0)
-        return; // a courtesy to whoever looks; the check goes on without it
+    (void)regular_file_write(file, line.data(), line.size()); // the check goes on without it
 }
 
 T_HOURS do_disk_smart_check(const t_auth &auth, int32_t number, int threshold)

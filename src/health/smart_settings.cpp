@@ -4,10 +4,9 @@
 #include <unistd.h>
 
 #include "common/debug_log.h"
+#include "common/regular_file.h"
 #include "common/text.h"
 #include "platform/config_readers.h"
-#include "platform/fd.h"
-#include "platform/host_path.h"
 
 namespace {
 
@@ -61,8 +60,7 @@ int smart_read_key(const char *key, std::string &out, int *err_no)
 
 int smart_threshold(int configured)
 {
-    /* Anyone may write to the folder: a pipe must not hold the watcher up. */
-    const TFd file(open(host_path("/tmp/hdd_power_on_hour_threshold").c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const TFd file = regular_file_open("/tmp/hdd_power_on_hour_threshold", O_RDONLY); // the folder is anyone's
     if (!file.is_open())
         return configured;
     char text[kOverrideSize] = {};

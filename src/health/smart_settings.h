@@ -25,5 +25,6 @@ bool get_hdd_health_setting(const T_SMART_KEY_READER &read, T_SMART_SETTINGS *se
 int smart_read_key(const char *key, std::string &out, int *err_no);
 
 /* The threshold in force: what "/tmp/hdd_power_on_hour_threshold" says in its
- * first 127 bytes, or the configured one where that says nothing or 0. */
+ * first 127 bytes, or the configured one where that says nothing or 0, or is no
+ * regular file. */
 int smart_threshold(int configured);

@@ -19,15 +19,16 @@ TWorker g_worker;
 void smart_monitor_main(TWorker *self)
 {
     bool load_due = true;
-    while (!self->terminated()) {
+    self->run_passes([&] {
         if (load_due && !smart_load_settings(&g_state)) {
             self->wait_s(1);
-            continue;
+            return;
         }
+        load_due = false;
         smart_tick(&g_state);
         self->wait_s(1);
         load_due = smart_take_change_marker();
-    }
+    });
 }
 
 } // namespace

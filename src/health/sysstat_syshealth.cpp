@@ -66,10 +66,10 @@ void do_update(T_SYSHEALTH_STATE *state)
 
 void syshealth_monitor_main(TWorker *self)
 {
-    while (!self->terminated()) {
+    self->run_passes([self] {
         syshealth_check(&g_state, current_time_stamp_mono_r());
         self->wait_s(1);
-    }
+    });
 }
 
 } // namespace
@@ -97,6 +97,7 @@ void syshealth_check(T_SYSHEALTH_STATE *state, uint64_t now_ms)
     if (!syshealth_check_due(state->last_check_ms, now_ms))
         return;
     if (syshealth_adopt(state, do_get_fan_state(state))) {
+        state->force_update = true; // where the report throws, the next check makes it
         do_update(state);
         state->force_update = false;
         state->query_failed = false;

@@ -34,14 +34,14 @@ void vol_monitor_main(TWorker *self)
 {
     trace(kSource, "vol_monitor_main", 893);
     int64_t handled_s = -1;
-    while (!self->terminated()) {
+    self->run_passes([&] {
         const auto now_s = static_cast<int64_t>(current_time_stamp_mono_r() / 1000);
         if (now_s != handled_s && vol_warmup_elapsed(&g_schedule, now_s)) {
             do_what_is_due(self);
             handled_s = now_s;
         }
         self->wait_s(1);
-    }
+    });
 }
 
 } // namespace

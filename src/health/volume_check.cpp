@@ -45,13 +45,14 @@ T_VOLUME_IDS volume_ids(T_VOLUME_WATCH *watch)
 void apply_rule(const T_LOOK &look, bool on_zfs, const char *name, int64_t free_mb)
 {
     const T_VOLUME_ROLE &role = kVolumeRoleTable[look.role];
-    TVolumeAlert *state = &look.watch->volume_alert_state[look.role][on_zfs ? 1 : 0];
-    const TVolumeAlert event = volume_rule_decide(role, free_mb, look.force, state);
-    if (event == TVolumeAlert::none)
-        return;
-    volume_event_send(role, event, name, free_mb);
+    TVolumeAlert &kept = look.watch->volume_alert_state[look.role][on_zfs ? 1 : 0];
+    TVolumeAlert state = kept;
+    const TVolumeAlert event = volume_rule_decide(role, free_mb, look.force, &state);
     if (event == TVolumeAlert::error)
         look.watch->ostra_disable_pending = true;
+    if (event != TVolumeAlert::none)
+        volume_event_send(role, event, name, free_mb);
+    kept = state; // where sending throws, the next check decides again
 }
 
 /* A failure is told only: the calls that follow run with the record as it is. */

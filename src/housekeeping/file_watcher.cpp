@@ -1,12 +1,13 @@
 #include "housekeeping/file_watcher.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <sys/inotify.h>
+#include <sys/stat.h>
 #include <utility>
 
 #include "common/debug_log.h"
+#include "common/trace.h"
 #include "platform/host_path.h"
 
 namespace {
@@ -17,22 +18,20 @@ constexpr size_t kReadSize = 32768;
 
 } // namespace
 
-T_FILE_NEWS file_events_parse(std::string_view events)
+std::vector<T_FILE_EVENT> file_events_parse(std::string_view events)
 {
-    T_FILE_NEWS news;
+    std::vector<T_FILE_EVENT> parsed;
     struct inotify_event event = {};
-    while (events.size() >= sizeof(event) && !news.watch_ended) {
+    while (events.size() >= sizeof(event) && (parsed.empty() || !parsed.back().ends_watch)) {
         memcpy(&event, events.data(), sizeof(event));
         const size_t size = sizeof(event) + event.len;
         if (size > events.size())
             break;
         events.remove_prefix(size);
-        news.folders.push_back((event.mask & IN_ISDIR) != 0);
-        if ((event.mask & (IN_MODIFY | IN_ATTRIB)) != 0)
-            ++news.changes;
-        news.watch_ended = (event.mask & (IN_IGNORED | IN_DELETE_SELF)) != 0;
+        parsed.push_back({(event.mask & IN_ISDIR) != 0, (event.mask & (IN_MODIFY | IN_ATTRIB)) != 0,
+                          (event.mask & (IN_IGNORED | IN_DELETE_SELF)) != 0});
     }
-    return news;
+    return parsed;
 }
 
 TFileWatcher::TFileWatcher(std::vector<std::string> paths, std::function<void()> changed)
@@ -42,22 +41,69 @@ TFileWatcher::TFileWatcher(std::vector<std::string> paths, std::function<void()>
 
 void TFileWatcher::run()
 {
+    if (m_change_due)
+        handle_change();
+    if (m_needs_registering && !register_anew())
+        return;
+    watching();
+    if (!m_needs_registering && is_replaced()) {
+        m_needs_registering = true;
+        (void)register_anew();
+    }
+}
+
+/* True when all is watched. Another file than the one watched before is a change
+ * that nobody saw. */
+bool TFileWatcher::register_anew()
+{
+    const T_FILE_IDS before = m_watched;
     for (int attempt = 0; attempt < 2 && m_needs_registering; ++attempt)
         m_needs_registering = !regsiter_notify();
     if (m_needs_registering) {
         log_File_Debug(kLogServerName, "%s:%s (%d) regsiter_notify failed.", kSource, "run", 177);
-        return;
+        return false;
     }
-    watching();
+    if (!before.empty() && before != m_watched)
+        handle_change();
+    return true;
+}
+
+void TFileWatcher::handle_change()
+{
+    m_change_due = true;
+    m_changed();
+    m_change_due = false;
+}
+
+/* A path without a file keeps its watch: what is there may come back. */
+bool TFileWatcher::is_replaced() const
+{
+    const T_FILE_IDS now = file_ids();
+    for (size_t i = 0; i < now.size(); ++i) {
+        if (now[i] && now[i] != m_watched[i])
+            return true;
+    }
+    return false;
+}
+
+TFileWatcher::T_FILE_IDS TFileWatcher::file_ids() const
+{
+    T_FILE_IDS ids;
+    for (const std::string &path : m_paths) {
+        struct stat status = {};
+        const bool exists = stat(host_path(path).c_str(), &status) == 0;
+        ids.push_back(exists ? std::optional(T_FILE_ID{status.st_dev, status.st_ino}) : std::nullopt);
+    }
+    return ids;
 }
 
 bool TFileWatcher::regsiter_notify()
 {
     TFd notify(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-    if (!notify.is_open())
-        return false;
+    T_FILE_IDS ids = file_ids(); // before the watch: a replacement in between is found by the next look
     std::vector<int> watches;
     for (const std::string &path : m_paths) {
+        /* Without an instance no path can be watched, which the first of them fails with. */
         const int watch = inotify_add_watch(notify.get(), host_path(path).c_str(), kWatched);
         if (watch < 0) {
             log_File_Debug(kLogServerName, "%s:%s (%d) Cannot watch '%s'.", kSource, "regsiter_notify", 106,
@@ -68,6 +114,7 @@ bool TFileWatcher::regsiter_notify()
     }
     m_notify = std::move(notify);
     m_watches = std::move(watches);
+    m_watched = std::move(ids);
     return true;
 }
 
@@ -90,14 +137,15 @@ void TFileWatcher::watching()
             log_File_Debug(kLogServerName, "%s:%s (%d) read failed.", kSource, "watching", 136);
         return;
     }
-    const T_FILE_NEWS news = file_events_parse({buffer, static_cast<size_t>(got)});
-    for (const bool folder : news.folders)
-        fputs(folder ? " [directory]\n" : " [file]\n", stdout);
-    for (int i = 0; i < news.changes; ++i)
-        m_changed();
-    if (news.watch_ended) {
+    const std::vector<T_FILE_EVENT> events = file_events_parse({buffer, static_cast<size_t>(got)});
+    if (!events.empty() && events.back().ends_watch) { // before the changes are handled, which may throw
         m_needs_registering = true;
         m_notify.reset();
         m_watches.clear();
+    }
+    for (const T_FILE_EVENT &event : events) {
+        print_out(event.is_folder ? " [directory]\n" : " [file]\n");
+        if (event.is_change)
+            handle_change();
     }
 }

@@ -66,14 +66,17 @@ bool check(CDBSize *probe)
 void do_data_processing(TWorker *self)
 {
     CDBSize probe;
-    (void)probe.init();
-    int last_hour = hour_of_now(0);
-    while (!self->terminated()) {
+    int last_hour = 0;
+    self->run_once([&] {
+        (void)probe.init();
+        last_hour = hour_of_now(0);
+    });
+    self->run_passes([&] {
         const int hour = hour_of_now(last_hour);
         if (hour != last_hour && check(&probe)) // without a volume the next minute tries again
             last_hour = hour;
         self->wait_s(kPeriodS);
-    }
+    });
 }
 
 void cancel_failed(const char *call, int error)

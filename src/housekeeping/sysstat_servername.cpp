@@ -19,13 +19,13 @@ std::string g_last_name; // the worker's alone
 
 void servername_monitor_main(TWorker *self)
 {
-    (void)servername_changed(); // learns the name: the start is no change
+    self->run_once([] { (void)servername_changed(); }); // learns the name: the start is no change
     /* A name that was not told would be the known one at the next start. */
     TFileWatcher watcher({kWatchedFile}, [self] { self->see_through(do_handling); });
-    while (!self->terminated()) {
+    self->run_passes([&] {
         watcher.run();
         self->wait_s(1);
-    }
+    });
     watcher.unregsiter_notify();
 }
 

@@ -22,9 +22,9 @@ uint32_t PAL_auth_get_auth(t_auth &auth);
 struct t_volume_usage {
     int32_t volume_id = 0;
     int64_t size_bytes = 0;
-    int64_t free_bytes = 0; // what an unprivileged writer can still use
+    int64_t free_bytes = 0; // what root can still use
     int64_t used_bytes = 0;
-    int64_t reserved_bytes = 0;
+    int64_t reserved_bytes = 0;     // the part of it that only root can use
     std::vector<std::string> texts; // volume name, mount point
 };
 struct t_volume_info {
@@ -33,7 +33,7 @@ struct t_volume_info {
 uint32_t PAL_resmon_get_disk_usage(const t_auth &auth, const t_volume_info &in, t_volume_info &out);
 
 struct t_storage_disk_vol_info {
-    int32_t status = 0; // 0 ready, 1 degraded, 2 rebuilding, negative: not mounted
+    int32_t status = 0; // 0 ready, 1 rebuilding or reshaping, -1 not mounted, -2 degraded or failed
     int32_t target_vol_id = 0;
     std::string free_bytes; // decimal text
 };
@@ -46,13 +46,13 @@ struct t_storage_disk_input {
 };
 struct t_storage_enclosure_info {
     int32_t enclosure_count = 0;
-    int32_t disk_count = 0;
+    int32_t disk_count = 0; // numbers of disks, from 0, that are to be asked for
 };
 uint32_t PAL_storage_get_enclosure_list(const t_auth &auth, const t_storage_disk_input &in,
                                         t_storage_enclosure_info &out);
 
 struct t_storage_disk {
-    std::string name;     // "disk_" and the slot in two hexadecimal digits
+    std::string name;     // "disk_" and the number in two hexadecimal digits
     std::string label;    // "<model> (<device node>)"
     std::string presence; // empty: an empty slot
     int32_t status = 0;   // 0 good, 1 warning, 2 error, negative: no usable disk
@@ -67,7 +67,9 @@ struct t_storage_smart_info {
     int32_t alert = 0; // 1: the disk itself expects to fail
     int32_t power_on_hours = 0;
 };
-/* SMART of disk number in.id. A sleeping disk is not woken: the call fails. */
+/* SMART of disk number in.id. A number without a disk, and a disk without SMART,
+ * are no failures: the record stays as it is, as does each of its figures that the
+ * disk does not give. Of a sleeping disk it is what was last read. */
 uint32_t PAL_storage_get_disk_smart_info(const t_auth &auth, const t_storage_disk_input &in, t_storage_smart_info &out);
 
 /* --- System --------------------------------------------------------------- */
@@ -83,6 +85,7 @@ struct t_system {
     t_system_time time;
     t_system_time_ntp ntp;
 };
+/* The server's name; fails where the appliance's own record of it cannot be read. */
 uint32_t PAL_system_get_syssetting(const t_auth &auth, const t_system &request, t_system &reply);
 
 struct t_syshealth_info {

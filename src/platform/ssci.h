@@ -22,7 +22,8 @@ using ssci_handler = std::shared_ptr<httpserver::http_response> (*)(const httpse
 
 /* One route: a path and a handler per HTTP method, null where the method is not
  * served. Routes are made before main and unmade at exit; while the server is up
- * their handlers are called on its request threads. */
+ * their handlers are called on its request threads, or on
+ * one of their own where they may wait for long. */
 class common_http_resource {
 public:
     common_http_resource(const char *path, ssci_handler get, ssci_handler put = nullptr, ssci_handler post = nullptr,
@@ -78,8 +79,9 @@ public:
     int stop(int mode) override;
     int wait() override;
 
-    /* Announces one notice to whoever subscribed. Returns 0, else an error code
-     * of the client calls below. */
+    /* Announces one notice to all who subscribed. It waits for nobody: 0 means that
+     * the notice is on its way, also when the session ends now; else an error code
+     * of the client calls below. Any thread may call. */
     long long sendNotification(int category, int code, const char *text, int level);
 
 private:
@@ -93,7 +95,9 @@ private:
  * Results: 0 the peer answered with a 2xx status; 1 the service name is not
  * known; 2 the peer answered with another status; 3 transport error, told by
  * __ssci_errno and ssci_strerror (of the calling thread's last call); 4 wrong
- * arguments. *answer is the body, at most 1 MiB, and is only touched on 0. */
+ * arguments; 5 given up because the calling thread was asked to (interrupt.h),
+ * which is no finding about the peer. *answer is the body, at most 1 MiB, and is
+ * only touched on 0 and on 2, where it is what the peer says about its refusal. */
 
 /* Query arguments in order; they are URL-encoded on the way. */
 using ssci_params = std::vector<std::pair<std::string, std::string>>;
@@ -103,6 +107,7 @@ constexpr long long SSCI_UNKNOWN_SERVICE = 1;
 constexpr long long SSCI_BAD_STATUS = 2;
 constexpr long long SSCI_TRANSPORT_ERROR = 3;
 constexpr long long SSCI_WRONG_ARGUMENTS = 4;
+constexpr long long SSCI_CANCELLED = 5;
 
 long long ssci_GET_request(const char *host, int port, const char *path, const ssci_params &params, std::string *answer,
                            int timeout_s);

@@ -42,7 +42,9 @@ int ntf_init()
 {
     trace(kSource, "ntf_init", 639);
     g_session = new TNotifySessionManager(kService, ROUTE("Notify"));
-    g_session->run();
+    /* Without it notices do not arrive; queries do. */
+    if (const int error = g_session->run(); error != 0)
+        tell("the notification session will not run: error %d\n", error);
     return 0;
 }
 
@@ -62,6 +64,8 @@ void ntf_uninit()
 
 bool service_health_check(char *buffer, size_t size)
 {
+    if (size == 0)
+        return true;
     /* The library may send the buffer whole, so what the text leaves of it is cleared. */
     strncpy(buffer, "health", size - 1);
     buffer[size - 1] = '\0';

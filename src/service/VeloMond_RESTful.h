@@ -13,5 +13,5 @@ int sysmon_service_init();
 int sysmon_service_uninit();
 
 /* Tells the service library that the service is alive: "health", cut to what the
- * buffer (of `size` > 0 bytes) holds, and NULs. Always true. */
+ * buffer holds, and NULs; nothing where `size` is 0. Always true. */
 bool service_health_check(char *buffer, size_t size);

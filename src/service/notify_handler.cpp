@@ -23,9 +23,7 @@ constexpr int kVbusDisks = 8;
 
 int notice_parse(const std::string &body, T_SERVICE_NOTICE *notice)
 {
-    /* json-c stops at 32 levels of nesting, and a value that is no object has no
-     * members: nothing of a hostile body goes deeper than this. */
-    const TJson parsed(json_tokener_parse(body.c_str()));
+    const TJson parsed = json_parse(body); // a value that is no object has no members
     if (parsed == nullptr)
         return -1;
     json_object *const reason = json_object_object_get(parsed.get(), "notice_reason");
@@ -63,7 +61,8 @@ int vbus_notice_dispatch(int vbus_type, int vbus_action, const char * /*extra_in
 T_RESPONSE proc_notify_put(const httpserver::http_request &request)
 {
     T_SERVICE_NOTICE notice;
-    int result = notice_parse(request.get_content(), &notice);
+    /* A view in later versions of the library below. */
+    int result = notice_parse(std::string(request.get_content()), &notice);
     switch (notice.type) {
     case kStorageChanged:
     case kDisksChanged:

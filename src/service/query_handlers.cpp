@@ -1,7 +1,9 @@
 #include "service/handlers.h"
 
 #include <algorithm>
+#include <new>
 #include <string>
+#include <utility>
 
 #include "common/trace.h"
 #include "core/VeloMond.h"
@@ -32,9 +34,15 @@ std::string argument(const httpserver::http_request &request, const char *name, 
 /* Has a monitor answer and wraps what it says. */
 template <typename OPERATION> T_RESPONSE answer(OPERATION operation)
 {
-    json_object *out = nullptr;
-    const int result = operation(&out);
-    return json_response(envelope_text(result, out));
+    struct T_OUT {
+        T_OUT() = default;
+        ~T_OUT() { TJson(json_is_valid(value) ? value : nullptr); }
+        T_OUT(const T_OUT &) = delete;
+        T_OUT &operator=(const T_OUT &) = delete;
+        json_object *value = nullptr;
+    } out;
+    const int result = operation(&out.value);
+    return json_response(envelope_text(result, std::exchange(out.value, nullptr)));
 }
 
 /* The statistics kinds all take the method, a count and the name of an entity. */
@@ -52,8 +60,11 @@ T_RESPONSE answer_statistics(const httpserver::http_request &request, T_STAT_PRO
 /* A value that a monitor has put into what it has to tell, which may be nothing. */
 TJson informed(json_object *value, int (*info)(json_object **out))
 {
+    TJson owner(value);
+    if (owner == nullptr)
+        throw std::bad_alloc();
     info(&value);
-    return TJson(value);
+    return owner;
 }
 
 } // namespace
@@ -124,7 +135,10 @@ T_RESPONSE proc_status_get(const httpserver::http_request & /*request*/)
     json_give(root.get(), "mem_info", std::move(memory));
     json_give(root.get(), "disk_info", std::move(disk));
     json_give(root.get(), "network_info", std::move(network));
-    json_give(root.get(), "daemon_list", std::move(daemons));
+    if (result == 0)
+        json_give(root.get(), "daemon_list", std::move(daemons));
+    else
+        (void)json_object_object_add(root.get(), "daemon_list", nullptr); // null: it has all its keys
     return json_response(json_text(root.get()));
 }
 

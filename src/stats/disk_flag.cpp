@@ -66,11 +66,11 @@ int32_t read_storage_setting()
 
 void disk_monitor_main(TWorker *self)
 {
-    while (!self->terminated()) {
+    self->run_passes([self] {
         if (disk_flag_is_due(local_time_of(wall_clock_s())))
             disk_flag_update();
         self->wait_s(kPeriodS);
-    }
+    });
 }
 
 } // namespace

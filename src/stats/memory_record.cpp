@@ -36,6 +36,12 @@ constexpr T_SOURCE kMeminfo[] = {
 };
 constexpr T_SOURCE kVmstat[] = {{"pgmajfault", &T_MEMORY_STAT::pgmajfault}, {"pgfault", &T_MEMORY_STAT::pgfault}};
 
+void clear(std::span<const T_SOURCE> sources, T_MEMORY_STAT *stat)
+{
+    for (const T_SOURCE &one : sources)
+        stat->*one.field = 0;
+}
+
 /* Stores the value where the name says. Whether the name is one of `sources`. */
 bool take(std::span<const T_SOURCE> sources, std::string_view name, uint64_t value, T_MEMORY_STAT *stat)
 {
@@ -88,6 +94,7 @@ T_MEMORY_STAT memory_average(const T_MEMORY_STAT &sum)
 void memory_parse_meminfo(std::string_view text, T_MEMORY_STAT *stat)
 {
     constexpr size_t kDigits = 10;
+    clear(kMeminfo, stat);
     size_t matched = 0;
     for (std::string_view line = proc_next_line(&text, kLine); !line.empty() && matched < std::size(kMeminfo);
          line = proc_next_line(&text, kLine)) {
@@ -105,6 +112,7 @@ void memory_parse_meminfo(std::string_view text, T_MEMORY_STAT *stat)
 
 void memory_parse_vmstat(std::string_view text, T_MEMORY_STAT *stat)
 {
+    clear(kVmstat, stat);
     size_t matched = 0;
     for (std::string_view line = proc_next_line(&text, kLine); !line.empty() && matched < std::size(kVmstat);
          line = proc_next_line(&text, kLine)) {
@@ -127,6 +135,7 @@ void memory_account(const T_ARC_SHARE &arc, T_MEMORY_STAT *stat)
 void memory_read_slots(const T_PROCESS_SCAN &scan, uint64_t page_kb, T_MEMORY_SLOTS *slots)
 {
     constexpr uint64_t kSizePageKb = 4; // readers of VmSize count on it, whatever pages the kernel has
+    *slots = {};
     size_t found = 0;
     for (const T_TABLE_PROCESS &process : scan.processes) {
         /* The first process of a name that has any size holds the row. */

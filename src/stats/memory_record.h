@@ -44,7 +44,8 @@ inline constexpr auto kVmSize = &T_MEMORY_STAT::MemTotal;
 inline constexpr auto kMajFlt = &T_MEMORY_STAT::pgmajfault;
 inline constexpr auto kMinFlt = &T_MEMORY_STAT::pgfault;
 
-/* What /proc/meminfo tells, MemAvailable being the kernel's, and /proc/vmstat. */
+/* The nine figures of /proc/meminfo, MemAvailable being the kernel's, and the two of
+ * /proc/vmstat; missing ones 0. The other fields stay as they are. */
 void memory_parse_meminfo(std::string_view text, T_MEMORY_STAT *stat);
 void memory_parse_vmstat(std::string_view text, T_MEMORY_STAT *stat);
 
@@ -55,8 +56,9 @@ void memory_account(const T_ARC_SHARE &arc, T_MEMORY_STAT *stat);
 /* The mean of a sum of intervals. The time stamp and the tail stay as they are. */
 T_MEMORY_STAT memory_average(const T_MEMORY_STAT &sum);
 
-/* Figures of one scan, by row of the process table. `page_kb` is the size of the
- * pages in which the kernel counts the resident set. */
+/* Figures of one scan, by row of the process table; 0 where no process bears the
+ * name. `page_kb` is the size of the pages in which the kernel counts the resident
+ * set. */
 struct T_MEMORY_SLOTS {
     uint64_t vm_size[kProcessTable.size()] = {};
     uint64_t vm_rss[kProcessTable.size()] = {};

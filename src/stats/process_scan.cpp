@@ -74,3 +74,8 @@ const T_PROCESS_SCAN *process_scan_of_round()
     g_read_this_round = false;
     return scan;
 }
+
+void process_scan_expire()
+{
+    g_read_this_round = false;
+}

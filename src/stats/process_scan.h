@@ -27,3 +27,7 @@ const T_PROCESS_SCAN *process_scan_new();
 /* The names that the round has read before, so that a round opens every process's
  * name once; read anew where that was not done since the last such call. */
 const T_PROCESS_SCAN *process_scan_of_round();
+
+/* Makes the next process_scan_of_round read anew: for a step that took seconds, in
+ * which services may have ended and started again under another process id. */
+void process_scan_expire();

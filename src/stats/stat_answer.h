@@ -54,11 +54,11 @@ TJson stat_series(std::type_identity_t<T_FIGURES<RECORD>> figures, const std::op
                   CONVERT convert = {})
 {
     TJson object(json_object_new_object());
-    std::vector<json_object *> arrays; // lent by the object; null where there was no memory
+    std::vector<json_object *> arrays; // lent by the object
     for (const auto &figure : figures) {
         TJson array(json_object_new_array());
-        json_object *const lent = array.get();
-        arrays.push_back(json_give(object.get(), figure.name, std::move(array)) == 0 ? lent : nullptr);
+        arrays.push_back(array.get());
+        json_give(object.get(), figure.name, std::move(array));
     }
     if (!history)
         return object;

@@ -247,6 +247,7 @@ bool cpu_line_parse(std::string_view line, std::string *key, T_CPU_STAT *stat)
             return false;
         *key = "cpu" + std::to_string(static_cast<int>(core));
     }
+    *stat = {};
     uint64_t *const columns[] = {&stat->cpu_user,   &stat->cpu_nice,      &stat->cpu_sys,     &stat->cpu_idle,
                                  &stat->cpu_iowait, &stat->cpu_hardirq,   &stat->cpu_softirq, &stat->cpu_steal,
                                  &stat->cpu_guest,  &stat->cpu_guest_nice};
@@ -261,6 +262,7 @@ bool cpu_line_parse(std::string_view line, std::string *key, T_CPU_STAT *stat)
 
 void cpu_read_slots(const T_PROCESS_SCAN &scan, T_CPU_SLOTS *slots)
 {
+    *slots = {};
     size_t found = 0;
     for (const T_TABLE_PROCESS &process : scan.processes) {
         /* The first process of a name that has used any user time holds the slot. */

@@ -27,10 +27,17 @@ struct T_CPU_STAT {
     uint64_t cpu_guest = 0;
     uint64_t cpu_guest_nice = 0;
     uint64_t cpu_uptime = 0; // all of the above but the guests, who are in user and nice already
-    uint64_t inv_ms = 0;     // raw: when it was read; else the length of the interval
-    uint64_t tp_ms = 0;      // wall clock of the (newer) reading; not summed
-    int32_t type = 0;        // 0 system, 1 process
-    std::string name;        // of the process
+    /* Raw: when it was read; else the length of the interval, in unsigned arithmetic
+     * like the counters. It is wall-clock time. A clock set back within an interval
+     * makes the length wrap to nearly 2^64 ms, and the percentages of the processes
+     * read 0.0 for it. A sum that includes it is too short by as much as the clock went
+     * back, so its percentages are too high, or wraps as well, and they read 0.0; until
+     * the interval leaves the history, 15 minutes later. Shares of the machine and of
+     * cores are of counters alone and stay right. */
+    uint64_t inv_ms = 0;
+    uint64_t tp_ms = 0; // wall clock of the (newer) reading; not summed
+    int32_t type = 0;   // 0 system, 1 process
+    std::string name;   // of the process
 
     T_CPU_STAT difference(const T_CPU_STAT &older) const;
     void add(const T_CPU_STAT &element);
@@ -82,7 +89,8 @@ int sysstat_cpu_print();
  * for any other line. */
 bool cpu_line_parse(std::string_view line, std::string *key, T_CPU_STAT *stat);
 
-/* User and system time of one scan, by row of the process table. */
+/* User and system time of one scan, by row of the process table; 0 where no process
+ * bears the name. */
 struct T_CPU_SLOTS {
     uint64_t user[kProcessTable.size()] = {};
     uint64_t sys[kProcessTable.size()] = {};

@@ -121,6 +121,20 @@ constexpr T_STAT_METHOD kMethods[] = {
      }},
 };
 
+T_ARC_SHARE read_zfs_share()
+{
+    if (!g_zfs)
+        return {};
+    bool ran_tool = false;
+    const T_ARC arc = zfs_arc_cache.read(&ran_tool);
+    /* The list of processes that the CPU step has left may be seconds old now. A
+     * service that was restarted in between would read as gone: a row of zeros,
+     * then a difference that wraps. */
+    if (ran_tool)
+        process_scan_expire();
+    return zfs_arc_share(arc);
+}
+
 void sample_system_memory()
 {
     T_MEMORY_STAT stat;
@@ -135,7 +149,7 @@ void sample_system_memory()
         memory_parse_vmstat(text, &stat);
     else
         complete = false;
-    memory_account(g_zfs ? zfs_arc_share(zfs_arc_cache.read()) : T_ARC_SHARE{}, &stat);
+    memory_account(read_zfs_share(), &stat);
     if (complete)
         g_p_MemorystatManager->add_sample(kSystemKey, stat);
 }
@@ -269,8 +283,7 @@ int sysstat_memory_print()
 {
     if (g_p_MemorystatManager == nullptr)
         return 0;
-    fputs("get current memory info\n", stdout);
-    (void)fflush(stdout);
+    print_out("get current memory info\n");
     print_record(g_p_MemorystatManager->get_current(kSystemKey));
     for (const char *name : kProcessTable)
         print_record(g_p_MemorystatManager->get_current(name));

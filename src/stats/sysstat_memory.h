@@ -27,7 +27,8 @@ int sysstat_memory_init();   // always 0
 int sysstat_memory_uninit(); // always 0; harmless without init
 
 /* Takes one reading of everything; the step of the sampling round after the one of
- * the CPU, whose reading of the process names it uses. Always 0. */
+ * the CPU, whose reading of the process names it uses unless it had to run a tool
+ * in between. Always 0. */
 int sysstat_memory_sample();
 
 /* Answers a query for one key; *out gets a new object with whole numbers as texts:

@@ -36,10 +36,11 @@ T_ARC_SHARE zfs_arc_share(const T_ARC &arc)
     return {arc.evictable_kb, kept_kb};
 }
 
-T_ARC TArcCache::read()
+T_ARC TArcCache::read(bool *ran_tool)
 {
     const uint64_t now_ms = current_time_stamp_mono();
-    if (!zfs_arc_is_stale(m_read_ms, now_ms))
+    *ran_tool = zfs_arc_is_stale(m_read_ms, now_ms);
+    if (!*ran_tool)
         return m_arc;
     T_ARC arc;
     FILE *stream = kestrel_popen("/usr/sbin/sysctl", "-n", "kstat.zfs.misc.arcstats.size",

@@ -17,8 +17,9 @@ struct T_ARC {
 class TArcCache {
 public:
     /* Zeros when the tool cannot be started. Only figures that were read whole are
-     * kept, else the next call tries again. */
-    T_ARC read();
+     * kept, else the next call tries again. *ran_tool says whether this call had to
+     * ask the tool, which takes up to 5 s. */
+    T_ARC read(bool *ran_tool);
 
 private:
     T_ARC m_arc;

@@ -2,20 +2,24 @@
 
 #include <exception>
 #include <json/json.h>
-#include <sstream>
+#include <memory>
 #include <string_view>
+
+#include "platform/json_bounds.h"
 
 namespace {
 
+constexpr size_t kMaxText = 4096; // more than fits into a request or a file's name
+
 /* Each takes one member of an object. False when it is there and is no such
- * value; a null is taken for missing. The tests come first because the library
+ * value, or a text that is too long; a null is taken for missing. The tests come first because the library
  * throws on a conversion that cannot be made. */
 bool take(const Json::Value &object, const char *key, std::string *out)
 {
     const Json::Value &member = object[key];
     if (member.isString())
         *out = member.asString();
-    return member.isString() || member.isNull();
+    return (member.isString() || member.isNull()) && out->size() <= kMaxText;
 }
 
 bool take(const Json::Value &object, const char *key, int32_t *out)
@@ -65,9 +69,16 @@ T_PROXY_ANSWER read_answer(const Json::Value &root)
 int proxy_answer_parse(const std::string &text, T_PROXY_ANSWER *answer, std::string *error)
 {
     try {
-        std::istringstream stream(text);
+        if (!json_is_bounded(text)) {
+            *error = "too many values, or nested too deeply";
+            return -1;
+        }
+        /* Not from a stream, of which the library makes two more copies. */
+        Json::CharReaderBuilder readers;
+        readers["collectComments"] = false; // they would be kept beside the values
+        const std::unique_ptr<Json::CharReader> reader(readers.newCharReader());
         Json::Value root;
-        if (!Json::parseFromStream(Json::CharReaderBuilder(), stream, &root, error))
+        if (!reader->parse(text.data(), text.data() + text.size(), &root, error))
             return -1;
         *answer = read_answer(root);
         return 0;

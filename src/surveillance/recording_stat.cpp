@@ -23,6 +23,7 @@ constexpr int kTimeoutS = 5;
 constexpr int kRequestFailed = static_cast<int>(0x97090002U);
 constexpr int kNoAnswer = static_cast<int>(0x97090003U);
 constexpr int kBadAnswer = static_cast<int>(0x97090004U);
+constexpr int kCutOff = 1; // by a stop; never logged
 
 constexpr const char *kStateWords[] = {"error", "normal"}; // by is_recording
 
@@ -53,7 +54,11 @@ int get_recording_state()
     const ssci_params params = {{"start_time", std::to_string(now_ms - kWindowMs)},
                                 {"end_time", std::to_string(now_ms)}};
     std::string answer;
-    if (ssci_GET_request("localhost", 10187, "/recStreamService/recording_state", params, &answer, kTimeoutS) != 0) {
+    const long long result =
+        ssci_GET_request("localhost", 10187, "/recStreamService/recording_state", params, &answer, kTimeoutS);
+    if (result == SSCI_CANCELLED)
+        return kCutOff;
+    if (result != 0) {
         log_File_Debug(kLogRecState, "%s:%s (%d), ssci_GET_request fail\n", kSource, "get_recording_state", 109);
         const std::lock_guard<std::mutex> guard(g_lock);
         g_recording.is_recording = 0; // a service that cannot be reached records nothing
@@ -95,15 +100,16 @@ void Recording_state_monitor_main(TWorker *self)
     uint64_t last_second = monotonic_s();
     bool first_report = true;
     int32_t last_reported = 0; // means nothing before the first report
-    for (; !self->terminated(); self->wait_s(kPeriodS)) {
+    /* One look. What a stop cut short is not gone on with. */
+    const auto look = [&] {
         if (!check_system_init(kStartMarker))
-            continue;
+            return;
         const uint64_t now_second = monotonic_s();
         if (now_second != last_second || first_report) {
             const int result = get_recording_state();
             last_second = now_second;
-            if (result != 0 && self->terminated())
-                break; // given up for the stop: that says nothing about the recording
+            if (result == kCutOff)
+                return; // that says nothing about the recording
             if (result != 0) {
                 log_File_Debug(kLogRecState, "%s:%s (%d), get_recording_state faile (%d)\n", kSource,
                                "Recording_state_monitor_main", 179, result);
@@ -117,9 +123,11 @@ void Recording_state_monitor_main(TWorker *self)
             first_report = false;
             last_reported = state.is_recording; // told or not: a report is not repeated
         }
-        if (self->terminated())
-            break;
-    }
+    };
+    self->run_passes([&] {
+        look();
+        self->wait_s(kPeriodS);
+    });
 }
 
 } // namespace
@@ -155,7 +163,7 @@ int recording_stat_info(json_object **out)
 
 int recording_answer_parse(const std::string &answer, bool *is_recording)
 {
-    const TJson root(json_tokener_parse(answer.c_str()));
+    const TJson root = json_parse(answer);
     if (root == nullptr)
         return 124;
     json_object *member = nullptr;

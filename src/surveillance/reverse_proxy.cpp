@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 #include "common/debug_log.h"
@@ -80,11 +81,12 @@ int delete_rule(const T_PROXY_RULE &rule)
         log_File_Debug(kLogReverseProxy, "[%s][%d] delete rule ret=[%d]", kFunction, 116, static_cast<int>(result));
         log_transport_error(result);
     }
-    /* A call that failed left no answer, which reads as a refusal. */
+    /* No answer reads as a refusal, and so does the answer of a call that failed,
+     * whatever it says. */
     T_PROXY_ANSWER answer;
     std::string error;
     (void)proxy_answer_parse(text, &answer, &error);
-    if (answer.err_code != 0) {
+    if (result != 0 || answer.err_code != 0) {
         log_File_Debug(kLogReverseProxy, "[%s][%d] delete rule failed, response=[%s]", kFunction, 124, text.c_str());
         return -1;
     }
@@ -136,26 +138,33 @@ void remove_from_bus(const t_vbus_reverse_proxy_info &request)
     }
 }
 
-/* One pass. False when there was no list to go by. */
-bool remove_expired(TWorker *self, bool is_first)
+/* Also when a stop was asked for: what the service deleted it does not list
+ * again, so it would stay behind for good. Requests end by their time-outs; a
+ * reload of the web server that hangs is given up after as long. */
+void remove_elsewhere(TWorker *self, T_REMOVED *removed)
 {
+    const T_REMOVED now = std::exchange(*removed, {});
+    if (!now.files.empty())
+        remove_files(now.files);
+    if (!now.bus.rules.empty())
+        self->see_through([&] { remove_from_bus(now.bus); });
+}
+
+/* One pass. *removed is what an earlier one deleted and could not go on with. False
+ * when there was no list to go by. */
+bool remove_expired(TWorker *self, bool is_first, T_REMOVED *removed)
+{
+    remove_elsewhere(self, removed);
     std::vector<T_PROXY_RULE> rules;
     if (list_rules(&rules) != 0)
         return false;
-    T_REMOVED removed;
     for (const T_PROXY_RULE &rule : rules) {
         if (self->terminated())
             break;
         if (is_first || proxy_remaining_ms(rule, current_time_stamp()) <= 0)
-            self->see_through([&] { remove_rule(rule, &removed); });
+            self->see_through([&] { remove_rule(rule, removed); });
     }
-    /* Also when a stop was asked for: what the service deleted it does not list
-     * again, so it would stay behind for good. Requests end by their time-outs; a
-     * reload of the web server that hangs is given up after as long. */
-    if (!removed.files.empty())
-        remove_files(removed.files);
-    if (!removed.bus.rules.empty())
-        self->see_through([&] { remove_from_bus(removed.bus); });
+    remove_elsewhere(self, removed);
     return true;
 }
 
@@ -163,11 +172,13 @@ void rule_expired_detect(TWorker *self)
 {
     log_File_Debug(kLogReverseProxy, "[%s][%d] start", kFunction, 199);
     bool first_done = false;
-    while (!self->terminated()) {
-        const bool complete = remove_expired(self, !first_done);
+    T_REMOVED removed;
+    self->run_passes([&] {
+        const bool complete = remove_expired(self, !first_done, &removed);
         self->wait_s(kPeriodS);
         first_done = first_done || complete;
-    }
+    });
+    remove_elsewhere(self, &removed);
 }
 
 void start_threads()

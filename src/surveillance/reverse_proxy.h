@@ -3,7 +3,7 @@
 /* Removes the reverse-proxy rules that nobody used for longer than they are to
  * be kept: every 300 s at the configuration service, then the web server's file
  * or the rule on the message bus (thread PROXY-worker). The first pass after
- * start removes all rules there are, whatever their age. */
+ * start removes all rules that can be read, whatever their age. */
 
 int reverse_proxy_init(); // starts the worker; always 0
 

@@ -42,7 +42,7 @@ int ask(const char *path, const char *caller, T_ANSWER *out)
                        static_cast<unsigned long long>(result));
         return -1;
     }
-    out->root.reset(json_tokener_parse(text.c_str()));
+    out->root = json_parse(text);
     if (out->root == nullptr) {
         log_File_Debug(kLogCamConn, "%s:%s(%d) json_tokener_parse failed", kSource, caller, 138);
         log_File_Debug(kLogCamConn, "[%s]", text.c_str());
@@ -58,16 +58,16 @@ int ask(const char *path, const char *caller, T_ANSWER *out)
 
 void camconn_monitor_main(TWorker *self)
 {
-    sysstat_caminfo_get();
+    self->run_once([] { sysstat_caminfo_get(); });
     uint64_t last_s = 0;
-    while (!self->terminated()) {
+    self->run_passes([&] {
         const uint64_t now_s = current_time_stamp_mono_r() / 1000;
         if (now_s >= last_s + kPeriodS) {
             sysstat_camconn_get();
             last_s = now_s;
         }
         self->wait_s(1);
-    }
+    });
 }
 
 void camconn_thread_start()
@@ -153,6 +153,7 @@ int sysstat_camconn_proc(const char *method, const char *count, json_object **ou
         *out = camera_table_json(cameras != nullptr ? *cameras : T_CAMERAS()).release();
         return 0;
     }
-    log_File_Debug(kLogCamConn, "%s:%s(%d) method=[%s] not support.", kSource, kFunction, 297, method);
+    log_File_Debug(kLogCamConn, "%s:%s(%d) method=[%s] not support.", kSource, kFunction, 297,
+                   text_printable(method).c_str());
     return kNoMethod;
 }

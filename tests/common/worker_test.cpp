@@ -2,9 +2,12 @@
 
 #include <csignal>
 #include <gtest/gtest.h>
+#include <new>
+#include <stdexcept>
 
 #include "fake_platform/fake_platform.h"
 #include "platform/interrupt.h"
+#include "platform/time_stamp.h"
 
 namespace {
 
@@ -33,9 +36,10 @@ TEST_F(Worker, RunsNamedWithoutSignalsAndStopsFromItsSleep)
     const std::string told = fake::stderr_of([&] {
         EXPECT_EQ(worker.start({"SYS_HEALTH-worker", "body", body}), 0);
         worker.stop();
+        worker.stop(); // there is no thread any more
         worker.release();
     });
-    EXPECT_EQ(told, " body was terminated.\nend wait_for_terminate...\n");
+    EXPECT_EQ(told, " body was terminated.\nend wait_for_terminate...\nend wait_for_terminate...\n");
     EXPECT_EQ(g_seen_name, "SYS_HEALTH-work");
     EXPECT_TRUE(g_saw_signal_blocked);
     EXPECT_TRUE(g_was_interrupted);
@@ -51,7 +55,47 @@ TEST_F(Worker, StoppingOneThatNeverRanOnlyTellsSo)
               "end wait_for_terminate...\n");
 }
 
-TEST_F(Worker, AnExceptionEndsTheThreadAndNotTheProcess)
+std::vector<std::string> g_passes;
+
+void failing(TWorker *self)
+{
+    self->run_once([] {
+        g_passes.emplace_back("once");
+        if (g_passes.size() == 1)
+            throw std::runtime_error("no start");
+    });
+    self->run_passes([self] {
+        g_passes.emplace_back("pass");
+        if (g_passes.size() == 3)
+            self->see_through([] { throw std::bad_alloc(); });
+        self->wait_s(5);
+        if (g_passes.size() == 4)
+            throw std::runtime_error("at the stop");
+    });
+    g_was_interrupted = platform_interrupted(); // calls give up at a stop as before
+}
+
+TEST_F(Worker, APassThatThrewIsLoggedAndTheNextOneComesAMinuteLater)
+{
+    g_passes.clear();
+    TWorker worker;
+    const std::string told = fake::stderr_of([&] {
+        worker.start({"x", "failing", failing});
+        const uint64_t start_ms = current_time_stamp();
+        fake::pass_waits(0);
+        EXPECT_EQ(g_passes.size(), 1U);
+        fake::pass_waits(2);
+        EXPECT_EQ(current_time_stamp() - start_ms, 120000U);
+        worker.stop(); // ends the pass's sleep, and nothing waits for a minute then
+        worker.release();
+    });
+    EXPECT_EQ(g_passes, (std::vector<std::string>{"once", "once", "pass", "pass"}));
+    EXPECT_EQ(told, "failing: a pass failed: no start\nfailing: a pass failed: std::bad_alloc\n"
+                    "failing: a pass failed: at the stop\n failing was terminated.\nend wait_for_terminate...\n");
+    EXPECT_TRUE(g_was_interrupted);
+}
+
+TEST_F(Worker, AnExceptionOutsideOfThePassesEndsTheThreadAndNotTheProcess)
 {
     TWorker worker;
     const std::string told = fake::stderr_of([&] {

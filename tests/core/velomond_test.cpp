@@ -1,10 +1,26 @@
 #include "core/VeloMond.h"
 
+#include <atomic>
+#include <fstream>
+#include <future>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include <sstream>
+#include <thread>
+#include <unistd.h>
 
+#include "common/debug_log.h"
 #include "core/round_clock.h"
 #include "fake_platform/fake_platform.h"
+#include "health/sysstat_smart.h"
+#include "health/sysstat_syshealth.h"
+#include "health/sysstat_vol.h"
+#include "housekeeping/sysstat_autobak.h"
+#include "housekeeping/sysstat_db.h"
+#include "housekeeping/sysstat_servername.h"
+#include "stats/sysstat_cpu.h"
+#include "stats/sysstat_net.h"
+#include "surveillance/recording_stat.h"
+#include "surveillance/reverse_proxy.h"
 
 namespace {
 
@@ -20,12 +36,168 @@ TEST(RoundClock, RunsTenSecondsAfterTheStartAndAfterEachRoundsBeginning)
     EXPECT_EQ(rounds, (std::vector<time_t>{110, 120, 135, 145}));
 }
 
-class Lifecycle : public fake::TPlatformTest {};
+/* Threads of this process in the order in which they were made, our own first. */
+std::vector<std::string> threads()
+{
+    std::map<int, std::string> names;
+    for (const auto &task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream comm(task.path() / "comm");
+        std::getline(comm, names[std::stoi(task.path().filename())]);
+    }
+    std::vector<std::string> all;
+    all.reserve(names.size());
+    for (const auto &[id, name] : names)
+        all.push_back(name);
+    return all;
+}
+
+std::vector<std::string> lines_without(std::istream &text, const char *what)
+{
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(text, line);)
+        if (!testing::Matches(testing::ContainsRegex(what))(line))
+            lines.push_back(line);
+    return lines;
+}
+
+class Lifecycle : public fake::TQuietTest {};
+
+TEST_F(Lifecycle, StartsInItsOrderAndStopsInTheSame)
+{
+    const std::vector<std::string> workers = {"DISK-worker",     "SVRNAME-worker", "VOL-worker",     "SMART-worker",
+                                              "SYS_HEALTH-work", "RECSTAT-worker", "CAMCONN-worker", "DB-worker",
+                                              "PROXY-worker",    "MAIN-worker"};
+    std::vector<std::string> all;
+    const std::string told = told_by([&] {
+        EXPECT_EQ(VeloMond_start(), 0);
+        for (const std::string &worker : workers)
+            fake::pass_waits(0, worker); // to its first sleep
+        all = threads();
+        EXPECT_EQ(VeloMond_stop(), 0);
+    });
+    EXPECT_EQ(std::vector(all.end() - std::min<std::ptrdiff_t>(10, std::ssize(all)), all.end()), workers);
+    /* But for what the machine has, the lines are those of the whole daemon, which asks for its status too. */
+    std::ifstream of_daemon(TEXT_FOLDER "/start_and_stop.txt");
+    std::istringstream ours(told);
+    EXPECT_EQ(lines_without(ours, "delete=|smp_num_cpus|Cannot open|vol_monitor_main\\("),
+              lines_without(of_daemon, "delete=|smp_num_cpus|^main:|^====|^is_daemon|^execute_time|_info\\("));
+}
+
+TEST_F(Lifecycle, WithoutThreadsEachTellsItWhereItAlwaysHas)
+{
+    fake::state()->thread_error = 11;
+    fake::set_wall_ms(1'700'095'500'000); // 00:45
+    const std::string told = told_by([] {
+        VeloMond_start();
+        EXPECT_EQ(sysstat_autobak_check(), 0);
+        VeloMond_stop();
+    });
+    EXPECT_THAT(told, HasSubstr("\n VeloMond_monitor_thread_start failedVeloMond_RESTful:ntf_init(639)\n"));
+    const std::string failed = " pthread_create failed (11)";
+    EXPECT_EQ(log_text(kLogCamConn), "sysstat_disk.cpp:disk_thread_start(730)" + failed +
+                                         "sysstat_vol.cpp:vol_thread_start(921)" + failed +
+                                         "sysstat_smart.cpp:smart_thread_start(489)" + failed +
+                                         "sysstat_camconn.cpp:camconn_thread_start(187)" + failed);
+    EXPECT_EQ(log_text(kLogServerName), "sysstat_servername.cpp:servername_thread_start(257)" + failed);
+    EXPECT_EQ(log_text(kLogRecState), "recording_stat.cpp:recording_stat_init (269), pthread_create fail:11\n");
+    EXPECT_EQ(log_text(kLogReverseProxy), "reverse_proxy.cpp:start_threads(214)" + failed);
+    EXPECT_EQ(log_text(kLogMain), "sysstat_syshealth.cpp:syshealth_thread_start(176)" + failed +
+                                      "sysstat_db.cpp:sysdb_thread_start(209)-" + failed +
+                                      "sysstat_autobak:sysstat_autobak_thread_start(100)" + failed +
+                                      "sysstat_autobak:sysstat_cache_mount_autobak_thread_start(125)" + failed);
+}
+
+TEST_F(Lifecycle, EachMonitorAnswersZeroToItsStartAndItsStop)
+{
+    fake::state()->thread_error = 11;
+    const std::pair<int (*)(), int (*)()> monitors[] = {{sysstat_net_init, sysstat_net_uninit},
+                                                        {servername_thread_start, servername_thread_stop},
+                                                        {vol_thread_start, vol_thread_stop},
+                                                        {smart_thread_start, smart_thread_stop},
+                                                        {sysstat_syshealth_init, sysstat_syshealth_uninit},
+                                                        {recording_stat_init, recording_stat_uninit},
+                                                        {sysdb_thread_start, sysdb_thread_stop},
+                                                        {reverse_proxy_init, reverse_proxy_uninit}};
+    for (const auto &[start, stop] : monitors)
+        EXPECT_EQ((std::tuple{start(), stop(), stop()}), (std::tuple{0, 0, 0})); // braces: from left to right
+}
+
+/* The daemon, up, on a machine with ZFS: a script there is a step in the middle of a round. */
+class Rounds : public fake::TQuietTest {
+protected:
+    void SetUp() override
+    {
+        TQuietTest::SetUp();
+        fake::state()->platform_system = 2;
+        write_file("/Vtmp/keep", "");
+        VeloMond_start();
+        fake::pass_waits(0, "MAIN-worker");
+    }
+    void TearDown() override
+    {
+        VeloMond_stop();
+        TQuietTest::TearDown();
+    }
+    static size_t intervals() { return g_p_CpustatManager->copy_history("VeloMond")->size(); }
+};
+
+TEST_F(Rounds, ComeEveryTenSecondsHoweverOftenTheWorkerIsWoken)
+{
+    std::filesystem::create_directories(root() + "/proc");
+    for (const size_t expected : {0U, 1U, 2U}) {
+        fake::pass_waits(10, "MAIN-worker");
+        for (int i = 0; i < 20; ++i)
+            monitor_wakeup();
+        fake::pass_waits(0, "MAIN-worker");
+        EXPECT_EQ(intervals(), expected);
+    }
+}
+
+TEST_F(Rounds, AStepThatFailsLeavesTheOthersAlone)
+{
+    fake::on_popen([](const fake::argv_t &) -> std::string { throw std::runtime_error("no memory"); });
+    fake::state()->cmv_record.value3 = 1;
+    EXPECT_THAT(told_by([] { fake::pass_waits(10, "MAIN-worker"); }),
+                HasSubstr("VeloMond: a step of the round failed: no memory\n"));
+    EXPECT_NE(log_text(kLogCmv), "") << "of the last step";
+    std::filesystem::create_directories(root() + "/proc");
+    fake::pass_waits(20, "MAIN-worker");
+    EXPECT_EQ(intervals(), 1U);
+}
+
+TEST_F(Rounds, ADumpWaitsForTheRoundInProgress)
+{
+    std::thread dump;
+    std::atomic<bool> dumped{false};
+    fake::on_popen([&](const fake::argv_t &argv) -> std::string {
+        if (argv.front() != "/usr/sbin/sysctl") // a watcher's, beside the round
+            return "";
+        std::promise<pid_t> id;
+        dump = std::thread([&] {
+            id.set_value(gettid());
+            VeloMond_statistics_dump();
+            dumped = true;
+        });
+        /* Until it sleeps for longer than a moment, or is through. */
+        const std::string stat = "/proc/self/task/" + std::to_string(id.get_future().get()) + "/stat";
+        for (int asleep = 0; asleep < 20 && !dumped; std::this_thread::sleep_for(std::chrono::milliseconds(1))) {
+            std::string text;
+            std::getline(std::ifstream(stat), text);
+            asleep = text.find(") S ") != std::string::npos ? asleep + 1 : 0;
+        }
+        EXPECT_FALSE(exists("/Vtmp/.sys_stats"));
+        return "1\n1\n1\n";
+    });
+    fake::pass_waits(10, "MAIN-worker");
+    ASSERT_TRUE(dump.joinable());
+    dump.join();
+    EXPECT_TRUE(exists("/Vtmp/.sys_stats/log_0/net_stats.csv"));
+}
 
 TEST_F(Lifecycle, GoesOnWithoutAService)
 {
     const auto told_by_a_run = [] {
-        return fake::stderr_of([] {
+        return told_by([] {
             EXPECT_EQ(VeloMond_start(), 0);
             EXPECT_EQ(VeloMond_restart(), 0); // of nothing
             EXPECT_EQ(VeloMond_stop(), 0);
@@ -40,6 +212,9 @@ TEST_F(Lifecycle, GoesOnWithoutAService)
     fake::state()->create_result = 0;
     fake::state()->start_result = 7;
     EXPECT_THAT(told_by_a_run(), HasSubstr("ssci_server_start failed, ret=[7]\n exit.\n"));
+    fake::state()->start_result = 0;
+    fake::state()->session_result = 11;
+    EXPECT_THAT(told_by_a_run(), HasSubstr("the notification session will not run: error 11\n"));
 }
 
 } // namespace

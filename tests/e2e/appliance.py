@@ -7,11 +7,13 @@ import pathlib
 import shutil
 import signal
 import socket
+import struct
 import subprocess
 import sys
+import time
 
 import harness
-from harness import TDaemonTest, eventually, get
+from harness import Daemon, TDaemonTest, eventually, get
 
 TOP = pathlib.Path(__file__).resolve().parents[2]
 SIMULATOR = TOP / 'tools/appliance_sim'
@@ -38,9 +40,13 @@ class TMachine:
             (root / name).unlink()
         self.write('proc/meminfo', 'MemTotal: 4096000 kB\nMemFree: 1024000 kB\nBuffers: 102400 kB\nCached: 819200 kB\n'
                    'SReclaimable: 20480 kB\nShmem: 10240 kB\nSwapTotal: 2048000 kB\nSwapFree: 1536000 kB\n')
-        self.write('sys/block/sda/size', '8000000\n')
-        self.write('sys/block/sda/device/model', 'Example Disk\n')
-        self.write('sys/block/sda/device/state', 'running\n')
+        disk = 'devices/pci0000:00/0000:00:1f.2/ata1/host0/target0:0:0/0:0:0:0'
+        self.write(f'sys/{disk}/block/sda/size', '8000000\n')
+        self.write(f'sys/{disk}/model', 'Example Disk\n')
+        self.write(f'sys/{disk}/state', 'running\n')
+        (root / f'sys/{disk}/block/sda/device').symlink_to('../..')
+        (root / 'sys/block').mkdir()
+        (root / 'sys/block/sda').symlink_to(f'../{disk}/block/sda')
         self.write('sys/class/hwmon/hwmon0/name', 'board\n')
         self.write('sys/class/hwmon/hwmon0/fan1_input', '900\n')
         (root / 'dev/mapper').mkdir(parents=True)
@@ -96,6 +102,22 @@ class TApplianceTest(TDaemonTest):
         harness.KEPT.add(self.simulator.pid)
         self.addCleanup(self.end_simulator)
         eventually(self.simulator_is_up)
+
+    def start_at(self, wall_s, speed):
+        """A daemon whose clocks run that much faster, the one on the wall from that time on. Where the thread sanitizer
+        has the clock functions to itself they are the machine's."""
+        self.ahead_ns = [0]
+        (self.root / 'ahead').write_bytes(bytes(8))
+        self.wall_s = lambda begin=time.monotonic(): wall_s + (time.monotonic() - begin) * speed
+        return Daemon(self.root, environment={
+            'LD_PRELOAD': os.environ.get('VELOMOND_FAST_CLOCK', ''), 'FAST_CLOCK_SPEED': str(speed),
+            'FAST_CLOCK_START': str(wall_s), 'FAST_CLOCK_AHEAD': str(self.root / 'ahead'),
+            'ASAN_OPTIONS': 'verify_asan_link_order=0'}).wait_until_up()
+
+    def set_clock(self, wall_s):
+        self.ahead_ns.append(int((wall_s - self.wall_s()) * 1e9))
+        with open(self.root / 'ahead', 'r+b') as file:
+            file.write(struct.pack('q', self.ahead_ns[-1]))
 
     def end_simulator(self):
         self.simulator.send_signal(signal.SIGTERM)

@@ -14,6 +14,7 @@ import unittest
 BINARY = os.environ['VELOMOND_BINARY']
 MAKE_ROOT = pathlib.Path(__file__).resolve().parents[2] / 'tools' / 'make_root.sh'
 HOST, PORT = '127.0.0.1', 10191
+ZONE, ZONE_S = 'TST-05:45', -20700  # where the daemon runs: neither the day nor the hour begins with that of UTC
 PR_SET_CHILD_SUBREAPER = 36
 
 # What a daemonised process leaves behind comes to us, with its exit status.
@@ -47,11 +48,11 @@ def children():
             for one in (task / 'children').read_text().split() if int(one) not in KEPT]
 
 
-def get(path, method='GET', timeout_s=5.0):
+def get(path, method='GET', timeout_s=5.0, body=None):
     """(status, body) of one request to the service; path as in "status?..."."""
     connection = http.client.HTTPConnection(HOST, PORT, timeout=timeout_s)
     try:
-        connection.request(method, '/sysmonService/' + path)
+        connection.request(method, '/sysmonService/' + path, body)
         answer = connection.getresponse()
         return answer.status, answer.read().decode()
     finally:
@@ -59,20 +60,20 @@ def get(path, method='GET', timeout_s=5.0):
 
 
 class Daemon:
-    """One process. Its standard error goes to the file `stderr`."""
+    """One process. Its standard error goes to the file `stderr`; a FIFO will do."""
 
-    def __init__(self, root, *options, environment=None):
-        self.stderr = pathlib.Path(root, f'stderr_{time.monotonic_ns()}')
+    def __init__(self, root, *options, environment=None, stderr=None):
+        self.stderr = stderr or pathlib.Path(root, f'stderr_{time.monotonic_ns()}')
         streams = [(os.POSIX_SPAWN_OPEN, 0, '/dev/null', os.O_RDONLY, 0),
                    (os.POSIX_SPAWN_OPEN, 1, '/dev/null', os.O_WRONLY, 0),
                    (os.POSIX_SPAWN_OPEN, 2, self.stderr, os.O_WRONLY | os.O_CREAT | os.O_APPEND, 0o600)]
-        self.pid = os.posix_spawn(BINARY, [BINARY, *options], {**os.environ, 'VELOMOND_ROOT': str(root),
+        self.pid = os.posix_spawn(BINARY, [BINARY, *options], {**os.environ, 'TZ': ZONE, 'VELOMOND_ROOT': str(root),
                                                                   **(environment or {})},
                                   file_actions=streams, setsigdef=[signal.SIGPIPE])
         self.status = None  # exit status; negative when a signal ended it
 
     def text(self):
-        return self.stderr.read_text(errors='replace')
+        return '' if self.stderr.is_fifo() else self.stderr.read_text(errors='replace')
 
     def wait_for_text(self, text, timeout_s=10.0):
         try:
@@ -108,11 +109,11 @@ class Daemon:
     def kill(self, number):
         os.kill(self.pid, number)
 
-    def stop(self, number=signal.SIGTERM):
+    def stop(self, number=signal.SIGTERM, timeout_s=10.0):
         """Seconds from the signal to the exit."""
         start = time.monotonic()
         self.kill(number)
-        self.wait()
+        self.wait(timeout_s)
         return time.monotonic() - start
 
     def proc(self, path):

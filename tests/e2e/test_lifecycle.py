@@ -1,5 +1,6 @@
 """Start, signals and stop of the daemon, seen from outside."""
 
+import fcntl
 import json
 import os
 import pathlib
@@ -13,7 +14,7 @@ import time
 import unittest
 
 from appliance import TApplianceTest, TMachine
-from harness import BINARY, HOST, PORT, TDaemonTest, eventually, get
+from harness import BINARY, HOST, PORT, Daemon, TDaemonTest, eventually, get
 
 USAGE = ('VeloMond \nusage : VeloMond [OPTION]... \n\nOPTION: \n'
          '  -d                run as daemon.\n  -h                show this info.\n')
@@ -77,6 +78,18 @@ class Foreground(TDaemonTest):
         for thread, name in daemon.threads().items():
             self.assertEqual(blocked(thread), 0 if thread == daemon.pid else ours, name)
 
+    def test_no_stack_is_large_enough_for_a_huge_page(self):
+        daemon = self.start_up()
+        eventually(lambda: WORKERS <= set(daemon.threads().values()))
+        sizes, guard_end = [], None
+        for line in daemon.proc('maps').read_text().splitlines():
+            begin, end = (int(one, 16) for one in line.split()[0].split('-'))
+            if begin == guard_end and ' rw-p 00000000 00:00 0' in line:
+                sizes.append(end - begin)
+            guard_end = end if ' ---p ' in line and end - begin == os.sysconf('SC_PAGESIZE') else None
+        self.assertGreaterEqual(len(sizes), len(daemon.threads()) - 1)
+        self.assertLess(max(sizes), 2 << 20)
+
     def test_a_stop_during_the_start_is_kept(self):
         daemon = self.start()
         daemon.wait_for_text('main:register_signal_handler(142)\nVeloMond:')
@@ -87,7 +100,7 @@ class Foreground(TDaemonTest):
         for _ in range(1000):
             daemon.kill(signal.SIGHUP)
         self.assertEqual(get('status')[0], 200)
-        self.assertGreater(daemon.text().count('main:proc_test(126)\n'), 0)
+        eventually(lambda: 'main:proc_test(126)\n' in daemon.text())  # the last of a start holds signals back
         daemon.kill(signal.SIGINT)
         self.assert_stops(daemon, signal.SIGINT)
         self.assertEqual(daemon.text().count('VeloMond:VeloMond_stop(375)'), 1)
@@ -111,6 +124,25 @@ class Foreground(TDaemonTest):
         self.assertEqual(subprocess.run([BINARY, '-h'], stderr=told, check=False).returncode, 0)
         os.close(told)
 
+    def test_a_starter_that_never_reads_does_not_hold_it_up(self):
+        fifo = self.root / 'fifo'
+        os.mkfifo(fifo)
+        reader = os.open(fifo, os.O_RDWR | os.O_NONBLOCK)
+        self.addCleanup(os.close, reader)
+        fcntl.fcntl(reader, fcntl.F_SETPIPE_SZ, 4096)
+        daemon = Daemon(self.root, stderr=fifo)
+        eventually(self.answers)
+        for _ in range(1400):
+            self.assertEqual(get('cpu_info')[1], '{ "return": -4 }')  # which a line of the log goes with
+        self.assertLessEqual(len(os.read(reader, 1 << 16)), 4096)
+        get('cpu_info')
+        self.assertRegex(os.read(reader, 1 << 16), rb'^log lines dropped: [1-9]\d{3}\n')
+        with open(fifo, 'wb', buffering=0, opener=lambda path, _: os.open(path, os.O_WRONLY | os.O_NONBLOCK)) as full:
+            while full.write(bytes(4096)):
+                pass
+        daemon.kill(signal.SIGHUP)
+        self.assert_stops(daemon)
+
     @unittest.skipUnless(os.environ.get('VELOMOND_APART'), 'needs shared memory of its own')
     def test_shared_memory_without_room_is_told_and_survived(self):
         self.addCleanup(subprocess.run, ['mount', '-o', 'remount,size=0', '/dev/shm'], check=True)
@@ -124,6 +156,13 @@ class Foreground(TDaemonTest):
         self.assertEqual(get('disk_info?method=notify&vol_name=x'), (200, '{ "return": 0 }'))
         self.assertIn('shared memory /velomond cannot be written: No space left on device\n', daemon.text())
         self.assert_stops(daemon)
+
+    @staticmethod
+    def answers():
+        try:
+            return get('status')[0] == 200
+        except ConnectionRefusedError:
+            return False
 
     def test_twenty_starts_and_stops_leave_nothing(self):
         left = set()
@@ -154,6 +193,13 @@ class Foreground(TDaemonTest):
 class Daemonised(TDaemonTest):
     def test_leaves_the_terminal_and_locks_out_a_second_one(self):
         lock = self.root / 'var/lock/VeloMond'
+        lock.parent.mkdir(parents=True, exist_ok=True)
+        lock.symlink_to(self.root / 'elsewhere')  # is not followed
+        self.assertEqual(self.start('-d').wait(), 0)
+        self.assertEqual(eventually(self.reap), 1)
+        self.assertFalse((self.root / 'elsewhere').exists())
+        lock.unlink()
+
         first = self.start('-d').follow_daemon().wait_until_up()
         self.assertIn('is_daemon     : [true]', first.text())
         self.assertIn('daemonize()\n', first.text())

@@ -2,10 +2,11 @@
 
 import re
 import signal
+import time
 import unittest
 
 from appliance import DISK, FAN, HUB, RECORDING, SUBSCRIPTION, TApplianceTest, TMachine
-from harness import eventually, get
+from harness import ZONE_S, eventually, get
 
 NAME = '/logs/refreshNasPara'
 PROXY = '/cfg/ReverseProxy'
@@ -27,9 +28,26 @@ class Reports(TApplianceTest):
         self.assertEqual(self.tools('vcmd'), [['get_rec_disk_list']])
         self.assertEqual((self.root / 'tmp/hdd_power_on_hour').read_text(),
                          'disk_01 - [Example Disk (/dev/sda)] power on hour [    1234]\n')
-        self.assertEqual(self.tools('smartctl'), [['--json', '-n', 'standby', '-H', '-A', '/dev/sda']])
+        self.assertEqual(self.tools('smartctl'), [['--json', '-n', 'never', '-H', '-iA', '/dev/sda']])
         self.assert_stops(daemon)
         self.assertNotIn('Recording state change', daemon.text())
+
+    def test_tells_of_a_failing_disk_at_once_and_asks_it_once(self):
+        machine = TMachine(self.root)
+        machine.smart(False, 30000)
+        daemon = self.start_up()
+        self.assertEqual(self.wait_for_request(DISK, 'POST')[0]['body']['disk_update'], 'error')
+        self.assertEqual(get('disk_info?method=notify&vol_name=x')[0], 200)
+        self.assert_stops(daemon)
+        self.assertEqual(len(self.tools('smartctl')), 1)
+
+    def test_a_disk_that_does_not_answer_holds_up_neither_its_listing_nor_the_stop(self):
+        TMachine(self.root)
+        (self.root / 'usr/sbin/smartctl').write_text('#!/bin/sh\n: >"$VELOMOND_ROOT/asked"\nexec sleep 60\n')
+        daemon = self.start_up()
+        eventually((self.root / 'asked').exists)
+        self.assertEqual(get('disk_info?method=notify&vol_name=x', timeout_s=2.0), (200, '{ "return": 0 }'))
+        self.assert_stops(daemon)
 
     def test_asks_nothing_about_recording_before_the_recorder_has_started(self):
         (self.root / 'var/.Vnvrd_start_ok').unlink()
@@ -76,6 +94,7 @@ class Reports(TApplianceTest):
 
 class Notices(TApplianceTest):
     def test_registers_takes_notices_and_takes_its_leave(self):
+        begun_s = time.time()
         daemon = self.start_up()
         self.assertEqual(self.wait_for_request(HUB, 'PUT')[0]['body'], {'host': 'localhost', 'port': 10191})
         self.assertEqual(self.wait_for_request(SUBSCRIPTION, 'PUT')[0]['body'], {'route': '/sysmonService/Notify'})
@@ -91,8 +110,11 @@ class Notices(TApplianceTest):
             self.tell_state(f'notices/{number}.json', notice)
             told = self.wait_for_request('sysmonService/sysmonService/Notify', count=number + 1)[number]
             self.assertEqual((told['body'], told['outcome']), (notice, '200 { "retCode": %d }' % code))
-        self.assertEqual([one['body'] for one in self.journal(NOTICES)[announced:]],
-                         [{'session': 'VeloMond', 'category': 14, 'code': 14001, 'text': '', 'level': 5}] * 3)
+        announcements = [one['body'] for one in self.journal(NOTICES)[announced:]]
+        self.assertEqual(announcements, [{'session': 'VeloMond', 'category': 14, 'code': 14001, 'text': '', 'level': 5}] *
+                         len(announcements))
+        ten_minute_mark = any((at_s - ZONE_S) // 60 % 10 == 0 for at_s in (begun_s, time.time()))
+        self.assertIn(len(announcements), {3, 4} if ten_minute_mark else {3})  # DISK-worker's own refresh comes at the mark
         self.assert_stops(daemon)
         ended, left = ([one['time_ms'] for one in self.journal(path, 'DELETE')] for path in (SUBSCRIPTION, HUB))
         self.assertEqual((len(ended), len(left)), (1, 1))

@@ -2,6 +2,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <filesystem>
+#include <tuple>
 
 #include "fake_platform/fake_platform.h"
 #include "platform/config_readers.h"
@@ -33,8 +34,9 @@ bool find(const std::map<std::string, std::string> &map, const std::string &key,
 
 } // namespace
 
-int kestrel_exec(int /*reserved1*/, int /*reserved2*/, int /*reserved3*/, const char *program, ...)
+int kestrel_exec(int reserved1, int reserved2, int reserved3, const char *program, ...)
 {
+    EXPECT_EQ(std::tuple(reserved1, reserved2, reserved3), std::tuple(0, 0, 0));
     va_list texts;
     va_start(texts, program);
     const fake::argv_t argv = record_program(program, texts);
@@ -58,11 +60,13 @@ FILE *kestrel_popen(const char *program, ...)
     }
     fwrite(text->data(), 1, text->size(), stream);
     rewind(stream);
+    ++state()->streams_open;
     return stream;
 }
 
 int kestrel_pclose(FILE *stream)
 {
+    --state()->streams_open;
     return fclose(stream);
 }
 
@@ -85,7 +89,7 @@ void log_Debug(const char *format, ...)
 long long logtool_send_surveillance_log(const log_info &info)
 {
     state()->surveillance_log.push_back(info);
-    return 0;
+    return state()->surveillance_log_result;
 }
 
 int getSelfConf(const char *key, const char *default_value, std::string &out, int /*flag*/)

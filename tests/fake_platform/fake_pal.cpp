@@ -83,6 +83,8 @@ uint32_t PAL_vbus_update_reverse_proxy(const t_vbus_reverse_proxy_info &request,
 
 uint32_t PAL_vbus_ostrapro_disable()
 {
+    if (platform_interrupted())
+        return 3;
     ++state()->ostrapro_disabled;
     return 0;
 }

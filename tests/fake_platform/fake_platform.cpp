@@ -15,6 +15,7 @@ namespace {
 
 constexpr uint64_t kStartWallMs = 1'700'000'000'000; // 2023-11-14 22:13:20 UTC
 constexpr uint64_t kStartMonoMs = 1'000'000;
+constexpr uint64_t kBetweenTestsMs = 1'000'000'000;
 
 std::atomic<uint64_t> g_wall_ms{kStartWallMs};
 std::atomic<uint64_t> g_mono_ms{kStartMonoMs};
@@ -25,7 +26,10 @@ struct T_WAITS {
     std::mutex lock;
     std::condition_variable changed;
     std::function<void(vos_cond_t *, int)> hook;
-    int to_pass = 0, asleep = 0;
+    int to_pass = 0;
+    std::string of_thread; // "": of any
+    std::multiset<std::string> asleep;
+    bool passes(const std::string &thread) const { return to_pass > 0 && (of_thread.empty() || of_thread == thread); }
 };
 T_WAITS &waits()
 {
@@ -90,12 +94,16 @@ void on_wait(std::function<void(vos_cond_t *, int)> hook)
     waits().to_pass = 0;
 }
 
-void pass_waits(int count)
+void pass_waits(int count, const std::string &thread)
 {
     std::unique_lock guard(waits().lock);
     waits().to_pass = count;
+    waits().of_thread = thread;
     waits().changed.notify_all();
-    const auto done = [] { return waits().to_pass == 0 && waits().asleep > 0; };
+    const auto done = [&] {
+        const auto &asleep = waits().asleep;
+        return waits().to_pass == 0 && (thread.empty() ? !asleep.empty() : asleep.contains(thread));
+    };
     if (!waits().changed.wait_for(guard, std::chrono::seconds(30), done))
         ADD_FAILURE() << "no worker came to its wait";
 }
@@ -105,7 +113,8 @@ void TPlatformTest::SetUp()
     state().state = {};
     on_wait(nullptr);
     set_wall_ms(kStartWallMs);
-    set_mono_ms(kStartMonoMs);
+    static uint64_t start_ms = kStartMonoMs; // what is kept for the life of the process is old in the next test
+    set_mono_ms(start_ms += kBetweenTestsMs);
     setenv("TZ", "UTC", 1);
     tzset();
     std::string name = (std::filesystem::temp_directory_path() / "velomond_test_XXXXXX").string();
@@ -117,6 +126,7 @@ void TPlatformTest::SetUp()
 
 void TPlatformTest::TearDown()
 {
+    EXPECT_EQ(state()->streams_open, 0);
     std::error_code ignored;
     std::filesystem::remove_all(root(), ignored);
 }
@@ -135,6 +145,15 @@ std::string TPlatformTest::read_file(const std::string &path)
 }
 
 } // namespace fake
+
+/* The linker has the daemon's calls come here. */
+extern "C" int __real_pthread_create(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *);
+extern "C" int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*entry)(void *),
+                                     void *argument)
+{
+    const int error = fake::state()->thread_error;
+    return error != 0 ? error : __real_pthread_create(thread, attributes, entry, argument);
+}
 
 std::string host_path(std::string_view path)
 {
@@ -189,10 +208,12 @@ int vos_cond_wait(vos_cond_t *cond, int seconds)
         hook(cond, seconds);
         guard.lock();
     } else if (!cond->signalled) {
-        ++waits.asleep;
+        char name[16] = "";
+        pthread_getname_np(pthread_self(), name, sizeof(name));
+        const auto mine = waits.asleep.insert(name);
         waits.changed.notify_all();
-        waits.changed.wait(guard, [&] { return cond->signalled || waits.to_pass > 0; });
-        --waits.asleep;
+        waits.changed.wait(guard, [&] { return cond->signalled || waits.passes(name); });
+        waits.asleep.erase(mine);
         if (!cond->signalled) {
             --waits.to_pass;
             fake::advance_ms(static_cast<uint64_t>(seconds) * 1000);

@@ -54,6 +54,7 @@ struct T_REPLY {
 struct T_STATE {
     /* Service calls. */
     long long create_result = 0, start_result = 0, stop_result = 0;
+    int session_result = 0;
     std::vector<T_NOTICE> notices;
     std::vector<T_REQUEST> requests;
     std::function<long long(const T_REQUEST &, std::string *)> request;
@@ -90,12 +91,15 @@ struct T_STATE {
     t_velomond_shm shm;
     uint32_t platform_system = 0;
     std::vector<log_info> surveillance_log;
+    long long surveillance_log_result = 0;
     int cond_signals = 0; // of vos_cond_wait_signal
+    int thread_error = 0; // of pthread_create, where the daemon calls it
 
     /* Programs. */
     std::vector<argv_t> programs;
     std::function<int(const argv_t &)> exec;
     std::function<std::optional<std::string>(const argv_t &)> popen;
+    int streams_open = 0; // of kestrel_popen; none is left at the end of a test
 
     std::string root;
 };
@@ -127,10 +131,10 @@ void advance_ms(uint64_t ms); // both
  * in place of the wait; it may move the clocks, and may signal. Without a hook
  * the thread sleeps until signalled, or until the test lets the wait pass. */
 void on_wait(std::function<void(vos_cond_t *cond, int seconds)> hook);
-/* Lets the next `count` waits (of the one worker there is) time out, moving the
- * clocks by their seconds, and returns when the worker sleeps in the one after;
- * 0 awaits the first sleep. */
-void pass_waits(int count);
+/* Lets the next `count` waits of the thread of that name (without one: of the one
+ * worker there is) time out, moving the clocks by their seconds, and returns when it
+ * sleeps in the one after; 0 awaits the first sleep. */
+void pass_waits(int count, const std::string &thread = "");
 
 /* Programs: what kestrel_exec and kestrel_popen were asked to run, in order. */
 std::vector<argv_t> programs();
@@ -166,6 +170,29 @@ protected:
     static std::string read_file(const std::string &path); // "" when missing
     static bool exists(const std::string &path) { return std::filesystem::exists(host_path(path)); }
     static std::string log_text(const char *log) { return read_file(log); }
+};
+
+/* What is told on standard error stays out of the report. */
+class TQuietTest : public TPlatformTest {
+protected:
+    void SetUp() override
+    {
+        TPlatformTest::SetUp();
+        testing::internal::CaptureStderr();
+    }
+    void TearDown() override
+    {
+        testing::internal::GetCapturedStderr();
+        TPlatformTest::TearDown();
+    }
+    /* What `action` tells. */
+    template <typename TAction> static std::string told_by(TAction action)
+    {
+        testing::internal::GetCapturedStderr();
+        std::string text = stderr_of(action);
+        testing::internal::CaptureStderr();
+        return text;
+    }
 };
 
 } // namespace fake

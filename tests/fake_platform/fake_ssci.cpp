@@ -40,7 +40,9 @@ long long ask(const T_REQUEST &request, std::string *answer)
     state()->requests.push_back(request);
     std::string text, ignored;
     const long long result = script ? script(request, &text) : SSCI_TRANSPORT_ERROR;
-    return fake::give(result, text, answer != nullptr ? *answer : ignored);
+    std::string &out = answer != nullptr ? *answer : ignored;
+    (void)fake::give(result == SSCI_BAD_STATUS ? SSCI_OK : result, text, out); // a refusal has its body too
+    return result;
 }
 
 } // namespace
@@ -113,7 +115,7 @@ TNotifySessionManager::~TNotifySessionManager() = default;
 
 int TNotifySessionManager::run()
 {
-    return 0;
+    return state()->session_result;
 }
 
 int TNotifySessionManager::stop(int /*mode*/)

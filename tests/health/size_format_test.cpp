@@ -34,7 +34,8 @@ std::string quoted(const std::vector<uint64_t> &counts, uint64_t unit, bool roun
 
 TEST(SizeFormat, HumanSizesHaveTheirLetter)
 {
-    EXPECT_EQ(human({0, 1023, 1536, 1048575, kMb, UINT64_MAX}, 1), "kept|1023|1.5 KB|1024.0 KB|1.0 MB|16.0 EB|");
+    EXPECT_EQ(human({0, 1023, 1024, 1536, 1048575, kMb, UINT64_MAX}, 1),
+              "kept|1023|1.0 KB|1.5 KB|1024.0 KB|1.0 MB|16.0 EB|");
     /* A remainder of 972 still gives a tenth; from 973 on it is the next whole value. */
     EXPECT_EQ(human({9728, 10188, 10189, 10199, kMb}, kMb), "9.5 GB|9.9 GB|10.0 GB|10.0 GB|1.0 TB|");
     EXPECT_EQ(human({kMinus5, 0}, kMb), "16.0 EB|kept|");

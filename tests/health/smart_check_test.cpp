@@ -5,6 +5,7 @@
 
 #include "common/debug_log.h"
 #include "fake_platform/fake_platform.h"
+#include "platform/interrupt.h"
 
 namespace {
 
@@ -95,10 +96,33 @@ TEST_F(SmartCheck, EachFullCheckWritesTheHoursAnew)
     EXPECT_EQ(fake::programs(), (std::vector<fake::argv_t>{{"/usr/bin/vcmd", "get_rec_disk_list"}}));
 }
 
+TEST_F(SmartCheck, AStopSaysNothingOfTheDisks)
+{
+    m_enclosures[0] = {{"disk_01", "a", "yes", 0}, {"disk_02", "b", "yes", 0}};
+    m_hours = {{1, 101}, {2, 5}};
+    EXPECT_EQ(check(kHalfPastMs), SMART_HOUR_WARNING);
+    std::atomic<bool> stop{false};
+    platform_interrupt_on(&stop);
+    std::vector<int> asked;
+    fake::state()->smart = [&](int id, t_storage_smart_info &) {
+        asked.push_back(id);
+        stop = true;
+        return 5U;
+    };
+    EXPECT_EQ(check(kFullHourMs), SMART_HOUR_WARNING);
+    platform_interrupt_on(nullptr);
+    EXPECT_EQ(asked, std::vector<int>{1});
+    EXPECT_EQ(m_state.disks["disk_01"].state, SMART_HOUR_WARNING);
+    EXPECT_EQ(m_state.disks["disk_02"].hours, 5);
+}
+
 TEST_F(SmartCheck, FailuresEndTheCheckWithWhatWasFoundSoFar)
 {
     fake::state()->enclosure_result = 0xab;
+    write_file("/tmp/hdd_power_on_hour", "hours");
     EXPECT_EQ(check(kHalfPastMs), SMART_NORMAL);
+    EXPECT_EQ(read_file("/tmp/hdd_power_on_hour"), "hours");
+    EXPECT_TRUE(fake::programs().empty());
     fake::state()->enclosure_result = 0;
     fake::state()->enclosure.enclosure_count = 2; // but the second cannot be had
     m_enclosures[0] = {{"disk_01", "a", "yes", 2}};

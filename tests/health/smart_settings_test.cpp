@@ -1,11 +1,14 @@
 #include "health/smart_settings.h"
 
 #include <algorithm>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "common/debug_log.h"
 #include "fake_platform/fake_platform.h"
+#include "platform/fd.h"
 
 namespace {
 
@@ -58,7 +61,13 @@ TEST_F(SmartSettings, TheOverrideFileCountsWhenItHoldsANumber)
     }
     ASSERT_EQ(remove((root() + file).c_str()), 0);
     ASSERT_EQ(mkfifo((root() + file).c_str(), 0600), 0);
+    const TFd writer(open((root() + file).c_str(), O_RDWR | O_CLOEXEC)); // a read would find this
+    ASSERT_EQ(write(writer.get(), "30", 2), 2);
     EXPECT_EQ(smart_threshold(500), 500); // and does not wait for a writer
+    ASSERT_EQ(remove((root() + file).c_str()), 0);
+    write_file("/etc/secret", "77");
+    ASSERT_EQ(symlink((root() + "/etc/secret").c_str(), (root() + file).c_str()), 0);
+    EXPECT_EQ(smart_threshold(500), 500);
 }
 
 } // namespace

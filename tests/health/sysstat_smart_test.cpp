@@ -61,6 +61,20 @@ TEST_F(Smart, AWeeklyScheduleSendsHoursOnItsDayAndDiskStatusDaily)
     }
 }
 
+TEST_F(Smart, LoadedSettingsAllowTheEventsOnceMoreOnTheSameDay)
+{
+    for (const size_t events : {2U, 0U}) {
+        EXPECT_EQ(walk(60'000).size(), events);
+        fake::set_wall_ms(kSundayMs);
+        m_state.schedule.scheduled_hour = true;
+    }
+    EXPECT_TRUE(smart_load_settings(&m_state));
+    EXPECT_EQ(walk(60'000).size(), 2U);
+    fake::state()->nvr_error = 2;
+    EXPECT_FALSE(smart_load_settings(&m_state));
+    EXPECT_NE(m_state.schedule.last_day, 35);
+}
+
 TEST_F(Smart, ACheckOfSlowDisksLosesNoEvents)
 {
     fake::state()->smart = [](int, t_storage_smart_info &out) {
@@ -106,7 +120,6 @@ TEST_F(Smart, OnlyDisksThatRecordAreAnnouncedForTheirHours)
 
 TEST_F(Smart, TheThreadWaitsForItsSettingsAndReloadsThemOnTheMarker)
 {
-    fake::set_mono_ms(100'000'000); // the watcher may have run in this process: its next check is due
     fake::state()->nvr_error = 2;
     fake::stderr_of([] {
         smart_thread_start();

@@ -1,6 +1,7 @@
 #include "health/sysstat_syshealth.h"
 
 #include <gtest/gtest.h>
+#include <new>
 
 #include "common/debug_log.h"
 #include "fake_platform/fake_platform.h"
@@ -41,6 +42,16 @@ TEST_F(SysHealth, ReportsTheFirstFindingThenChangesOnlyHeardOrNot)
     const std::string failed = "sysstat_syshealth.cpp:do_get_fan_state (70) NasHTTPAPI_SYSHEALTH_info (5)\n";
     const std::string unheard = "sysstat_syshealth.cpp:do_update (114) ssci_POST_request failed (3)\n";
     EXPECT_EQ(log_text(kLogSysHealth), unheard + unheard + failed + failed + unheard + unheard);
+}
+
+TEST_F(SysHealth, AChangeWhoseReportThrewIsReportedByTheNextCheck)
+{
+    (void)check(0, "0");
+    fake::on_request([](const fake::T_REQUEST &, std::string *) -> long long { throw std::bad_alloc(); });
+    EXPECT_THROW((void)check(60000, "9"), std::bad_alloc);
+    fake::on_request(nullptr);
+    EXPECT_EQ(check(60000, "9"), R"({"utc_time":"1700000120","fan_update":"error"})");
+    EXPECT_EQ(check(60000, "9"), "");
 }
 
 TEST_F(SysHealth, AFirstQueryThatFailsUsesUpTheFirstReport)

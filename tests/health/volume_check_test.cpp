@@ -1,5 +1,7 @@
 #include "health/volume_check.h"
 
+#include <new>
+
 #include "common/debug_log.h"
 #include "common/system_volume.h"
 #include "common/worker.h"
@@ -103,6 +105,17 @@ TEST_F(VolumeCheck, EveryEventHasItsTextsInItsOrder)
     EXPECT_EQ(log_text(kLogVolume), "");
 }
 
+TEST_F(VolumeCheck, AnEventThatThrewIsSentByTheNextCheck)
+{
+    configure({"3", "0", "0"});
+    offer_volume(int64_t{9728} << 20); // worth a warning, which is sent once
+    fake::on_exec([](const fake::argv_t &) -> int { throw std::bad_alloc(); });
+    EXPECT_THROW((void)look(), std::bad_alloc);
+    fake::on_exec(nullptr);
+    EXPECT_EQ(look(), 1U);
+    EXPECT_EQ(look(), 0U);
+}
+
 TEST_F(VolumeCheck, PlainAndZfsVolumesAreToldApart)
 {
     configure({"3", "0", "0"});
@@ -116,6 +129,41 @@ TEST_F(VolumeCheck, PlainAndZfsVolumesAreToldApart)
     EXPECT_EQ(look(), 0U);
     EXPECT_EQ(watch.volume_alert_state[0][0], warning);
     EXPECT_EQ(watch.volume_alert_state[0][1], none);
+}
+
+TEST_F(VolumeCheck, EachRoleIsWatchedByItselfAndAWarningDisablesNothing)
+{
+    for (const char *marker : {"/tmp/plain", "/tarn/etc/TARN_ZFS"}) {
+        write_file(marker, "");
+        configure({"1", "2", "3"});
+        int64_t free_mb[] = {0, 10000, 30000, 30000};
+        fake::state()->ini = {{kConf + "1|zfsId", "1"},   {kConf + "2|zfsId", "2"},   {kConf + "3|zfsId", "3"},
+                              {kConf + "1|volName", "A"}, {kConf + "2|volName", "B"}, {kConf + "3|volName", "C"}};
+        fake::state()->volume_info = [&](int index, t_storage_disk_vol_info &out) {
+            out.free_bytes = std::to_string(free_mb[index] * 1048576);
+            return 0U;
+        };
+        const auto names = [&] {
+            fake::state()->usage.clear();
+            for (int id = 1; id <= 3; ++id)
+                fake::state()->usage.push_back({id, INT64_MAX, free_mb[id] * 1048576, 0, 0, {}});
+            std::string all;
+            const size_t events = look();
+            for (size_t i = fake::state()->nc_notify.size() - events; i < fake::state()->nc_notify.size(); ++i)
+                all += fake::state()->nc_notify[i][7].value();
+            return all;
+        };
+        EXPECT_EQ(names(), "'A''B''C'");
+        EXPECT_EQ(names(), "");
+        free_mb[2] = 40000;
+        EXPECT_EQ(names(), "");
+        free_mb[2] = 30000;
+        EXPECT_EQ(names(), "'B'");
+        EXPECT_EQ(fake::state()->ostrapro_disabled, 0);
+        free_mb[3] = 1;
+        EXPECT_EQ(names() + names(), "'C''C'");
+        EXPECT_EQ(fake::state()->ostrapro_disabled, 1);
+    }
 }
 
 TEST_F(VolumeCheck, FailuresOfThePlatformAreToldAndLeaveTheStatesAlone)

@@ -1,8 +1,61 @@
 #include "housekeeping/sysstat_autobak.h"
 
 #include <gtest/gtest.h>
+#include <mutex>
+#include <set>
+#include <thread>
+
+#include "common/debug_log.h"
+#include "fake_platform/fake_platform.h"
 
 namespace {
+
+class AutobakRound : public fake::TPlatformTest {};
+
+TEST_F(AutobakRound, BothBackupsRunAndOnlyTheFirstsFailureIsRecorded)
+{
+    setenv("TZ", "XST-5:30", 1);
+    uint64_t midnight_ms = 1'700'073'000'000; // 18:30 of UTC
+    size_t recorded = 0;
+    fake::state()->surveillance_log_result = -5;
+    for (const int result : {0, 2}) {
+        std::mutex lock; // the two run beside each other
+        std::set<std::string> ran;
+        fake::on_exec([&](const fake::argv_t &argv) {
+            std::string all(16, '\0');
+            pthread_getname_np(pthread_self(), all.data(), all.size());
+            all.resize(all.find('\0'));
+            for (const std::string &one : argv)
+                all += " " + one;
+            const std::lock_guard guard(lock);
+            ran.insert(all);
+            return result;
+        });
+        recorded += result != 0 ? 1 : 0;
+        for (int minute = 0; minute < 60; ++minute) {
+            fake::set_wall_ms(midnight_ms + static_cast<uint64_t>(minute) * 60'000);
+            EXPECT_EQ(sysstat_autobak_check(), 0);
+        }
+        midnight_ms += 86'400'000;
+        const auto ended = [&] {
+            const std::lock_guard guard(lock);
+            return ran.size() >= 2 && (recorded == 0 || !log_text(kLogMain).empty());
+        };
+        for (int i = 0; i < 5000 && !ended(); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        EXPECT_EQ(ran, (std::set<std::string>{"AUTOBAK-worker /usr/local/cmsbin/cfg_bak_tool backup",
+                                              "AUTOBAK_CM-work /usr/local/cmsbin/cfg_bak_tool backup -c"}));
+        ASSERT_EQ(fake::state()->surveillance_log.size(), recorded);
+    }
+    EXPECT_EQ(fake::programs().size(), 4U);
+    EXPECT_EQ(log_text(kLogMain), "sysstat_autobak:do_autobak (84) logtool_send_surveillance_log failed (-5), "
+                                  "str_display_path:OstraSurveillanceSys/AutoDailyConfigBack \n");
+    const log_info entry = fake::state()->surveillance_log[0];
+    EXPECT_EQ(
+        std::tie(entry.code, entry.source_address, entry.user, entry.computer, entry.application, entry.camera,
+                 entry.volume, entry.args[0], entry.args[1]),
+        std::tuple(0x4004000A, "127.0.0.1", "System", "", "", -1, -1, "OstraSurveillanceSys/AutoDailyConfigBack", ""));
+}
 
 TEST(Autobak, StartsOncePerTimeTheClockComesToTheMinute)
 {

@@ -12,17 +12,16 @@ class CmvWatch : public fake::TPlatformTest {};
 
 TEST_F(CmvWatch, LogsADifferenceOnceAnHourPaddingAndTailsIncluded)
 {
-    fake::set_mono_ms(7000);
     fake::state()->cmv_now = {1, 2, 255, 0, -5, "one", "two"};
     fake::state()->cmv_record = fake::state()->cmv_now;
     cmv_info_check(); // equal
     EXPECT_EQ(log_text(kLogCmv), "");
 
     fake::state()->cmv_record.text1[60] = 'x'; // behind the text's end
-    fake::set_mono_ms(7000 + 3599999);
+    fake::advance_ms(3599999);
     cmv_info_check(); // not yet
     EXPECT_EQ(log_text(kLogCmv), "");
-    fake::set_mono_ms(7000 + 3600000);
+    fake::advance_ms(1);
     cmv_info_check(); // the very millisecond
     const std::string line = "cmv_info was changed, [1,2,255,-5,one,two]->[1,2,255,-5,one,two]";
     EXPECT_EQ(log_text(kLogCmv), line);

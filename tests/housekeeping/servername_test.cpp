@@ -1,14 +1,37 @@
 #include "housekeeping/sysstat_servername.h"
 
+#include <atomic>
+#include <cerrno>
 #include <cstddef>
 #include <cstring>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <new>
 #include <sys/inotify.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <thread>
+#include <unistd.h>
+#include <utility>
 
 #include "common/debug_log.h"
+#include "common/trace.h"
 #include "fake_platform/fake_platform.h"
 #include "housekeeping/file_watcher.h"
+#include "platform/interrupt.h"
+
+namespace {
+bool g_no_inotify = false;
+}
+
+/* In place of the C library's: refuses where a test wants it to. */
+extern "C" int inotify_init1(int flags) noexcept
+{
+    if (!g_no_inotify)
+        return static_cast<int>(syscall(SYS_inotify_init1, flags));
+    errno = EMFILE;
+    return -1;
+}
 
 namespace {
 
@@ -25,25 +48,18 @@ TEST(FileEvents, CountChangesUpToTheEndOfTheWatchOrOfTheText)
 {
     std::string endless = event(IN_MODIFY);
     memset(endless.data() + offsetof(inotify_event, len), 0xFF, sizeof(uint32_t));
-    struct {
-        std::string bytes;
-        size_t events;
-        int changes;
-        bool ended;
-    } const cases[] = {
-        {event(IN_MODIFY) + event(IN_ATTRIB, 16) + event(IN_MOVE_SELF), 3, 2, false},
-        {event(IN_ATTRIB) + event(IN_DELETE_SELF) + event(IN_MODIFY), 2, 1, true},
-        {event(IN_IGNORED), 1, 0, true},
-        {event(IN_MODIFY) + event(IN_MODIFY, 16, 1), 1, 1, false}, // a name cut short
-        {event(IN_MODIFY, 0, 1), 0, 0, false},
-        {endless, 0, 0, false},
+    constexpr T_FILE_EVENT kChange = {false, true, false}, kEnd = {false, false, true}, kOther = {};
+    const std::pair<std::string, std::vector<T_FILE_EVENT>> cases[] = {
+        {event(IN_MODIFY) + event(IN_ATTRIB, 16) + event(IN_MOVE_SELF), {kChange, kChange, kOther}},
+        {event(IN_ATTRIB) + event(IN_DELETE_SELF) + event(IN_MODIFY), {kChange, kEnd}},
+        {event(IN_IGNORED), {kEnd}},
+        {event(IN_MODIFY) + event(IN_MODIFY, 16, 1), {kChange}}, // a name cut short
+        {event(IN_MODIFY, 0, 1), {}},
+        {endless, {}},
+        {event(IN_MODIFY | IN_ISDIR), {{true, true, false}}},
     };
-    for (const auto &one : cases) {
-        const T_FILE_NEWS news = file_events_parse(one.bytes);
-        EXPECT_EQ(std::tuple(news.folders.size(), news.changes, news.watch_ended),
-                  std::tie(one.events, one.changes, one.ended));
-    }
-    EXPECT_EQ(file_events_parse(event(IN_MODIFY | IN_ISDIR)).folders, std::vector<bool>{true});
+    for (const auto &[bytes, events] : cases)
+        EXPECT_EQ(file_events_parse(bytes), events) << bytes.size();
 }
 
 class FileWatcher : public fake::TPlatformTest {
@@ -95,6 +111,71 @@ TEST_F(FileWatcher, SurvivesEveryWayOfReplacingTheFile)
     EXPECT_EQ(log_text(kLogServerName).find("removing watch"), std::string::npos);
 }
 
+TEST_F(FileWatcher, FollowsThePathWhereTheOldFileLivesOn)
+{
+    const auto replace = [this] {
+        write_file(file + ".new", "b");
+        std::filesystem::rename(root() + file + ".new", root() + file);
+    };
+    testing::internal::CaptureStdout();
+    write_file(file, "a");
+    watcher.run();
+    std::filesystem::rename(root() + file, root() + file + ".old");
+    watcher.run();
+    EXPECT_EQ(changes, 0); // there is nothing else yet
+    write_file(file, "b");
+    watcher.run();
+    EXPECT_EQ(changes, 1); // the change itself was missed
+    std::filesystem::create_hard_link(root() + file, root() + file + ".backup");
+    watcher.run();
+    replace();
+    watcher.run();
+    for (int i = 0; i < 3; ++i)
+        watcher.run(); // once
+    const int before = changes;
+    EXPECT_LE(before, 4); // the link, the loss of the name, the other file
+    write_file(file, "c");
+    watcher.run();
+    EXPECT_GT(changes, before);
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(log_text(kLogServerName), "");
+}
+
+TEST_F(FileWatcher, DescribesEachEventBeforeItIsHandledAndHandlesAgainWhatThrew)
+{
+    bool is_throwing = false;
+    TFileWatcher printing({file}, [&] {
+        print_out("handled\n");
+        if (std::exchange(is_throwing, false))
+            throw std::bad_alloc();
+    });
+    write_file(file, "a");
+    printing.run();
+    testing::internal::CaptureStdout();
+    ASSERT_EQ(chmod((root() + file).c_str(), 0600), 0);
+    write_file(file, "b");
+    is_throwing = true;
+    EXPECT_THROW(printing.run(), std::bad_alloc);
+    printing.run();
+    ASSERT_EQ(chmod((root() + file).c_str(), 0600), 0);
+    write_file(file, "b");
+    printing.run();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), " [file]\nhandled\n" // the second went with the first
+                                                      "handled\n"
+                                                      " [file]\nhandled\n [file]\nhandled\n");
+}
+
+TEST_F(FileWatcher, NamesThePathThatNoWatchCouldBeMadeFor)
+{
+    write_file(file, "a");
+    g_no_inotify = true;
+    watcher.run();
+    g_no_inotify = false;
+    EXPECT_TRUE(log_text(kLogServerName)
+                    .starts_with("sysstat_servername.cpp:regsiter_notify (106) Cannot watch "
+                                 "'/tarn/etc/config/Tarnix.conf'."));
+}
+
 class ServerName : public fake::TPlatformTest {};
 
 TEST_F(ServerName, ThreeFailuresAreAnEmptyNameAndAFailedSendIsDropped)
@@ -114,6 +195,38 @@ TEST_F(ServerName, ThreeFailuresAreAnEmptyNameAndAFailedSendIsDropped)
     EXPECT_EQ(log_text(kLogSmart), "sysstat_servername.cpp:do_handling (342) ssci_PUT_request failed (3)\n");
     const std::string failure = "get_cur_servername(301), PAL_system_get_syssetting failed,  ret=[000000ab]";
     EXPECT_EQ(log_text(kLogServerName), failure + failure + failure + failure + failure + failure);
+}
+
+TEST_F(ServerName, ANewNameIsSentWholeAlsoWhenAStopComesMeanwhile)
+{
+    std::atomic<bool> watching{false}, sending{false}, interrupted{false};
+    fake::on_wait([&](vos_cond_t *, int) {
+        watching = true;
+        watching.notify_all();
+        std::this_thread::yield();
+    });
+    fake::on_request([&](const fake::T_REQUEST &, std::string *) {
+        sending = true;
+        sending.notify_all();
+        while (fake::state()->cond_signals == 0) // until the stop is asked for
+            std::this_thread::yield();
+        interrupted = platform_interrupted();
+        return 0;
+    });
+    write_file("/tarn/etc/config/Tarnix.conf", "");
+    fake::state()->syssetting.server_name = "before";
+    testing::internal::CaptureStdout();
+    servername_thread_start();
+    watching.wait(false);
+    fake::state()->syssetting.server_name = std::string(300, 'n');
+    write_file("/tarn/etc/config/Tarnix.conf", "new");
+    sending.wait(false);
+    fake::stderr_of(servername_thread_stop);
+    testing::internal::GetCapturedStdout();
+    EXPECT_FALSE(interrupted);
+    ASSERT_EQ(fake::requests().size(), 1U);
+    EXPECT_EQ(fake::requests()[0].path, "logs/refreshNasPara");
+    EXPECT_EQ(fake::requests()[0].body.size(), 255U);
 }
 
 } // namespace

@@ -3,12 +3,16 @@
 #include <csignal>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/ptrace.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 
 #include "platform/interrupt.h"
 #include "platform/kestrel.h"
 #include "platform/raw_socket.h"
 #include "platform/stock/child_process.h"
+#include "platform/stock_root.h"
 #include "platform/vos_cond.h"
 
 namespace {
@@ -92,9 +96,99 @@ TEST_F(ChildProcess, IsKilledSoonAfterTheCallerIsToStop)
 
 TEST_F(ChildProcess, EndsTheWaitAlsoWhereChildrenAreNotToBeReaped)
 {
+    EXPECT_EQ(kestrel_pclose(nullptr), -EINVAL);  // there is none to wait for
     const auto before = signal(SIGCHLD, SIG_IGN); // as some parents leave it
     EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "exit 0", nullptr), -ECHILD);
     (void)signal(SIGCHLD, before);
+}
+
+TEST_F(ChildProcess, HasNoUmaskOfTheDaemons)
+{
+    const mode_t before = umask(0);
+    EXPECT_EQ(output("umask"), "0022\n");
+    EXPECT_EQ(umask(before), 0U) << "the process has another one";
+}
+
+/* Children that cannot die: who is traced stays, even dead, until the tracer goes.
+ * The tracer looks into a folder for the process ids of those it is to hold. */
+class StuckChildren : public ChildProcess {
+protected:
+    static constexpr const char *kTool = "/usr/bin/stuck", *kOther = "/usr/bin/other";
+    static constexpr T_CHILD_LIMITS kLimits = {1, 0, 0}, kOneOfEach = {1, 0, 0, 1, true};
+
+    StuckChildren()
+    {
+        g_stock_root.folder("/stuck");
+        for (const char *tool : {kTool, kOther})
+            g_stock_root.tool(tool,
+                              "cd $VELOMOND_ROOT/stuck; [ -e free ] && exit 7\n>$$; while [ ! -e $$.held ]; do :; "
+                              "done; exec /bin/sleep 60\n");
+        m_tracer = fork();
+        if (m_tracer == 0)
+            hold();
+    }
+    ~StuckChildren() override
+    {
+        release();
+        g_stock_root.remove("/stuck");
+        for (int i = 0; i < 500 && waitpid(-1, nullptr, WNOHANG) >= 0; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    void release()
+    {
+        g_stock_root.write("/stuck/free", "");
+        if (m_tracer > 0) {
+            kill(m_tracer, SIGKILL);
+            waitpid(m_tracer, nullptr, 0);
+        }
+        m_tracer = -1;
+    }
+    static void get_stuck(const char *tool, std::initializer_list<const char *> each, const T_CHILD_LIMITS &limits)
+    {
+        std::vector<std::thread> callers;
+        for (const char *argument : each)
+            callers.emplace_back([=] { EXPECT_EQ(child_run({tool, argument}, limits, nullptr), -ETIMEDOUT); });
+        for (std::thread &one : callers)
+            one.join();
+    }
+
+private:
+    [[noreturn]] static void hold()
+    {
+        for (;; usleep(1000)) {
+            for (const auto &entry : std::filesystem::directory_iterator(g_stock_root.real("/stuck"))) {
+                const auto pid = static_cast<pid_t>(strtol(entry.path().filename().c_str(), nullptr, 10));
+                const std::string held = entry.path().string() + ".held";
+                if (pid > 0 && entry.path().extension().empty() && access(held.c_str(), F_OK) != 0 &&
+                    ptrace(PTRACE_SEIZE, pid, nullptr, nullptr) == 0)
+                    std::ofstream(held).put('\n');
+            }
+        }
+    }
+    pid_t m_tracer = -1;
+};
+
+TEST_F(StuckChildren, AreFourOfAProgramAtMostOrOneOfEachListOfArguments)
+{
+    get_stuck(kTool, {"1", "2", "3", "4"}, kLimits);
+    get_stuck(kOther, {"backup"}, kOneOfEach);
+    const TAtMost limit(900); // a killed child that does not die takes a second
+    testing::internal::CaptureStderr();
+    for (const char *argument : {"5", "6"})
+        EXPECT_EQ(child_run({kTool, argument}, kLimits, nullptr), -EBUSY);
+    EXPECT_EQ(child_run({kOther, "backup"}, kOneOfEach, nullptr), -EBUSY);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "/usr/bin/stuck not started: earlier ones hang and cannot be ended\n"
+              "/usr/bin/stuck not started: earlier ones hang and cannot be ended\n"
+              "/usr/bin/other not started: earlier ones hang and cannot be ended\n");
+    g_stock_root.write("/stuck/free", "");
+    EXPECT_EQ(child_run({kOther, "backup", "-c"}, kOneOfEach, nullptr), 7);
+    EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "exit 3", nullptr), 3);
+    release();
+    for (int i = 0; i < 500 && child_run({kTool, "5"}, kLimits, nullptr) != 7; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_EQ(child_run({kTool, "5"}, kLimits, nullptr), 7);
+    EXPECT_EQ(child_run({kOther, "backup"}, kOneOfEach, nullptr), 7);
 }
 
 TEST(ConditionWait, KeepsOneSignalForTheNextWait)

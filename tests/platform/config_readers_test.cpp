@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <thread>
 
 #include "platform/cmv_info.h"
 #include "platform/ostra.h"
@@ -16,21 +17,95 @@ constexpr const char *kProduct = "/tarn/etc/config/OstraPro.conf";
 TEST(ConfigReaders, TellAMissingKeyFromAMissingFile)
 {
     std::string out = "before";
-    int error = 0;
     g_stock_root.remove("/tarn");
-    EXPECT_EQ(__nvrcfg_get_key_value("hdd_health", "sch_type", out, &error), -1);
-    EXPECT_EQ(error, 2);
-    EXPECT_LT(inihandler_getcfg("/tarn/etc/volume.conf", "VOL_1", "volName", "GETCFG_FAILD", out, 0, false), 0);
+    EXPECT_LT(inihandler_getcfg("/tarn/etc/other.conf", "VOL_1", "volName", "GETCFG_FAILD", out, 0, false), 0);
     EXPECT_EQ(out, "GETCFG_FAILD");
-    EXPECT_LT(getSelfConf("OSTRAPRO_SYS_VOL", "0", out, 0), 0);
+    EXPECT_LT(getSelfConf("NO_SUCH_KEY", "0", out, 0), 0);
     EXPECT_EQ(out, "0");
 
-    g_stock_root.write("/tarn/etc/config/nvr.conf", "[hdd_health]\nsch_type = weekly\n");
     g_stock_root.write("/tarn/etc/volume.conf", "[VOL_1]\nvolName = x\n");
-    EXPECT_EQ(__nvrcfg_get_key_value("hdd_health", "sch_hour", out, &error), -1);
-    EXPECT_EQ(error, 8);
     EXPECT_EQ(inihandler_getcfg("/tarn/etc/volume.conf", "VOL_1", "zfsId", nullptr, out, 0, false), 0);
     EXPECT_EQ(out, "");
+}
+
+TEST(ConfigReaders, WithoutARecordersFileTheDefaultsHoldAndADamagedOneIsAnError)
+{
+    constexpr const char *kFile = "/tarn/etc/config/nvr.conf";
+    const auto error_for = [](const char *key) {
+        std::string out = "before";
+        int error = 0;
+        EXPECT_EQ(__nvrcfg_get_key_value("hdd_health", key, out, &error), -1);
+        EXPECT_EQ(out, "before");
+        return error;
+    };
+    g_stock_root.remove("/tarn");
+    EXPECT_EQ(error_for("sch_type"), 8);
+    g_stock_root.folder(kFile);
+    EXPECT_EQ(error_for("sch_type"), 2);
+    g_stock_root.remove(kFile);
+    g_stock_root.write(kFile, "[hdd_health]\nsch_type = weekly\n");
+    EXPECT_EQ(error_for("sch_hour"), 8);
+    g_stock_root.write(kFile, "[hdd_health]\nsch_type = weekly\nsch_hour 5\n");
+    EXPECT_EQ(error_for("sch_hour"), 2);
+    std::string out;
+    EXPECT_EQ(__nvrcfg_get_key_value("hdd_health", "sch_type", out, nullptr), 0);
+}
+
+TEST(ConfigReaders, AVolumesIdOutlivesDamageToTheFileAndTheFile)
+{
+    const auto ids = [] {
+        std::string all;
+        for (const char *key : {"OSTRAPRO_SYS_VOL", "OSTRAPRO_IND_VOL", "OSTRAPRO_CS_VOL"}) {
+            std::string out;
+            const bool found = getSelfConf(key, "0", out, 0) == 0;
+            all += out + (found ? " " : "! ");
+        }
+        return all;
+    };
+    g_stock_root.write(kProduct, "[System]\nOSTRAPRO_SYS_VOL = 1\nOSTRAPRO_IND_VOL = 2\n");
+    EXPECT_EQ(ids(), "1 2 0! ");
+    g_stock_root.write(kProduct, "[Other]\nx = " + std::string(300, 'x') +
+                                     "\n[System]\nOSTRAPRO_SYS_VOL 5\nOSTRAPRO_IND_VOL = 6\n");
+    EXPECT_EQ(ids(), "1 6 0! ");
+    g_stock_root.write(kProduct, "[System\nOSTRAPRO_SYS_VOL = 7\n");
+    EXPECT_EQ(ids(), "1 6 0! ");
+    g_stock_root.remove(kProduct);
+    EXPECT_EQ(ids(), "1 6 0! ");
+    g_stock_root.write(kProduct, "[System]\nOSTRAPRO_CS_VOL = 3\n");
+    EXPECT_EQ(ids(), "0! 0! 3 "); // taken out on purpose
+
+    const auto name = [](int expected) {
+        std::string out;
+        EXPECT_EQ(inihandler_getcfg("/tarn/etc/volume.conf", "VOL_9", "volName", "-", out, 0, false), expected);
+        return out;
+    };
+    g_stock_root.write("/tarn/etc/volume.conf", "[VOL_8\n[VOL_9]\nvolName = Data\n");
+    EXPECT_EQ(name(0), "Data");
+    g_stock_root.remove("/tarn/etc/volume.conf");
+    EXPECT_EQ(name(0), "Data");
+    g_stock_root.write("/tarn/etc/volume.conf", "[VOL_8]\n");
+    EXPECT_EQ(name(0), "-");
+}
+
+TEST(ConfigMissing, NamesWhatIsNotThereAndIsSilentOnACompleteMachine)
+{
+    for (const char *folder : {"/tarn", "/usr"})
+        g_stock_root.remove(folder);
+    for (const char *name : {"volume.conf", "config/OstraPro.conf", "config/nvr.conf", "config/Tarnix.conf",
+                             "config/cmv_current.conf", "config/cmv_record.conf"})
+        g_stock_root.write(std::string("/tarn/etc/") + name, "");
+    const char *tools[] = {"/usr/sbin/smartctl", "/usr/bin/ostra_log_tool", "/usr/bin/vcmd",
+                           "/usr/local/cmsbin/cfg_bak_tool", "/usr/sbin/apache2"};
+    for (const char *tool : tools)
+        g_stock_root.tool(tool, "");
+    EXPECT_EQ(config_missing(), "");
+
+    g_stock_root.remove("/tarn/etc/volume.conf");
+    std::filesystem::permissions(g_stock_root.real(tools[0]), std::filesystem::perms::owner_read); // of no use
+    EXPECT_EQ(config_missing(),
+              "missing: /tarn/etc/volume.conf (volumes are not checked), /usr/sbin/smartctl (no SMART)");
+    for (const char *tool : tools)
+        g_stock_root.remove(tool);
 }
 
 TEST(Ostra, TheStorageFlagIsReadWhileOpenAndOnlyWhenItIsANumber)
@@ -42,7 +117,8 @@ TEST(Ostra, TheStorageFlagIsReadWhileOpenAndOnlyWhenItIsANumber)
     EXPECT_EQ(storage.create_storage_setting(), 0);
     EXPECT_EQ(storage.get_storage_flag(&flag), 0);
     EXPECT_EQ(flag, 3);
-    for (const char *text : {"[Storage]\nflag = x\n", "[Storage]\nflag = 4294967296\n", "[Other]\nflag = 1\n"}) {
+    for (const char *text :
+         {"[Storage]\nflag = x\n", "[Storage]\nflag = 4294967296\n", "[Other]\nflag = 1\n", "[Storage\nflag = 1\n"}) {
         g_stock_root.write(kProduct, text);
         EXPECT_LT(storage.get_storage_flag(&flag), 0);
         EXPECT_EQ(flag, 3);
@@ -82,18 +158,71 @@ TEST(CmvInfo, FillsFromZerosClampsAndCuts)
     st_cmv_info expected = {1, 255, 0, 0, INT32_MIN, "cam", {}};
     memset(expected.text2, 'y', 63);
     EXPECT_LT(check_cmv_info(got), 0); // has no file
+    for (const char *damaged : {"[cmv]\nvalue1=1\nvalue2\n", "[cmv\nvalue1=1\n"}) {
+        g_stock_root.write("/tarn/etc/config/cmv_record.conf", damaged);
+        EXPECT_EQ(check_cmv_info(got), -EINVAL) << damaged;
+    }
     EXPECT_EQ(memcmp(&got, &expected, sizeof(got)), 0);
 }
 
-TEST(SystemSetting, TheHostNameStandsInForTheServerName)
-{
-    char host[256] = "";
-    ASSERT_EQ(gethostname(host, sizeof(host) - 1), 0);
-    for (const char *text : {"[System]\nServer Name =\n", "[System\nServer Name = x\n"}) {
-        g_stock_root.write("/tarn/etc/config/Tarnix.conf", text);
+class ServerName : public testing::Test {
+protected:
+    ServerName() { g_stock_root.remove(kFile); }
+    static void write(const std::string &text, int age_s)
+    {
+        g_stock_root.write(kFile, text);
+        std::filesystem::last_write_time(g_stock_root.real(kFile),
+                                         std::filesystem::file_time_type::clock::now() - std::chrono::seconds(age_s));
+    }
+    static std::string read(uint32_t expected)
+    {
         t_system reply;
-        EXPECT_EQ(PAL_system_get_syssetting({}, {}, reply), 0U);
-        EXPECT_EQ(reply.server_name, host) << text;
+        reply.server_name = "before";
+        EXPECT_EQ(PAL_system_get_syssetting({}, {}, reply), expected);
+        return reply.server_name;
+    }
+    static std::string host()
+    {
+        char name[256] = "";
+        EXPECT_EQ(gethostname(name, sizeof(name) - 1), 0);
+        return name;
+    }
+    static constexpr const char *kFile = "/tarn/etc/config/Tarnix.conf";
+};
+
+TEST_F(ServerName, TheHostNameStandsInWhereTheFileNamesNoneAndNotForAFileAtFault)
+{
+    const std::string bad_line = "x = " + std::string(300, 'x') + "\n";
+    const struct {
+        std::string text, name;
+        uint32_t result;
+    } cases[] = {{"[System]\nServer Name = recorder", "recorder", 0},
+                 {"[System]\nServer Name =\n", host(), 0},
+                 {"[Other]\nServer Name = x\n", host(), 0},
+                 {"", host(), 0},
+                 {bad_line + "[System]\nServer Name = recorder\n", "recorder", 0},
+                 {bad_line + "[System]\nTime Zone = 1\n", "before", EINVAL},
+                 {"[System\nServer Name = x\n", "before", EINVAL},
+                 {"[System]\nServer Name = " + bad_line, "before", EINVAL}};
+    for (const auto &one : cases) {
+        write(one.text, 3);
+        EXPECT_EQ(read(one.result), one.name) << one.text;
+    }
+    g_stock_root.remove(kFile);
+    EXPECT_EQ(read(ENOENT), "before");
+}
+
+TEST_F(ServerName, AFileThatIsBeingWrittenInPlaceIsAwaited)
+{
+    const std::string text = "[System]\nTime Zone = 1\nServer Name = recorder\n[Time]\n";
+    for (const size_t written : {size_t{0}, size_t{9}, size_t{20}, text.find("order")}) {
+        write(text.substr(0, written), 0);
+        std::thread writer([&text] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            write(text, 0);
+        });
+        EXPECT_EQ(read(0), "recorder") << written;
+        writer.join();
     }
 }
 

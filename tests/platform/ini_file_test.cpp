@@ -4,17 +4,19 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <thread>
+#include <tuple>
 
 #include "platform/stock_root.h"
 
 namespace {
 
-TEST(IniParse, GivesWholeValuesOrRefusesTheText)
+TEST(IniParse, GivesWholeValuesAndLeavesOutTheLinesThatItCannotRead)
 {
     const std::string longest(198 - 4, 'v'); // with "key=" the longest line
     const struct {
         std::string text;
-        const char *value; // of [Sys] key; null where the text is refused
+        const char *value; // of [Sys] key; null without one
+        size_t left_out = 0, first_left_out = 0;
     } cases[] = {{"; c\n[Other]\nkey=no\n\n[Sys]\nkey = a value\n", "a value"},
                  {"\xef\xbb\xbf[Sys]\r\nkey=1\r\n", "1"},
                  {"[Sys]\nkey=1", "1"},
@@ -24,21 +26,41 @@ TEST(IniParse, GivesWholeValuesOrRefusesTheText)
                  {"[Sys]\nother=1\n  key = 2\n", "2"},
                  {"[Sys]\nkey=1\n[B]\nkey=9\n[Sys]\nkey=2\n", "2"},
                  {"[Sys]\nkey=" + longest + "\n", longest.c_str()},
-                 {"[Sys]\nkey=" + longest + "v\n", nullptr},
-                 {"[Sys]\nother=" + longest + "          key=1\n", nullptr}, // no key of its own
+                 {"[Sys]\nkey=" + longest + "v\n", nullptr, 1, 2},
+                 {"[Sys]\nother=" + longest + "          key=1\n", nullptr, 1, 2}, // no key of its own
                  {"#" + std::string(5000, 'x') + "\n[Sys]\nkey=1\n", "1"},
-                 {"[Sys]\nkey=1\n[Other\nkey=2\n", nullptr},
-                 {"[Sys]\nkey=1\n[" + std::string(50, 's') + "]\n", nullptr},
-                 {"[Sys]\nkey=1\nrubbish\n", nullptr},
-                 {std::string("[Sys]\nkey=1\0a\n", 14), nullptr},
-                 {"[Sys]\nkey=1\x01\n", nullptr}};
+                 {"[Sys]\nkey=1\n" + longest + longest + "\nother=2\nkey=3\n", "3", 1, 3},
+                 {"[Sys]\nkey=1\n[Other\nkey=2\n\n#\nrest=1\n", "1", 3, 3},
+                 {"[Sys]\nkey=1\n[Other\nkey=2\n[Sys]\nkey=4\n", "4", 2, 3},
+                 {"[Sys]\nkey=1\n[" + std::string(50, 's') + "]\nkey=2\n", "1", 2, 3},
+                 {"rubbish\n[Sys]\nrubbish\nkey=1\nrubbish\n", "1", 3, 1},
+                 {std::string("[Sys]\nkey=1\0a\n", 14), nullptr, 1, 2},
+                 {"[Sys]\nkey=1\n[\x01]\nkey=2\n", "1", 2, 3},
+                 {std::string(300, '\0'), nullptr, 1, 1}};
     for (const auto &one : cases) {
         SCOPED_TRACE(one.text);
-        T_INI ini;
-        EXPECT_EQ(ini_parse_text(one.text, &ini), one.value != nullptr ? 0 : -EINVAL);
+        const T_INI ini = ini_parse_text(one.text);
         const std::string *value = ini.find("Sys", "key");
         EXPECT_STREQ(value != nullptr ? value->c_str() : nullptr, one.value);
+        EXPECT_EQ(std::tie(ini.left_out, ini.first_left_out), std::tie(one.left_out, one.first_left_out));
     }
+}
+
+TEST(IniLoad, LogsTheLinesLeftOutOncePerChangeOfTheFile)
+{
+    const auto logged = [](const char *text) {
+        g_stock_root.write("/ini/damaged", text);
+        testing::internal::CaptureStderr();
+        T_INI ini;
+        EXPECT_EQ(ini_load("/ini/damaged", &ini), 0);
+        return testing::internal::GetCapturedStderr();
+    };
+    const std::string line = "/ini/damaged: unreadable, left out: 1 lines, the first is line ";
+    EXPECT_EQ(logged("[Sys]\nkey\n"), line + "2\n");
+    EXPECT_EQ(logged("[Sys]\nkey\n"), "");
+    EXPECT_EQ(logged("[Sys]\nother=1\nkey\n"), line + "3\n");
+    EXPECT_EQ(logged("[Sys]\nkey=1\n"), "");
+    EXPECT_EQ(logged("[Sys]\nother=1\nkey\n"), line + "3\n");
 }
 
 TEST(IniLoad, RefusesWhatIsNoSmallFile)
@@ -51,6 +73,11 @@ TEST(IniLoad, RefusesWhatIsNoSmallFile)
     EXPECT_EQ(ini_load("/ini/pipe", &ini), -EINVAL); // and does not wait for a writer
     g_stock_root.write("/ini/large", std::string(1024 * 1024 + 1, '\n'));
     EXPECT_EQ(ini_load("/ini/large", &ini), -EFBIG);
+    g_stock_root.write("/ini/cut", ""); // for being written, and nobody does
+    EXPECT_EQ(ini_load("/ini/cut", &ini), -EAGAIN);
+    std::filesystem::last_write_time(g_stock_root.real("/ini/cut"),
+                                     std::filesystem::file_time_type::clock::now() - std::chrono::seconds(3));
+    EXPECT_EQ(ini_load("/ini/cut", &ini), 0);
 }
 
 TEST(IniLoad, WaitsForAFileThatIsBeingWrittenInPlace)

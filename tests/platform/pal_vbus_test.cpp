@@ -16,6 +16,15 @@ TEST(BusMessages, AMissingTextIsNull)
     EXPECT_EQ(vbus_log_priority(nullptr), LOG_NOTICE);
 }
 
+TEST(BusMessages, RulesAreListedInTheirOrder)
+{
+    t_vbus_reverse_proxy_info request;
+    EXPECT_EQ(vbus_rules_body(request), R"({"rules":[]})");
+    request.rules = {{"a\"b", 1, "bs-1", 60}, {"", 0, "", -1}};
+    EXPECT_EQ(vbus_rules_body(request), R"({"rules":[{"GUID":"a\"b","rule_type":1,"bs_id":"bs-1","value":60},)"
+                                        R"({"GUID":"","rule_type":0,"bs_id":"","value":-1}]})");
+}
+
 TEST(BusMessages, TheAnswerToRulesIsRead)
 {
     const struct {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 
@@ -61,6 +62,23 @@ TEST_F(ShmRecord, TakesOverWhatACrashLeft)
     EXPECT_EQ(get().reserved, 5);
     EXPECT_EQ(set(7), 0);
     EXPECT_EQ(get().reserved, 7);
+}
+
+TEST_F(ShmRecord, AFolderInTheWayIsRemovedWhereItIsEmpty)
+{
+    for (const std::string &name : {m_name, m_name + kShmLockSuffix}) {
+        const std::string folder = "/dev/shm" + name;
+        (void)shm_unlink(name.c_str());
+        ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);
+        EXPECT_EQ(set(2), 0);
+        EXPECT_EQ(get().disk_present, 2);
+        (void)shm_unlink(name.c_str());
+        ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);
+        ASSERT_EQ(mkdir((folder + "/kept").c_str(), 0755), 0);
+        EXPECT_EQ(set(3), -ENOTEMPTY);
+        ASSERT_EQ(rmdir((folder + "/kept").c_str()), 0);
+        EXPECT_EQ(set(4), 0);
+    }
 }
 
 TEST_F(ShmRecord, AWriterThatHangsStopsWritersOnly)

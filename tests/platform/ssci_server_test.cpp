@@ -4,6 +4,7 @@
 #include "platform/raw_socket.h"
 #include "platform/ssci.h"
 #include "platform/stock/hub.h"
+#include "platform/stock/notice_sender.h"
 
 namespace {
 
@@ -82,6 +83,84 @@ TEST(HubPresence, GivesTheNameUpSoonWithAHubThatStopsAnswering)
     const TAtMost limit(1000);
     presence.request_stop();
     presence.join();
+}
+
+/* Takes one request after the other, when the test says so, and keeps their bodies. */
+class TNoticeBoard {
+public:
+    T_HTTP_PEER peer() const { return {"127.0.0.1", m_listener.port()}; }
+    std::string take(bool answers = true)
+    {
+        pollfd ready = {m_listener.fd(), POLLIN, 0};
+        if (poll(&ready, 1, 2000) != 1)
+            return "nothing came";
+        TFd client(accept4(m_listener.fd(), nullptr, nullptr, SOCK_CLOEXEC));
+        std::string text;
+        char chunk[4096];
+        while (text.find("\r\n\r\n") == std::string::npos || text.ends_with("\r\n\r\n")) {
+            const ssize_t got = recv(client.get(), chunk, sizeof(chunk), 0);
+            if (got <= 0)
+                return "cut off";
+            text.append(chunk, static_cast<size_t>(got));
+        }
+        if (answers)
+            (void)send(client.get(), "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", 38, MSG_NOSIGNAL);
+        else
+            m_hanging = std::move(client);
+        EXPECT_TRUE(text.starts_with("POST /notify/notices HTTP/1.1\r\n")) << text;
+        return text.substr(text.find("\r\n\r\n") + 4);
+    }
+
+private:
+    TListener m_listener;
+    TFd m_hanging;
+};
+
+TEST(NoticeSender, DeliversInOrderWhateverTheHubDoesAndSendsEqualOnesInARowOnce)
+{
+    TNoticeBoard hub;
+    std::thread end;
+    testing::internal::CaptureStderr();
+    {
+        TNoticeSender sender(hub.peer(), {.queued = 3, .call_ms = 250, .farewell_ms = 2000});
+        const auto send = [&sender](std::initializer_list<const char *> notices) {
+            const TAtMost limit(1000);
+            for (const char *one : notices)
+                EXPECT_EQ(sender.send(one), 0);
+        };
+        send({"a"});
+        EXPECT_EQ(hub.take(false), "a"); // and no answer: it is not sent again
+        send({"a", "a", "b", "b", "a"});
+        for (const char *expected : {"a", "b", "a"})
+            EXPECT_EQ(hub.take(), expected);
+        send({"c"});
+        EXPECT_EQ(hub.take(false), "c");
+        send({"1", "2", "3", "4", "4"});
+        for (const char *expected : {"2", "3"})
+            EXPECT_EQ(hub.take(), expected);
+        send({"last"});
+        end = std::thread([&hub] {
+            EXPECT_EQ(hub.take(), "4");
+            EXPECT_EQ(hub.take(), "last");
+        });
+    } // while the sender ends
+    end.join();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "notice dropped, 3 are waiting for the hub: 1\n");
+}
+
+TEST(NoticeSender, EndsInTimeWithAHubThatHangs)
+{
+    TNoticeBoard hub;
+    testing::internal::CaptureStderr();
+    const TAtMost limit(1500);
+    {
+        TNoticeSender sender(hub.peer(), {.queued = 3, .call_ms = 60'000, .farewell_ms = 50});
+        EXPECT_EQ(sender.send("a"), 0);
+        EXPECT_EQ(hub.take(false), "a");
+        EXPECT_EQ(sender.send("b"), 0);
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "1 notices dropped: the hub did not take them in time\n");
+    const TNoticeSender unused(hub.peer(), T_NOTICE_LIMITS());
 }
 
 } // namespace

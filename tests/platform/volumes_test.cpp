@@ -1,22 +1,35 @@
 #include "platform/stock/volumes.h"
 
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <thread>
 
+#include "platform/fd.h"
 #include "platform/pal.h"
 #include "platform/stock/md_array.h"
 #include "platform/stock_root.h"
+
+/* In place of the C library's: the call for one volume comes back when it may. */
+static std::atomic<bool> g_statvfs_stuck = false;
+extern "C" int statvfs(const char *path, struct statvfs *out)
+{
+    if (std::string_view(path).ends_with("/share/one"))
+        g_statvfs_stuck.wait(true);
+    const TFd place(open(path, O_PATH | O_CLOEXEC));
+    return place.is_open() ? fstatvfs(place.get(), out) : -1;
+}
 
 namespace {
 
 TEST(Volumes, AreTheSectionsThatNameAMountPoint)
 {
-    T_INI ini;
-    ASSERT_EQ(ini_parse_text("[VOL_10]\nmountPoint=/b//\nvolName=B\n[VOL_2]\nmountPoint=/\n[VOL_3]\nvolName=none\n"
-                             "[VOL_04]\nmountPoint=/x\n[VOL_]\nmountPoint=/x\n[VOL_-1]\nmountPoint=/x\n"
-                             "[VOL_99999999999]\nmountPoint=/x\n[VOL_5]\nmountPoint=relative\n",
-                             &ini),
-              0);
-    const std::vector<T_VOLUME> volumes = volumes_of(ini);
+    const std::vector<T_VOLUME> volumes =
+        volumes_of(ini_parse_text("[VOL_10]\nmountPoint=/b//\nvolName=B\n[VOL_2]\nmountPoint=/\n[VOL_3]\nvolName=none\n"
+                                  "[VOL_04]\nmountPoint=/x\n[VOL_]\nmountPoint=/x\n[VOL_-1]\nmountPoint=/x\n"
+                                  "[VOL_99999999999]\nmountPoint=/x\n[VOL_5]\nmountPoint=relative\n"));
     ASSERT_EQ(volumes.size(), 2U);
     EXPECT_EQ(volumes[0].id, 2);
     EXPECT_EQ(volumes[0].mount_point, "/");
@@ -35,7 +48,7 @@ TEST(Volumes, SpaceIsToldInBytesAndNeverWraps)
     space.f_bavail = 250;
     const t_volume_usage usage = volume_usage({7, "name", "/v"}, space);
     EXPECT_EQ(usage.size_bytes, 4096000);
-    EXPECT_EQ(usage.free_bytes, 250 * 4096);
+    EXPECT_EQ(usage.free_bytes, 300 * 4096); // root's too
     EXPECT_EQ(usage.used_bytes, 700 * 4096);
     EXPECT_EQ(usage.reserved_bytes, 50 * 4096);
 
@@ -61,15 +74,21 @@ TEST(Volumes, AMountIsFoundByItsExactPlace)
     EXPECT_EQ(mount.source, "/dev/md,2");
 }
 
-TEST(MdStatus, TellsReadyDegradedAndRebuilding)
+TEST(MdStatus, TellsReadyFailedAndRebuilding)
 {
     const struct {
         T_MD_TEXTS texts;
         int status;
-    } cases[] = {{{"clean", "", ""}, 0},  {{"active", "check", "0"}, 0},  {{"active", "check", "1"}, 1},
-                 {{"broken", "", ""}, 1}, {{"clean", "recover", "1"}, 2}, {{"active", "resync", "0"}, 2}};
+    } cases[] = {{{"clean", "", ""}, 0},         {{"active", "check", "0"}, 0},  {{"active", "check", "1"}, -2},
+                 {{"active", "repair", "0"}, 0}, {{"broken", "", ""}, -2},       {{"inactive", "", ""}, -2},
+                 {{"clean", "recover", "1"}, 1}, {{"active", "resync", "0"}, 1}, {{"clean", "reshape", "0"}, 1},
+                 {{"clean", "idle", "1"}, -2}};
     for (const auto &one : cases)
         EXPECT_EQ(md_status(one.texts), one.status) << one.texts.array_state << one.texts.sync_action;
+    for (const auto &[a, b, worse] : {std::array{0, 1, 1}, {1, -2, -2}, {0, -2, -2}, {0, 0, 0}, {-2, -1, -2}}) {
+        EXPECT_EQ(volume_worse(a, b), worse);
+        EXPECT_EQ(volume_worse(b, a), worse);
+    }
 }
 
 class VolumeCalls : public testing::Test {
@@ -107,11 +126,11 @@ TEST_F(VolumeCalls, MeasureWhatIsThereAndLeaveOutWhatIsNot)
     EXPECT_FALSE(m_info.free_bytes.empty());
     EXPECT_EQ(status_of(3), -1);
     EXPECT_EQ(m_result, 0U);
-    EXPECT_EQ(m_info.free_bytes, ""); // nobody knows
+    EXPECT_EQ(m_info.free_bytes, ""); // unknown
     EXPECT_EQ(status_of(4), 99);
     EXPECT_NE(m_result, 0U);
 
-    g_stock_root.write("/tarn/etc/volume.conf", "[VOL_1\n");
+    g_stock_root.remove("/tarn/etc/volume.conf");
     EXPECT_NE(PAL_resmon_get_disk_usage({}, {}, info), 0U);
     EXPECT_EQ(info.usage.size(), 2U);
 }
@@ -129,11 +148,60 @@ TEST_F(VolumeCalls, FindTheArrayUnderPartitionsMappersAndPooledFileSystems)
     g_stock_root.link("../../md1", dm0 + "/slaves/md1");
     g_stock_root.link("../../devices/virtual/block/dm-0", "/sys/class/block/dm-0");
     g_stock_root.link("../dm-0", "/dev/mapper/pool");
+    EXPECT_EQ(status_of(1), -2);
+    EXPECT_EQ(status_of(2), -2);
+    EXPECT_FALSE(m_info.free_bytes.empty());
+    g_stock_root.write(md1 + "/md/sync_action", "recover\n");
     EXPECT_EQ(status_of(1), 1);
     EXPECT_EQ(status_of(2), 1);
-    g_stock_root.write(md1 + "/md/sync_action", "recover\n");
-    EXPECT_EQ(status_of(1), 2);
-    EXPECT_EQ(status_of(2), 2);
+}
+
+TEST_F(VolumeCalls, TakeThePoolsStateWhereZfsTellsIt)
+{
+    g_stock_root.write("/proc/self/mountinfo", "1 0 0:60 / /share/one rw - zfs tank/a/b rw\n"
+                                               "2 0 0:61 / /share/two rw - zfs old rw\n");
+    for (const auto &[text, status] :
+         {std::pair{"ONLINE\n", 0}, {"DEGRADED\n", -2}, {"FAULTED\n", -2}, {"SUSPENDED\n", -2}, {"", -2}}) {
+        g_stock_root.write("/proc/spl/kstat/zfs/tank/state", text);
+        EXPECT_EQ(status_of(1), status) << text;
+        EXPECT_EQ(status_of(2), 0); // no such file
+    }
+}
+
+TEST_F(VolumeCalls, ReportAMissingVolumeOncePerChange)
+{
+    const auto lines_of = [this](int32_t id, int times) {
+        testing::internal::CaptureStderr();
+        for (int i = 0; i < times; ++i)
+            (void)status_of(id);
+        const std::string text = testing::internal::GetCapturedStderr();
+        return std::count(text.begin(), text.end(), '\n');
+    };
+    EXPECT_LE(lines_of(3, 3), 1); // an earlier test may have seen it away
+    EXPECT_EQ(lines_of(3, 3), 0);
+    g_stock_root.folder("/share/none");
+    EXPECT_EQ(lines_of(3, 3), 0);
+    g_stock_root.remove("/share/none");
+    EXPECT_EQ(lines_of(3, 3), 1);
+    EXPECT_LE(lines_of(4, 3), 1);
+}
+
+TEST_F(VolumeCalls, GoOnWithTheOthersWhenOneDoesNotAnswer)
+{
+    g_statvfs_stuck = true;
+    t_volume_info info;
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(PAL_resmon_get_disk_usage({}, {}, info), 0U);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    ASSERT_EQ(info.usage.size(), 1U);
+    EXPECT_EQ(info.usage[0].volume_id, 2);
+    EXPECT_EQ(status_of(1), 99); // at once
+    EXPECT_NE(m_result, 0U);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    g_statvfs_stuck = false;
+    g_statvfs_stuck.notify_all();
+    while (status_of(1) != 0)
+        std::this_thread::yield();
 }
 
 } // namespace

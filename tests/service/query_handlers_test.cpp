@@ -1,13 +1,23 @@
 #include "service/VeloMond_RESTful.h"
 
 #include <bit>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+#include <unistd.h>
+#include <utility>
 
+#include "common/debug_log.h"
+#include "common/text.h"
 #include "fake_platform/fake_platform.h"
 #include "service/envelope.h"
 #include "stats/sysstat_cpu.h"
+#include "stats/sysstat_disk.h"
+#include "stats/sysstat_memory.h"
+#include "stats/sysstat_net.h"
+#include "surveillance/sysstat_camconn.h"
 
 namespace {
+
+using testing::EndsWith, testing::HasSubstr, testing::MatchesRegex, testing::StartsWith;
 
 TEST(Envelope, CarriesDataOnlyWithSuccessAndAValue)
 {
@@ -23,31 +33,188 @@ TEST(Service, TellsItsHealthAsFarAsTheBufferGoes)
     char buffer[32] = "";
     EXPECT_TRUE(service_health_check(buffer, 4));
     EXPECT_STREQ(buffer, "hea");
+    EXPECT_TRUE(service_health_check(nullptr, 0)); // and writes nothing
 }
 
-class Handlers : public fake::TPlatformTest {
+constexpr const char *kDevice = "/dev/mapper/cachedev_of_31_char"; // as long as its argument's buffer lets it be
+
+/* Managers that follow what fills the buffer of its argument too. */
+const std::string kName63(63, 'n'), kName31(31, 'n');
+class TCpuManager : public TCpustatManager {
+public:
+    TCpuManager() { track(kName63); }
+};
+class TMemoryManager : public TMemorystatManager {
+public:
+    TMemoryManager() { track(kName63); }
+};
+
+class Handlers : public fake::TQuietTest {
 protected:
-    static std::string get(const char *route, const std::map<std::string, std::string> &arguments = {})
+    void SetUp() override
     {
-        const auto reply = fake::call_route("GET", std::string("/sysmonService/") + route, arguments);
+        TQuietTest::SetUp();
+        std::filesystem::create_directories(root() + "/dev/mapper");
+        std::filesystem::create_symlink("/dev/null", root() + kDevice);
+        for (const auto init : {sysstat_cpu_init, sysstat_disk_init, sysstat_memory_init, sysstat_camconn_init})
+            EXPECT_EQ(init(), 0);
+        delete std::exchange(g_p_CpustatManager, new TCpuManager);
+        delete std::exchange(g_p_MemorystatManager, new TMemoryManager);
+        g_p_NetstatManager = new TNetstatManager(std::vector<std::string>{"eth0", kName31});
+    }
+    void TearDown() override
+    {
+        for (const auto uninit : {sysstat_cpu_uninit, sysstat_net_uninit, sysstat_disk_uninit, sysstat_memory_uninit,
+                                  sysstat_camconn_uninit})
+            uninit();
+        TQuietTest::TearDown();
+    }
+    /* Two rounds ten seconds apart, between which everything has moved by another amount. */
+    static void two_rounds()
+    {
+        const long ticks = sysconf(_SC_CLK_TCK);
+        write_file("/proc/50/comm", "VeloMond\n");
+        write_file("/proc/50/statm", "10 9\n");
+        for (const long i : {0L, 1L}) {
+            write_file("/proc/stat", i == 0 ? "cpu  0\n" : "cpu  10 5 15 21 24 3 7 15 1 1\n");
+            write_file("/proc/50/stat", text_format("50 (V) S 1 1 1 0 -1 0 0 %ld 0 %ld %ld %ld 0 0 0 0 0 0 0 0 2\n",
+                                                    7 * i, 6 * i, 5 * ticks * i, 10 * ticks * i));
+            write_file("/proc/meminfo", "MemTotal: 1000\nMemFree: 100\nBuffers: 20\nCached: 30\nSReclaimable: 7\n"
+                                        "Shmem: 6\nSwapTotal: 50\nSwapFree: 40\n");
+            write_file("/proc/vmstat", text_format("pgfault %ld\npgmajfault %ld\n", 400 * i, 3 * i));
+            write_file("/proc/net/dev", text_format("\n\neth0: %ld 2 3 4 5 6 7 8 %ld\n", 20000 * i, 10000 * i));
+            write_file("/proc/diskstats", text_format("1 3 dm-0 %ld 0 %ld %ld %ld 0 %ld %ld 0 0 0\n", 10 * i, 40 * i,
+                                                      25 * i, 20 * i, 160 * i, 70 * i));
+            fake::advance_ms(10000);
+            for (const auto sample :
+                 {sysstat_cpu_sample, sysstat_net_sample, sysstat_disk_sample, sysstat_memory_sample})
+                EXPECT_EQ(sample(), 0);
+        }
+    }
+    /* The body for "route?argument=value&..."; without the quotes around names and texts. */
+    static std::string get(const std::string &query, const char *method = "GET")
+    {
+        std::map<std::string, std::string> arguments;
+        size_t end = query.find('?');
+        const std::string route = query.substr(0, end);
+        while (end != std::string::npos) {
+            const size_t begin = end + 1, is = query.find('=', begin);
+            end = query.find('&', begin);
+            arguments[query.substr(begin, is - begin)] = query.substr(is + 1, end - is - 1);
+        }
+        const auto reply = fake::call_route(method, "/sysmonService/" + route, arguments);
         if (!reply)
             return "no route";
+        EXPECT_EQ(reply->status, 200);
         EXPECT_EQ(reply->content_type, "application/json");
-        return reply->body;
+        std::string body = reply->body;
+        std::erase_if(body, [](char c) { return c == '"' || c == '\\'; });
+        return body;
     }
 };
 
+TEST_F(Handlers, AnswersAreTheFiguresOfTheirMonitorUnderTheirNames)
+{
+    two_rounds();
+    const std::string rss = std::to_string(2 * sysconf(_SC_PAGESIZE) / 1024);
+    const std::string memory =
+        "MemTotal: 1000, MemFree: 100, MemAvailable: 150, Buffers: 20, Cached: 30, SwapTotal: 50, "
+        "SwapFree: 40, pgmajfault: 3, pgfault: 400";
+    const std::string cpu = "user_pcnt: 10.0, sys_pcnt: 25.0, iowait_pcnt: 24.0, steal_pcnt: 15.0, idle_pcnt: 21.0";
+    const std::string process = "total_pcnt: 150.0, user_pcnt: 50.0, sys_pcnt: 100.0";
+    const std::string sizes = "VmSize: 40, VmRSS: " + rss + ", maj_flt: 6, min_flt: 7";
+    const std::string amounts = "tx: 10000, rx: 20000", rates = "tx: 1000, rx: 2000";
+    const std::string disk = "throughput: 10.0, rd_latency: 2.5, wr_latency: 3.5, rd_io: 1.0, wr_io: 2.0";
+    const std::pair<std::string, std::string> cases[] = {
+        {"cpu_info?name=system_all&method=cur_data", cpu},
+        {"cpu_info?name=VeloMond&method=avg", process},
+        {"mem_info?name=system_all&method=cur_data",
+         "MemTotal: 1000, MemUsed: 850, MemFree: 100, MemAvailable: 150, Buffers: 20, Cached: 30, SReclaimable: 7, "
+         "SwapTotal: 50, SwapFree: 40, pgmajfault: 3, pgfault: 400, zfs_mem_cache: 0"},
+        {"mem_info?name=system_all&method=avg&type=1", memory},
+        {"mem_info?name=VeloMond&method=cur_data", sizes},
+        {"network_info?if_name=eth0&method=cur_data", amounts},
+        {"network_info?if_name=eth0&method=total&type=1", amounts},
+        {"network_info?if_name=eth0&method=avg", rates},
+        {"network_info?if_name=eth0&method=max", amounts},
+        {"disk_info?method=cur_data", "throughput: 100, rd_latency: 2.5, wr_latency: 3.5, rd_io: 10, wr_io: 20"},
+        {"disk_info?method=total", "throughput: 100, rd_io: 10, wr_io: 20"},
+        {"disk_info?method=avg&type=1", disk}};
+    for (const auto &[query, data] : cases)
+        EXPECT_EQ(get(query + "&vol_name=" + kDevice), "{ return: 0, data: { " + data + " } }") << query;
+    for (const auto &[query, data] :
+         std::initializer_list<std::pair<const char *, std::string>>{{"cpu_info?name=system_all", cpu},
+                                                                     {"cpu_info?name=VeloMond", process},
+                                                                     {"mem_info?name=system_all", memory},
+                                                                     {"mem_info?name=VeloMond", sizes},
+                                                                     {"network_info?if_name=eth0", rates},
+                                                                     {"disk_info?", disk}}) {
+        std::string arrays;
+        for (const char one : data + ",")
+            arrays.append(one == ',' ? " ]" : "").append(1, one).append(one == ':' ? " [" : "");
+        arrays.pop_back();
+        EXPECT_EQ(get(std::string(query) + "&method=line_data&vol_name=" + kDevice),
+                  "{ return: 0, data: { " + arrays + " } }");
+    }
+}
+
 TEST_F(Handlers, CutArgumentsAsTheirBuffersDo)
 {
-    std::string told = fake::stderr_of([] {
-        sysstat_cpu_init();
-        EXPECT_EQ(get("cpu_info", {{"method", std::string(70, 'm')}, {"name", "n"}}), R"({ "return": 0 })");
-        EXPECT_EQ(
-            get("cpu_info", {{"method", "avg"}, {"name", "x"}, {"type", std::string(40, '0') + "-"}}).substr(0, 24),
-            R"({ "return": 0, "data": {)");
-        sysstat_cpu_uninit();
-    });
-    EXPECT_NE(told.find("method=[" + std::string(63, 'm') + "] not support\n"), std::string::npos);
+    T_CPU_STAT cpu;
+    T_MEMORY_STAT memory;
+    T_NET_STAT net;
+    for (const uint64_t n : {1U, 2U}) {
+        cpu.cpu_user = cpu.cpu_uptime = memory.MemTotal = net.tx = n;
+        g_p_CpustatManager->add_sample(kName63, cpu);
+        g_p_MemorystatManager->add_sample(kName63, memory);
+        g_p_NetstatManager->add_sample(kName31, net);
+    }
+    EXPECT_THAT(get("cpu_info?method=cur_data&name=" + kName63 + "n"), HasSubstr("user_pcnt: 100.0"));
+    EXPECT_THAT(get("mem_info?method=cur_data&name=" + kName63 + "n"), HasSubstr("MemTotal: 2"));
+    EXPECT_THAT(get("network_info?method=total&if_name=" + kName31 + "n"), HasSubstr("tx: 1"));
+    EXPECT_THAT(told_by([] { get(std::string("disk_info?method=avg&vol_name=") + kDevice + "n"); }),
+                HasSubstr(text_format("VeloMond_RESTful:proc_dsk_get(169)\nstr_key=[%s 1 3]\n", kDevice)));
+    struct {
+        const char *query, *count;
+        size_t method;
+    } const cases[] = {{"cpu_info?name=x", "type", 63},        {"mem_info?name=x", "type", 63},
+                       {"network_info?if_name=x", "type", 31}, {"disk_info?vol_name=x", "type", 31},
+                       {"cam_conn?name=x", "count", 0},        {"smart_info?name=x", nullptr, 31},
+                       {"syshealth_info?name=x", nullptr, 31}};
+    for (const auto &[query, count, method] : cases) {
+        if (count != nullptr) { // 31 characters decide
+            const std::string begin =
+                std::string(query) + (method == 0 ? "&method=total&" : "&method=avg&") + count + "=";
+            EXPECT_EQ(get(begin + std::string(29, ' ') + "-1"), "{ return: -6 }") << query;
+            EXPECT_THAT(get(begin + std::string(30, ' ') + "-1"), HasSubstr("return: 0")) << query;
+        }
+        if (method != 0) {
+            EXPECT_THAT(
+                told_by([query = query, method = method] { get(query + ("&method=" + std::string(method + 1, 'm'))); }),
+                EndsWith("method=[" + std::string(method, 'm') + "] not support\n"));
+        }
+    }
+    get("cam_conn?method=" + std::string(33, 'm'));
+    EXPECT_THAT(log_text(kLogCamConn), HasSubstr("method=[" + std::string(31, 'm') + "] not support."));
+    EXPECT_THAT(told_by([] { get("cpu_info?name=n&method=\x1b[2J\xc3\xa9\x7f\nforged"); }), // no line of its own
+                HasSubstr("method=[\\x1b[2J\xc3\xa9\\x7f\\x0aforged] not support\n"));
+}
+
+TEST_F(Handlers, NameTheMonitorThatIsNotUp)
+{
+    const std::tuple<const char *, int (*)(), const char *, int> cases[] = {
+        {"cpu_info?method=a&name=b", sysstat_cpu_uninit, "g_p_CpustatManager", 0}, // its callers count on that
+        {"mem_info?method=a&name=b", sysstat_memory_uninit, "g_p_MemorystatManager", -2},
+        {"network_info?method=a&if_name=b", sysstat_net_uninit, "g_p_NetstatManager", -2},
+        {"disk_info?method=a&vol_name=b", sysstat_disk_uninit, "g_p_DiskstatManager", -2}};
+    for (const auto &[query, uninit, name, result] : cases) {
+        EXPECT_EQ(uninit(), 0);
+        EXPECT_THAT(
+            told_by([query = query, result = result] { EXPECT_EQ(get(query), text_format("{ return: %d }", result)); }),
+            MatchesRegex(text_format("(VeloMond_RESTful:.*\n)?%s does not exist.\n", name)));
+    }
+    EXPECT_EQ(sysstat_camconn_uninit(), 0);
+    EXPECT_EQ(get("cam_conn?method=cur_data"), "{ return: -2 }");
 }
 
 TEST_F(Handlers, EachRouteAsksItsMonitorWithItsArguments)
@@ -58,14 +225,29 @@ TEST_F(Handlers, EachRouteAsksItsMonitorWithItsArguments)
                   "/sysmonService/network_info", "/sysmonService/disk_info", "/sysmonService/statistics_dump",
                   "/sysmonService/Notify", "/sysmonService/smart_info", "/sysmonService/syshealth_info",
                   "/sysmonService/recording_state", "/sysmonService/cam_conn", "/sysmonService/banip_mgr"}));
-    const std::string told = fake::stderr_of([] {
-        EXPECT_EQ(get("network_info", {{"method", "avg"}, {"name", "x"}}), R"({ "return": -4 })");
-        EXPECT_EQ(get("network_info", {{"method", "avg"}, {"if_name", "x"}}), R"({ "return": -2 })");
-        get("disk_info");
-        EXPECT_EQ(get("cam_conn", {{"method", "total"}, {"count", "1"}}), R"({ "return": -2 })");
-        EXPECT_EQ(get("recording_state"), R"({ "utc_time": 0, "camera_recording_update": "error" })");
-    });
-    EXPECT_NE(told.find("VeloMond_RESTful:proc_dsk_get(169)\n"), std::string::npos);
+    const std::string names = "Vnvrd, VrecStream, VliveStream, Vplayback, VsearchIndex, VcamManager, VeventEngine, "
+                              "VmetaService, Vnotifyd, VconfigSvc, VwebGateway, Vnameserver, VmsgBus, VeloMond, "
+                              "VauthService, VstorageMgr, VdbService, VbackupSvc, VdashboardRx, VlogService, VtimeSync";
+    const std::string status = get("status");
+    EXPECT_TRUE(status.starts_with("{ return: 0, cpu_info: { core_no: ")) << status;
+    EXPECT_TRUE(status.ends_with(std::string(" ] }, mem_info: { mem_phy: 0, mem_swap: 0 }, disk_info: [ ") + kDevice +
+                                 " ], network_info: [ eth0, " + kName31 + " ], daemon_list: [ " + names + " ] }"))
+        << status;
+    EXPECT_THAT(get("smart_info?method=disk_update"),
+                MatchesRegex(R"(\{ return: 0, data: \{ utc_time: [0-9]+, disk_update: [a-z_]+ \} \})"));
+    EXPECT_THAT(get("syshealth_info?method=fan_update"),
+                MatchesRegex(R"(\{ return: 0, data: \{ utc_time: [0-9]+, fan_update: [a-z]+ \} \})"));
+    EXPECT_THAT(get("syshealth_info?method=sys_health"), StartsWith("{ return: 0, data: { sys_health: "));
+    EXPECT_THAT(get("cam_conn?method=channel_info"), "{ return: 0, data: [ ] }");
+    EXPECT_EQ(get("banip_mgr", "PUT"), "{ return: -1, data: function not support. }");
+    EXPECT_EQ(get("Notify", "PUT"), "{ retCode: -1 }");
+    write_file("/Vtmp/keep", "");
+    EXPECT_EQ(get("statistics_dump"), "{ return: 0 }");
+    EXPECT_TRUE(exists("/Vtmp/.sys_stats/log_0/mem_stats.csv"));
+    for (const char *route : {"cpu_info", "mem_info", "network_info", "disk_info", "smart_info", "syshealth_info"})
+        EXPECT_EQ(get(route), "{ return: -4 }") << route;
+    EXPECT_EQ(told_by([] { get("recording_state"); }), "VeloMond_RESTful:proc_recording_state_get(504)\n");
+    EXPECT_THAT(get("recording_state"), MatchesRegex("\\{ utc_time: [0-9]+, camera_recording_update: [a-z]+ \\}"));
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "common/text.h"
+#include "fake_platform/fake_platform.h"
 
 namespace {
 
@@ -18,6 +19,19 @@ TEST(ProcText, NumbersReadAsScanfReadsThem)
     EXPECT_EQ(rest, " x 9");
     for (std::string_view nothing : {"", "  ", "-", "+", "+-1"})
         EXPECT_FALSE(text_next_u64(&nothing, &value)) << nothing;
+}
+
+class ProcFile : public fake::TPlatformTest {};
+
+TEST_F(ProcFile, IsReadToItsEndHoweverLong)
+{
+    std::string text, wanted;
+    for (int i = 0; i < 10000; ++i)
+        wanted += std::to_string(i) + "\n";
+    write_file("/long", wanted);
+    EXPECT_EQ(proc_read((root() + "/long").c_str(), &text), 0);
+    EXPECT_EQ(text, wanted);
+    EXPECT_EQ(proc_read((root() + "/none").c_str(), &text), -1);
 }
 
 TEST(ProcText, StatFieldsStartBehindTheLastParenthesisOfTheCommand)

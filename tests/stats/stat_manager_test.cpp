@@ -1,6 +1,14 @@
 #include "stats/statManager.h"
 
+#include <array>
 #include <gtest/gtest.h>
+#include <thread>
+
+#include "fake_platform/fake_platform.h"
+#include "stats/memory_record.h"
+#include "stats/sysstat_cpu.h"
+#include "stats/sysstat_disk.h"
+#include "stats/sysstat_net.h"
 
 namespace {
 
@@ -13,12 +21,12 @@ struct T_RECORD {
     void subtract(const T_RECORD &element) { *this = {count - element.count, element.level}; }
 };
 
-class TManager : public TStatManagerBase<T_RECORD> {
+template <typename T = T_RECORD> class TManager : public TStatManagerBase<T> {
 public:
     TManager() { TManager::init_map(); }
 
 private:
-    void init_map() override { track("cpu2"); }
+    void init_map() override { this->track("cpu2"); }
 };
 
 class StatManager : public testing::Test {
@@ -35,7 +43,7 @@ protected:
         stat_per_minute(*manager.copy_history("cpu2"), [&](const T_RECORD &sum) { points.push_back(sum.count); });
         return points;
     }
-    TManager manager;
+    TManager<> manager;
 };
 
 TEST_F(StatManager, TheFirstReadingOnlyPrimesAndAnUntrackedKeyIsRefused)
@@ -78,6 +86,72 @@ TEST_F(StatManager, MinutesAreSixIntervalsFromTheNewestOn)
 {
     feed(9); // intervals 1 to 8
     EXPECT_EQ(minutes(), (std::vector<uint64_t>{8 + 7 + 6 + 5 + 4 + 3, 2 + 1}));
+}
+
+TEST_F(StatManager, ReadersAndTheWriterShareTheHistory) // the thread sanitizer sees whether they may
+{
+    std::thread writer([this] { feed(300); });
+    for (size_t seen = 0; seen < 90; seen = manager.copy_history("cpu2")->size()) {
+        const uint64_t newest = manager.get_current("cpu2").count;
+        EXPECT_GE(manager.get_total("cpu2", 0).count, newest);
+        EXPECT_GE(manager.get_total("cpu2", 1).count, newest);
+    }
+    writer.join();
+}
+
+/* A kind's record: the first so many of its fields are differences in an interval, the others levels. */
+template <typename T, size_t COUNTERS, auto... FIELDS> struct T_KIND {
+    using T_VALUES = std::array<uint64_t, sizeof...(FIELDS)>;
+    static T_VALUES values(const T &record) { return {static_cast<uint64_t>(record.*FIELDS)...}; }
+    static T record(const T_VALUES &values)
+    {
+        T made;
+        size_t i = 0;
+        ((made.*FIELDS = static_cast<std::remove_reference_t<decltype(made.*FIELDS)>>(values[i++])), ...);
+        made.tp_ms = 5;
+        return made;
+    }
+    static T_VALUES reading(uint64_t n) // goes up and down
+    {
+        T_VALUES values;
+        for (size_t i = 0; i < values.size(); ++i)
+            values[i] = 7919 * n % 1009 * (i + 1);
+        return values;
+    }
+    static void check()
+    {
+        TManager<T> manager;
+        T_VALUES interval, sum = {};
+        for (uint64_t n = 0; n < 200; ++n) {
+            manager.add_sample("cpu2", record(reading(n)));
+            if (n < 110)
+                continue; // only the newest 90 count
+            interval = reading(n);
+            for (size_t i = 0; i < interval.size(); ++i) {
+                interval[i] -= i < COUNTERS ? reading(n - 1)[i] : 0;
+                sum[i] += interval[i];
+            }
+        }
+        EXPECT_EQ(values(manager.get_current("cpu2")), values(record(interval)));
+        EXPECT_EQ(values(manager.get_total("cpu2", 0)), values(record(sum)));
+        EXPECT_EQ(values(manager.get_total("cpu2", 90)), values(record(sum)));
+        EXPECT_EQ(manager.get_current("cpu2").tp_ms, 5U);
+        EXPECT_EQ(manager.get_total("cpu2", 0).tp_ms, 0U) << "is no amount";
+    }
+};
+
+TEST(StatRecords, TheSumOfAFullHistoryIsThatOfItsParts)
+{
+    using C = T_CPU_STAT;
+    T_KIND<C, 12, &C::cpu_user, &C::cpu_nice, &C::cpu_sys, &C::cpu_idle, &C::cpu_iowait, &C::cpu_steal, &C::cpu_hardirq,
+           &C::cpu_softirq, &C::cpu_guest, &C::cpu_guest_nice, &C::cpu_uptime, &C::inv_ms>::check();
+    T_KIND<T_NET_STAT, 3, &T_NET_STAT::tx, &T_NET_STAT::rx, &T_NET_STAT::inv_ms>::check();
+    using D = T_DISK_STAT;
+    T_KIND<D, 8, &D::rd_ios, &D::rd_sec, &D::rd_ticks, &D::wr_ios, &D::wr_sec, &D::wr_ticks, &D::rq_ticks,
+           &D::inv_ms>::check();
+    using M = T_MEMORY_STAT;
+    T_KIND<M, 2, &M::pgmajfault, &M::pgfault, &M::MemTotal, &M::MemUsed, &M::MemFree, &M::MemAvailable, &M::Buffers,
+           &M::Cached, &M::SReclaimable, &M::Shmem, &M::SwapTotal, &M::SwapFree, &M::VmRSS, &M::zfs_mem_cache>::check();
 }
 
 } // namespace

@@ -6,13 +6,12 @@
 #include "fake_platform/fake_platform.h"
 #include "stats/process_scan.h"
 
-/* A kind's tests, with the kind up. What is told on standard error stays out of the report. */
-template <auto INIT, auto UNINIT, auto SAMPLE, auto PROC> class TStatTest : public fake::TPlatformTest {
+/* A kind's tests, with the kind up. */
+template <auto INIT, auto UNINIT, auto SAMPLE, auto PROC> class TStatTest : public fake::TQuietTest {
 protected:
     void SetUp() override
     {
-        TPlatformTest::SetUp();
-        testing::internal::CaptureStderr();
+        TQuietTest::SetUp();
         fake::set_wall_ms(1000000);
         process_scan_of_round(); // takes what another test has left
         INIT();
@@ -20,16 +19,7 @@ protected:
     void TearDown() override
     {
         UNINIT();
-        testing::internal::GetCapturedStderr();
-        TPlatformTest::TearDown();
-    }
-    /* What `action` tells. */
-    template <typename TAction> static std::string told_by(TAction action)
-    {
-        testing::internal::GetCapturedStderr();
-        std::string text = fake::stderr_of(action);
-        testing::internal::CaptureStderr();
-        return text;
+        TQuietTest::TearDown();
     }
     /* One round, that long after the one before. */
     static void round(const char *file, const std::string &text, uint64_t ms = 10000)

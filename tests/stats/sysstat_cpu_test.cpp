@@ -29,6 +29,8 @@ TEST_F(CpuStat, SharesOfTheMachineCountInterruptsAsSystemAndNiceInTheWholeOnly)
     const T_STAT_ANSWER cases[] = {
         {"cur_data", "", "system_all", "30.0 0.0 0.0 0.0 70.0"},
         {"avg", "1", "cpu0", "10.0 0.0 0.0 0.0 90.0"},
+        {"avg", "1", "system_all", "30.0 0.0 0.0 0.0 70.0"},
+        {"avg", "2", "system_all", "20.0 5.0 1.0 1.5 70.0"},
         {"avg", "abc", "system_all", "20.0 5.0 1.0 1.5 70.0"}, // all of it
         {"line_data", "x", "system_all", R"([ "20.0" ] [ "5.0" ] [ "1.0" ] [ "1.5" ] [ "70.0" ])"},
         {"line_data", "", "nobody", "[ ] [ ] [ ] [ ] [ ]"},
@@ -57,6 +59,10 @@ TEST_F(CpuStat, AProcessIsMeasuredInPercentOfOneCoreWithItsReapedChildren)
     write_process(50, "VeloMond", static_cast<int>(5 * ticks), static_cast<int>(10 * ticks));
     round("/proc/stat", "");
     EXPECT_EQ(ask("cur_data", "", "VeloMond"), "150.0 50.0 100.0");
+    EXPECT_EQ(g_p_CpustatManager->get_current("VeloMond").type, 1);
+    write_process(50, "VeloMond", static_cast<int>(5 * ticks) + 1, static_cast<int>(10 * ticks) + 1);
+    round("/proc/stat", "", static_cast<uint64_t>(3'000'000 / ticks));
+    EXPECT_EQ(ask("cur_data", "", "VeloMond"), "0.1 0.0 0.0"); // 0.067 of twice 0.033
 }
 
 TEST_F(CpuStat, TheFirstProcessWithUserTimeHoldsTheRowOfItsName)
@@ -68,8 +74,65 @@ TEST_F(CpuStat, TheFirstProcessWithUserTimeHoldsTheRowOfItsName)
     scan.proc = TFd(open((root() + "/proc").c_str(), O_RDONLY | O_DIRECTORY));
     scan.processes = {{"9", 0}, {"1", 0}, {"2", 0}, {"3", 0}};
     T_CPU_SLOTS slots;
+    slots.user[0] = slots.user[1] = 5; // of the scan before
     cpu_read_slots(scan, &slots);
-    EXPECT_EQ(std::tie(slots.user[0], slots.sys[0]), std::tuple(11, 22));
+    EXPECT_EQ(std::tie(slots.user[0], slots.sys[0], slots.user[1]), std::tuple(11, 22, 0));
+    for (const size_t before : {20U, 21U}) { // what comes behind the 21st that was read is not looked at
+        scan.processes.assign(before, {"1", 0});
+        scan.processes.push_back({"2", 0});
+        T_CPU_SLOTS of_many;
+        cpu_read_slots(scan, &of_many);
+        EXPECT_EQ(std::tie(of_many.user[0], of_many.sys[0]), before == 20 ? std::tuple(11, 22) : std::tuple(0, 9));
+    }
+}
+
+TEST_F(CpuStat, AScanNamesTheProcessesOfTheTableOnceAndTheRoundScansOnce)
+{
+    for (const auto &[folder, comm] : std::initializer_list<std::pair<std::string, std::string>>{{"self", "VeloMond\n"},
+                                                                                                 {"50", "VeloMond\n"},
+                                                                                                 {"51", "Vnvrd"},
+                                                                                                 {"52", "Vnvrd \n"},
+                                                                                                 {"53", "V"},
+                                                                                                 {"54", "Vnvrd\n\n"},
+                                                                                                 {"sys", "Vnvrd\n"}})
+        write_file("/proc/" + folder + "/comm", comm);
+    const auto found = [](const T_PROCESS_SCAN *scan) {
+        std::map<std::string, size_t> rows;
+        for (const auto &[pid, row] : scan->processes)
+            rows[pid] = row;
+        return rows;
+    };
+    const std::map<std::string, size_t> rows = {{"50", 13}, {"51", 0}, {"sys", 0}}, later = {{"50", 13}, {"sys", 0}};
+    EXPECT_EQ(found(process_scan_new()), rows);
+    write_file("/proc/51/comm", "other");
+    EXPECT_EQ(found(process_scan_of_round()), rows);
+    EXPECT_EQ(found(process_scan_of_round()), later);
+}
+
+TEST_F(CpuStat, InfoAndPrintAreWhole)
+{
+    json_object *out = nullptr;
+    EXPECT_EQ(sysstat_cpu_info(&out), -1);
+    const TJson object(out = json_object_new_object());
+    EXPECT_EQ(sysstat_cpu_info(&out), 0);
+    const int count = static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN));
+    std::set<std::string> cores = {"system_all"};
+    for (int core = 0; core < count; ++core)
+        cores.insert(text_format("cpu%d", core));
+    std::string list;
+    for (const std::string &core : cores)
+        list += (list.empty() ? "\"" : ", \"") + core + "\"";
+    EXPECT_EQ(json_text(out), text_format("{ \"core_no\": %d, \"core_list\": [ %s ] }", count, list.c_str()));
+    for (const char *line : {"cpu  0\n", "cpu  1 2 3 4 5 6 7 8 9 10\n", "cpu  11 22 33 44 55 66 77 88 99 110\n"})
+        round("/proc/stat", line);
+    const char *const record = "    type          = system\n    cpu_user      =%d\n    cpu_nice      =%d\n"
+                               "    cpu_sys       =%d\n    cpu_idle      =%d\n    cpu_iowait    =%d\n"
+                               "    cpu_steal     =%d\n    cpu_hardirq   =%d\n    cpu_softirq   =%d\n"
+                               "    cpu_guest     =%d\n    cpu_guest_nice=%d\n    cpu_uptime    =%d\n"
+                               "    inv_ms        =%d\n    tp_ms         =0\n";
+    EXPECT_EQ(told_by([] { sysstat_cpu_print(); }),
+              "get_total 15min\n" + text_format(record, 11, 22, 33, 44, 55, 88, 66, 77, 99, 110, 396, 20000) +
+                  "get_total 10sec\n" + text_format(record, 10, 20, 30, 40, 50, 80, 60, 70, 90, 100, 360, 10000));
 }
 
 TEST_F(CpuStat, ForeignAndTruncatedLinesGiveWhatTheyHold)
@@ -85,7 +148,8 @@ TEST_F(CpuStat, ForeignAndTruncatedLinesGiveWhatTheyHold)
     EXPECT_EQ(stat.cpu_guest_nice, 10U);
     for (const char *line : {"", "cp", "cpu", "cpux 1 2", "intr 5", " cpu 1"})
         EXPECT_FALSE(cpu_line_parse(line, &key, &stat)) << line;
-    EXPECT_TRUE(cpu_line_parse("cpu ", &key, &stat));
+    EXPECT_TRUE(cpu_line_parse("cpu  7 1", &key, &stat));
+    EXPECT_EQ(std::tie(stat.cpu_uptime, stat.cpu_guest_nice), std::tuple(8, 0)) << "left from the line before";
 }
 
 TEST_F(CpuStat, RefusalsAndTheTwoThatAreOnlyLogged)

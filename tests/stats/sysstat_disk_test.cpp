@@ -56,6 +56,34 @@ TEST_F(DiskStat, AnswersAmountsAndAmountsPerSecondAndDumpsNewestFirst)
               "rd_latency, 0.0\nwr_latency, 0.0\nrd_io, 0.0\nwr_io, 0.0\npctutil, 0.0\n\n");
 }
 
+TEST_F(DiskStat, RatesOfNoTimeAreTheAmountsAndCountersWrap)
+{
+    round(kDiskstats, "1 3 dm-0 5 5 5 5 5 5 5 5 5 5 5\n");
+    round(kDiskstats, "1 3 dm-0 15 5 45 45 10 5 25 45 5 5 0\n", 0);
+    EXPECT_EQ(ask("avg", "1", kDevice), "30.0 4.0 8.0 10.0 5.0");
+    EXPECT_EQ(ask("line_data", "", kDevice), R"([ "30.0" ] [ "4.0" ] [ "8.0" ] [ "10.0" ] [ "5.0" ])");
+    EXPECT_EQ(g_p_DiskstatManager->get_current("/dev/mapper/cachedev1 1 3").rq_ticks, UINT32_MAX - 4);
+    round(kDiskstats, "1 3 dm-0 14 5 43 45 10 5 25 45 5 5 0\n");
+    EXPECT_EQ(ask("cur_data", "", kDevice), "9223372036854775808 0.0 0.0 18446744073709551616 0"); // one back
+}
+
+TEST_F(DiskStat, OfTwoNamesTheFirstInTheListingHasTheDevice)
+{
+    sysstat_disk_uninit();
+    const std::string folder = host_path("/dev/mapper");
+    std::string first;
+    for (const char *name : {"cachedev2", "cachedev3", "cachedev4"})
+        std::filesystem::create_symlink("/dev/null", folder + "/" + name);
+    for (const auto &entry : std::filesystem::directory_iterator(folder))
+        if (first.empty() && std::filesystem::read_symlink(entry.path()) == "/dev/null" && entry.is_character_file())
+            first = entry.path().filename();
+    sysstat_disk_init();
+    for (int i = 0; i < 2; ++i)
+        round(kDiskstats, "1 3 dm-0 5 5 5 5 5 5 5 5 5 5 5\n");
+    for (const auto &[key, entry] : g_p_DiskstatManager->entries())
+        EXPECT_EQ(entry->history.size(), key == "/dev/mapper/" + first + " 1 3" ? 1U : 0U) << key;
+}
+
 TEST_F(DiskStat, MethodsWithoutAnObjectAndRefusalsInTheirOrder)
 {
     EXPECT_EQ(refusal("other", "-1", kDevice, -3), "str_key=[/dev/mapper/cachedev1 1 3]\nmethod=[other] not support\n");

@@ -41,11 +41,19 @@ protected:
     static void two_intervals()
     {
         write_process(70, "VeloMond", 10, 2, 1);
-        round(meminfo(1000, 999, 30), "nr_free_pages 9\npgfault 1000\npgmajfault 10\n");
+        round(meminfo(999, 999, 30), "nr_free_pages 9\npgfault 1000\npgmajfault 10\n");
         write_process(70, "VeloMond", 11, 3, 4);
-        round(meminfo(1000, 999, 40), "nr_free_pages 9\npgfault 1500\npgmajfault 12\n");
+        round(meminfo(900, 999, 40), "nr_free_pages 9\npgfault 1500\npgmajfault 12\n");
         write_process(70, "VeloMond", 14, 4, 9);
         round(meminfo(1000, 999, 60), "nr_free_pages 9\npgfault 1600\npgmajfault 13\n");
+    }
+    /* Where the tool has never been asked. */
+    static void restart_on_zfs(uint32_t platform_system)
+    {
+        sysstat_memory_uninit();
+        fake::state()->platform_system = platform_system;
+        sysstat_memory_init();
+        fake::advance_ms(1000000); // what it answered is kept for the whole process
     }
     static uint64_t page_kb() { return static_cast<uint64_t>(sysconf(_SC_PAGESIZE)) / 1024; }
 };
@@ -55,7 +63,8 @@ TEST_F(MemoryStat, AnswersLevelsTheFaultsOfTheIntervalAndMeansCutToWholeNumbers)
     two_intervals();
     EXPECT_EQ(ask("cur_data", "", "system_all"), "1000 820 100 180 20 60 7 50 40 1 100 0");
     EXPECT_EQ(ask("cur_data", "", "VeloMond"), text_format("56 %lu 5 50", 4 * page_kb()));
-    EXPECT_EQ(ask("avg", "5", "system_all"), "1000 100 170 20 50 50 40 1 300");
+    EXPECT_EQ(g_p_MemorystatManager->get_current("VeloMond").type, 1);
+    EXPECT_EQ(ask("avg", "5", "system_all"), "950 100 170 20 50 50 40 1 300");
     EXPECT_EQ(told_by([] { ask("avg", "1", "VeloMond"); }), "get_avg=[0]\n");
     EXPECT_EQ(ask("avg", "2", "VeloMond"), text_format("50 %lu 4 40", 7 * page_kb() / 2));
 }
@@ -83,20 +92,47 @@ TEST_F(MemoryStat, AMissingFileLosesTheSystemsReadingOnly)
 
 TEST_F(MemoryStat, OnZfsWhatTheCacheWouldGiveBackIsFree)
 {
-    sysstat_memory_uninit();
-    fake::state()->platform_system = 9;
-    sysstat_memory_init();
-    static uint64_t mono_ms = 0; // the figures last for the whole process, also when the test is repeated
-    fake::set_mono_ms(mono_ms += 1000000);
     fake::on_popen([](const fake::argv_t &) { return "81920\n61440\n40960\n"; }); // 80, 60 and 40 kB
-    round(meminfo(1000, 0, 30), "");
-    round(meminfo(1000, 0, 30), "");
-    EXPECT_EQ(fake::programs().size(), 1U);
+    for (const uint32_t system : {0U, 1U, 2U, 3U, 8U, 10U, 9U}) {
+        restart_on_zfs(system);
+        fake::state()->programs.clear();
+        round(meminfo(1000, 0, 30), "");
+        round(meminfo(1000, 0, 30), "");
+        EXPECT_EQ(fake::programs().size(), system == 2 || system == 9 ? 1U : 0U) << system;
+    }
     const T_MEMORY_STAT now = g_p_MemorystatManager->get_current("system_all");
     EXPECT_EQ(now.MemFree, 140U);
     EXPECT_EQ(now.MemAvailable, 190U);
     EXPECT_EQ(now.MemUsed, 810U);
     EXPECT_EQ(told_by([] { ask("avg", "0", "system_all"); }), "get_avg=[40]\n");
+}
+
+TEST_F(MemoryStat, AServiceThatRestartsWhileTheToolRunsIsStillFound)
+{
+    restart_on_zfs(2);
+    const auto sample_after_restart = [](int new_pid) {
+        process_scan_new(); // as the CPU step does
+        fake::on_popen([new_pid](const fake::argv_t &) -> std::optional<std::string> {
+            std::filesystem::remove_all(root() + text_format("/proc/%d", new_pid - 1));
+            write_process(new_pid, "VeloMond", 10 + new_pid, 3, 1);
+            return std::nullopt; // and the tool fails: it is asked again in the next round
+        });
+        round(meminfo(1000, 0, 30), "");
+    };
+    write_process(70, "VeloMond", 10, 2, 1);
+    for (const int new_pid : {71, 72})
+        sample_after_restart(new_pid);
+    EXPECT_EQ(ask("cur_data", "", "VeloMond"), text_format("328 %lu 0 0", 3 * page_kb()));
+}
+
+TEST_F(MemoryStat, WithoutTheToolTheNamesAreReadOncePerRound)
+{
+    write_file("/proc/vmstat", "");
+    process_scan_new();
+    write_process(70, "VeloMond", 10, 2, 1); // started between the two steps
+    round(meminfo(1000, 0, 30), "");
+    round(meminfo(1000, 0, 30), "");
+    EXPECT_EQ(g_p_MemorystatManager->get_current("VeloMond").pgfault, 10U); // of a first row of zeros
 }
 
 TEST_F(MemoryStat, DumpsNewestFirstAndPrintsTheHeadingApartFromTheFigures)
@@ -106,7 +142,7 @@ TEST_F(MemoryStat, DumpsNewestFirstAndPrintsTheHeadingApartFromTheFigures)
     EXPECT_EQ(told_by([] { sysstat_memory_dump("/out"); }),
               "sysstat_memory.cpp:sysstat_memory_dump(967) str_stats_folder=[/out]\n");
     const std::string csv = read_file("/out/mem_stats.csv");
-    EXPECT_TRUE(csv.starts_with("system\nmem_total, 1000\ntime_stamp(ms), 1030000, 1020000\nmem_free, 100, 100\n"
+    EXPECT_TRUE(csv.starts_with("system\nmem_total, 900\ntime_stamp(ms), 1030000, 1020000\nmem_free, 100, 100\n"
                                 "mem_avail, 180, 160\nbuffers, 20, 20\ncached, 60, 40\nSwapTotal, 50, 50\n"
                                 "SwapFree, 40, 40\npgmajfault, 1, 2\npgfault, 100, 500\n\n__daemon_list\n"
                                 "Vnvrd\ntime_stamp(ms), 1030000, 1020000\nVmSize, 0, 0\n"))
@@ -116,8 +152,20 @@ TEST_F(MemoryStat, DumpsNewestFirstAndPrintsTheHeadingApartFromTheFigures)
               std::string::npos)
         << csv;
     testing::internal::CaptureStdout();
-    EXPECT_TRUE(told_by([] { sysstat_memory_print(); }).starts_with("    type         = system\n    MemTotal "));
+    const std::string printed = told_by([] { sysstat_memory_print(); });
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "get current memory info\n");
+    EXPECT_TRUE(printed.starts_with(
+        "    type         = system\n    MemTotal     = 1000 kB\n    MemUsed      = 820 kB\n"
+        "    MemFree      = 100 kB\n    MemAvailable = 180 kB\n    Buffers      = 20 kB\n    Cached       = 60 kB\n"
+        "    SReclaimable = 7 kB\n    Shmem        = 6 kB\n    zfs_mem_cache= 0 kB\n    SwapTotal    = 50 kB\n"
+        "    SwapFree     = 40 kB\n    pgmajfault   = 1\n    pgfault      = 100\n    tp_ms        = 1030000\n"
+        "    data_cnt     = 1\n    type    = daemon\n    name    = Vnvrd\n    VmSize  = 0 kB\n"))
+        << printed;
+    EXPECT_NE(printed.find(text_format("    name    = VeloMond\n    VmSize  = 56 kB\n    VmRSS   = %lu kB\n"
+                                       "    maj_flt = 5\n    min_flt = 50\n    tp_ms   = 1030000\n    data_cnt= 1\n",
+                                       4 * page_kb())),
+              std::string::npos)
+        << printed;
 }
 
 TEST_F(MemoryStat, TheFirstProcessOfANameWithAnySizeFillsTheRow)
@@ -131,10 +179,20 @@ TEST_F(MemoryStat, TheFirstProcessOfANameWithAnySizeFillsTheRow)
     scan.proc = TFd(open((root() + "/proc").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     scan.processes = {{"9", 0}, {"1", 0}, {"2", 0}, {"3", 0}, {"4", 1}};
     T_MEMORY_SLOTS slots;
+    slots.vm_size[0] = slots.vm_size[2] = 5; // of the scan before
     memory_read_slots(scan, 64, &slots);
+    EXPECT_EQ(slots.vm_size[2], 0U);
     EXPECT_EQ(std::tie(slots.vm_size[0], slots.vm_rss[0], slots.maj_flt[0], slots.min_flt[0]),
               std::tuple(40, 1280, 30, 300));                                  // of 4 kB, whatever the pages are
     EXPECT_EQ(std::tie(slots.vm_size[1], slots.vm_rss[1]), std::tuple(28, 0)); // died in between: what was read stays
+    for (const size_t before : {20U, 21U}) { // what comes behind the 21st that was read is not looked at
+        scan.processes.assign(before, {"1", 0});
+        scan.processes.push_back({"2", 0});
+        T_MEMORY_SLOTS of_many;
+        memory_read_slots(scan, 4, &of_many);
+        EXPECT_EQ(std::tie(of_many.vm_size[0], of_many.vm_rss[0]),
+                  before == 20 ? std::tuple(40, 80) : std::tuple(0, 36));
+    }
 }
 
 TEST(MemoryParse, TakesTenDigitsOfLinesAsTheyFitTheBuffer)
@@ -150,12 +208,16 @@ TEST(MemoryParse, TakesTenDigitsOfLinesAsTheyFitTheBuffer)
         {"MemTotal : 5 kB\n MemFree: 6 kB\n:7\n\n", 0, 0}, // other names
         {long_line + ": 7 kB\nMemFree: 6 kB\n", 0, 6},
         {std::string(255, 'x') + "MemTotal: 5 kB\nMemFree: 6 kB\n", 5, 6}, // the rest of a long line is a line
+        {std::string(254, 'x') + "MemTotal: 5 kB\nMemFree: 6 kB\n", 0, 6},
     };
+    T_MEMORY_STAT stat; // one for all: a figure that a text lacks is not that of the text before
     for (const auto &one : cases) {
-        T_MEMORY_STAT stat;
         memory_parse_meminfo(one.text, &stat);
         EXPECT_EQ(std::tie(stat.MemTotal, stat.MemFree), std::tie(one.total, one.free)) << one.text;
     }
+    memory_parse_vmstat("pgfault 3\npgmajfault 4\n", &stat);
+    memory_parse_vmstat("pgfault 5\n", &stat);
+    EXPECT_EQ(std::tie(stat.pgfault, stat.pgmajfault, stat.MemFree), std::tuple(5, 0, 6));
 }
 
 TEST(MemoryAccount, UsedIsNeverNegative)

@@ -69,6 +69,16 @@ TEST_F(NetStat, ACounterThatWentBackWrapsAndItsRateEndsAtTheLargestNumber)
     EXPECT_EQ(ask("avg", "1", "eth0"), "5 10");
 }
 
+TEST_F(NetStat, HeadingsAreNoInterfacesAndTheRestOfALongLineIsALine)
+{
+    for (const uint64_t rx : {7U, 9U}) {
+        const std::string heading = line_of("wlan0", 100 * rx, 0);
+        TStatTest::round("/proc/net/dev",
+                         heading + heading + std::string(255, 'x') + line_of("wlan0", rx, 3 * rx) + "eth0: \n");
+    }
+    EXPECT_EQ(ask("total", "0", "wlan0"), "6 2");
+}
+
 TEST_F(NetStat, RefusesInThisOrder)
 {
     for (const char *method : {"avg", "total", "max", "min"})

@@ -36,9 +36,10 @@ protected:
     T_ARC read_of(const std::optional<std::string> &text)
     {
         fake::on_popen([text](const fake::argv_t &) { return text; });
-        return cache.read();
+        return cache.read(&ran_tool);
     }
     TArcCache cache;
+    bool ran_tool = false;
 };
 
 TEST_F(ZfsArcTool, IsAskedOnceInThirtySeconds)
@@ -49,6 +50,7 @@ TEST_F(ZfsArcTool, IsAskedOnceInThirtySeconds)
                                           "kstat.zfs.misc.arcstats.evictable", "kstat.zfs.misc.arcstats.c_min"}}));
     fake::advance_ms(29999);
     EXPECT_EQ(read_of("1024\n0\n0\n").min_kb, 2U);
+    EXPECT_FALSE(ran_tool);
     fake::advance_ms(1);
     EXPECT_EQ(read_of("1024\n0\n0\n").size_kb, 1U);
     fake::advance_ms(30000);

@@ -37,19 +37,31 @@ TEST_F(CamConnStat, KeepsADayAndForgetsTheFlagsOfWhatLeftIt)
     feed(7, 4);
     feed(7, 4, R"(, "info_changed": true)");
     for (uint64_t count = 1; count <= 1439; ++count)
-        feed(1, 10 * count);
+        feed(0, 10 * count);
     EXPECT_EQ(m_manager->copy_history("MINUTE")->size(), 1440U);
     EXPECT_TRUE(total(1440).at().info_changed[7]);
     EXPECT_FALSE(total(1438).changed_flag || total(1438).at().valid[7]);
     for (const int n : {0, 1440, INT32_MAX}) {
-        EXPECT_EQ(total(n).at().conn_failed_count[1], 14390U) << n;
+        EXPECT_EQ(total(n).at().conn_failed_count[0], 14390U) << n;
         EXPECT_EQ(total(n).interval, 1440U * 60000) << n;
     }
-    feed(1, 14400);
-    feed(1, 14410);
+    feed(0, 14400);
+    feed(0, 14410);
     EXPECT_FALSE(total(0).changed_flag || total(0).at().valid[7] || total(0).at().info_changed[7]);
-    EXPECT_EQ(total(0).at().conn_failed_count[1], 14400U); // the first ten have left
-    EXPECT_EQ(total(3).at().conn_failed_count[1], 30U);
+    EXPECT_EQ(total(0).at().conn_failed_count[0], 14400U); // the first ten have left
+    EXPECT_EQ(total(3).at().conn_failed_count[0], 30U);
+    EXPECT_EQ(m_manager->get_total("HOUR", 0).interval, 0U);
+}
+
+TEST_F(CamConnStat, MinutesThatDifferInTheirFlagsAloneAreTwo)
+{
+    for (const char *more : {"", "", R"(, "info_changed": true)", "", "", R"(, "info_changed": false)"})
+        feed(7, 4, more);
+    std::string changed;
+    const auto history = m_manager->copy_history("MINUTE");
+    for (const T_CAM_CONN_STAT &element : *history)
+        changed += element.at().info_changed[7] ? "1" : "0";
+    EXPECT_EQ(changed, "01100");
 }
 
 TEST(CamConnParse, TakesWholeNumbersOfKnownChannelsOnly)

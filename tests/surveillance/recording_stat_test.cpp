@@ -1,5 +1,10 @@
 #include "surveillance/recording_stat.h"
 
+#include <atomic>
+#include <thread>
+#include <tuple>
+
+#include "platform/time_stamp.h"
 #include "surveillance/watcher_test.h"
 
 namespace {
@@ -32,6 +37,21 @@ TEST_F(RecordingStat, ReportsAtFirstAndThenEachChangeOnceHoweverTheReportFared)
     EXPECT_EQ(told(), "Recording state change \n");
 }
 
+TEST_F(RecordingStat, AsksOfTheLastMinuteWhileTheRecorderIsMarkedAsStarted)
+{
+    start(kYes);
+    const std::vector<fake::T_REQUEST> asked = fake::requests();
+    ASSERT_EQ(asked.size(), 2U);
+    EXPECT_EQ(line_of(asked[0]), "GET localhost:10187/recStreamService/recording_state 5");
+    EXPECT_EQ(asked[0].params, (ssci_params{{"start_time", "1699999940000"}, {"end_time", "1700000000000"}}));
+    EXPECT_EQ(line_of(asked[1]), "POST localhost:10150/logs/dashboard/status/receiver/camera_recording 5");
+    EXPECT_EQ(asked[1].body, R"({ "utc_time": 1700000000, "camera_recording_update": "normal" })");
+    std::filesystem::remove(root() + "/var/.Vnvrd_start_ok");
+    fake::pass_waits(3);
+    EXPECT_EQ(fake::requests().size(), 2U);
+    EXPECT_EQ(current_time_stamp(), 1700000180000U);
+}
+
 TEST_F(RecordingStat, APeerThatFailsReadsAsNotRecordingAndOneThatBabblesAsNoNews)
 {
     start(kYes);
@@ -53,6 +73,35 @@ TEST_F(RecordingStat, APeerThatFailsReadsAsNotRecordingAndOneThatBabblesAsNoNews
     pass(kYes, 2, "(109), ssci_GET_request", "-1761017854");
     EXPECT_EQ(sent("POST").back().body, R"({ "utc_time": 1700000000, "camera_recording_update": "error" })");
     EXPECT_EQ(log_text(kLogRecState), log);
+}
+
+TEST_F(RecordingStat, ARequestThatAStopCutsOffIsNoNewsAndOneThatFailedBeforeIs)
+{
+    write_file("/var/.Vnvrd_start_ok", "");
+    const std::tuple<long long, const char *, size_t> cases[] = {
+        {SSCI_CANCELLED, "", 0},
+        {3,
+         "recording_stat.cpp:get_recording_state (109), ssci_GET_request fail\n"
+         "recording_stat.cpp:Recording_state_monitor_main (179), get_recording_state faile (-1761017854)\n",
+         1}};
+    for (const auto &[result, log, reports] : cases) {
+        std::atomic<bool> asked = false;
+        fake::state()->cond_signals = 0;
+        fake::on_request([&asked, code = result](const fake::T_REQUEST &request, std::string *) -> long long {
+            if (request.verb != "GET")
+                return 0;
+            asked = true;
+            asked.notify_all();
+            while (fake::state()->cond_signals == 0) // until the stop is asked for
+                std::this_thread::yield();
+            return code;
+        });
+        recording_stat_init();
+        asked.wait(false);
+        recording_stat_uninit();
+        EXPECT_EQ(log_text(kLogRecState), log);
+        EXPECT_EQ(sent("POST").size(), reports);
+    }
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "surveillance/reverse_proxy.h"
 
 #include <atomic>
+#include <new>
 #include <thread>
 #include <tuple>
 
@@ -50,6 +51,24 @@ protected:
     static std::string log() { return log_text(kLogReverseProxy); }
 };
 
+TEST_F(ReverseProxy, WhatWasDeletedBeforeAPassThrewIsRemovedByTheNextOne)
+{
+    write_file(file("gone"), "ProxyPass");
+    fake::on_request([](const fake::T_REQUEST &request, std::string *answer) {
+        *answer = request.verb == "GET" ? list(rule("gone", 0) + "," + rule("other", 0)) : kDone;
+        if (request.verb == "DELETE" && request.params.at(1).second == "other")
+            throw std::bad_alloc();
+        return 0LL;
+    });
+    reverse_proxy_init();
+    fake::pass_waits(0);
+    EXPECT_TRUE(exists(file("gone")));
+    fake::on_request(nullptr); // no list any more
+    fake::pass_waits(1);
+    EXPECT_FALSE(exists(file("gone")));
+    EXPECT_THAT(told(), HasSubstr("rule_expired_detect: a pass failed: "));
+}
+
 TEST_F(ReverseProxy, LaterPassesRemoveWhatExpired)
 {
     for (const char *guid : {"old", "kept"})
@@ -59,6 +78,55 @@ TEST_F(ReverseProxy, LaterPassesRemoveWhatExpired)
     fake::pass_waits(1);
     EXPECT_THAT(deleted(), ElementsAre("old"));
     EXPECT_TRUE(exists(file("kept")) && !exists(file("old")));
+}
+
+TEST_F(ReverseProxy, EveryStepOfAPassIsTakenWhateverFails)
+{
+    write_file(file("z"), "ProxyPass");
+    fake::state()->auth_result = 7;
+    fake::state()->proxy_result = 9;
+    fake::state()->proxy_answer.response = "busy";
+    fake::on_exec([](const fake::argv_t &) { return 4; });
+    start(list(rule("missing", 0) + "," + rule("z", 0) + "," + rule("one", 1) + "," + rule("three", 3)));
+    EXPECT_FALSE(exists(file("z")));
+    EXPECT_THAT(fake::programs(), ElementsAre(kReload));
+    ASSERT_EQ(fake::state()->proxy_requests.size(), 1U);
+    const t_vbus_reverse_proxy_rule_info one = fake::state()->proxy_requests[0].rules.at(0);
+    EXPECT_EQ(std::tie(one.guid, one.rule_type, one.bs_id, one.value), std::tuple("one", 1, "bs-one", 60));
+    EXPECT_EQ(line_of(fake::requests()[0]), "GET 127.0.0.1:10141/cfg/ReverseProxy 5");
+    EXPECT_EQ(fake::requests()[0].params, (ssci_params{{"act", "list"}}));
+    EXPECT_EQ(line_of(sent("DELETE")[3]), "DELETE 127.0.0.1:10141/cfg/ReverseProxy 5");
+    EXPECT_EQ(sent("DELETE")[3].params, (ssci_params{{"act", "delete"}, {"GUID", "three"}, {"rule_type", "3"}}));
+    const std::string at = "[rule_expired_detect][";
+    EXPECT_EQ(log(), at + "199] start" + at + "139] unknown rule_type=3" + at +
+                         "150] remove file [/etc/reverseproxy/extra/missing.conf] failed, ret=[-1]" + at +
+                         "157] kestrel_exec failed, ret=[4]" + at + "166] get auth failed, ret=[7]" + at +
+                         "171] PAL del bs rule failed, ret=9, resp=busy");
+}
+
+TEST_F(ReverseProxy, AfterTheFirstPassAFailureLeavesFreshRulesAlone)
+{
+    start(list(""));
+    const uint64_t begin_ms = current_time_stamp();
+    for (const char *answer : {"{", R"({"err_code": 5, "ReverseProxyRuleList": []})"}) {
+        peers("GET", answer, kDone);
+        fake::pass_waits(1);
+        peers("GET", list(rule("fresh", 0, -10)), kDone);
+        fake::pass_waits(1);
+    }
+    EXPECT_EQ(current_time_stamp() - begin_ms, 4 * 300'000U); // a failed pass waits as long
+    EXPECT_EQ(deleted().size(), 0U);
+    std::string refused = list(rule("old", 0, 60));
+    refused.replace(refused.find('0'), 1, "5");
+    peers("GET", refused, kDone);
+    fake::pass_waits(1);
+    EXPECT_EQ(deleted().size(), 0U);
+    EXPECT_THAT(log(), testing::EndsWith("] get proxy rule failed, res=" + refused));
+    write_file(file("old"), "keep");
+    peers("GET", list(rule("old", 0, 60)), R"({"err_code": 5})");
+    fake::pass_waits(1);
+    EXPECT_EQ(deleted().size(), 1U);
+    EXPECT_TRUE(exists(file("old")));
 }
 
 TEST_F(ReverseProxy, ARuleCannotRemoveFilesElsewhere)
@@ -81,8 +149,11 @@ TEST_F(ReverseProxy, APassWithoutAListDoesNotCountAsTheFirstAndARefusedRuleStays
 {
     start("{");
     const std::tuple<long long, const char *, const char *> cases[] = {
-        {3, "", "] get ssci_strerror(7)=[connection refused][rule_expired_detect]["},
-        {2, "", "] delete rule ret=[2][rule_expired_detect]["},
+        {3, "",
+         "][116] delete rule ret=[3][rule_expired_detect][74] get ssci_strerror(7)=[connection refused]"
+         "[rule_expired_detect]["},
+        {2, R"({"err_code":5})", R"(] delete rule failed, response=[{"err_code":5}][)"},
+        {2, kDone, "] delete rule ret=[2][rule_expired_detect]["},
         {0, "garbage", "] delete rule failed, response=[garbage]"}};
     for (const auto &[result, answer, logged] : cases) {
         const size_t before = deleted().size();

@@ -75,6 +75,18 @@ TEST_F(SysstatCamconn, ReadsOnceAMinuteAndTheChannelsAgainWhenOneChanged)
     EXPECT_EQ(ask("total", "2"), sample("110", "001", "true", 2, "1700000240000"));
     for (const char *count : {"0", "3", "99999999999", "", "abc"})
         EXPECT_EQ(ask("total", count), sample("110", "001", "true", 3, "1700000240000")) << count;
+    json_object *out = nullptr;
+    EXPECT_EQ(sysstat_camconn_proc("total", "-7", &out), -6);
+    EXPECT_EQ(sysstat_camconn_proc("max", "1", &out), -3);
+    sysstat_camconn_uninit();
+    EXPECT_EQ(sysstat_camconn_proc("total", "1", &out), -2);
+    EXPECT_EQ(out, nullptr);
+    EXPECT_EQ(log_text(kLogCamConn),
+              "sysstat_camconn.cpp:sysstat_camconn_proc(281) count_val=[-7] invalid."
+              "sysstat_camconn.cpp:sysstat_camconn_proc(297) method=[max] not support."
+              "sysstat_camconn.cpp:sysstat_camconn_proc(262) g_p_NetstatManager does not exist.");
+    start("", ""); // without an answer
+    EXPECT_EQ(ask("channel_info"), "[ ]");
 }
 
 TEST_F(SysstatCamconn, ABadAnswerIsLoggedAndChangesNothing)
@@ -99,6 +111,8 @@ TEST_F(SysstatCamconn, ABadAnswerIsLoggedAndChangesNothing)
     }
     EXPECT_THAT(log_text(kLogCamConn), MatchesRegex(log));
     EXPECT_EQ(ask("channel_info") + ask("total", "0"), before);
+    EXPECT_NE(sysstat_camconn_proc("a\nb", "", nullptr), 0);
+    EXPECT_THAT(log_text(kLogCamConn), testing::EndsWith("sysstat_camconn_proc(297) method=[a\\x0ab] not support."));
 }
 
 } // namespace

@@ -141,7 +141,8 @@ def slow(handler, fault, request):
 
 
 def garbage(handler, fault, request):
-    """No HTTP at all; with "body", a good answer whose body is that text, or noise."""
+    """No HTTP at all; with "body", a good answer whose body is that text, or noise; after "seconds"."""
+    handler.server.stopping.wait(number(fault, 'seconds', 0, 0, 3600))
     noise = random.Random(0).randbytes(256)
     if 'body' in fault:
         handler.send(TAnswer(fault['body'].encode() if isinstance(fault['body'], str) else noise))

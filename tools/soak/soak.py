@@ -15,9 +15,14 @@ from stage import report  # noqa: E402
 from load import Descriptors, Load, SlowClients  # noqa: E402
 from trouble import DiskFull, Peers  # noqa: E402
 from endurance import Day, Starts  # noqa: E402
+from held_up import HeldUp  # noqa: E402
+from faults import InTheWay, LastDump, Unread  # noqa: E402
+from foreign import Foreign, Stops  # noqa: E402
+from torture import Torture  # noqa: E402
 
 GROUPS = {'load': Load, 'slow': SlowClients, 'peers': Peers, 'disk': DiskFull, 'descriptors': Descriptors,
-          'starts': Starts, 'day': Day}
+          'starts': Starts, 'day': Day, 'held': HeldUp, 'unread': Unread, 'last_dump': LastDump,
+          'in_the_way': InTheWay, 'foreign': Foreign, 'stops': Stops, 'torture': Torture}
 
 
 def main():

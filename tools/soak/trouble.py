@@ -38,7 +38,7 @@ class Peers(TStage):
     @staticmethod
     def status_of(method, path, body):
         try:
-            return get(path, method, timeout_s=8)[0]
+            return get(path, method, timeout_s=8, body=body)[0]
         except OSError as error:
             return type(error).__name__
 
@@ -55,9 +55,9 @@ class DiskFull(TStage):
         daemon = self.start_up()
         asked, failed, until = 0, 0, time.monotonic() + 25
         while time.monotonic() < until:
-            for method, path, _ in ROUTES + [('GET', 'cpu_info?method=x&name=system_all', None)]:
+            for method, path, body in ROUTES + [('GET', 'cpu_info?method=x&name=system_all', None)]:
                 asked += 1
-                failed += get(path, method)[0] != 200
+                failed += get(path, method, body=body)[0] != 200
             time.sleep(0.5)
         report.row('requests failed while full', f'{failed} of {asked}', '0', failed == 0)
         report.row('bytes written while full', sum(one.stat().st_size for one in self.files()))

@@ -52,7 +52,16 @@ void TBackgroundThread::join()
 bool TBackgroundThread::wait_ms(uint64_t time_ms)
 {
     std::unique_lock<std::mutex> lock(m_lock);
-    return !m_wake.wait_for(lock, std::chrono::milliseconds(time_ms), [this] { return m_stop.load(); });
+    m_wake.wait_for(lock, std::chrono::milliseconds(time_ms), [this] { return m_stop || m_woken; });
+    m_woken = false;
+    return !m_stop;
+}
+
+void TBackgroundThread::wake()
+{
+    const std::lock_guard<std::mutex> guard(m_lock);
+    m_woken = true;
+    m_wake.notify_all();
 }
 
 void *TBackgroundThread::enter(void *self)

@@ -42,8 +42,10 @@ public:
         join();
     }
 
-    /* For the body: sleeps that long, less when a stop is asked for. False then. */
+    /* For the body: sleeps that long, less when a stop is asked for or anybody
+     * wakes it, which is kept for the next wait. False after a stop was asked for. */
     bool wait_ms(uint64_t time_ms);
+    void wake();
 
 private:
     static void *enter(void *self);
@@ -53,6 +55,7 @@ private:
     std::mutex m_lock;
     std::condition_variable m_wake;
     std::atomic<bool> m_stop{false}; // written under m_lock
+    bool m_woken = false;            // guarded by m_lock
     bool m_created = false;          // owner's: there is a thread to join
     pthread_t m_thread = {};
 };

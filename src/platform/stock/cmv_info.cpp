@@ -1,6 +1,7 @@
 #include "platform/cmv_info.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -24,10 +25,23 @@ void copy_text(const T_INI &ini, const char *key, char (&field)[64])
         memcpy(field, text->data(), std::min(text->size(), sizeof(field) - 1));
 }
 
+/* Whether a line that could not be read may have held a part of the record: what is
+ * missing otherwise is 0 or empty. */
+bool is_damaged(const T_INI &ini)
+{
+    std::string ignored;
+    constexpr const char *kKeys[] = {"value1", "value2", "value3", "value4", "text1", "text2"};
+    return std::any_of(std::begin(kKeys), std::end(kKeys),
+                       [&](const char *key) { return ini.get("cmv", key, &ignored) < 0; });
+}
+
 int read_record(const char *file, st_cmv_info *info)
 {
     T_INI ini;
-    if (const int result = ini_load(file, &ini); result != 0) {
+    int result = ini_load(file, &ini);
+    if (result == 0 && is_damaged(ini))
+        result = -EINVAL;
+    if (result != 0) {
         log_Debug("camera-management record %s: %s", file, strerror(-result));
         return result;
     }

@@ -6,31 +6,43 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
+#include "platform/log_stream.h"
+
 namespace {
 
 char g_program[32] = "?"; // set before the first handler is installed
 
-void put(const char *text)
-{
-    (void)!write(STDERR_FILENO, text, strlen(text));
-}
+/* A line that is put together piece by piece. */
+struct T_LINE {
+    char text[128];
+    size_t length = 0;
+
+    void add(const char *part)
+    {
+        for (; *part != '\0' && length < sizeof(text); ++part)
+            text[length++] = *part;
+    }
+};
 
 /* Only async-signal-safe calls: the process may have crashed inside malloc. */
 void on_crash(int signal)
 {
     char thread[16] = "";
     (void)prctl(PR_GET_NAME, thread);
-    char number[4] = {static_cast<char>('0' + signal / 10), static_cast<char>('0' + signal % 10), '\0', '\0'};
-    put("\n");
-    put(g_program);
-    put(": crash signal ");
-    put(number);
-    put(" in thread ");
-    put(thread);
-    put("\n");
+    const char number[3] = {static_cast<char>('0' + signal / 10), static_cast<char>('0' + signal % 10), '\0'};
+    T_LINE line;
+    const char *const parts[] = {"\n", g_program, ": crash signal ", number, " in thread ", thread, "\n"};
+    for (const char *part : parts)
+        line.add(part);
+    (void)log_stream_write(STDERR_FILENO, line.text, line.length);
     void *frames[48];
     const int depth = backtrace(frames, sizeof(frames) / sizeof(frames[0]));
-    backtrace_symbols_fd(frames, depth, STDERR_FILENO);
+    /* Frame by frame: each is one write, which nobody may be there to read. */
+    for (int i = 0; i < depth; ++i) {
+        (void)log_stream_call(
+            STDERR_FILENO, [](int fd, void *frame) { backtrace_symbols_fd(static_cast<void **>(frame), 1, fd); },
+            &frames[i]);
+    }
     /* The default action is back in place (SA_RESETHAND); the signal is taken as
      * soon as this handler returns, also one that somebody sent. */
     (void)raise(signal);

@@ -10,6 +10,7 @@
 
 #include "platform/host_path.h"
 #include "platform/interrupt.h"
+#include "platform/stock/place_look.h"
 
 namespace {
 
@@ -81,6 +82,9 @@ private:
 
 int folder_measure(const std::string &path, T_FOLDER_SIZE *out)
 {
+    T_PLACE place; // of a file system that does not answer, the walk would not come back
+    if (const int result = place_look(path, &place); result != 0)
+        return result;
     const TDir dir = open_folder(AT_FDCWD, host_path(path).c_str(), 0);
     struct stat status = {};
     if (dir == nullptr || fstat(dirfd(dir.get()), &status) != 0)

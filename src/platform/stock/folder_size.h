@@ -15,6 +15,6 @@ struct T_FOLDER_SIZE {
  * cannot be read is left out, so the figures are of about now. Symbolic links
  * are not followed and other file systems mounted below are not entered: neither
  * takes space of this one. Returns 0, -errno when the folder itself cannot be
- * read, -EINTR when the caller was asked to stop (platform/interrupt.h); *out is
- * only touched on 0. */
+ * read, -ETIMEDOUT when its file system does not answer, -EINTR when the caller was
+ * asked to stop (platform/interrupt.h); *out is only touched on 0. */
 int folder_measure(const std::string &path, T_FOLDER_SIZE *out);

@@ -18,6 +18,8 @@ constexpr int kPollSliceMs = 50; // how soon a request to give up is seen
 constexpr size_t kMaxAnswer = size_t{1024} * 1024;
 constexpr size_t kMaxHeaders = size_t{64} * 1024;
 constexpr size_t kEnough = 0; // what a callback that ends the transfer returns
+/* No callback of ours makes the library report it, so it means one thing only. */
+static_assert(kHttpGivenUp == CURLE_ABORTED_BY_CALLBACK);
 
 struct T_EASY_CLEANUP {
     void operator()(CURL *easy) const { curl_easy_cleanup(easy); }
@@ -123,11 +125,15 @@ bool http_call_is_valid(const T_HTTP_CALL &call)
                        [](char c) { return c > ' ' && c < '\x7f' && c != '#'; });
 }
 
-int http_call(const T_HTTP_CALL &call, long *status, std::string *body)
+void http_prepare()
 {
     static std::once_flag once;
     std::call_once(once, [] { (void)curl_global_init(CURL_GLOBAL_NOTHING); }); // plain HTTP: no TLS to set up
+}
 
+int http_call(const T_HTTP_CALL &call, long *status, std::string *body)
+{
+    http_prepare();
     const std::unique_ptr<CURLM, T_MULTI_CLEANUP> multi(curl_multi_init());
     const std::unique_ptr<curl_slist, T_LIST_FREE> headers(
         curl_slist_append(nullptr, "Content-Type: application/json"));

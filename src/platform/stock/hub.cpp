@@ -2,10 +2,12 @@
 
 #include <json-c/json.h>
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "platform/interrupt.h"
 #include "platform/logging.h"
+#include "platform/stock/json_handle.h"
 
 namespace {
 
@@ -19,10 +21,13 @@ struct T_JSON_RELEASE {
 };
 using T_JSON = std::unique_ptr<json_object, T_JSON_RELEASE>;
 
+/* Without memory for a part, there is no text. */
 void add(const T_JSON &object, const char *key, json_object *value)
 {
-    if (json_object_object_add(object.get(), key, value) != 0)
-        json_object_put(value);
+    T_JSON owner(value);
+    if (object == nullptr || value == nullptr || json_object_object_add(object.get(), key, value) != 0)
+        throw std::bad_alloc();
+    (void)owner.release(); // the object's now
 }
 
 void add(const T_JSON &object, const char *key, const std::string &text)
@@ -38,7 +43,7 @@ void add(const T_JSON &object, const char *key, int figure)
 std::string text_of(const T_JSON &object)
 {
     const char *text = json_object_to_json_string_ext(object.get(), JSON_C_TO_STRING_PLAIN);
-    return text != nullptr ? text : "";
+    return text != nullptr ? text : throw std::bad_alloc();
 }
 
 bool succeeded(int error, long status)
@@ -118,7 +123,7 @@ std::string hub_notice_text(const std::string &session, int category, int code, 
 
 int hub_address_parse(const std::string &text, T_HTTP_PEER *peer)
 {
-    const T_JSON object(json_tokener_parse(text.c_str()));
+    const TJsonHandle object = json_handle_parse(text);
     json_object *host = nullptr;
     json_object *port = nullptr;
     if (!json_object_is_type(object.get(), json_type_object) ||

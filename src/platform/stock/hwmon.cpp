@@ -19,26 +19,31 @@ bool flag_is_set(const std::string &text)
     return text_to_number(text, &value) && value != 0;
 }
 
-/* Reads one flag. False when the chip has it but does not give it now: then
- * nobody knows about this fan. */
-bool read_flag(const std::string &path, std::string *out)
+/* Reads the flags of one fan. False when the chip has one but does not give it
+ * now: then nobody knows about this fan. */
+bool read_flags(const std::string &fan_path, std::vector<std::string> *out)
 {
-    std::string whole;
-    const int result = text_file_read(path, 64, &whole);
-    if (result == -ENOENT)
-        return true;
-    *out = text_trimmed(whole);
-    if (result == 0 && !out->empty())
-        return true;
-    log_Debug("fan flag %s cannot be read", path.c_str());
-    return false;
+    for (const char *flag : kFanFlags) {
+        const std::string path = fan_path + '_' + flag;
+        std::string text;
+        const int result = text_file_read(path, 64, &text);
+        if (result == -ENOENT)
+            continue;
+        text = text_trimmed(text);
+        if (result != 0 || text.empty()) {
+            log_Debug("fan flag %s cannot be read", path.c_str());
+            return false;
+        }
+        out->push_back(std::move(text));
+    }
+    return true;
 }
 
 } // namespace
 
 std::string hwmon_status(const T_HWMON_FAN &fan)
 {
-    return flag_is_set(fan.fault) || flag_is_set(fan.alarm) ? kFailed : "0";
+    return std::any_of(fan.flags.begin(), fan.flags.end(), flag_is_set) ? kFailed : "0";
 }
 
 std::string hwmon_summary(const std::vector<std::pair<std::string, std::string>> &fans)
@@ -57,7 +62,7 @@ std::vector<int> hwmon_fan_numbers(const std::vector<std::string> &attributes)
             !text_to_number(attribute.substr(3, end - 3), &number) || number < 0 || number > 999)
             continue;
         const std::string_view kind = attribute.substr(end + 1);
-        if (kind == "fault" || kind == "alarm" || kind == "input")
+        if (kind == "input" || std::find(std::begin(kFanFlags), std::end(kFanFlags), kind) != std::end(kFanFlags))
             numbers.insert(static_cast<int>(number));
     }
     return {numbers.begin(), numbers.end()};
@@ -78,7 +83,7 @@ int hwmon_fans(std::vector<T_HWMON_FAN> *out)
         for (const int number : hwmon_fan_numbers(attributes)) {
             const std::string fan_path = folder + "/fan" + std::to_string(number);
             T_HWMON_FAN fan;
-            if (!read_flag(fan_path + "_fault", &fan.fault) || !read_flag(fan_path + "_alarm", &fan.alarm))
+            if (!read_flags(fan_path, &fan.flags))
                 continue;
             fan.name = sysfs_text(fan_path + "_label");
             if (fan.name.empty())

@@ -4,15 +4,17 @@
 #include <utility>
 #include <vector>
 
-/* One fan of a monitoring chip, with the texts of its flags; empty where the
- * chip has no such flag. */
+/* The flags that a chip may have for a fan, as ends of attribute names. */
+constexpr const char *kFanFlags[] = {"fault", "alarm", "min_alarm", "max_alarm"};
+
+/* One fan of a monitoring chip, with the texts of the flags that the chip has. */
 struct T_HWMON_FAN {
     std::string name; // the board's label, else chip and number
-    std::string fault;
-    std::string alarm;
+    std::vector<std::string> flags;
 };
 
-/* "9" for a fan whose fault or alarm flag is set, else "0". */
+/* "9" for a fan with a flag that is set, else "0". Standing still is no fault: a
+ * header without a fan reads 0 as well. */
 std::string hwmon_status(const T_HWMON_FAN &fan);
 
 /* "good", or "fan failed" when one has status "9". */

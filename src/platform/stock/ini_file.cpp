@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <functional>
 #include <ini.h>
 #include <sys/stat.h>
 #include <thread>
 
 #include "platform/host_path.h"
+#include "platform/logging.h"
+#include "platform/stock/state_changes.h"
 #include "platform/stock/text_file.h"
 #include "platform/time_stamp.h"
 
@@ -19,8 +22,8 @@ constexpr size_t kMaxFile = size_t{1024} * 1024;
 constexpr size_t kMaxLine = 198;
 constexpr size_t kMaxSection = 49;
 /* Stands for ";" on the way through the parser, which would take one behind a
- * blank for the start of a comment. Control characters are refused, so it cannot
- * be in the text. */
+ * blank for the start of a comment. Lines with control characters are left out, so
+ * it cannot be in the text. */
 constexpr char kSemicolon = '\x01';
 
 /* How often, and how long apart, a file that changed just now is looked at again. */
@@ -44,25 +47,36 @@ bool has_control(std::string_view line)
     });
 }
 
-/* The text as the parser may see it: no comments and no indentation (it would
- * append an indented line to the value above). False when it must not see it. */
-bool prepare(std::string_view text, std::string *out)
+/* Whether the parser takes the line for what it is. */
+bool is_readable(std::string_view line)
+{
+    if (line.size() > kMaxLine || has_control(line))
+        return false;
+    return line[0] == '[' ? line.find(']') <= kMaxSection + 1 : line.find_first_of("=:") != std::string_view::npos;
+}
+
+/* The text as the parser may see it: no comments, no indentation (it would append an
+ * indented line to the value above) and no line that is to be left out. */
+std::string prepare(std::string_view text, T_INI *counts)
 {
     if (text.starts_with("\xef\xbb\xbf"))
         text.remove_prefix(3);
-    while (!text.empty()) {
+    std::string prepared;
+    bool in_section = true; // in one whose head was read, or before the first
+    for (size_t number = 1; !text.empty(); ++number) {
         const std::string_view line = text_trimmed(next_line(&text));
         if (line.empty() || line[0] == ';' || line[0] == '#')
             continue;
-        if (line.size() > kMaxLine || has_control(line))
-            return false;
-        if (line[0] == '[' && line.find(']') > kMaxSection + 1)
-            return false;
-        out->append(line);
-        out->push_back('\n');
+        const bool readable = is_readable(line);
+        if (line[0] == '[')
+            in_section = readable;
+        if (readable && in_section)
+            prepared.append(line).push_back('\n');
+        else if (counts->left_out++ == 0)
+            counts->first_left_out = number;
     }
-    std::replace(out->begin(), out->end(), ';', kSemicolon);
-    return true;
+    std::replace(prepared.begin(), prepared.end(), ';', kSemicolon);
+    return prepared;
 }
 
 std::string restored(const char *text)
@@ -82,14 +96,16 @@ int take_entry(void *user, const char *section, const char *name, const char *va
  * last moment and does not end with a whole line. */
 bool may_be_unfinished(std::string_view path, const std::string &text)
 {
-    if (text.ends_with('\n'))
-        return false;
-    struct stat status = {};
-    if (stat(host_path(path).c_str(), &status) != 0)
-        return true; // being replaced
-    const int64_t changed_ms = int64_t{status.st_mtim.tv_sec} * 1000 + status.st_mtim.tv_nsec / 1000000;
-    const int64_t age_ms = static_cast<int64_t>(current_time_stamp()) - changed_ms;
-    return age_ms > -kJustNowMs && age_ms < kJustNowMs;
+    return !text.ends_with('\n') && ini_changed_just_now(path);
+}
+
+void log_left_out(std::string_view path, const std::string &text, const T_INI &ini)
+{
+    static TStateChanges changes;
+    const bool damaged = ini.left_out != 0;
+    if (changes.is_news(std::string(path), damaged ? std::hash<std::string>()(text) | 1 : 0) && damaged)
+        log_Debug("%.*s: unreadable, left out: %zu lines, the first is line %zu", static_cast<int>(path.size()),
+                  path.data(), ini.left_out, ini.first_left_out);
 }
 
 } // namespace
@@ -102,14 +118,31 @@ const std::string *T_INI::find(std::string_view section, std::string_view key) c
     return found == entries.rend() ? nullptr : &found->value;
 }
 
-int ini_parse_text(std::string_view text, T_INI *out)
+int T_INI::get(std::string_view section, std::string_view key, std::string *out) const
 {
-    std::string prepared;
-    T_INI parsed;
-    if (!prepare(text, &prepared) || ini_parse_string(prepared.c_str(), take_entry, &parsed) != 0)
-        return -EINVAL;
-    *out = std::move(parsed);
+    const std::string *value = find(section, key);
+    if (value == nullptr)
+        return left_out != 0 ? -EINVAL : 1;
+    *out = *value;
     return 0;
+}
+
+T_INI ini_parse_text(std::string_view text)
+{
+    T_INI parsed;
+    parsed.ends_whole = text.empty() || text.ends_with('\n');
+    (void)ini_parse_string(prepare(text, &parsed).c_str(), take_entry, &parsed); // takes all that is left
+    return parsed;
+}
+
+bool ini_changed_just_now(std::string_view path)
+{
+    struct stat status = {};
+    if (stat(host_path(path).c_str(), &status) != 0)
+        return true;
+    const int64_t changed_ms = int64_t{status.st_mtim.tv_sec} * 1000 + status.st_mtim.tv_nsec / 1000000;
+    const int64_t age_ms = static_cast<int64_t>(current_time_stamp()) - changed_ms;
+    return age_ms > -kJustNowMs && age_ms < kJustNowMs;
 }
 
 int ini_load(std::string_view path, T_INI *out)
@@ -125,5 +158,12 @@ int ini_load(std::string_view path, T_INI *out)
         if (result == 0 && !text.empty() && text == before)
             break;
     }
-    return result == 0 ? ini_parse_text(text, out) : result;
+    /* Cut for writing: an empty text says nothing of what was or will be in it. */
+    if (result == 0 && text.empty() && may_be_unfinished(path, text))
+        result = -EAGAIN;
+    if (result != 0)
+        return result;
+    *out = ini_parse_text(text);
+    log_left_out(path, text, *out);
+    return 0;
 }

@@ -2,6 +2,8 @@
 
 #include <climits>
 
+#include "platform/json_bounds.h"
+
 namespace {
 
 struct T_TOKENER_FREE {
@@ -12,8 +14,10 @@ struct T_TOKENER_FREE {
 
 TJsonHandle json_handle_parse(std::string_view text)
 {
+    if (text.size() > INT_MAX || !json_is_bounded(text))
+        return nullptr;
     const std::unique_ptr<json_tokener, T_TOKENER_FREE> tokener(json_tokener_new());
-    if (tokener == nullptr || text.size() > INT_MAX)
+    if (tokener == nullptr)
         return nullptr;
     TJsonHandle value(json_tokener_parse_ex(tokener.get(), text.data(), static_cast<int>(text.size())));
     const bool whole =

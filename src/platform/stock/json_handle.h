@@ -11,8 +11,9 @@ struct T_JSON_HANDLE_PUT {
 /* One reference to a json-c value, ours until given away. */
 using TJsonHandle = std::unique_ptr<json_object, T_JSON_HANDLE_PUT>;
 
-/* The value that a whole text holds; null when it is no JSON, is cut short or
- * has something behind its end. */
+/* The value that a whole text holds; null when it is no JSON, is cut short, has
+ * something behind its end, or would make a tree beyond the bounds of
+ * platform/json_bounds.h. */
 TJsonHandle json_handle_parse(std::string_view text);
 
 /* A member of an object; null when `object` is no object or has no such member.

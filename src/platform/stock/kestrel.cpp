@@ -16,7 +16,8 @@ namespace {
  * What records an event or reloads a server would not be run again: at a stop it
  * has as long as a request. What is only read may be given up. */
 constexpr std::string_view kBackupTool = "/usr/local/cmsbin/cfg_bak_tool";
-constexpr T_CHILD_LIMITS kBackupLimits = {3600, 0, 5000};
+/* One backup that hangs does not keep the other from being tried. */
+constexpr T_CHILD_LIMITS kBackupLimits = {3600, 0, 5000, 1, true};
 constexpr T_CHILD_LIMITS kExecLimits = {60, 0, 5000};
 constexpr T_CHILD_LIMITS kReadLimits = {5, size_t{1024} * 1024, 500};
 

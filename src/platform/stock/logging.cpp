@@ -3,6 +3,9 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <unistd.h>
+
+#include "platform/log_stream.h"
 
 void log_Debug(const char *format, ...)
 {
@@ -16,5 +19,5 @@ void log_Debug(const char *format, ...)
         text[length] = '\n';
         text[length + 1] = '\0';
     }
-    fputs(text, stderr);
+    (void)log_stream_write(STDERR_FILENO, text, strlen(text));
 }

@@ -1,6 +1,5 @@
 #include "platform/stock/md_array.h"
 
-#include <algorithm>
 #include <vector>
 
 #include "platform/stock/text_file.h"
@@ -23,7 +22,7 @@ int status_below(const std::string &folder, int level)
         for (const std::string &member : members) {
             std::string below = disk;
             below.append("/slaves/").append(member);
-            status = std::max(status, status_below(below, level + 1));
+            status = volume_worse(status, status_below(below, level + 1));
         }
     }
     return status;
@@ -37,13 +36,24 @@ int md_status(const T_MD_TEXTS &texts)
         return kVolumeRebuilding;
     long long missing = 0;
     if (text_to_number(texts.degraded, &missing) && missing > 0)
-        return kVolumeDegraded;
+        return kVolumeFailed;
     if (texts.array_state == "broken" || texts.array_state == "inactive" || texts.array_state == "clear")
-        return kVolumeDegraded;
+        return kVolumeFailed;
     return kVolumeReady;
+}
+
+int volume_worse(int a, int b)
+{
+    const bool both_well = a >= 0 && b >= 0;
+    return (both_well ? a > b : a < b) ? a : b;
 }
 
 int md_status_below(const std::string &device_folder)
 {
     return status_below(device_folder, 0);
+}
+
+int zfs_status(std::string_view state)
+{
+    return text_trimmed(state) == "ONLINE" ? kVolumeReady : kVolumeFailed;
 }

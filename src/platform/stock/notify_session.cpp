@@ -1,10 +1,20 @@
 #include "platform/ssci.h"
 
+#include <exception>
+
+#include "platform/logging.h"
 #include "platform/stock/hub.h"
+#include "platform/stock/notice_sender.h"
 
 namespace {
 
-constexpr int kSendS = 2;
+/* One for all sessions, which may be gone before their notices are: made with the
+ * first notice, ended at exit, after all who announce. */
+TNoticeSender &sender()
+{
+    static TNoticeSender instance(hub_peer(), T_NOTICE_LIMITS());
+    return instance;
+}
 
 } // namespace
 
@@ -50,8 +60,12 @@ int TNotifySessionManager::wait()
 
 long long TNotifySessionManager::sendNotification(int category, int code, const char *text, int level)
 {
-    const T_HTTP_PEER hub = hub_peer();
-    return ssci_POST_request(hub.host.c_str(), hub.port, "/notify/notices",
-                             hub_notice_text(m_session->name, category, code, text != nullptr ? text : "", level),
-                             nullptr, kSendS);
+    try {
+        return sender().send(hub_notice_text(m_session->name, category, code, text != nullptr ? text : "", level)) == 0
+                   ? SSCI_OK
+                   : SSCI_TRANSPORT_ERROR;
+    } catch (const std::exception &failure) {
+        log_Debug("notice %d dropped: %s", code, failure.what());
+        return SSCI_TRANSPORT_ERROR;
+    }
 }

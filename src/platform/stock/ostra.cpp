@@ -20,11 +20,13 @@ int product_value(const char *section, const char *key, std::string *out)
     T_INI ini;
     if (const int result = ini_load(kProductFile, &ini); result != 0)
         return result;
-    const std::string *value = ini.find(section, key);
-    if (value == nullptr || value->empty())
+    std::string value;
+    const int result = ini.get(section, key, &value);
+    if (result == 1 || (result == 0 && value.empty()))
         return -ENOENT;
-    *out = *value;
-    return 0;
+    if (result == 0)
+        *out = std::move(value);
+    return result;
 }
 
 } // namespace

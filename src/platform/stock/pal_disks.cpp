@@ -1,121 +1,132 @@
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <map>
-#include <mutex>
+#include <utility>
 
+#include "platform/interrupt.h"
 #include "platform/logging.h"
 #include "platform/pal.h"
 #include "platform/stock/block_devices.h"
-#include "platform/stock/smartctl.h"
+#include "platform/stock/disk_health.h"
+#include "platform/stock/disk_numbers.h"
+#include "platform/stock/smart_reader.h"
+#include "platform/time_stamp.h"
 
 namespace {
 
-/* What the disks said of themselves when they were last asked. The disk list is
- * read far more often than SMART and must not wake a disk, so its status comes
- * from here; a disk that was not asked yet counts as good. */
-class TVerdicts {
-public:
-    void remember(const std::string &identity, T_DISK_VERDICT verdict)
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        /* Disks come and go, each plugging with an identity of its own. */
-        if (m_verdicts.size() >= kMost && m_verdicts.count(identity) == 0)
-            m_verdicts.clear();
-        m_verdicts[identity] = verdict;
-    }
-    T_DISK_VERDICT of(const std::string &identity)
-    {
-        const std::lock_guard<std::mutex> lock(m_lock);
-        const auto found = m_verdicts.find(identity);
-        return found != m_verdicts.end() ? found->second : T_DISK_VERDICT::unknown;
-    }
-
-private:
-    static constexpr size_t kMost = 1024;
-    std::mutex m_lock;
-    std::map<std::string, T_DISK_VERDICT> m_verdicts; // guarded by m_lock
+/* A disk and its number. */
+struct T_NUMBERED {
+    int number = 0;
+    T_BLOCK_DEVICE device;
 };
 
-TVerdicts g_verdicts;
-
-uint32_t list_disks(std::vector<T_BLOCK_DEVICE> *out)
+T_SMART_OUTCOME ask_disk(const std::string &disk, bool may_wake, T_SMART_READING *out, int *error)
 {
-    const int result = block_devices(out);
-    if (result != 0)
-        log_Debug("the disks cannot be listed: %s", strerror(-result));
-    return static_cast<uint32_t>(-result);
+    std::string text;
+    const int status = smart_document(disk, may_wake, &text);
+    if (status >= 0)
+        return smart_outcome(status, text, out);
+    *error = status;
+    return T_SMART_OUTCOME::no_answer;
 }
 
-void remember(const std::string &identity, const T_SMART_READING &reading)
+T_SMART_MOMENT moment_now()
 {
-    if (reading.passed.has_value() && !*reading.passed)
-        g_verdicts.remember(identity, T_DISK_VERDICT::failing);
-    else if (reading.attribute_low)
-        g_verdicts.remember(identity, T_DISK_VERDICT::attribute_low);
-    else if (reading.passed.has_value())
-        g_verdicts.remember(identity, T_DISK_VERDICT::passed);
+    const auto wall_s = static_cast<time_t>(current_time_stamp() / 1000);
+    return {current_time_stamp_mono_r(), wall_s, get_local_time(wall_s)};
+}
+
+TDiskHealth g_health(ask_disk, moment_now);
+TDiskNumbers g_numbers;
+
+/* The calling thread has asked for the enclosures and not yet for their disks:
+ * this is how the SMART check begins, which wants the state of this moment. */
+thread_local bool t_checks_health = false;
+
+uint32_t list_disks(std::vector<T_NUMBERED> *out)
+{
+    std::vector<T_BLOCK_DEVICE> devices;
+    if (const int result = block_devices(&devices); result != 0) {
+        log_Debug("the disks cannot be listed: %s", strerror(-result));
+        return static_cast<uint32_t>(-result);
+    }
+    std::vector<std::string> ports;
+    ports.reserve(devices.size());
+    for (const T_BLOCK_DEVICE &device : devices)
+        ports.push_back(device.port);
+    const std::vector<int> numbers = g_numbers.of(ports);
+    for (size_t i = 0; i < devices.size(); ++i)
+        out->push_back({numbers[i], std::move(devices[i])});
+    std::sort(out->begin(), out->end(), [](const T_NUMBERED &a, const T_NUMBERED &b) { return a.number < b.number; });
+    return 0;
+}
+
+/* As TDiskHealth::read(). A disk that its transport has given up is not asked. */
+int read_health(const T_BLOCK_DEVICE &device, T_SMART_READING *out)
+{
+    return block_is_given_up(device.state) ? -ENXIO
+                                           : g_health.read({device.name, device.identity, device.suspended}, out);
 }
 
 } // namespace
 
+/* The numbers of the disks, from 1, may have gaps. The count is such that who goes
+ * from 0 to count - 1 meets each disk once. */
 uint32_t PAL_storage_get_enclosure_list(const t_auth & /*auth*/, const t_storage_disk_input & /*in*/,
                                         t_storage_enclosure_info &out)
 {
-    std::vector<T_BLOCK_DEVICE> devices;
-    if (const uint32_t result = list_disks(&devices); result != 0)
+    std::vector<T_NUMBERED> disks;
+    if (const uint32_t result = list_disks(&disks); result != 0)
         return result;
+    t_checks_health = true;
     out.enclosure_count = 1; // the host itself
-    out.disk_count = static_cast<int32_t>(devices.size());
+    out.disk_count = disks.empty() ? 0 : disks.back().number + 1;
     return 0;
 }
 
 uint32_t PAL_storage_get_disk_list(const t_auth & /*auth*/, const t_storage_disk_input &in, t_storage_disk_list &out)
 {
-    std::vector<T_BLOCK_DEVICE> devices;
+    const bool checks_health = std::exchange(t_checks_health, false);
     if (in.id != 0) {
         log_Debug("no enclosure %d", in.id);
         return ENODEV;
     }
-    if (const uint32_t result = list_disks(&devices); result != 0)
+    std::vector<T_NUMBERED> disks;
+    if (const uint32_t result = list_disks(&disks); result != 0)
         return result;
     t_storage_disk_list list;
-    for (size_t i = 0; i < devices.size(); ++i) {
-        const T_BLOCK_DEVICE &device = devices[i];
+    for (const auto &[number, device] : disks) {
+        T_SMART_READING reading;
+        if (checks_health && !platform_interrupted())
+            (void)read_health(device, &reading);
         char name[32];
-        snprintf(name, sizeof(name), "disk_%02zx", i + 1);
+        snprintf(name, sizeof(name), "disk_%02x", static_cast<unsigned>(number));
         list.disks.push_back({name, device.model + " (/dev/" + device.name + ")", "present",
-                              block_status(device.state, g_verdicts.of(device.identity))});
+                              block_status(device.state, g_health.known(device.identity))});
     }
     out = std::move(list);
     return 0;
 }
 
-/* A disk's number is its slot, 1 to N. Who goes through the disks of the
- * enclosure counts from 0 to N - 1 instead: number 0 is the last disk, so that
- * either way each is met once. */
+/* A number without a disk and a disk without SMART neither end a walk over all
+ * numbers nor say anything in it. */
 uint32_t PAL_storage_get_disk_smart_info(const t_auth & /*auth*/, const t_storage_disk_input &in,
                                          t_storage_smart_info &out)
 {
-    std::vector<T_BLOCK_DEVICE> devices;
-    if (const uint32_t result = list_disks(&devices); result != 0)
+    std::vector<T_NUMBERED> disks;
+    if (const uint32_t result = list_disks(&disks); result != 0)
         return result;
-    if (in.id < 0 || devices.empty() || static_cast<size_t>(in.id) > devices.size()) {
-        log_Debug("no disk %d", in.id);
-        return ENODEV;
-    }
-    const T_BLOCK_DEVICE &device = devices[(in.id > 0 ? static_cast<size_t>(in.id) : devices.size()) - 1];
+    const auto disk =
+        std::find_if(disks.begin(), disks.end(), [&](const T_NUMBERED &one) { return one.number == in.id; });
+    if (disk == disks.end())
+        return 0;
     T_SMART_READING reading;
-    if (const int result = smartctl_read(device.name, &reading); result != 0) {
-        log_Debug("SMART of /dev/%s cannot be read: %s", device.name.c_str(), strerror(-result));
+    if (const int result = read_health(disk->device, &reading); result != 0)
         return static_cast<uint32_t>(-result);
-    }
-    remember(device.identity, reading);
-    if (!reading.passed.has_value() || !reading.power_on_hours.has_value()) {
-        log_Debug("/dev/%s tells no %s", device.name.c_str(), reading.passed.has_value() ? "power-on hours" : "health");
-        return ENODATA;
-    }
-    out.alert = *reading.passed ? 0 : 1;
-    out.power_on_hours = *reading.power_on_hours;
+    if (reading.passed.has_value())
+        out.alert = *reading.passed ? 0 : 1;
+    if (reading.power_on_hours.has_value())
+        out.power_on_hours = *reading.power_on_hours;
     return 0;
 }

@@ -1,16 +1,51 @@
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstring>
+#include <thread>
 #include <unistd.h>
 
+#include "platform/interrupt.h"
 #include "platform/logging.h"
 #include "platform/pal.h"
 #include "platform/stock/hwmon.h"
 #include "platform/stock/ini_file.h"
+#include "platform/stock/state_changes.h"
+#include "platform/time_stamp.h"
 
 namespace {
 
 constexpr const char *kSystemFile = "/tarn/etc/config/Tarnix.conf";
+
+/* How long, and how far apart, a file that somebody may be writing is looked at: a
+ * little longer than it counts as just changed. */
+constexpr uint64_t kUnsettledMs = 2500;
+constexpr auto kUnsettledPause = std::chrono::milliseconds(50);
+
+/* 0; 1 where the file names no server; -errno where it is at fault. The name goes out
+ * to other services, so half a name and the stand-in for one that is yet to be
+ * written are worse than a late one. */
+int read_server_name(std::string *name)
+{
+    const uint64_t begin_ms = current_time_stamp_mono_r();
+    do {
+        T_INI ini;
+        std::string value;
+        int result = ini_load(kSystemFile, &ini);
+        if (result == 0)
+            result = ini.get("System", "Server Name", &value);
+        if (result == 0 && value.empty())
+            result = 1;
+        const bool in_doubt = result == 1 || result == -EAGAIN || result == -EINVAL || !ini.ends_whole;
+        if (!in_doubt || !ini_changed_just_now(kSystemFile)) {
+            if (result == 0)
+                *name = std::move(value);
+            return result;
+        }
+        std::this_thread::sleep_for(kUnsettledPause);
+    } while (current_time_stamp_mono_r() - begin_ms < kUnsettledMs && !platform_interrupted());
+    return -EAGAIN;
+}
 
 } // namespace
 
@@ -26,14 +61,15 @@ uint32_t PAL_auth_get_auth(t_auth &auth)
  * source here, and nobody asks for them. */
 uint32_t PAL_system_get_syssetting(const t_auth & /*auth*/, const t_system & /*request*/, t_system &reply)
 {
-    T_INI ini;
-    if (const int result = ini_load(kSystemFile, &ini); result != 0)
+    static TStateChanges outcomes;
+    const int result = read_server_name(&reply.server_name);
+    const bool failed = result < 0;
+    if (outcomes.is_news(kSystemFile, failed ? static_cast<uint64_t>(-result) : 0) && failed)
         log_Debug("%s cannot be used: %s", kSystemFile, strerror(-result));
-    const std::string *name = ini.find("System", "Server Name");
-    if (name != nullptr && !name->empty()) {
-        reply.server_name = *name;
+    if (failed)
+        return static_cast<uint32_t>(-result);
+    if (result == 0)
         return 0;
-    }
     char host[HOST_NAME_MAX + 1] = "";
     if (gethostname(host, sizeof(host) - 1) != 0) {
         const int error = errno;

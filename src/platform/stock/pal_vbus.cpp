@@ -41,7 +41,12 @@ uint32_t PAL_vbus_update_reverse_proxy(const t_vbus_reverse_proxy_info &request,
     const uint32_t result = post("/vbus/reverse_proxy", vbus_rules_body(request), &body);
     if (result == 0)
         return vbus_rules_answer(body, &answer.response);
-    answer.response = result == SSCI_TRANSPORT_ERROR ? ssci_strerror(__ssci_errno()) : "the hub refused";
+    if (result == SSCI_TRANSPORT_ERROR || result == SSCI_CANCELLED)
+        answer.response = ssci_strerror(__ssci_errno());
+    else if (body.empty())
+        answer.response = "the hub refused";
+    else
+        (void)vbus_rules_answer(body, &answer.response); // what it says about its refusal
     return result;
 }
 

@@ -1,17 +1,17 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <sys/stat.h>
-#include <sys/statvfs.h>
+#include <map>
+#include <mutex>
 #include <unistd.h>
+#include <utility>
 
 #include "platform/host_path.h"
 #include "platform/logging.h"
 #include "platform/pal.h"
 #include "platform/stock/md_array.h"
+#include "platform/stock/place_look.h"
 #include "platform/stock/text_file.h"
 #include "platform/stock/volumes.h"
 
@@ -19,6 +19,18 @@ namespace {
 
 constexpr const char *kVolumeFile = "/tarn/etc/volume.conf";
 constexpr size_t kMaxMountinfo = size_t{4} * 1024 * 1024;
+constexpr size_t kMaxKstat = 4096;
+
+/* Whether a failure is news: volumes are asked for every minute, and one that is
+ * gone is reported when it goes, not for as long as it is away. 0 is no failure. */
+bool is_news(const std::string &about, int result)
+{
+    static std::mutex lock;
+    static std::map<std::string, int> results; // guarded by lock
+    const std::lock_guard<std::mutex> guard(lock);
+    const int before = std::exchange(results[about], result);
+    return result != 0 && result != before;
+}
 
 int load_volumes(std::vector<T_VOLUME> *out)
 {
@@ -26,18 +38,14 @@ int load_volumes(std::vector<T_VOLUME> *out)
     const int result = ini_load(kVolumeFile, &ini);
     if (result == 0)
         *out = volumes_of(ini);
-    else
+    if (is_news(kVolumeFile, result))
         log_Debug("%s cannot be used: %s", kVolumeFile, strerror(-result));
     return result;
 }
 
-struct T_FREE {
-    void operator()(char *text) const { free(text); }
-};
-
 /* What is mounted at the volume's place; 0, -ENODEV when nothing is. A folder
  * behind a host root stands for a mounted volume, with no device under it. */
-int find_mount(const T_VOLUME &volume, T_MOUNT *out)
+int find_mount(const T_VOLUME &volume, const T_PLACE &place, T_MOUNT *out)
 {
     std::string mountinfo;
     const int result = text_file_read("/proc/self/mountinfo", kMaxMountinfo, &mountinfo);
@@ -46,13 +54,10 @@ int find_mount(const T_VOLUME &volume, T_MOUNT *out)
         return result;
     if (mount_find(mountinfo, volume.mount_point, out))
         return 0;
-    if (!at_root) {
-        struct stat status = {};
-        return stat(host_path(volume.mount_point).c_str(), &status) == 0 && S_ISDIR(status.st_mode) ? 0 : -ENODEV;
-    }
+    if (!at_root)
+        return place.error == 0 && place.is_folder ? 0 : -ENODEV;
     /* The configured place may be a link to the mount point. */
-    const std::unique_ptr<char, T_FREE> real(realpath(volume.mount_point.c_str(), nullptr));
-    return real != nullptr && mount_find(mountinfo, real.get(), out) ? 0 : -ENODEV;
+    return place.error == 0 && mount_find(mountinfo, place.real, out) ? 0 : -ENODEV;
 }
 
 /* The folder of sysfs for a mounted device; empty for a file system without one
@@ -72,27 +77,37 @@ std::string device_folder(const T_MOUNT &mount)
     return "/sys/class/block" + node.substr(std::min(node.find_last_of('/'), node.size()));
 }
 
-/* Status and space. 0; negative when a mounted volume cannot be measured. A
- * volume without its space is told. */
+/* State of the array or the pool under a volume. */
+int32_t array_status(const T_MOUNT &mount)
+{
+    std::string state;
+    if (mount.kind == "zfs" &&
+        text_file_read("/proc/spl/kstat/zfs/" + mount.source.substr(0, mount.source.find('/')) + "/state", kMaxKstat,
+                       &state) == 0)
+        return zfs_status(state);
+    const std::string folder = device_folder(mount);
+    return folder.empty() ? kVolumeReady : md_status_below(folder);
+}
+
+/* Status and space. 0; -ENODEV when nothing is mounted there; another -errno when
+ * a mounted volume cannot be measured. */
 int measure(const T_VOLUME &volume, int32_t *status, t_volume_usage *usage)
 {
+    T_PLACE place;
+    int result = place_look(volume.mount_point, &place);
     T_MOUNT mount;
-    int result = find_mount(volume, &mount);
-    if (result == -ENODEV) {
-        log_Debug("volume %d at %s is not mounted", volume.id, volume.mount_point.c_str());
-        *status = kVolumeNotMounted;
-        return 0;
-    }
-    struct statvfs space = {};
-    if (result == 0 && statvfs(host_path(volume.mount_point).c_str(), &space) != 0)
-        result = -errno;
-    if (result != 0) {
-        log_Debug("volume %d at %s cannot be measured: %s", volume.id, volume.mount_point.c_str(), strerror(-result));
+    if (result == 0)
+        result = find_mount(volume, place, &mount);
+    if (result == 0)
+        result = -place.error;
+    const std::string about = std::to_string(volume.id);
+    if (is_news(about, result) && result != -EINTR)
+        log_Debug(result == -ENODEV ? "volume %d at %s is not mounted" : "volume %d at %s cannot be measured: %s",
+                  volume.id, volume.mount_point.c_str(), strerror(-result));
+    if (result != 0)
         return result;
-    }
-    const std::string folder = device_folder(mount);
-    *status = folder.empty() ? kVolumeReady : md_status_below(folder);
-    *usage = volume_usage(volume, space);
+    *status = array_status(mount);
+    *usage = volume_usage(volume, place.space);
     return 0;
 }
 
@@ -109,7 +124,7 @@ uint32_t PAL_resmon_get_disk_usage(const t_auth & /*auth*/, const t_volume_info 
     for (const T_VOLUME &volume : volumes) {
         int32_t status = 0;
         t_volume_usage usage;
-        if (measure(volume, &status, &usage) == 0 && status >= 0)
+        if (measure(volume, &status, &usage) == 0)
             info.usage.push_back(std::move(usage));
     }
     out = std::move(info);
@@ -125,17 +140,21 @@ uint32_t PAL_storage_get_volume_info(const t_auth & /*auth*/, const t_storage_di
         return static_cast<uint32_t>(-result);
     const auto volume =
         std::find_if(volumes.begin(), volumes.end(), [&](const T_VOLUME &one) { return one.id == in.target_vol_id; });
-    if (volume == volumes.end()) {
+    const bool is_known = volume != volumes.end();
+    if (is_news("no " + std::to_string(in.target_vol_id), is_known ? 0 : -ENODEV))
         log_Debug("no volume %d in %s", in.target_vol_id, kVolumeFile);
+    if (!is_known)
         return ENODEV;
-    }
     t_storage_disk_vol_info info;
     info.target_vol_id = volume->id;
     t_volume_usage usage;
-    if (const int result = measure(*volume, &info.status, &usage); result != 0)
-        return static_cast<uint32_t>(-result);
-    if (info.status >= 0)
+    const int result = measure(*volume, &info.status, &usage);
+    if (result == 0)
         info.free_bytes = std::to_string(usage.free_bytes);
+    else if (result == -ENODEV)
+        info.status = kVolumeNotMounted;
+    else
+        return static_cast<uint32_t>(-result);
     out = std::move(info);
     return 0;
 }

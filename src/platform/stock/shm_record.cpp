@@ -16,7 +16,8 @@
 namespace {
 
 constexpr mode_t kMode = 0644;
-constexpr mode_t kLockMode = 0600; // whoever can open a file can hold a lock on it
+constexpr mode_t kLockMode = 0600;             // whoever can open a file can hold a lock on it
+constexpr const char *kShmFolder = "/dev/shm"; // where shm_open has its objects; it has no call for folders
 constexpr int kReadTries = 1000;
 constexpr int kLockTries = 1000;
 constexpr auto kLockPause = std::chrono::milliseconds(1);
@@ -78,6 +79,12 @@ bool is_ours(const struct stat &status)
     return S_ISREG(status.st_mode) && (status.st_uid == geteuid() || status.st_uid == 0);
 }
 
+/* After shm_open: the C library turns EISDIR into EINVAL, and our names are valid. */
+int error_of_open()
+{
+    return errno == EINVAL ? EISDIR : errno;
+}
+
 /* An object for writing, made where there is none. What another user or somebody
  * by mistake put in its place could be cut short or locked under our feet; it gives
  * way to one of our own. */
@@ -94,7 +101,12 @@ int open_for_writing(const char *name, mode_t mode, TFd *out)
             *out = std::move(fd);
             return 0;
         }
-        const int error = fd.is_open() ? 0 : errno;
+        const int error = fd.is_open() ? 0 : error_of_open();
+        if (error == EISDIR) { // anybody can make one; ours to remove as long as nothing is in it
+            if (rmdir((kShmFolder + std::string(name)).c_str()) != 0 && errno != ENOENT)
+                return -errno;
+            continue;
+        }
         const bool in_the_way = error == 0 || error == EACCES || error == ELOOP || error == ENXIO;
         if (!in_the_way && error != EEXIST)
             return -error;
@@ -144,7 +156,9 @@ int shm_record_get(const char *name, t_velomond_shm *record)
         *record = {};
         return 0;
     }
-    if (!fd.is_open() || fstat(fd.get(), &status) != 0)
+    if (!fd.is_open())
+        return -error_of_open();
+    if (fstat(fd.get(), &status) != 0)
         return -errno;
     if (!is_ours(status))
         return -EPERM;

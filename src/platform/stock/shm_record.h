@@ -22,8 +22,10 @@ constexpr const char *kShmLockSuffix = ".lock"; // of the object that carries th
  * and never see two records mixed; there is no record (zeros) until one was
  * published, also in a segment that is too short or not ours. Writers of all
  * threads and processes take turns; a segment that a crash left short or that
- * has another form is made ready, one that belongs to another user replaced.
- * 0 or -errno: -EPERM reading another user's segment, -EBUSY when somebody
+ * has another form is made ready, one that belongs to another user replaced, and an
+ * empty folder in its place removed.
+ * 0 or -errno: -ENOTEMPTY for a folder that is not empty, -EISDIR reading one, -EPERM
+ * reading another user's segment, -EBUSY when somebody
  * holds the writers' lock for longer than a second, -EAGAIN when a reader was
  * overtaken again and again. *record is only touched on 0. */
 int shm_record_get(const char *name, t_velomond_shm *record);

@@ -2,23 +2,18 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
-#include <condition_variable>
+#include <json-c/json.h>
 #include <limits>
-#include <mutex>
-#include <set>
 
-#include "platform/interrupt.h"
-#include "platform/stock/child_process.h"
 #include "platform/stock/json_handle.h"
 
 namespace {
 
-constexpr T_CHILD_LIMITS kLimits = {60, size_t{1024} * 1024, 500};
-constexpr int kNoDataBits = 0x03;
-constexpr int kAttributeLowBit = 0x10;
+constexpr int kCommandLineBit = 0x01;
+constexpr int kOpenBit = 0x02;
+constexpr int kCommandFailedBit = 0x04;
 constexpr int kAllBits = 0xff;
-constexpr auto kTurnSlice = std::chrono::milliseconds(100); // how soon a request to stop is seen
+constexpr int64_t kWholeLifePercent = 100;
 
 std::optional<int32_t> hours_of(json_object *value)
 {
@@ -27,87 +22,103 @@ std::optional<int32_t> hours_of(json_object *value)
     return static_cast<int32_t>(std::min<int64_t>(json_object_get_int64(value), std::numeric_limits<int32_t>::max()));
 }
 
-/* One disk, taken for the time of one child. */
-class TDiskTurn {
-public:
-    explicit TDiskTurn(const std::string &disk) : m_disk(disk)
-    {
-        std::unique_lock<std::mutex> lock(s_lock);
-        while (!platform_interrupted() && !(m_taken = s_busy.insert(disk).second))
-            s_freed.wait_for(lock, kTurnSlice);
-    }
-    ~TDiskTurn()
-    {
-        const std::lock_guard<std::mutex> lock(s_lock);
-        if (m_taken)
-            s_busy.erase(m_disk);
-        s_freed.notify_all();
-    }
-    TDiskTurn(const TDiskTurn &) = delete;
-    TDiskTurn &operator=(const TDiskTurn &) = delete;
-
-    bool is_taken() const { return m_taken; }
-
-private:
-    static inline std::mutex s_lock;
-    static inline std::condition_variable s_freed;
-    static inline std::set<std::string> s_busy; // guarded by s_lock
-    const std::string m_disk;
-    bool m_taken = false;
-};
-
-} // namespace
-
-int smart_parse(std::string_view text, T_SMART_READING *out)
+bool is_text(json_object *value, std::string_view text)
 {
-    const TJsonHandle document = json_handle_parse(text);
-    json_object *protocol = json_handle_member(json_handle_member(document.get(), "device"), "protocol");
-    if (!json_object_is_type(protocol, json_type_string))
-        return -EINVAL;
-    const std::string_view name = json_object_get_string(protocol);
+    return json_object_is_type(value, json_type_string) && json_object_get_string(value) == text;
+}
+
+/* Calls visit with each element of an array; of nothing else. */
+template <typename TVisit> void each(json_object *array, TVisit visit)
+{
+    if (!json_object_is_type(array, json_type_array))
+        return;
+    for (size_t i = 0; i < json_object_array_length(array); ++i)
+        visit(json_object_array_get_idx(array, i));
+}
+
+bool attribute_fails(json_object *document)
+{
+    bool fails = false;
+    each(json_handle_member(json_handle_member(document, "ata_smart_attributes"), "table"),
+         [&](json_object *attribute) { fails |= is_text(json_handle_member(attribute, "when_failed"), "now"); });
+    return fails;
+}
+
+/* Whether a message of the run contains one of the texts. */
+bool has_message(json_object *document, std::initializer_list<std::string_view> texts)
+{
+    bool found = false;
+    each(json_handle_member(json_handle_member(document, "smartctl"), "messages"), [&](json_object *message) {
+        json_object *text = json_handle_member(message, "string");
+        if (!json_object_is_type(text, json_type_string))
+            return;
+        const std::string_view said = json_object_get_string(text);
+        found |= std::any_of(texts.begin(), texts.end(),
+                             [&](std::string_view one) { return said.find(one) != std::string_view::npos; });
+    });
+    return found;
+}
+
+/* The tool does not know how to ask, or the disk says that it has no SMART. */
+bool has_no_smart(json_object *document)
+{
+    json_object *available = json_handle_member(json_handle_member(document, "smart_support"), "available");
+    return (json_object_is_type(available, json_type_boolean) && json_object_get_boolean(available) == 0) ||
+           has_message(document, {"Unable to detect device type", "Unknown USB bridge", "Unsupported USB bridge",
+                                  "lacks SMART capability"});
+}
+
+/* 0; -EINVAL when the document names no protocol. */
+int reading_of(json_object *document, T_SMART_READING *out)
+{
+    json_object *protocol = json_handle_member(json_handle_member(document, "device"), "protocol");
 
     /* The raw value of attribute 9 counts minutes or half minutes on some disks,
      * and packs other figures into its upper bytes on others: the tool has
      * already worked out the hours. */
     T_SMART_READING reading;
-    if (name == "ATA" || name == "SCSI")
-        reading.power_on_hours =
-            hours_of(json_handle_member(json_handle_member(document.get(), "power_on_time"), "hours"));
-    else if (name == "NVMe")
-        reading.power_on_hours = hours_of(json_handle_member(
-            json_handle_member(document.get(), "nvme_smart_health_information_log"), "power_on_hours"));
-    else
+    if (is_text(protocol, "ATA") || is_text(protocol, "SCSI")) {
+        reading.power_on_hours = hours_of(json_handle_member(json_handle_member(document, "power_on_time"), "hours"));
+        reading.worn = attribute_fails(document);
+    } else if (is_text(protocol, "NVMe")) {
+        json_object *health = json_handle_member(document, "nvme_smart_health_information_log");
+        reading.power_on_hours = hours_of(json_handle_member(health, "power_on_hours"));
+        json_object *used = json_handle_member(health, "percentage_used");
+        reading.worn = json_object_is_type(used, json_type_int) && json_object_get_int64(used) >= kWholeLifePercent;
+    } else {
         return -EINVAL;
+    }
 
-    json_object *passed = json_handle_member(json_handle_member(document.get(), "smart_status"), "passed");
+    json_object *passed = json_handle_member(json_handle_member(document, "smart_status"), "passed");
     if (json_object_is_type(passed, json_type_boolean))
         reading.passed = json_object_get_boolean(passed) != 0;
     *out = reading;
     return 0;
 }
 
-bool smart_has_data(int exit_status)
+} // namespace
+
+int smart_parse(std::string_view text, T_SMART_READING *out)
 {
-    return exit_status >= 0 && exit_status <= kAllBits && (exit_status & kNoDataBits) == 0;
+    return reading_of(json_handle_parse(text).get(), out);
 }
 
-int smartctl_read(const std::string &disk, T_SMART_READING *out)
+T_SMART_OUTCOME smart_outcome(int exit_status, std::string_view text, T_SMART_READING *out)
 {
-    const TDiskTurn turn(disk);
-    if (!turn.is_taken())
-        return -EINTR;
-    const std::string node = "/dev/" + disk;
-    std::string text;
-    const int status =
-        child_run({"/usr/sbin/smartctl", "--json", "-n", "standby", "-H", "-A", node.c_str()}, kLimits, &text);
-    if (status < 0)
-        return status;
-    if (!smart_has_data(status))
-        return -EAGAIN;
+    if (exit_status < 0 || exit_status > kAllBits)
+        return T_SMART_OUTCOME::unreadable;
+    const TJsonHandle document = json_handle_parse(text);
+    const bool misused = (exit_status & kCommandLineBit) != 0;
+    const bool closed = (exit_status & kOpenBit) != 0;
+    if (!misused && closed && (document == nullptr || has_message(document.get(), {"Device is in "})))
+        return T_SMART_OUTCOME::asleep;
+    if (has_no_smart(document.get()))
+        return T_SMART_OUTCOME::no_smart;
     T_SMART_READING reading;
-    if (const int result = smart_parse(text, &reading); result != 0)
-        return result;
-    reading.attribute_low = (status & kAttributeLowBit) != 0;
+    if (misused || closed || reading_of(document.get(), &reading) != 0)
+        return T_SMART_OUTCOME::unreadable;
+    if (!reading.passed.has_value() && !reading.power_on_hours.has_value() && !reading.worn)
+        return (exit_status & kCommandFailedBit) != 0 ? T_SMART_OUTCOME::unreadable : T_SMART_OUTCOME::no_smart;
     *out = reading;
-    return 0;
+    return T_SMART_OUTCOME::read;
 }

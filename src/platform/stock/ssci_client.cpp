@@ -3,9 +3,11 @@
 #include <mutex>
 #include <new>
 
+#include "platform/logging.h"
 #include "platform/ssci.h"
 #include "platform/stock/http_client.h"
 #include "platform/stock/hub.h"
+#include "platform/stock/state_changes.h"
 #include "platform/time_stamp.h"
 
 namespace {
@@ -50,13 +52,13 @@ long long make_call(const T_HTTP_CALL &call, std::string *answer)
     long status = 0;
     std::string body;
     t_errno = http_call(call, &status, &body);
+    if (t_errno == kHttpGivenUp)
+        return SSCI_CANCELLED;
     if (t_errno != 0)
         return SSCI_TRANSPORT_ERROR;
-    if (status < 200 || status >= 300)
-        return SSCI_BAD_STATUS;
     if (answer != nullptr)
         *answer = std::move(body);
-    return SSCI_OK;
+    return status >= 200 && status < 300 ? SSCI_OK : SSCI_BAD_STATUS;
 }
 
 long long request(const char *method, const char *host, int port, const char *path, const ssci_params &params,
@@ -79,26 +81,38 @@ T_HTTP_PEER name_server()
     return g_name_server;
 }
 
-/* The answer of the name server. A name that it does not know, or has elsewhere
- * than on this machine, and a name server that does not answer are all one. */
+/* 0 with the address on which the name server has the service. A name that it does
+ * not know and a name server that does not answer are all one. So is an answer that
+ * is no address on this machine, but for a line in the log: somebody meant to move
+ * the service, and it will not be followed there. */
 int ask_name_server(const char *service, uint64_t timeout_ms, T_HTTP_PEER *peer)
 {
+    static TStateChanges refusals;
     const T_HTTP_PEER server = name_server();
     if (server.port == 0)
         return -1;
     std::string answer;
     const T_HTTP_CALL lookup = {"GET", server, "/nameserver/services/" + http_encode(service), nullptr, timeout_ms};
-    return make_call(lookup, &answer) == SSCI_OK ? hub_address_parse(answer, peer) : -1;
+    if (make_call(lookup, &answer) != SSCI_OK)
+        return -1;
+    const bool refused = hub_address_parse(answer, peer) != 0;
+    if (refusals.is_news(service, refused ? 1 : 0) && refused)
+        log_Debug("name server: the answer for %s is no address on this machine and is ignored: %.200s", service,
+                  answer.c_str());
+    return refused ? -1 : 0;
 }
 
-int find_service(const char *service, uint64_t timeout_ms, T_HTTP_PEER *peer)
+/* 0; SSCI_UNKNOWN_SERVICE or SSCI_CANCELLED. */
+long long find_service(const char *service, uint64_t timeout_ms, T_HTTP_PEER *peer)
 {
     if (ask_name_server(service, timeout_ms, peer) == 0)
         return 0;
+    if (t_errno == kHttpGivenUp)
+        return SSCI_CANCELLED;
     const auto *const known = std::find_if(std::begin(kWellKnown), std::end(kWellKnown),
                                            [service](const auto &one) { return one.name == service; });
     if (known == std::end(kWellKnown))
-        return -1;
+        return SSCI_UNKNOWN_SERVICE;
     *peer = {"localhost", known->port};
     return 0;
 }
@@ -148,10 +162,12 @@ long long ssci_GET_request(const char *service, const char *path, const ssci_par
         const uint64_t begin_ms = current_time_stamp_mono_r();
         const uint64_t allowed_ms = milliseconds(timeout_s);
         T_HTTP_PEER peer;
-        const int found = find_service(service, std::min(kLookupMs, allowed_ms / 2), &peer);
+        const long long found = find_service(service, std::min(kLookupMs, allowed_ms / 2), &peer);
+        if (found == SSCI_CANCELLED)
+            return found;
         t_errno = 0; // a failed lookup is not the call's failure
         if (found != 0)
-            return SSCI_UNKNOWN_SERVICE;
+            return found;
         const uint64_t spent_ms = current_time_stamp_mono_r() - begin_ms;
         const uint64_t left_ms = allowed_ms > spent_ms ? allowed_ms - spent_ms : 1;
         return make_call({"GET", peer, target_of(path, params), nullptr, left_ms}, answer);

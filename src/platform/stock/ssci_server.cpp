@@ -14,6 +14,11 @@ namespace {
 
 constexpr int kMaxWorkers = 64;
 
+/* Paths of routes whose handlers may wait for something slow: a dump waits for the
+ * sampling round to end. Known here and not by the resource, whose shape is the
+ * appliance's. */
+constexpr std::string_view kMayWait[] = {"/sysmonService/statistics_dump"};
+
 /* All routes of the process, each with the resource that it belongs to. Made by
  * the first resource, so it outlives them all. */
 struct T_REGISTRY {
@@ -92,7 +97,8 @@ bool is_port(int port)
 common_http_resource::common_http_resource(const char *path, ssci_handler get, ssci_handler put, ssci_handler post,
                                            ssci_handler del)
 {
-    enter(this, {path, {get, put, post, del}});
+    const bool may_wait = std::find(std::begin(kMayWait), std::end(kMayWait), path) != std::end(kMayWait);
+    enter(this, {path, {get, put, post, del}, may_wait});
 }
 
 common_http_resource::~common_http_resource()
@@ -104,7 +110,8 @@ common_service_resource::common_service_resource(const char *name, bool (*health
                                                  size_t size)
 {
     enter(this, {std::string("/") + name + "/health",
-                 {[health, size](const httpserver::http_request &) { return answer_health(health, size); }}});
+                 {[health, size](const httpserver::http_request &) { return answer_health(health, size); }},
+                 false});
 }
 
 common_service_resource::~common_service_resource()

@@ -87,7 +87,7 @@ t_volume_usage volume_usage(const T_VOLUME &volume, const struct statvfs &space)
     t_volume_usage usage;
     usage.volume_id = volume.id;
     usage.size_bytes = bytes_of(space.f_blocks, space.f_frsize);
-    usage.free_bytes = bytes_of(available, space.f_frsize);
+    usage.free_bytes = bytes_of(free, space.f_frsize);
     usage.used_bytes = bytes_of(space.f_blocks - free, space.f_frsize);
     usage.reserved_bytes = bytes_of(free - available, space.f_frsize);
     usage.texts = {volume.name, volume.mount_point};
@@ -110,8 +110,8 @@ bool mount_find(std::string_view mountinfo, std::string_view mount_point, T_MOUN
         /* Options and a changing number of tags end with a single "-". */
         while (!line.empty() && next_field(&line) != "-") {
         }
-        (void)next_field(&line); // kind
-        *out = {std::string(device), unescaped(next_field(&line))};
+        const std::string_view kind = next_field(&line);
+        *out = {std::string(device), std::string(kind), unescaped(next_field(&line))};
         found = true;
     }
     return found;

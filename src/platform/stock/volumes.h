@@ -18,12 +18,14 @@ struct T_VOLUME {
 /* The volumes of that file: the sections that name a mount point, by number. */
 std::vector<T_VOLUME> volumes_of(const T_INI &ini);
 
-/* Space of a volume out of what its file system tells. */
+/* Space of a volume out of the figures of its file system. Free is what root can
+ * still use, as the recorder does: what is reserved for root is part of it. */
 t_volume_usage volume_usage(const T_VOLUME &volume, const struct statvfs &space);
 
 /* What is mounted at a place. */
 struct T_MOUNT {
     std::string device; // "major:minor"
+    std::string kind;   // of the file system
     std::string source; // "/dev/md0", or whatever the file system calls it
 };
 

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+/* Numbers of the places where disks are plugged in, from 1. They are given in the
+ * order in which the ports are first listed and kept for good: a disk that is
+ * pulled renames no other, and its port gives its number to the next one in it.
+ * Any thread may call. */
+class TDiskNumbers {
+public:
+    /* The number of each port, new ones behind all others. */
+    std::vector<int> of(const std::vector<std::string> &ports);
+
+private:
+    std::mutex m_lock;
+    std::map<std::string, int> m_numbers; // guarded by m_lock
+};

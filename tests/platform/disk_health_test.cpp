@@ -1,0 +1,171 @@
+#include "platform/stock/disk_health.h"
+
+#include <cerrno>
+#include <gtest/gtest.h>
+#include <thread>
+
+#include "platform/interrupt.h"
+#include "platform/time_stamp.h"
+
+namespace {
+
+using enum T_SMART_OUTCOME;
+
+T_SMART_MOMENT moment(uint64_t mono_s, time_t wall_s)
+{
+    return {mono_s * 1000, wall_s, get_local_time(wall_s)};
+}
+
+constexpr time_t kHourS = 3600;
+constexpr time_t kNoon = 1'780'000'000 / kHourS * kHourS; // the beginning of an hour, in whole zones
+
+TEST(SmartDue, OncePerHourOfTheCalendarAndNeverWithinAMinute)
+{
+    const struct {
+        const char *name;
+        uint64_t mono_s;
+        time_t wall_s;
+        int due_in_s; // -1: not
+    } cases[] = {{"the next check", 1060, kNoon + 70, -1},
+                 {"the last check of the hour", 1000 + 3589, kNoon + 3599, -1},
+                 {"the next hour, a little less than one hour on", 1000 + 3595, kNoon + 3605, 0},
+                 {"the next hour, seconds after", 1000 + 59, kNoon + 3605, 1},
+                 {"the next hour, a minute after", 1000 + 60, kNoon + 3605, 0},
+                 {"the same hour of another day", 1000 + 60, kNoon + 24 * kHourS + 10, 0},
+                 {"the clock was set back", 1000 + 60, kNoon + 5, 0},
+                 {"the clock was set back by the time that passed", 1000 + 3600, kNoon + 10, 0}};
+    for (const auto &one : cases)
+        EXPECT_EQ(smart_due_in(moment(1000, kNoon + 10), moment(one.mono_s, one.wall_s)),
+                  one.due_in_s < 0 ? std::nullopt : std::optional<uint64_t>(static_cast<uint64_t>(one.due_in_s) * 1000))
+            << one.name;
+}
+
+class DiskHealth : public testing::Test {
+protected:
+    /* The disk's answer to the next question, and the result of asking for it. */
+    int ask(T_SMART_OUTCOME outcome, T_SMART_READING reading = {}, bool suspended = false)
+    {
+        m_outcome = outcome;
+        m_reading = reading;
+        m_got = {};
+        return m_health.read({"sda", "serial", suspended}, &m_got);
+    }
+    void an_hour_later() { m_s += 3600; }
+
+    uint64_t m_s = 1000;
+    uint64_t m_s_per_look = 0; // the time that passes from one look at the clock to the next
+    T_SMART_OUTCOME m_outcome = read;
+    T_SMART_READING m_reading, m_got;
+    int m_error = 0;
+    std::vector<bool> m_woken; // of each question
+    TDiskHealth m_health{[this](const std::string & /*disk*/, bool may_wake, T_SMART_READING *out, int *error) {
+                             m_woken.push_back(may_wake);
+                             *out = m_reading;
+                             *error = m_error;
+                             return m_outcome;
+                         },
+                         [this] {
+                             m_s += m_s_per_look;
+                             return moment(m_s, kNoon + static_cast<time_t>(m_s));
+                         }};
+};
+
+TEST_F(DiskHealth, IsAskedOncePerHourAndKeptPerDisk)
+{
+    EXPECT_FALSE(m_health.known("serial").passed.has_value());
+    EXPECT_EQ(ask(read, {true, 5, false}), 0);
+    EXPECT_EQ(ask(read, {false, 6, false}), 0); // not heard
+    EXPECT_EQ(m_got.power_on_hours, 5);
+    an_hour_later();
+    EXPECT_EQ(ask(read, {std::nullopt, 6, true}), 0);
+    EXPECT_EQ(m_got.power_on_hours, 6);
+    EXPECT_EQ(m_got.passed, true); // what it did not give stands
+    EXPECT_TRUE(m_got.worn);
+    EXPECT_EQ(m_woken.size(), 2U);
+    EXPECT_EQ(m_health.known("serial").power_on_hours, 6);
+    EXPECT_FALSE(m_health.known("another in its place").power_on_hours.has_value());
+}
+
+TEST_F(DiskHealth, WaitsForTheMinuteToPassWhereAnHourBeginsInIt)
+{
+    m_s = 3590;
+    EXPECT_EQ(ask(read, {true, 5, false}), 0);
+    m_s = 3645;
+    m_s_per_look = 2;
+    EXPECT_EQ(ask(read, {false, 5, false}), 0);
+    EXPECT_EQ(m_got.passed, false);
+    EXPECT_EQ(m_s, 3651U);
+}
+
+TEST_F(DiskHealth, OfASleeperIsWhatWasReadBefore)
+{
+    EXPECT_EQ(ask(asleep, {}, true), -EAGAIN); // woken all the same, in vain
+    an_hour_later();
+    EXPECT_EQ(ask(asleep), -EAGAIN);
+    an_hour_later();
+    EXPECT_EQ(ask(read, {false, 5, false}), 0);
+    an_hour_later();
+    EXPECT_EQ(ask(asleep), 0);
+    EXPECT_EQ(m_got.passed, false);
+    an_hour_later();
+    EXPECT_EQ(ask(read, {true, 6, false}, true), 0); // opening it would wake it
+    EXPECT_EQ(m_got.power_on_hours, 5);
+    EXPECT_EQ(m_woken, (std::vector<bool>{true, false, false, false}));
+}
+
+TEST_F(DiskHealth, FailsForTheHourWhenItCannotBeReadAndNeverWithoutSmart)
+{
+    m_error = -ENOENT;
+    EXPECT_EQ(ask(no_answer), -ENOENT);
+    m_error = -EINTR;
+    an_hour_later();
+    EXPECT_EQ(ask(no_answer), -EINTR); // the asker had to stop, the disk was not asked
+    m_error = 0;
+    EXPECT_EQ(ask(no_smart), 0);
+    EXPECT_FALSE(m_got.passed.has_value());
+    EXPECT_EQ(m_woken, (std::vector<bool>{true, true, true}));
+    an_hour_later();
+    EXPECT_EQ(ask(read, {true, 5, false}), 0);
+    for (const T_SMART_OUTCOME outcome : {unreadable, no_smart}) {
+        an_hour_later();
+        EXPECT_EQ(ask(outcome), -EIO); // it has some
+        EXPECT_EQ(ask(read), -EIO);
+    }
+    EXPECT_EQ(m_health.known("serial").power_on_hours, 5);
+}
+
+TEST(DiskHealthThreads, OneAsksTheOthersWaitForItAndWhatIsKnownWaitsForNobody)
+{
+    std::atomic<bool> asked = false, go_on = false;
+    std::atomic<int> questions = 0;
+    TDiskHealth health(
+        [&](const std::string & /*disk*/, bool /*may_wake*/, T_SMART_READING *out, int * /*error*/) {
+            ++questions;
+            asked = true;
+            asked.notify_all();
+            go_on.wait(false);
+            out->power_on_hours = 5;
+            return read;
+        },
+        [] { return moment(1000, kNoon); });
+    const auto ask = [&health](int expected) {
+        T_SMART_READING got;
+        EXPECT_EQ(health.read({"sda", "serial"}, &got), expected);
+        EXPECT_EQ(got.power_on_hours.has_value(), expected == 0);
+    };
+    std::thread first(ask, 0);
+    asked.wait(false);
+    std::thread second(ask, 0);
+    EXPECT_FALSE(health.known("serial").power_on_hours.has_value());
+    const std::atomic<bool> stop = true;
+    platform_interrupt_on(&stop);
+    ask(-EINTR);
+    platform_interrupt_on(nullptr);
+    go_on = true;
+    go_on.notify_all();
+    first.join();
+    second.join();
+    EXPECT_EQ(questions, 1);
+}
+
+} // namespace

@@ -1,0 +1,164 @@
+#include "platform/log_stream.h"
+
+#include <atomic>
+#include <barrier>
+#include <csignal>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "platform/diag.h"
+#include "platform/fd.h"
+#include "platform/logging.h"
+
+namespace {
+
+bool write_to_stderr(std::string_view text)
+{
+    return log_stream_write(STDERR_FILENO, text.data(), text.size());
+}
+
+/* Standard error is a pipe of the smallest size, which only the test reads. */
+class LogStream : public testing::Test {
+protected:
+    LogStream()
+    {
+        int ends[2] = {};
+        EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        m_read_end = TFd(ends[0]);
+        m_before = TFd(dup(STDERR_FILENO));
+        EXPECT_GE(fcntl(ends[1], F_SETPIPE_SZ, 4096), 4096);
+        dup2(ends[1], STDERR_FILENO);
+        close(ends[1]);
+        fcntl(ends[0], F_SETFL, O_NONBLOCK);
+    }
+    ~LogStream() override
+    {
+        (void)read_all();
+        (void)write_to_stderr("\n"); // takes a count along that would be the next test's
+        dup2(m_before.get(), STDERR_FILENO);
+    }
+
+    std::string read_all()
+    {
+        char text[65536];
+        const ssize_t length = read(m_read_end.get(), text, sizeof(text));
+        return {text, static_cast<size_t>(std::max<ssize_t>(length, 0))};
+    }
+    static void fill()
+    {
+        for (int i = 0; i < 100 && write_to_stderr(std::string(4096, 'f')); ++i) {
+        }
+    }
+
+    TFd m_read_end, m_before;
+};
+
+TEST_F(LogStream, DropsWhatWouldWaitAndReportsTheCountBeforeTheNextText)
+{
+    EXPECT_TRUE(write_to_stderr("read\n"));
+    EXPECT_EQ(read_all(), "read\n");
+    fill(); // one that is dropped too
+    log_Debug("a %d", 1);
+    EXPECT_FALSE(write_to_stderr("b\n"));
+    EXPECT_EQ(read_all().find_first_not_of('f'), std::string::npos);
+    log_Debug("c %d", 2);
+    EXPECT_EQ(read_all(), "log lines dropped: 3\nc 2\n");
+    EXPECT_TRUE(write_to_stderr(std::string(5000, 'x')));
+    EXPECT_EQ(read_all(), std::string(4096, 'x'));
+}
+
+TEST_F(LogStream, ManyWritersAndAHandlerNeverWaitAndNeverMixLines)
+{
+    constexpr int kThreads = 4;
+    constexpr uint64_t kLines = 500;
+    static std::atomic<uint64_t> by_handler; // lines
+    by_handler = 0;
+    struct sigaction action = {}, before = {};
+    action.sa_handler = [](int) {
+        (void)write_to_stderr("handler\n");
+        ++by_handler;
+    };
+    ASSERT_EQ(sigaction(SIGUSR1, &action, &before), 0);
+    const std::string line = std::string(3000, 'w') + "\n"; // the pipe holds one
+    std::barrier round(kThreads + 1);
+    std::atomic<uint64_t> written = 0;
+    std::vector<std::thread> threads;
+    threads.reserve(kThreads);
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&] {
+            for (uint64_t n = 0; n < kLines; ++n) {
+                round.arrive_and_wait();
+                (void)write_to_stderr(line);
+                (void)raise(SIGUSR1);
+                ++written;
+            }
+        });
+    }
+    std::string got;
+    bool is_late = false;
+    for (uint64_t n = 1; n <= kLines; ++n) {
+        round.arrive_and_wait();
+        const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (written < n * kThreads && !is_late) { // nobody reads meanwhile
+            std::this_thread::yield();
+            is_late = std::chrono::steady_clock::now() > until;
+        }
+        while (written < n * kThreads)
+            got += read_all();
+        got += read_all();
+    }
+    EXPECT_FALSE(is_late) << "a writer waited";
+    for (std::thread &one : threads)
+        one.join();
+    got += read_all();
+    EXPECT_TRUE(write_to_stderr("end\n"));
+    got += read_all();
+    ASSERT_EQ(sigaction(SIGUSR1, &before, nullptr), 0);
+
+    uint64_t seen = 0;
+    for (std::string_view rest = got; !rest.empty();) {
+        const std::string_view one = rest.substr(0, rest.find('\n') + 1);
+        rest.remove_prefix(one.size());
+        constexpr std::string_view kCount = "log lines dropped: ";
+        if (one.starts_with(kCount))
+            seen += std::stoull(std::string(one.substr(kCount.size())));
+        else
+            ++seen;
+        ASSERT_TRUE(one == line || one == "handler\n" || one == "end\n" || one.starts_with(kCount)) << one;
+    }
+    EXPECT_EQ(seen, kThreads * kLines + by_handler + 1);
+}
+
+TEST_F(LogStream, ACrashEndsTheProcessAlsoWhenNobodyReads)
+{
+    for (const bool is_full : {true, false}) {
+        (void)read_all();
+        if (is_full)
+            fill();
+        const pid_t child = fork();
+        if (child == 0) {
+            (void)diag_com_install_siganl_handler(SIGABRT, "VeloMond", 0);
+            (void)raise(SIGABRT);
+            _exit(1);
+        }
+        int status = 0;
+        pid_t ended = 0;
+        for (int i = 0; i < 1000 && ended == 0; ++i, usleep(10000))
+            ended = waitpid(child, &status, WNOHANG);
+        if (ended == 0) {
+            kill(child, SIGKILL);
+            waitpid(child, nullptr, 0);
+        }
+        EXPECT_EQ(ended, child) << "waits for a reader";
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT);
+    }
+    EXPECT_NE(read_all().find("\nVeloMond: crash signal 06 in thread "), std::string::npos);
+}
+
+} // namespace

@@ -1,0 +1,51 @@
+#include "platform/stock/place_look.h"
+
+#include <atomic>
+#include <cerrno>
+#include <gtest/gtest.h>
+#include <stdexcept>
+#include <thread>
+
+#include "platform/interrupt.h"
+
+namespace {
+
+TEST(PlaceLook, LeavesOneStuckCallBehindAndNeverWaitsForItAgain)
+{
+    std::atomic<bool> go_on = false;
+    std::atomic<int> looks = 0;
+    const auto stuck = [&](T_PLACE *place) {
+        ++looks;
+        go_on.wait(false);
+        place->is_folder = true;
+    };
+    T_PLACE place;
+    const std::atomic<bool> stop = true;
+    platform_interrupt_on(&stop);
+    EXPECT_EQ(place_look_by("/a", 3'600'000, stuck, &place), -EINTR);
+    platform_interrupt_on(nullptr);
+    EXPECT_EQ(place_look_by("/b", 20, stuck, &place), -ETIMEDOUT);
+    EXPECT_EQ(place_look_by("/b", 3'600'000, stuck, &place),
+              -ETIMEDOUT); // at once: the limit counts from its beginning
+    EXPECT_EQ(looks, 2);
+    EXPECT_FALSE(place.is_folder);
+    EXPECT_EQ(place_look_by(
+                  "/c", 3'600'000, [](T_PLACE *seen) { seen->error = ENOENT; }, &place),
+              0);
+    EXPECT_EQ(place.error, ENOENT);
+    EXPECT_EQ(place_look_by(
+                  "/c", 3'600'000, [](T_PLACE *) { throw std::bad_alloc(); }, &place),
+              0);
+    EXPECT_EQ(place.error, ENOMEM);
+
+    go_on = true;
+    go_on.notify_all();
+    int result = 0;
+    while ((result = place_look_by("/b", 3'600'000, stuck, &place)) == -ETIMEDOUT)
+        std::this_thread::yield();
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(place_look_by("/a", 3'600'000, stuck, &place), 0); // the one that was begun, or a new one
+    EXPECT_TRUE(place.is_folder);
+}
+
+} // namespace

@@ -1,0 +1,127 @@
+#include "smart_helper/smart_helper.h"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <gtest/gtest.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+
+#include "platform/interrupt.h"
+#include "platform/raw_socket.h"
+#include "platform/stock/smart_reader.h"
+#include "platform/stock/smart_socket.h"
+#include "platform/stock_root.h"
+
+namespace {
+
+constexpr T_CHILD_LIMITS kLimits = {5, 10000, 200};
+
+/* The socket and, for each connection, a process: what systemd does. */
+class THelper {
+public:
+    THelper()
+    {
+        g_stock_root.remove("/run/velomond");
+        g_stock_root.folder("/run/velomond");
+        const TFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        g_stock_root.real("/run/velomond/smart.socket").copy(address.sun_path, sizeof(address.sun_path) - 1);
+        EXPECT_EQ(bind(fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)), 0);
+        EXPECT_EQ(listen(fd.get(), 16), 0);
+        m_pid = fork();
+        if (m_pid == 0)
+            serve(fd.get());
+    }
+    ~THelper()
+    {
+        kill(m_pid, SIGKILL);
+        waitpid(m_pid, nullptr, 0);
+    }
+    THelper(const THelper &) = delete;
+    THelper &operator=(const THelper &) = delete;
+
+private:
+    [[noreturn]] static void serve(int fd)
+    {
+        signal(SIGCHLD, SIG_IGN);
+        for (;;) {
+            const int client = accept(fd, nullptr, nullptr);
+            if (fork() == 0) {
+                dup2(client, STDIN_FILENO);
+                dup2(client, STDOUT_FILENO);
+                close(client);
+                close(fd);
+                _exit(smart_helper_serve());
+            }
+            close(client);
+        }
+    }
+
+    pid_t m_pid;
+};
+
+int ask(const std::string &device, std::string *document, int timeout_s = kLimits.timeout_s)
+{
+    T_CHILD_LIMITS limits = kLimits;
+    limits.timeout_s = timeout_s;
+    return smart_socket_ask(device, false, limits, document);
+}
+
+TEST(SmartHelper, TakesOneNameOfADeviceNode)
+{
+    for (const std::string name : {"sda", "nvme0", "nvme10n1", "mmcblk0", "wake", "a234567890123456789012345678901"}) {
+        EXPECT_EQ(smart_request_parse(name + "\n").device, name);
+        EXPECT_FALSE(smart_request_parse(name + "\n").may_wake);
+        EXPECT_EQ(smart_request_parse("wake " + name + "\n").device, name);
+        EXPECT_TRUE(smart_request_parse("wake " + name + "\n").may_wake);
+    }
+    for (const char *text :
+         {"", "\n", "sda", "sda\n\n", "sda sdb\n", "wake \n", "wake wake sda\n", "-d\n", "../sda\n", "/dev/sda\n",
+          "sda;ls\n", ".\n", "0\n", "SDA\n", "sd\xc3\xa4\n", "a2345678901234567890123456789012\n"})
+        EXPECT_EQ(smart_request_parse(text).device, "") << text;
+    EXPECT_EQ(smart_request_parse(std::string("sda\0\n", 5)).device, "");
+}
+
+TEST(SmartHelper, ReadsTheDevicesThatTheKernelKnowsOneAtATime)
+{
+    std::string document = "before";
+    g_stock_root.remove("/sys");
+    g_stock_root.write("/sys/class/block/sda/dev", "8:0\n");
+    g_stock_root.write("/sys/class/block/sdb/dev", "8:16\n");
+    g_stock_root.write("/sys/class/nvme/nvme0/dev", "240:0\n");
+    g_stock_root.tool("/usr/sbin/smartctl", "while [ -e $VELOMOND_ROOT/hangs ]; do sleep 0.05; done\n"
+                                            "case $6 in */sdb) exec head -c 20000 /dev/zero;; esac\n"
+                                            "cat; echo $*; exit 4\n");
+    EXPECT_EQ(ask("sda", &document), -ENOENT); // no helper
+    {
+        const THelper helper;
+        EXPECT_EQ(ask("sdz", &document), -EAGAIN);
+        EXPECT_EQ(ask("sda x", &document), -EAGAIN);
+        EXPECT_EQ(ask("sdb", &document), -EFBIG);
+        EXPECT_EQ(document, "before");
+        EXPECT_EQ(ask("sda", &document), 4);
+        EXPECT_EQ(document, "--json -n standby -H -iA /dev/sda\n");
+        EXPECT_EQ(smart_socket_ask("nvme0", true, kLimits, &document), 4);
+        EXPECT_EQ(document, "--json -n never -H -iA /dev/nvme0\n");
+
+        EXPECT_EQ(smart_document("sdz", false, &document), -EAGAIN); // no child of our own beside a helper
+
+        g_stock_root.write("/hangs", "");
+        const TAtMost limit(4000);
+        EXPECT_EQ(ask("sda", &document, 1), -ETIMEDOUT);
+        EXPECT_EQ(ask("sda", &document), -EAGAIN); // the one before is still at it
+        const std::atomic<bool> stop = true;
+        platform_interrupt_on(&stop);
+        EXPECT_EQ(ask("nvme0", &document), -EINTR);
+        platform_interrupt_on(nullptr);
+        g_stock_root.remove("/hangs");
+    }
+    EXPECT_EQ(ask("sda", &document), -ENOENT); // its socket was left behind
+    EXPECT_EQ(smart_document("sdz", true, &document), 4);
+    EXPECT_EQ(document, "--json -n never -H -iA /dev/sdz\n");
+    g_stock_root.remove("/run/velomond");
+}
+
+} // namespace

@@ -1,0 +1,41 @@
+#include "platform/time_stamp.h"
+
+#include <cstdlib>
+#include <gtest/gtest.h>
+
+namespace {
+
+TEST(TimeStamp, LocalTimeIsThatOfTheZoneOfTheMoment)
+{
+    const auto text = [](time_t seconds) {
+        const struct tm date = get_local_time(seconds);
+        char buffer[32];
+        return std::string(buffer, strftime(buffer, sizeof(buffer), "%a %F %T", &date));
+    };
+    setenv("TZ", "TST-05:45", 1);
+    EXPECT_EQ(text(1'700'000'000), "Wed 2023-11-15 03:58:20");
+    setenv("TZ", "UTC", 1);
+    EXPECT_EQ(text(1'700'000'000), "Tue 2023-11-14 22:13:20");
+}
+
+TEST(TimeStamp, ClocksAreInMillisecondsAndAMonotonicMomentHasItsDate)
+{
+    const auto before = static_cast<uint64_t>(time(nullptr));
+    const uint64_t wall_ms = current_time_stamp(), mono_ms = current_time_stamp_mono_r();
+    EXPECT_GE(wall_ms / 1000, before);
+    EXPECT_LE(wall_ms / 1000, before + 60);
+    struct timespec mono = {};
+    clock_gettime(CLOCK_MONOTONIC, &mono);
+    const uint64_t mono_now_ms =
+        static_cast<uint64_t>(mono.tv_sec) * 1000 + static_cast<uint64_t>(mono.tv_nsec) / 1000000;
+    EXPECT_LE(mono_ms, mono_now_ms);
+    EXPECT_GE(mono_ms + 60000, mono_now_ms);
+    EXPECT_GE(current_time_stamp_mono(), mono_ms);
+    for (const int64_t hours : {-30, 0, 30}) { // the clock may strike in between
+        struct tm date = {};
+        EXPECT_EQ(get_date_and_time(&date, mono_ms + static_cast<uint64_t>(hours * 3'600'000)), 0);
+        EXPECT_LE(std::abs(timegm(&date) - static_cast<int64_t>(wall_ms / 1000) - 3600 * hours), 2);
+    }
+}
+
+} // namespace

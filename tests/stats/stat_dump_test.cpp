@@ -1,0 +1,42 @@
+#include "stats/stat_dump.h"
+
+#include <csignal>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include "fake_platform/fake_platform.h"
+
+namespace {
+
+using CsvWrite = fake::TPlatformTest;
+
+TEST_F(CsvWrite, KeepsTheLastGoodFileWhereTheNewOneCannotBeWritten)
+{
+    write_file("/dump/keep", "");
+    csv_write("/dump", "a.csv", "good\n");
+    signal(SIGXFSZ, SIG_IGN);
+    struct rlimit before = {};
+    getrlimit(RLIMIT_FSIZE, &before);
+    const struct rlimit full = {4096, before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &full);
+    EXPECT_EQ(fake::stderr_of([] { csv_write("/dump", "a.csv", std::string(5000, 'x')); }),
+              "cannot write /dump/a.csv: File too large\n");
+    setrlimit(RLIMIT_FSIZE, &before);
+    EXPECT_EQ(read_file("/dump/a.csv"), "good\n");
+    EXPECT_FALSE(exists("/dump/a.csv.new"));
+
+    ASSERT_EQ(mkdir((root() + "/dump/b.csv").c_str(), 0755), 0); // in the way
+    EXPECT_EQ(fake::stderr_of([] { csv_write("/dump", "b.csv", "x"); }), "cannot write /dump/b.csv: Is a directory\n");
+    EXPECT_EQ(fake::stderr_of([] { csv_write("/missing", "c.csv", "x"); }), "");
+
+    const mode_t mask = umask(0); // as a daemon's
+    csv_write("/dump", "a.csv", "newer\n");
+    umask(mask);
+    struct stat status = {};
+    ASSERT_EQ(stat((root() + "/dump/a.csv").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0644U);
+    EXPECT_EQ(read_file("/dump/a.csv"), "newer\n");
+}
+
+} // namespace

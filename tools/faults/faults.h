@@ -1,0 +1,49 @@
+/* What the preloads of this folder are told, and tell: a file that FAULTS names, shared by a mapping, so that a test
+ * can arm and disarm them while the process runs. All words are 64 bits wide, in the machine's own order. */
+#pragma once
+
+#include <fcntl.h>
+#include <stdatomic.h>
+#include <stddef.h>
+#include <stdint.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+typedef struct {
+    _Atomic uint64_t fail_at;      /* the allocation that fails, counted by `allocations`; 0 for no one */
+    _Atomic uint64_t allocations;  /* seen while armed, in the threads that count */
+    _Atomic uint64_t failed;       /* of these */
+    _Atomic uint64_t call_rate;    /* of 65536 system calls so many fail; 0 for none */
+    _Atomic uint64_t calls;        /* seen while armed */
+    _Atomic uint64_t calls_failed; /* of these */
+    char thread[16];               /* only allocations of threads count whose names begin so */
+} T_FAULTS;
+
+static T_FAULTS g_disarmed;
+static T_FAULTS *g_faults = &g_disarmed;
+
+static inline void follow_faults(void)
+{
+    const char *file = getenv("FAULTS");
+    const int fd = file != NULL ? (int)syscall(SYS_openat, AT_FDCWD, file, O_RDWR | O_CLOEXEC) : -1;
+    if (fd < 0)
+        return;
+    void *map = mmap(NULL, sizeof(T_FAULTS), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    (void)syscall(SYS_close, fd);
+    if (map != MAP_FAILED)
+        g_faults = map;
+    (void)unsetenv("LD_PRELOAD"); /* the daemon's tools live without faults */
+}
+
+static inline int is_counted_thread(void)
+{
+    char name[16] = "";
+    if (g_faults->thread[0] == '\0')
+        return 1;
+    (void)prctl(PR_GET_NAME, name);
+    return strncmp(name, g_faults->thread, strlen(g_faults->thread)) == 0;
+}
