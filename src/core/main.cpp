@@ -47,7 +47,7 @@ void proc_int(int /*signal*/)
 
 void proc_test(int /*signal*/)
 {
-    ;
+    put("main:proc_test(126)\n");
     ++g_prints_wanted;
 }
 
