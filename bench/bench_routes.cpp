@@ -13,7 +13,7 @@
 #include <unistd.h>
 
 #include "bare_server.h"
-#include "platform/fd.h"
+#include "base/fd.h"
 
 namespace {
 

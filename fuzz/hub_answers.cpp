@@ -3,10 +3,10 @@
 #include <string>
 
 #include "large.h"
-#include "platform/stock/http_rules.h"
-#include "platform/stock/hub.h"
-#include "platform/stock/pal_vbus_body.h"
-#include "platform/stock/volumes.h"
+#include "platform/stock/http/http_rules.h"
+#include "platform/stock/hub/hub.h"
+#include "platform/stock/hub/pal_vbus_body.h"
+#include "platform/stock/storage/volumes.h"
 
 /* What the hub answers, and other texts that the stock platform takes apart. */
 void fuzz_one(std::string_view text)

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string>
 
-#include "platform/stock/ini_file.h"
-#include "platform/stock/volumes.h"
+#include "platform/stock/config/ini_file.h"
+#include "platform/stock/storage/volumes.h"
 
 namespace {
 

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "base/folder.h"
+#include "base/text.h"
 #include "stats/memory_record.h"
 #include "stats/proc_text.h"
 #include "stats/sysstat_cpu.h"
@@ -159,7 +161,7 @@ void fuzz_one(std::string_view text)
     T_LINES lines;
     std::string seen;
     for (std::string_view rest = text; !rest.empty();) {
-        const std::string_view line = proc_next_line(&rest, kLineSize);
+        const std::string_view line = text_next_line(&rest, kLineSize);
         FUZZ_CHECK(!line.empty() && line.size() < kLineSize);
         lines.take(line);
         seen += line;

@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-#include "common/json.h"
+#include "base/json.h"
 #include "fake_platform/fake_platform.h"
 #include "stats/sysstat_cpu.h"
 #include "stats/sysstat_disk.h"

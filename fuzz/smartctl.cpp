@@ -1,7 +1,7 @@
 #include "fuzz.h"
 
 #include "large.h"
-#include "platform/stock/smartctl.h"
+#include "platform/stock/storage/smartctl.h"
 
 /* The documents of the tool that reads the disks' health. */
 void fuzz_one(std::string_view text)

@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/fd.h"
+#include "base/fd.h"
 #include "platform/host_path.h"
 #include "platform/logging.h"
 

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "common/text.h"
+#include "base/text.h"
 #include "common/trace.h"
 
 int query_head(const char *method, const char *name, const void *manager, const char *manager_name)

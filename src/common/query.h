@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/json.h"
+#include "base/json.h"
 
 /* What the query operations of the monitors have in common. */
 

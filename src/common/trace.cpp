@@ -5,7 +5,7 @@
 #include <cstring>
 #include <unistd.h>
 
-#include "platform/log_stream.h"
+#include "base/log_stream.h"
 
 void trace(const char *source, const char *function, int line)
 {

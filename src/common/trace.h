@@ -10,7 +10,7 @@ void trace_folder(const char *source, const char *function, int line, const char
 
 /* Tells a formatted text on standard error as it stands, in one write; longer
  * than 4 KiB it is cut. A text that nobody reads is dropped rather than waited for
- * (platform/log_stream.h). */
+ * (base/log_stream.h). */
 void tell(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 /* Writes a text to standard output, in the same way. */

@@ -1,42 +1,16 @@
 #include "common/worker.h"
 
 #include <cerrno>
-#include <csignal>
 #include <exception>
 #include <new>
 
-#include "common/text.h"
+#include "base/thread.h"
 #include "common/trace.h"
 #include "platform/interrupt.h"
 
 namespace {
 
 std::atomic<unsigned> g_duties{0};
-
-void name_thread(const char *name)
-{
-    char kernel_name[16]; // the kernel refuses longer ones
-    text_copy(kernel_name, name);
-    (void)pthread_setname_np(pthread_self(), kernel_name);
-}
-
-/* Creates a thread that sees no signal but those of a crash. */
-int create_thread(pthread_t *thread, bool detached, void *(*entry)(void *), void *argument)
-{
-    sigset_t all, before;
-    sigfillset(&all);
-    for (const int crash : {SIGSEGV, SIGABRT, SIGTRAP, SIGBUS, SIGFPE, SIGILL})
-        sigdelset(&all, crash);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    pthread_attr_t attributes;
-    pthread_attr_init(&attributes);
-    if (detached)
-        pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
-    const int error = pthread_create(thread, &attributes, entry, argument);
-    pthread_attr_destroy(&attributes);
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return error;
-}
 
 } // namespace
 
@@ -52,7 +26,7 @@ int TWorker::start(const T_WORKER_PLAN &plan)
     prepare();
     m_terminate = false;
     m_plan = plan;
-    const int error = create_thread(&m_thread, false, enter, this);
+    const int error = thread_create(kJoinable, enter, this, &m_thread);
     m_created = error == 0;
     return error;
 }
@@ -145,7 +119,7 @@ void TWorker::set_up() const
         failed("pthread_setcancelstate", error);
     if (const int error = pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, nullptr); error != 0)
         failed("pthread_setcanceltype", error);
-    name_thread(m_plan.name);
+    thread_set_name(m_plan.name);
 }
 
 void *TWorker::enter(void *self)
@@ -176,7 +150,7 @@ int thread_start_detached(const char *name, void (*body)())
     const auto entry = [](void *argument) -> void * {
         const T_START plan = *static_cast<T_START *>(argument);
         delete static_cast<T_START *>(argument);
-        name_thread(plan.name);
+        thread_set_name(plan.name);
         try {
             plan.body();
         } catch (const std::exception &failure) {
@@ -185,7 +159,7 @@ int thread_start_detached(const char *name, void (*body)())
         return nullptr;
     };
     pthread_t thread;
-    const int error = create_thread(&thread, true, entry, start);
+    const int error = thread_create(kDetached, entry, start, &thread);
     if (error != 0)
         delete start;
     return error;

@@ -5,7 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "common/text.h"
+#include "base/text.h"
 #include "platform/host_path.h"
 
 namespace {

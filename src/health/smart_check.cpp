@@ -8,9 +8,9 @@
 #include <optional>
 #include <unistd.h>
 
+#include "base/file.h"
+#include "base/text.h"
 #include "common/debug_log.h"
-#include "common/regular_file.h"
-#include "common/text.h"
 #include "platform/host_path.h"
 #include "platform/interrupt.h"
 #include "platform/kestrel.h"
@@ -39,7 +39,7 @@ std::string read_recording_disks()
 /* The folder is anyone's: what is no file of its own there is not written to. */
 void append_hours(const T_SMART_DISK &disk, int32_t hours)
 {
-    const TFd file = regular_file_open(kHourFile, O_WRONLY | O_CREAT | O_APPEND);
+    const TFd file = regular_file_open(host_path(kHourFile), O_WRONLY | O_CREAT | O_APPEND);
     if (!file.is_open())
         return;
     const std::string line = text_format("%s - [%s] power on hour [%8d]\n", disk.name, disk.label, hours);

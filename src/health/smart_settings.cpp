@@ -3,10 +3,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "base/file.h"
+#include "base/text.h"
 #include "common/debug_log.h"
-#include "common/regular_file.h"
-#include "common/text.h"
 #include "platform/config_readers.h"
+#include "platform/host_path.h"
 
 namespace {
 
@@ -60,7 +61,8 @@ int smart_read_key(const char *key, std::string &out, int *err_no)
 
 int smart_threshold(int configured)
 {
-    const TFd file = regular_file_open("/tmp/hdd_power_on_hour_threshold", O_RDONLY); // the folder is anyone's
+    const TFd file =
+        regular_file_open(host_path("/tmp/hdd_power_on_hour_threshold"), O_RDONLY); // the folder is anyone's
     if (!file.is_open())
         return configured;
     char text[kOverrideSize] = {};

@@ -3,9 +3,9 @@
 #include <cstdio>
 #include <unistd.h>
 
+#include "base/text.h"
 #include "common/debug_log.h"
 #include "common/query.h"
-#include "common/text.h"
 #include "common/worker.h"
 #include "health/smart_events.h"
 #include "platform/host_path.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/json.h"
+#include "base/json.h"
 #include "health/smart_check.h"
 
 /* The disks' health: looked at once a minute, in full once an hour; changes are

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "base/text.h"
 #include "common/debug_log.h"
 #include "common/query.h"
-#include "common/text.h"
 #include "common/trace.h"
 #include "common/worker.h"
 #include "platform/pal.h"

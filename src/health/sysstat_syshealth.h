@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "common/json.h"
+#include "base/json.h"
 #include "common/local_time.h"
 
 /* The fans of the appliance, reduced to normal or error. A change is reported to

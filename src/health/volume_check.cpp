@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/text.h"
 #include "common/debug_log.h"
 #include "common/system_volume.h"
-#include "common/text.h"
 #include "common/worker.h"
 #include "health/volume_config.h"
 #include "health/volume_report.h"

@@ -2,8 +2,8 @@
 
 #include <sys/stat.h>
 
+#include "base/text.h"
 #include "common/system_volume.h"
-#include "common/text.h"
 #include "platform/config_readers.h"
 #include "platform/host_path.h"
 

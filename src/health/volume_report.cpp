@@ -2,9 +2,9 @@
 
 #include <cstdio>
 
+#include "base/text.h"
 #include "common/debug_log.h"
 #include "common/event_log.h"
-#include "common/text.h"
 #include "health/size_format.h"
 #include "platform/pal.h"
 

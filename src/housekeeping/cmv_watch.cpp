@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "base/text.h"
 #include "common/debug_log.h"
-#include "common/text.h"
 #include "platform/time_stamp.h"
 
 namespace {

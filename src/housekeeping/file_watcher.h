@@ -7,7 +7,7 @@
 #include <sys/types.h>
 #include <vector>
 
-#include "platform/fd.h"
+#include "base/fd.h"
 
 /* Tells when one of a list of files was changed, through inotify. A file that is
  * replaced is watched again from the next step on, and where the watch did not see

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "common/json.h"
+#include "base/json.h"
 #include "platform/httpserver.hpp"
 
 /* The answer that most routes give, as text: {"return": result} and, for result

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform/host_path.h"
-#include "platform/stock/smartctl_command.h"
+#include "platform/stock/storage/smartctl_command.h"
 
 namespace {
 

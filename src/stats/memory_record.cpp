@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <span>
 
-#include "common/text.h"
+#include "base/text.h"
 #include "stats/proc_text.h"
 
 namespace {
@@ -96,8 +96,8 @@ void memory_parse_meminfo(std::string_view text, T_MEMORY_STAT *stat)
     constexpr size_t kDigits = 10;
     clear(kMeminfo, stat);
     size_t matched = 0;
-    for (std::string_view line = proc_next_line(&text, kLine); !line.empty() && matched < std::size(kMeminfo);
-         line = proc_next_line(&text, kLine)) {
+    for (std::string_view line = text_next_line(&text, kLine); !line.empty() && matched < std::size(kMeminfo);
+         line = text_next_line(&text, kLine)) {
         /* As "%[^:]: %10llu kB": a line without a colon is a name as a whole. */
         const std::string_view name = line.substr(0, line.find(':'));
         std::string_view rest = line.substr(std::min(name.size() + 1, line.size()));
@@ -114,9 +114,9 @@ void memory_parse_vmstat(std::string_view text, T_MEMORY_STAT *stat)
 {
     clear(kVmstat, stat);
     size_t matched = 0;
-    for (std::string_view line = proc_next_line(&text, kLine); !line.empty() && matched < std::size(kVmstat);
-         line = proc_next_line(&text, kLine)) {
-        const std::string_view name = proc_next_word(&line);
+    for (std::string_view line = text_next_line(&text, kLine); !line.empty() && matched < std::size(kVmstat);
+         line = text_next_line(&text, kLine)) {
+        const std::string_view name = text_next_word(&line);
         uint64_t value = 0;
         text_next_u64(&line, &value);
         if (take(kVmstat, name, value, stat))

@@ -16,14 +16,6 @@ int proc_read(const char *path, std::string *text);
  * bytes read, 0 at worst; -1 when it cannot be opened. */
 int proc_read_at(int folder, const char *name, char *buffer, size_t size);
 
-/* The next line with its line feed, or the next `size` - 1 bytes of a longer one,
- * as fgets takes it. Moves *rest on; empty at the end of the text. */
-std::string_view proc_next_line(std::string_view *rest, size_t size);
-
-/* The next word up to a blank, as scanf's "%s" takes it. Moves *rest behind it;
- * empty when there is none. */
-std::string_view proc_next_word(std::string_view *rest);
-
 /* The numbered fields of a /proc/<pid>/stat line: fields[4] (ppid) to fields[24]
  * (rss), counted as proc(5) does. Taken behind the last ")", since a command may
  * hold anything. Those from the first one that is missing or no number on are 0.

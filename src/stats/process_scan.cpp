@@ -2,11 +2,11 @@
 
 #include <cerrno>
 #include <cstring>
-#include <dirent.h>
 #include <fcntl.h>
 #include <memory>
 
-#include "common/text.h"
+#include "base/folder.h"
+#include "base/text.h"
 #include "common/trace.h"
 #include "platform/host_path.h"
 #include "stats/proc_text.h"
@@ -19,10 +19,6 @@ constexpr size_t kNameRead = 63;
 /* Both under the global statistics lock. */
 T_PROCESS_SCAN g_scan;
 bool g_read_this_round = false;
-
-struct T_CLOSE_DIR {
-    void operator()(DIR *dir) const { closedir(dir); }
-};
 
 /* The row of the process in the folder `entry` of /proc; -1 when it is none of
  * the table, or no process. */
@@ -48,7 +44,7 @@ const T_PROCESS_SCAN *process_scan_new()
     g_read_this_round = false;
     g_scan.processes.clear();
     g_scan.proc.reset();
-    const std::unique_ptr<DIR, T_CLOSE_DIR> dir(opendir(host_path("/proc").c_str()));
+    const TFolder dir = folder_open(host_path("/proc"));
     if (dir != nullptr)
         g_scan.proc = TFd(fcntl(dirfd(dir.get()), F_DUPFD_CLOEXEC, 0));
     if (!g_scan.proc.is_open()) {

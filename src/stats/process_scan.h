@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/fd.h"
+#include "base/fd.h"
 
 /* A process that bears a name of the process table. */
 struct T_TABLE_PROCESS {

@@ -9,7 +9,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "common/json.h"
+#include "base/json.h"
 #include "common/trace.h"
 #include "stats/statManager.h"
 

@@ -6,7 +6,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "common/regular_file.h"
+#include "base/file.h"
 #include "common/trace.h"
 #include "platform/host_path.h"
 
@@ -31,7 +31,7 @@ void csv_write(const char *folder, const char *name, const std::string &text)
     if (snprintf(path, sizeof(path), "%s/%s", folder, name) >= static_cast<int>(sizeof(path)))
         return;
     const std::string new_path = std::string(path) + kNewSuffix;
-    const TFd file = regular_file_open(new_path, O_WRONLY | O_CREAT | O_TRUNC);
+    const TFd file = regular_file_open(host_path(new_path), O_WRONLY | O_CREAT | O_TRUNC);
     if (!file.is_open())
         return;
     const int result = replace_file(file, new_path, path, text);

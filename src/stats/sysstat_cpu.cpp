@@ -2,9 +2,9 @@
 
 #include <unistd.h>
 
+#include "base/text.h"
 #include "common/debug_log.h"
 #include "common/query.h"
-#include "common/text.h"
 #include "platform/host_path.h"
 #include "platform/time_stamp.h"
 #include "stats/proc_text.h"
@@ -139,8 +139,8 @@ void sample_system()
         return;
     const uint64_t now_ms = current_time_stamp();
     std::string key;
-    for (std::string_view rest = text, line = proc_next_line(&rest, 8192); !line.empty();
-         line = proc_next_line(&rest, 8192)) {
+    for (std::string_view rest = text, line = text_next_line(&rest, 8192); !line.empty();
+         line = text_next_line(&rest, 8192)) {
         T_CPU_STAT stat;
         if (!cpu_line_parse(line, &key, &stat))
             continue;

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "common/json.h"
+#include "base/json.h"
 #include "stats/process_scan.h"
 #include "stats/process_table.h"
 #include "stats/statManager.h"

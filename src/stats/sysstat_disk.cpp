@@ -3,14 +3,14 @@
 #include <cerrno>
 #include <cinttypes>
 #include <cstring>
-#include <dirent.h>
 #include <memory>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include "base/folder.h"
+#include "base/text.h"
 #include "common/query.h"
-#include "common/text.h"
 #include "platform/host_path.h"
 #include "platform/time_stamp.h"
 #include "platform/velomond_shm.h"
@@ -95,10 +95,6 @@ constexpr T_STAT_METHOD kMethods[] = {
      }},
 };
 
-struct T_CLOSE_DIR {
-    void operator()(DIR *dir) const { closedir(dir); }
-};
-
 } // namespace
 
 /* --- Record and manager ----------------------------------------------------- */
@@ -143,7 +139,7 @@ TDiskstatManager::~TDiskstatManager()
 void TDiskstatManager::init_map()
 {
     trace(kSource, "init_map", 53);
-    const std::unique_ptr<DIR, T_CLOSE_DIR> dir(opendir(host_path(kMapperFolder).c_str()));
+    const TFolder dir = folder_open(host_path(kMapperFolder));
     if (dir == nullptr) {
         const int error = errno;
         char buffer[128];
@@ -215,8 +211,8 @@ int sysstat_disk_sample()
     std::string text;
     if (proc_read(host_path("/proc/diskstats").c_str(), &text) != 0)
         return -1;
-    for (std::string_view rest = text, line = proc_next_line(&rest, kLineSize); !line.empty();
-         line = proc_next_line(&rest, kLineSize)) {
+    for (std::string_view rest = text, line = text_next_line(&rest, kLineSize); !line.empty();
+         line = text_next_line(&rest, kLineSize)) {
         T_DISK_LINE parsed;
         if (!disk_line_parse(line, &parsed))
             continue;

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "common/json.h"
+#include "base/json.h"
 #include "stats/statManager.h"
 
 /* I/O of the appliance's cache devices: the nodes of /dev/mapper with "cachedev"

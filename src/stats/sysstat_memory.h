@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/json.h"
+#include "base/json.h"
 #include "stats/memory_record.h"
 #include "stats/statManager.h"
 

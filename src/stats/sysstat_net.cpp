@@ -5,8 +5,8 @@
 #include <sys/socket.h>
 #include <utility>
 
+#include "base/text.h"
 #include "common/query.h"
-#include "common/text.h"
 #include "platform/host_path.h"
 #include "platform/time_stamp.h"
 #include "stats/proc_text.h"
@@ -152,7 +152,7 @@ bool net_line_parse(std::string_view line, std::string *name, T_NET_STAT *stat)
     if (colon == std::string_view::npos)
         return false;
     std::string_view counters = line.substr(colon + 1);
-    std::string_view word = proc_next_word(&line);
+    std::string_view word = text_next_word(&line);
     word = word.substr(0, std::min(word.find(':'), kName));
     if (word.empty())
         return false;
@@ -177,12 +177,12 @@ int sysstat_net_sample()
     if (g_p_NetstatManager == nullptr)
         return 0;
     std::string_view rest = text;
-    proc_next_line(&rest, kLine); // two lines of headings
-    proc_next_line(&rest, kLine);
+    text_next_line(&rest, kLine); // two lines of headings
+    text_next_line(&rest, kLine);
     T_NET_STAT stat;
     stat.inv_ms = stat.tp_ms = current_time_stamp();
     std::string name;
-    for (std::string_view line = proc_next_line(&rest, kLine); !line.empty(); line = proc_next_line(&rest, kLine)) {
+    for (std::string_view line = text_next_line(&rest, kLine); !line.empty(); line = text_next_line(&rest, kLine)) {
         if (net_line_parse(line, &name, &stat))
             g_p_NetstatManager->add_sample(name, stat);
     }

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "common/json.h"
+#include "base/json.h"
 #include "stats/statManager.h"
 
 /* Traffic of each network interface that existed at start; the keys are their

@@ -1,6 +1,6 @@
 #include "stats/zfs_arc.h"
 
-#include "common/text.h"
+#include "base/text.h"
 #include "platform/kestrel.h"
 #include "platform/time_stamp.h"
 

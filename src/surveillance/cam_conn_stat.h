@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "common/json.h"
+#include "base/json.h"
 #include "stats/statManager.h"
 #include "surveillance/camera_table.h"
 

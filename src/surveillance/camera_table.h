@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "common/json.h"
+#include "base/json.h"
 
 /* Who the camera channels are, as the recording service tells it. */
 

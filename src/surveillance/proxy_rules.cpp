@@ -5,7 +5,7 @@
 #include <memory>
 #include <string_view>
 
-#include "platform/json_bounds.h"
+#include "base/json_bounds.h"
 
 namespace {
 

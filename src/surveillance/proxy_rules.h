@@ -26,7 +26,7 @@ struct T_PROXY_ANSWER {
 /* Reads an answer. Members that are missing read as 0 or "". A list element
  * whose members are of another type or beyond their range, or a text above 4 KiB,
  * is left out: how old such a rule is cannot be told. 0; -1 when the text is no JSON or beyond the bounds of
- * platform/json_bounds.h: then *error is the parser's message or one of that,
+ * base/json_bounds.h: then *error is the parser's message or one of that,
  * and *answer keeps what it had. */
 int proxy_answer_parse(const std::string &text, T_PROXY_ANSWER *answer, std::string *error);
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "common/json.h"
+#include "base/json.h"
 
 /* Whether any camera was recorded in the last minute, as the recording service
  * tells it, once a minute (thread RECSTAT-worker). The dashboard receiver is told

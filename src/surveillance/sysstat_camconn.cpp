@@ -3,8 +3,8 @@
 #include <cstring>
 #include <string>
 
+#include "base/text.h"
 #include "common/debug_log.h"
-#include "common/text.h"
 #include "common/worker.h"
 #include "platform/ssci.h"
 #include "platform/time_stamp.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/json.h"
+#include "base/json.h"
 #include "surveillance/cam_conn_stat.h"
 
 /* Connection failures per camera channel, read from the recording service once a

@@ -1,8 +1,8 @@
-#include "common/json.h"
+#include "base/json.h"
 
 #include <gtest/gtest.h>
 
-#include "platform/json_bounds.h"
+#include "base/json_bounds.h"
 
 namespace {
 

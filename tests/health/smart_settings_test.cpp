@@ -6,9 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/fd.h"
 #include "common/debug_log.h"
 #include "fake_platform/fake_platform.h"
-#include "platform/fd.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include "platform/interrupt.h"
 #include "platform/kestrel.h"
 #include "platform/raw_socket.h"
-#include "platform/stock/child_process.h"
+#include "platform/stock/process/child_process.h"
 #include "platform/stock_root.h"
 #include "platform/vos_cond.h"
 

@@ -1,4 +1,4 @@
-#include "platform/stock/disk_health.h"
+#include "platform/stock/storage/disk_health.h"
 
 #include <cerrno>
 #include <gtest/gtest.h>

@@ -4,8 +4,8 @@
 #include <sys/socket.h>
 #include <utility>
 
-#include "platform/fd.h"
-#include "platform/stock/http_connections.h"
+#include "base/fd.h"
+#include "platform/stock/http/http_connections.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "platform/stock/hwmon.h"
+#include "platform/stock/system/hwmon.h"
 
 #include <gtest/gtest.h>
 

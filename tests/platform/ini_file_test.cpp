@@ -1,4 +1,4 @@
-#include "platform/stock/ini_file.h"
+#include "platform/stock/config/ini_file.h"
 
 #include <cerrno>
 #include <gtest/gtest.h>

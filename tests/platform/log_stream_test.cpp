@@ -1,4 +1,4 @@
-#include "platform/log_stream.h"
+#include "base/log_stream.h"
 
 #include <atomic>
 #include <barrier>
@@ -12,8 +12,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include "base/fd.h"
 #include "platform/diag.h"
-#include "platform/fd.h"
 #include "platform/logging.h"
 
 namespace {

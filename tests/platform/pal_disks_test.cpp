@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "platform/pal.h"
-#include "platform/stock/block_devices.h"
-#include "platform/stock/disk_numbers.h"
+#include "platform/stock/storage/block_devices.h"
+#include "platform/stock/storage/disk_numbers.h"
 #include "platform/stock_root.h"
 
 namespace {

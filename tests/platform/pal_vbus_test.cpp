@@ -1,4 +1,4 @@
-#include "platform/stock/pal_vbus_body.h"
+#include "platform/stock/hub/pal_vbus_body.h"
 
 #include <cerrno>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "platform/stock/place_look.h"
+#include "platform/stock/storage/place_look.h"
 
 #include <atomic>
 #include <cerrno>

@@ -12,7 +12,7 @@
 #include <sys/socket.h>
 #include <thread>
 
-#include "platform/fd.h"
+#include "base/fd.h"
 #include "platform/time_stamp.h"
 
 /* Sockets by hand, for saying what no proper library would. */

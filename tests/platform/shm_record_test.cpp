@@ -1,4 +1,4 @@
-#include "platform/stock/shm_record.h"
+#include "platform/stock/system/shm_record.h"
 
 #include <atomic>
 #include <cerrno>
@@ -10,7 +10,7 @@
 #include <thread>
 #include <unistd.h>
 
-#include "platform/fd.h"
+#include "base/fd.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 
 #include "platform/interrupt.h"
 #include "platform/raw_socket.h"
-#include "platform/stock/smart_reader.h"
-#include "platform/stock/smart_socket.h"
+#include "platform/stock/storage/smart_reader.h"
+#include "platform/stock/storage/smart_socket.h"
 #include "platform/stock_root.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/stock/smartctl.h"
+#include "platform/stock/storage/smartctl.h"
 
 #include <cerrno>
 #include <climits>

@@ -6,7 +6,7 @@
 #include "platform/interrupt.h"
 #include "platform/raw_socket.h"
 #include "platform/ssci.h"
-#include "platform/stock/http_server.h"
+#include "platform/stock/http/http_server.h"
 
 namespace {
 

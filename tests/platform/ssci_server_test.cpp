@@ -3,8 +3,8 @@
 
 #include "platform/raw_socket.h"
 #include "platform/ssci.h"
-#include "platform/stock/hub.h"
-#include "platform/stock/notice_sender.h"
+#include "platform/stock/hub/hub.h"
+#include "platform/stock/hub/notice_sender.h"
 
 namespace {
 

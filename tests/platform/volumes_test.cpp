@@ -1,4 +1,4 @@
-#include "platform/stock/volumes.h"
+#include "platform/stock/storage/volumes.h"
 
 #include <array>
 #include <atomic>
@@ -7,9 +7,9 @@
 #include <gtest/gtest.h>
 #include <thread>
 
-#include "platform/fd.h"
+#include "base/fd.h"
 #include "platform/pal.h"
-#include "platform/stock/md_array.h"
+#include "platform/stock/storage/md_array.h"
 #include "platform/stock_root.h"
 
 /* In place of the C library's: the call for one volume comes back when it may. */

@@ -5,8 +5,8 @@
 #include <unistd.h>
 #include <utility>
 
+#include "base/text.h"
 #include "common/debug_log.h"
-#include "common/text.h"
 #include "fake_platform/fake_platform.h"
 #include "service/envelope.h"
 #include "stats/sysstat_cpu.h"

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "common/json.h"
+#include "base/json.h"
 #include "fake_platform/fake_platform.h"
 #include "stats/process_scan.h"
 

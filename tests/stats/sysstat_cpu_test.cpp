@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "base/text.h"
 #include "common/debug_log.h"
-#include "common/text.h"
 #include "stats/stat_test.h"
 
 namespace {

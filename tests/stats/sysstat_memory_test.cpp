@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "common/text.h"
+#include "base/text.h"
 #include "stats/stat_test.h"
 
 namespace {

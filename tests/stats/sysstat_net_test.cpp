@@ -4,7 +4,7 @@
 #include <net/if.h>
 #include <sys/socket.h>
 
-#include "common/text.h"
+#include "base/text.h"
 #include "stats/stat_test.h"
 
 namespace {

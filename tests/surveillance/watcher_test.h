@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "base/json.h"
 #include "common/debug_log.h"
-#include "common/json.h"
 #include "fake_platform/fake_platform.h"
 
 /* A watcher between its peers: what they answer, and what it asked them. */

@@ -1,0 +1,127 @@
+#include "base/log_stream.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <charconv>
+#include <climits>
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <poll.h>
+#include <sched.h>
+#include <unistd.h>
+
+namespace {
+
+static_assert(kLogStreamMost <= PIPE_BUF);
+
+/* One lock for both streams, which may be the same pipe. Nobody sleeps with it but
+ * in a write that a foreign process got in the way of, and then the others drop
+ * their lines rather than wait with it. */
+constexpr int kYields = 64;
+constexpr int kPauses = 50; // of 1 ms each
+std::atomic<bool> g_busy{false};
+std::atomic<uint64_t> g_dropped[2]; // of standard output, of standard error
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<uint64_t>::is_always_lock_free,
+              "signal handlers touch them");
+
+/* Holds the lock, with all signals held back: a handler of this thread would wait
+ * for the very thread that it interrupted. */
+class TStreamLock {
+public:
+    TStreamLock()
+    {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &m_before);
+        for (int i = 0; !m_held && i < kYields + kPauses; ++i) {
+            m_held = !g_busy.exchange(true, std::memory_order_acquire);
+            if (!m_held && i < kYields)
+                (void)sched_yield();
+            else if (!m_held)
+                (void)poll(nullptr, 0, 1);
+        }
+    }
+    ~TStreamLock()
+    {
+        if (m_held)
+            g_busy.store(false, std::memory_order_release);
+        pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+    }
+    TStreamLock(const TStreamLock &) = delete;
+    TStreamLock &operator=(const TStreamLock &) = delete;
+
+    bool is_held() const { return m_held; }
+
+private:
+    sigset_t m_before;
+    bool m_held = false;
+};
+
+/* A pipe that has room takes PIPE_BUF bytes; files always have, and a stream that
+ * is broken fails at once. */
+bool has_room(int fd)
+{
+    struct pollfd one = {fd, POLLOUT, 0};
+    return poll(&one, 1, 0) > 0;
+}
+
+bool write_whole(int fd, const char *text, size_t length)
+{
+    return has_room(fd) && write(fd, text, length) == static_cast<ssize_t>(length);
+}
+
+/* With the lock: the text, and before it how many were dropped. In one write where
+ * that has room: the last free page of a pipe would take the count alone. */
+bool write_with_count(int fd, const char *text, size_t length, std::atomic<uint64_t> *dropped)
+{
+    const uint64_t count = dropped->load();
+    if (count == 0)
+        return write_whole(fd, text, length);
+    char both[kLogStreamMost] = "log lines dropped: ";
+    char *end = std::to_chars(both + strlen(both), std::end(both), count).ptr;
+    *end++ = '\n';
+    const bool together = length <= static_cast<size_t>(std::end(both) - end);
+    if (together)
+        end = std::copy_n(text, length, end);
+    if (!write_whole(fd, both, static_cast<size_t>(end - both)))
+        return false;
+    *dropped -= count; // others may have dropped one meanwhile, for want of the lock
+    return together || write_whole(fd, text, length);
+}
+
+/* `write_once` gets the count of dropped lines and says whether it wrote. */
+template <typename TWrite> bool write_or_drop(int fd, TWrite write_once)
+{
+    const int error = errno; // an interrupted thread may be about to look at it
+    std::atomic<uint64_t> &dropped = g_dropped[fd == STDOUT_FILENO ? 0 : 1];
+    const TStreamLock lock;
+    const bool written = lock.is_held() && write_once(&dropped);
+    if (!written)
+        ++dropped;
+    errno = error;
+    return written;
+}
+
+} // namespace
+
+bool log_stream_write(int fd, const char *text, size_t length)
+{
+    return write_or_drop(fd, [=](std::atomic<uint64_t> *dropped) {
+        return write_with_count(fd, text, std::min(length, kLogStreamMost), dropped);
+    });
+}
+
+bool log_stream_call(int fd, void (*write_once)(int fd, void *argument), void *argument)
+{
+    return write_or_drop(fd, [=](std::atomic<uint64_t> *dropped) {
+        if (dropped->load() != 0 && !write_with_count(fd, "", 0, dropped))
+            return false;
+        if (!has_room(fd))
+            return false;
+        write_once(fd, argument);
+        return true;
+    });
+}

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+/* Locks that the compiler checks: clang, in `./dev lint`, refuses an access to what
+ * VELOMOND_GUARDED_BY names without its lock. GCC ignores all of it. */
+#ifdef __clang__
+#define VELOMOND_LOCKS(x) __attribute__((x))
+#else
+#define VELOMOND_LOCKS(x)
+#endif
+
+#define GUARDED_BY(mutex) VELOMOND_LOCKS(guarded_by(mutex))
+#define PT_GUARDED_BY(mutex) VELOMOND_LOCKS(pt_guarded_by(mutex))
+#define REQUIRES(...) VELOMOND_LOCKS(requires_capability(__VA_ARGS__))
+#define EXCLUDES(...) VELOMOND_LOCKS(locks_excluded(__VA_ARGS__))
+
+class VELOMOND_LOCKS(capability("mutex")) TMutex {
+public:
+    void lock() VELOMOND_LOCKS(acquire_capability()) { m_mutex.lock(); }
+    bool try_lock() VELOMOND_LOCKS(try_acquire_capability(true)) { return m_mutex.try_lock(); }
+    void unlock() VELOMOND_LOCKS(release_capability()) { m_mutex.unlock(); }
+
+private:
+    friend class TCondition;
+    std::mutex m_mutex;
+};
+
+/* Holds a lock from here to the end of the block. */
+class VELOMOND_LOCKS(scoped_lockable) TLock {
+public:
+    explicit TLock(TMutex &mutex) VELOMOND_LOCKS(acquire_capability(mutex)) : m_mutex(mutex) { m_mutex.lock(); }
+    ~TLock() VELOMOND_LOCKS(release_capability()) { m_mutex.unlock(); }
+    TLock(const TLock &) = delete;
+    TLock &operator=(const TLock &) = delete;
+
+private:
+    TMutex &m_mutex;
+};
+
+/* Waits for a change of what a lock guards. The callers test in a loop, so that the
+ * analysis sees them hold the lock: `while (!ready) changed.wait(lock);`. */
+class TCondition {
+public:
+    void notify_one() { m_condition.notify_one(); }
+    void notify_all() { m_condition.notify_all(); }
+    void wait(TMutex &mutex) REQUIRES(mutex)
+    {
+        std::unique_lock<std::mutex> held(mutex.m_mutex, std::adopt_lock);
+        m_condition.wait(held);
+        (void)held.release(); // the caller's, as before
+    }
+    /* False when the time has come. */
+    bool wait_until(TMutex &mutex, std::chrono::steady_clock::time_point time) REQUIRES(mutex)
+    {
+        std::unique_lock<std::mutex> held(mutex.m_mutex, std::adopt_lock);
+        const bool in_time = m_condition.wait_until(held, time) == std::cv_status::no_timeout;
+        (void)held.release();
+        return in_time;
+    }
+
+private:
+    std::condition_variable m_condition;
+};

@@ -1,0 +1,108 @@
+#include "base/text.h"
+
+#include <algorithm>
+#include <charconv>
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+int text_to_int(const char *text)
+{
+    const long value = strtol(text, nullptr, 10);
+    return static_cast<int>(std::clamp<long>(value, INT_MIN, INT_MAX));
+}
+
+bool text_next_u64(std::string_view *rest, uint64_t *value)
+{
+    const size_t start = rest->find_first_not_of(" \t\n\v\f\r");
+    if (start == std::string_view::npos)
+        return false;
+    std::string_view text = rest->substr(start);
+    const bool negative = text.front() == '-';
+    if (negative || text.front() == '+')
+        text.remove_prefix(1);
+    uint64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error == std::errc::invalid_argument)
+        return false;
+    if (error == std::errc::result_out_of_range)
+        number = UINT64_MAX;
+    *value = negative && error == std::errc() ? 0 - number : number;
+    rest->remove_prefix(static_cast<size_t>(end - rest->data()));
+    return true;
+}
+
+bool text_to_number(std::string_view text, long long *out)
+{
+    long long value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size())
+        return false;
+    *out = value;
+    return true;
+}
+
+std::string_view text_next_line(std::string_view *rest, size_t size)
+{
+    const size_t end = rest->substr(0, size - 1).find('\n');
+    const std::string_view line = rest->substr(0, end == std::string_view::npos ? size - 1 : end + 1);
+    rest->remove_prefix(line.size());
+    return line;
+}
+
+std::string_view text_next_word(std::string_view *rest)
+{
+    constexpr const char *kBlanks = " \t\n\v\f\r";
+    rest->remove_prefix(std::min(rest->find_first_not_of(kBlanks), rest->size()));
+    const std::string_view word = rest->substr(0, rest->find_first_of(kBlanks));
+    rest->remove_prefix(word.size());
+    return word;
+}
+
+std::string_view text_trimmed(std::string_view text)
+{
+    constexpr const char *kBlanks = " \t\r\n";
+    const size_t first = text.find_first_not_of(kBlanks);
+    return first == std::string_view::npos ? std::string_view()
+                                           : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+std::string text_format(const char *format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    va_list again;
+    va_copy(again, args);
+    const int length = vsnprintf(nullptr, 0, format, args);
+    va_end(args);
+    std::string text(length > 0 ? static_cast<size_t>(length) : 0, '\0');
+    vsnprintf(text.data(), text.size() + 1, format, again);
+    va_end(again);
+    return text;
+}
+
+std::string text_printable(std::string_view text)
+{
+    constexpr char kHex[] = "0123456789abcdef";
+    std::string printable;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte >= 0x20 && byte != 0x7f)
+            printable += c;
+        else
+            printable.append({'\\', 'x', kHex[byte >> 4], kHex[byte & 15]});
+    }
+    return printable;
+}
+
+size_t text_copy(char *buffer, size_t size, std::string_view text)
+{
+    if (size == 0)
+        return 0;
+    const size_t length = std::min(text.substr(0, text.find('\0')).size(), size - 1);
+    memcpy(buffer, text.data(), length);
+    buffer[length] = '\0';
+    return length;
+}

@@ -1,0 +1,96 @@
+#include "platform/config_readers.h"
+
+#include <cerrno>
+#include <cstring>
+#include <iterator>
+#include <map>
+#include <mutex>
+#include <set>
+
+#include "platform/logging.h"
+#include "platform/stock/config/ini_file.h"
+#include "platform/stock/config/state_changes.h"
+
+namespace {
+
+constexpr const char *kProductFile = "/tarn/etc/config/OstraPro.conf";
+constexpr const char *kRecorderFile = "/tarn/etc/config/nvr.conf";
+
+std::string text_or_empty(const char *text)
+{
+    return text != nullptr ? text : "";
+}
+
+/* 0 or -errno. A file that cannot be used is logged once until that changes: some
+ * are asked for hundreds of keys a minute. */
+int load(const char *file, T_INI *ini)
+{
+    static TStateChanges outcomes;
+    const int result = ini_load(file, ini);
+    if (outcomes.is_news(file, static_cast<uint64_t>(-result)) && result != 0)
+        log_Debug("%s cannot be used: %s", file, strerror(-result));
+    return result;
+}
+
+/* A damaged file, with what it no longer has as it was before. */
+T_INI merged(T_INI now, T_INI &&before)
+{
+    std::set<std::pair<std::string_view, std::string_view>> present;
+    for (const T_INI_ENTRY &entry : now.entries)
+        present.emplace(entry.section, entry.key);
+    std::erase_if(before.entries, [&](const T_INI_ENTRY &entry) {
+        return present.contains({entry.section, entry.key});
+    });
+    now.entries.insert(now.entries.begin(), std::make_move_iterator(before.entries.begin()),
+                       std::make_move_iterator(before.entries.end()));
+    return now;
+}
+
+/* 0, 1 where section or key is missing, -errno where the file is at fault and could
+ * not be read before either. Who asks for a volume's id may ask but once: a file that
+ * is being replaced or was damaged must not take the volume out of the checks. */
+int look_up_kept(const char *file, const char *section, const char *key, std::string *out)
+{
+    static std::mutex lock;
+    static std::map<std::string, T_INI> kept; // by file, as last read; guarded by lock
+    T_INI ini;
+    const int result = load(file, &ini);
+    const std::lock_guard<std::mutex> guard(lock);
+    T_INI &last = kept[file];
+    if (result == 0)
+        last = ini.left_out == 0 ? std::move(ini) : merged(std::move(ini), std::move(last));
+    const int found = last.get(text_or_empty(section), text_or_empty(key), out);
+    return found != 0 && result != 0 ? result : found;
+}
+
+} // namespace
+
+int getSelfConf(const char *key, const char *default_value, std::string &out, int /*flag*/)
+{
+    std::string value;
+    const bool found = look_up_kept(kProductFile, "System", key, &value) == 0;
+    out = found ? value : text_or_empty(default_value);
+    return found ? 0 : -1;
+}
+
+int inihandler_getcfg(const char *file, const char *section, const char *key, const char *default_value,
+                      std::string &out, int /*option*/, bool /*flag*/)
+{
+    std::string value = text_or_empty(default_value);
+    const int result = file != nullptr ? look_up_kept(file, section, key, &value) : -1;
+    out = value;
+    return result < 0 ? -1 : 0;
+}
+
+int __nvrcfg_get_key_value(const char *section, const char *key, std::string &out, int *err_no)
+{
+    T_INI ini;
+    int result = load(kRecorderFile, &ini);
+    if (result == 0)
+        result = ini.get(text_or_empty(section), text_or_empty(key), &out);
+    /* Where there is no file nothing is set, and the defaults hold. */
+    const bool absent = result == 1 || result == -ENOENT || result == -ENOTDIR;
+    if (result != 0 && err_no != nullptr)
+        *err_no = absent ? NVRCFG_ERR_ABSENT : NVRCFG_ERR_FILE;
+    return result == 0 ? 0 : -1;
+}

@@ -1,0 +1,170 @@
+#include "platform/stock/config/ini_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <functional>
+#include <ini.h>
+#include <sys/stat.h>
+#include <thread>
+
+#include "base/text.h"
+#include "platform/host_path.h"
+#include "platform/logging.h"
+#include "platform/stock/config/state_changes.h"
+#include "platform/stock/system/text_file.h"
+#include "platform/time_stamp.h"
+
+namespace {
+
+constexpr size_t kMaxFile = size_t{1024} * 1024;
+/* The parser splits longer lines silently and cuts longer section names: the
+ * buffers of Debian's build hold 200 and 50 bytes. */
+constexpr size_t kMaxLine = 198;
+constexpr size_t kMaxSection = 49;
+/* Stands for ";" on the way through the parser, which would take one behind a
+ * blank for the start of a comment. Lines with control characters are left out, so
+ * it cannot be in the text. */
+constexpr char kSemicolon = '\x01';
+
+/* How often, and how long apart, a file that changed just now is looked at again. */
+constexpr int kSettleTries = 5;
+constexpr auto kSettlePause = std::chrono::milliseconds(20);
+constexpr int64_t kJustNowMs = 2000;
+
+std::string_view next_line(std::string_view *text)
+{
+    const size_t end = text->find('\n');
+    std::string_view line = text->substr(0, end);
+    text->remove_prefix(end == std::string_view::npos ? text->size() : end + 1);
+    return line;
+}
+
+bool has_control(std::string_view line)
+{
+    return std::any_of(line.begin(), line.end(), [](char one) {
+        const auto byte = static_cast<unsigned char>(one);
+        return (byte < 0x20 && one != '\t') || byte == 0x7f;
+    });
+}
+
+/* Whether the parser takes the line for what it is. */
+bool is_readable(std::string_view line)
+{
+    if (line.size() > kMaxLine || has_control(line))
+        return false;
+    return line[0] == '[' ? line.find(']') <= kMaxSection + 1 : line.find_first_of("=:") != std::string_view::npos;
+}
+
+/* The text as the parser may see it: no comments, no indentation (it would append an
+ * indented line to the value above) and no line that is to be left out. */
+std::string prepare(std::string_view text, T_INI *counts)
+{
+    if (text.starts_with("\xef\xbb\xbf"))
+        text.remove_prefix(3);
+    std::string prepared;
+    bool in_section = true; // in one whose head was read, or before the first
+    for (size_t number = 1; !text.empty(); ++number) {
+        const std::string_view line = text_trimmed(next_line(&text));
+        if (line.empty() || line[0] == ';' || line[0] == '#')
+            continue;
+        const bool readable = is_readable(line);
+        if (line[0] == '[')
+            in_section = readable;
+        if (readable && in_section)
+            prepared.append(line).push_back('\n');
+        else if (counts->left_out++ == 0)
+            counts->first_left_out = number;
+    }
+    std::replace(prepared.begin(), prepared.end(), ';', kSemicolon);
+    return prepared;
+}
+
+std::string restored(const char *text)
+{
+    std::string result = text;
+    std::replace(result.begin(), result.end(), kSemicolon, ';');
+    return result;
+}
+
+int take_entry(void *user, const char *section, const char *name, const char *value)
+{
+    static_cast<T_INI *>(user)->entries.push_back({restored(section), restored(name), restored(value)});
+    return 1;
+}
+
+/* Whether the file may be in the middle of being written: it changed within the
+ * last moment and does not end with a whole line. */
+bool may_be_unfinished(std::string_view path, const std::string &text)
+{
+    return !text.ends_with('\n') && ini_changed_just_now(path);
+}
+
+void log_left_out(std::string_view path, const std::string &text, const T_INI &ini)
+{
+    static TStateChanges changes;
+    const bool damaged = ini.left_out != 0;
+    if (changes.is_news(std::string(path), damaged ? std::hash<std::string>()(text) | 1 : 0) && damaged)
+        log_Debug("%.*s: unreadable, left out: %zu lines, the first is line %zu", static_cast<int>(path.size()),
+                  path.data(), ini.left_out, ini.first_left_out);
+}
+
+} // namespace
+
+const std::string *T_INI::find(std::string_view section, std::string_view key) const
+{
+    const auto found = std::find_if(entries.rbegin(), entries.rend(), [&](const T_INI_ENTRY &entry) {
+        return entry.section == section && entry.key == key;
+    });
+    return found == entries.rend() ? nullptr : &found->value;
+}
+
+int T_INI::get(std::string_view section, std::string_view key, std::string *out) const
+{
+    const std::string *value = find(section, key);
+    if (value == nullptr)
+        return left_out != 0 ? -EINVAL : 1;
+    *out = *value;
+    return 0;
+}
+
+T_INI ini_parse_text(std::string_view text)
+{
+    T_INI parsed;
+    parsed.ends_whole = text.empty() || text.ends_with('\n');
+    (void)ini_parse_string(prepare(text, &parsed).c_str(), take_entry, &parsed); // takes all that is left
+    return parsed;
+}
+
+bool ini_changed_just_now(std::string_view path)
+{
+    struct stat status = {};
+    if (stat(host_path(path).c_str(), &status) != 0)
+        return true;
+    const int64_t changed_ms = int64_t{status.st_mtim.tv_sec} * 1000 + status.st_mtim.tv_nsec / 1000000;
+    const int64_t age_ms = static_cast<int64_t>(current_time_stamp()) - changed_ms;
+    return age_ms > -kJustNowMs && age_ms < kJustNowMs;
+}
+
+int ini_load(std::string_view path, T_INI *out)
+{
+    std::string text;
+    int result = text_file_read(path, kMaxFile, &text);
+    for (int i = 0; i < kSettleTries && result == 0 && may_be_unfinished(path, text); ++i) {
+        std::this_thread::sleep_for(kSettlePause);
+        const std::string before = std::move(text);
+        result = text_file_read(path, kMaxFile, &text);
+        /* The same once more, and not empty: nobody is at it, it simply lacks
+         * its last line feed. */
+        if (result == 0 && !text.empty() && text == before)
+            break;
+    }
+    /* Cut for writing: an empty text says nothing of what was or will be in it. */
+    if (result == 0 && text.empty() && may_be_unfinished(path, text))
+        result = -EAGAIN;
+    if (result != 0)
+        return result;
+    *out = ini_parse_text(text);
+    log_left_out(path, text, *out);
+    return 0;
+}

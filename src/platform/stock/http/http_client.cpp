@@ -1,0 +1,180 @@
+#include "platform/stock/http/http_client.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <curl/curl.h>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <strings.h>
+#include <sys/socket.h>
+
+#include "platform/interrupt.h"
+
+namespace {
+
+constexpr uint64_t kConnectMs = 1000;
+constexpr int kPollSliceMs = 50; // how soon a request to give up is seen
+constexpr size_t kMaxAnswer = size_t{1024} * 1024;
+constexpr size_t kMaxHeaders = size_t{64} * 1024;
+constexpr size_t kEnough = 0; // what a callback that ends the transfer returns
+/* No callback of ours makes the library report it, so it means one thing only. */
+static_assert(kHttpGivenUp == CURLE_ABORTED_BY_CALLBACK);
+
+struct T_EASY_CLEANUP {
+    void operator()(CURL *easy) const { curl_easy_cleanup(easy); }
+};
+struct T_MULTI_CLEANUP {
+    void operator()(CURLM *multi) const { curl_multi_cleanup(multi); }
+};
+struct T_LIST_FREE {
+    void operator()(curl_slist *list) const { curl_slist_free_all(list); }
+};
+
+/* What has come of an answer. */
+struct T_INTAKE {
+    std::string body;
+    size_t header_bytes = 0;
+    bool too_large = false;
+};
+
+size_t on_body(char *data, size_t size, size_t count, void *user)
+{
+    auto *intake = static_cast<T_INTAKE *>(user);
+    if (size * count > kMaxAnswer - intake->body.size()) {
+        intake->too_large = true;
+        return kEnough;
+    }
+    try {
+        intake->body.append(data, size * count);
+    } catch (const std::bad_alloc &) {
+        return kEnough;
+    }
+    return size * count;
+}
+
+size_t on_header(char * /*data*/, size_t size, size_t count, void *user)
+{
+    auto *intake = static_cast<T_INTAKE *>(user);
+    intake->header_bytes += size * count;
+    return intake->header_bytes <= kMaxHeaders ? size * count : kEnough;
+}
+
+/* The library's own pair for waking a poll is beyond our reach: it is not closed
+ * on exec, so children have their descriptors closed one by one. */
+curl_socket_t open_socket(void * /*user*/, curlsocktype /*purpose*/, curl_sockaddr *address)
+{
+    return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+}
+
+std::string numeric_host(const std::string &host)
+{
+    return strcasecmp(host.c_str(), "localhost") == 0 ? "127.0.0.1" : host;
+}
+
+void set_up(CURL *easy, const T_HTTP_CALL &call, const curl_slist *headers, T_INTAKE *intake)
+{
+    const std::string url =
+        "http://" + numeric_host(call.peer.host) + ":" + std::to_string(call.peer.port) + call.target;
+    curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
+    curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, call.method);
+    if (call.body != nullptr) {
+        curl_easy_setopt(easy, CURLOPT_POSTFIELDS, call.body->c_str());
+        curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(call.body->size()));
+    }
+    curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers);
+    curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(call.timeout_ms));
+    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::min(kConnectMs, call.timeout_ms)));
+    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http");
+    curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
+    curl_easy_setopt(easy, CURLOPT_PROXY, ""); // whatever the environment says
+    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, open_socket);
+    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, on_body);
+    curl_easy_setopt(easy, CURLOPT_WRITEDATA, intake);
+    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, on_header);
+    curl_easy_setopt(easy, CURLOPT_HEADERDATA, intake);
+}
+
+/* Runs the transfer in slices, looking in between whether the caller is to stop. */
+CURLcode perform(CURLM *multi)
+{
+    for (int running = 1; running != 0;) {
+        if (platform_interrupted())
+            return CURLE_ABORTED_BY_CALLBACK;
+        if (curl_multi_perform(multi, &running) != CURLM_OK)
+            return CURLE_FAILED_INIT;
+        if (running != 0)
+            (void)curl_multi_poll(multi, nullptr, 0, kPollSliceMs, nullptr);
+    }
+    int left = 0;
+    const CURLMsg *message = curl_multi_info_read(multi, &left);
+    return message != nullptr && message->msg == CURLMSG_DONE ? message->data.result : CURLE_FAILED_INIT;
+}
+
+} // namespace
+
+bool http_call_is_valid(const T_HTTP_CALL &call)
+{
+    struct in_addr address = {};
+    return inet_pton(AF_INET, numeric_host(call.peer.host).c_str(), &address) == 1 && call.peer.port > 0 &&
+           call.peer.port <= 65535 && call.timeout_ms > 0 && call.target.starts_with('/') &&
+           std::all_of(call.target.begin(), call.target.end(),
+                       [](char c) { return c > ' ' && c < '\x7f' && c != '#'; });
+}
+
+void http_prepare()
+{
+    static std::once_flag once;
+    std::call_once(once, [] { (void)curl_global_init(CURL_GLOBAL_NOTHING); }); // plain HTTP: no TLS to set up
+}
+
+int http_call(const T_HTTP_CALL &call, long *status, std::string *body)
+{
+    http_prepare();
+    const std::unique_ptr<CURLM, T_MULTI_CLEANUP> multi(curl_multi_init());
+    const std::unique_ptr<curl_slist, T_LIST_FREE> headers(
+        curl_slist_append(nullptr, "Content-Type: application/json"));
+    const std::unique_ptr<CURL, T_EASY_CLEANUP> easy(curl_easy_init());
+    if (multi == nullptr || easy == nullptr || headers == nullptr)
+        return CURLE_OUT_OF_MEMORY;
+    T_INTAKE intake;
+    set_up(easy.get(), call, call.body != nullptr ? headers.get() : nullptr, &intake);
+    if (curl_multi_add_handle(multi.get(), easy.get()) != CURLM_OK)
+        return CURLE_FAILED_INIT;
+    CURLcode result = perform(multi.get());
+    curl_multi_remove_handle(multi.get(), easy.get());
+
+    long code = 0;
+    curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &code);
+    if (intake.too_large)
+        result = CURLE_FILESIZE_EXCEEDED;
+    if (result != CURLE_OK)
+        return result;
+    *status = code;
+    *body = std::move(intake.body);
+    return 0;
+}
+
+const char *http_strerror(int error)
+{
+    return curl_easy_strerror(static_cast<CURLcode>(error));
+}
+
+std::string http_encode(std::string_view text)
+{
+    constexpr char kHex[] = "0123456789ABCDEF";
+    constexpr std::string_view kPlain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
+    std::string encoded;
+    for (const char c : text) {
+        if (kPlain.find(c) != std::string_view::npos) {
+            encoded += c;
+        } else {
+            const auto byte = static_cast<unsigned char>(c);
+            encoded.append({'%', kHex[byte >> 4], kHex[byte & 15]});
+        }
+    }
+    return encoded;
+}

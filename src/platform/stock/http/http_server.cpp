@@ -1,0 +1,366 @@
+#include "platform/stock/http/http_server.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdarg>
+#include <cstring>
+#include <exception>
+#include <map>
+#include <microhttpd.h>
+#include <new>
+#include <string_view>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <thread>
+#include <utility>
+
+#include "base/thread.h"
+#include "base/thread_stack.h"
+#include "platform/interrupt.h"
+#include "platform/logging.h"
+#include "platform/stock/http/http_connections.h"
+#include "platform/stock/http/mhd_request.h"
+#include "platform/stock/hub/waiting_calls.h"
+#include "platform/time_stamp.h"
+
+using T_RESPONSE = std::shared_ptr<httpserver::http_response>;
+
+struct THttpServer::T_STATE {
+    T_STATE(const T_HTTP_LIMITS &given, unsigned places)
+        : limits(given), connection_limit(places),
+          connections({given.phase_ms, given.crowded_ms, std::max(1U, places - places / 4)}),
+          waiting_calls(given.waiting)
+    {
+    }
+
+    const T_HTTP_LIMITS limits;
+    const unsigned connection_limit;
+    std::map<std::string, T_HTTP_ROUTE, std::less<>> routes; // fixed while it listens
+    THttpConnections connections;
+    TBackgroundThread reaper;
+    TWaitingCalls waiting_calls;
+    std::atomic<unsigned> turned_away{0}; // request threads for which t_turned_away holds
+    std::atomic<bool> started{false};
+    std::atomic<bool> stopping{false};
+    MHD_Daemon *daemon = nullptr;
+};
+
+namespace {
+
+constexpr rlim_t kOtherDescriptors = 64; // of the limit, for the rest of the process
+constexpr size_t kBodyKept = 4096;       // buffer that a connection keeps for its next request
+constexpr std::chrono::milliseconds kAcceptPause{100};
+
+/* This request thread lacked a descriptor or memory for its last client. It then
+ * accepts no other before one of its connections has ended. */
+thread_local bool t_turned_away = false;
+
+/* What a request is answered with; `allow` tells the methods of a path where the
+ * one asked for is not served. */
+struct T_DECISION {
+    T_RESPONSE response;
+    std::string allow;
+};
+
+T_RESPONSE refusal(int status, const char *why)
+{
+    return std::make_shared<httpserver::string_response>(std::string("{ \"error\": \"") + why + "\" }", status,
+                                                         "application/json");
+}
+
+/* A 413 for a client in the middle of its body, where the library takes no answer. */
+constexpr std::string_view kBodyTooLarge = "HTTP/1.1 413 Content Too Large\r\n"
+                                           "Connection: close\r\n"
+                                           "Content-Type: application/json\r\n"
+                                           "Content-Length: 29\r\n"
+                                           "\r\n"
+                                           "{ \"error\": \"body too large\" }";
+
+std::string allowed_methods(const T_HTTP_ROUTE &route)
+{
+    std::string text;
+    for (int method = HTTP_GET; method < HTTP_METHODS; ++method) {
+        if (route.handlers[method])
+            text.append(text.empty() ? "" : ", ").append(kHttpMethods[method]);
+    }
+    return text;
+}
+
+T_RESPONSE call_handler(const T_HTTP_HANDLER &handler, const TMhdRequest &request, const std::string &path)
+{
+    T_RESPONSE response;
+    try {
+        response = handler(request);
+    } catch (const std::exception &failure) {
+        log_Debug("%s: the handler failed: %s", path.c_str(), failure.what());
+    } catch (...) {
+        log_Debug("%s: the handler failed", path.c_str());
+    }
+    return response != nullptr ? response : refusal(500, "internal error");
+}
+
+/* Takes the connection out of the request thread's care until the handler is done.
+ * Its answer is then the connection's; null when there is to be no answer. */
+bool call_later(THttpServer::T_STATE *server, T_HTTP_CONNECTION *connection, MHD_Connection *mhd,
+                const T_HTTP_ROUTE &route, const T_HTTP_HANDLER &handler)
+{
+    const auto call = [connection, mhd, &route, &handler](TWaitingCalls::T_TURN turn) {
+        try {
+            if (turn == TWaitingCalls::kRun)
+                connection->answer = call_handler(handler, TMhdRequest(mhd, connection->body), route.path);
+        } catch (const std::bad_alloc &) { // no memory to say so either
+            log_Debug("%s: no memory for an answer", route.path.c_str());
+        }
+        MHD_resume_connection(mhd);
+    };
+    return server->waiting_calls.add(call, [connection, mhd] {
+        connection->waits = true;
+        MHD_suspend_connection(mhd);
+    });
+}
+
+/* Nothing when the answer comes later. */
+T_DECISION decide(THttpServer::T_STATE *server, T_HTTP_CONNECTION *connection, MHD_Connection *mhd, const char *path,
+                  const char *method_name)
+{
+    if (!connection->head.host_is_local)
+        return {refusal(403, "host refused"), ""};
+    if (!connection->head.page_is_local)
+        return {refusal(403, "page refused"), ""};
+    const auto found = server->routes.find(std::string_view(path));
+    if (found == server->routes.end())
+        return {refusal(404, "unknown path"), ""};
+    const T_HTTP_ROUTE &route = found->second;
+    const T_HTTP_METHOD method = http_method(method_name);
+    if (method == HTTP_METHODS || !route.handlers[method])
+        return {refusal(405, "method not allowed"), allowed_methods(route)};
+    const T_HTTP_HANDLER &handler = route.handlers[method];
+    if (!route.may_wait)
+        return {call_handler(handler, TMhdRequest(mhd, connection->body), route.path), ""};
+    if (!call_later(server, connection, mhd, route, handler))
+        return {refusal(503, "too many wait"), ""};
+    return {};
+}
+
+/* Hands the answer to the library. Its text is not copied: the connection keeps
+ * the answer until the request is over. */
+MHD_Result send_answer(T_HTTP_CONNECTION *connection, MHD_Connection *mhd, T_DECISION decision)
+{
+    connection->answer = std::move(decision.response);
+    connection->send(current_time_stamp_mono_r());
+    const std::string &text = connection->answer->get_body();
+    MHD_Response *response =
+        MHD_create_response_from_buffer(text.size(), const_cast<char *>(text.data()), MHD_RESPMEM_PERSISTENT);
+    if (response == nullptr)
+        return MHD_NO;
+    MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, connection->answer->get_content_type().c_str());
+    if (!decision.allow.empty())
+        MHD_add_response_header(response, MHD_HTTP_HEADER_ALLOW, decision.allow.c_str());
+    if (t_turned_away) // or clients that ask again and again would keep all others out
+        MHD_add_response_header(response, MHD_HTTP_HEADER_CONNECTION, "close");
+    const auto status = static_cast<unsigned>(connection->answer->get_response_code());
+    const MHD_Result result = MHD_queue_response(mhd, status, response);
+    MHD_destroy_response(response);
+    return result;
+}
+
+/* The head of a request is there. An answer at this point ends the connection, so
+ * only that is refused whose body is not going to be read. */
+MHD_Result take_head(const THttpServer::T_STATE &server, T_HTTP_CONNECTION *connection, MHD_Connection *mhd)
+{
+    connection->head = mhd_head(mhd);
+    if (!connection->head.is_clear())
+        return send_answer(connection, mhd, {refusal(400, "end of body not clear"), ""});
+    if (connection->head.length > server.limits.body_bytes)
+        return send_answer(connection, mhd, {refusal(413, "body too large"), ""});
+    return MHD_YES;
+}
+
+MHD_Result take_body(const THttpServer::T_STATE &server, T_HTTP_CONNECTION *connection, const char *data, size_t *size)
+{
+    if (*size > server.limits.body_bytes - connection->body.size()) {
+        (void)send(connection->fd, kBodyTooLarge.data(), kBodyTooLarge.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        return MHD_NO;
+    }
+    connection->body.append(data, *size);
+    *size = 0;
+    return MHD_YES;
+}
+
+MHD_Result answer(THttpServer::T_STATE *server, T_HTTP_CONNECTION *connection, MHD_Connection *mhd, const char *path,
+                  const char *method)
+{
+    if (std::exchange(connection->waits, false)) // and the wait is over
+        return connection->answer != nullptr ? send_answer(connection, mhd, {connection->answer, ""}) : MHD_NO;
+    platform_interrupt_on(&server->stopping);
+    connection->work();
+    T_DECISION decision = decide(server, connection, mhd, path, method);
+    return decision.response != nullptr ? send_answer(connection, mhd, std::move(decision)) : MHD_YES;
+}
+
+/* The library calls once when the head is there, for each piece of the body, and
+ * once more at the end; after a wait that again. */
+MHD_Result on_request(void *cls, MHD_Connection *mhd, const char *path, const char *method, const char * /*version*/,
+                      const char *data, size_t *size, void **request_state)
+{
+    auto *server = static_cast<THttpServer::T_STATE *>(cls);
+    const MHD_ConnectionInfo *info = MHD_get_connection_info(mhd, MHD_CONNECTION_INFO_SOCKET_CONTEXT);
+    if (info == nullptr || info->socket_context == nullptr)
+        return MHD_NO;
+    auto *connection = static_cast<T_HTTP_CONNECTION *>(info->socket_context);
+    try {
+        if (std::exchange(*request_state, connection) == nullptr)
+            return take_head(*server, connection, mhd);
+        if (*size != 0)
+            return take_body(*server, connection, data, size);
+        return answer(server, connection, mhd, path, method);
+    } catch (const std::exception &failure) {
+        log_Debug("a request has no answer: %s", failure.what());
+        return MHD_NO;
+    }
+}
+
+void on_completed(void * /*cls*/, MHD_Connection * /*mhd*/, void **request_state, MHD_RequestTerminationCode /*why*/)
+{
+    auto *connection = static_cast<T_HTTP_CONNECTION *>(*request_state);
+    if (connection == nullptr)
+        return;
+    connection->answer.reset();
+    connection->body.clear();
+    if (connection->body.capacity() > kBodyKept)
+        connection->body.shrink_to_fit();
+    connection->receive(current_time_stamp_mono_r());
+}
+
+/* There is room again: a client was let in, or one has left. */
+void let_in(THttpServer::T_STATE *server)
+{
+    if (std::exchange(t_turned_away, false))
+        --server->turned_away;
+}
+
+/* The end is told before the descriptor is closed. */
+void on_connection(void *cls, MHD_Connection *mhd, void **socket_context, MHD_ConnectionNotificationCode what)
+{
+    auto *server = static_cast<THttpServer::T_STATE *>(cls);
+    let_in(server);
+    if (what == MHD_CONNECTION_NOTIFY_STARTED) {
+        const MHD_ConnectionInfo *info = MHD_get_connection_info(mhd, MHD_CONNECTION_INFO_CONNECTION_FD);
+        bool crowded = false;
+        if (info != nullptr)
+            *socket_context = server->connections.add(info->connect_fd, current_time_stamp_mono_r(), &crowded);
+        if (crowded)
+            server->reaper.wake();
+    } else if (*socket_context != nullptr) {
+        server->connections.remove(static_cast<T_HTTP_CONNECTION *>(*socket_context));
+        *socket_context = nullptr;
+    }
+}
+
+/* The library's own account of what went wrong, on the thread that it happened to.
+ * A client that cannot be let in for want of a descriptor or memory stays at the
+ * door, and the library tries again at once, for as long as it takes. */
+void on_trouble(void *cls, const char * /*format*/, va_list /*arguments*/)
+{
+    auto *server = static_cast<THttpServer::T_STATE *>(cls);
+    const int error = errno;
+    if (!server->started || (error != EMFILE && error != ENFILE && error != ENOBUFS && error != ENOMEM))
+        return;
+    if (!std::exchange(t_turned_away, true) && server->turned_away++ == 0)
+        log_Debug("no client is let in: %s", strerror(error));
+    server->reaper.wake();
+    std::this_thread::sleep_for(kAcceptPause);
+    errno = 0; // the library may have more to say about the same failure
+}
+
+unsigned connection_limit(unsigned wanted)
+{
+    struct rlimit descriptors = {};
+    if (getrlimit(RLIMIT_NOFILE, &descriptors) == 0 && descriptors.rlim_cur < kOtherDescriptors + wanted) {
+        const rlim_t left = descriptors.rlim_cur > kOtherDescriptors ? descriptors.rlim_cur - kOtherDescriptors : 0;
+        wanted = static_cast<unsigned>(left);
+    }
+    return wanted;
+}
+
+void cut_slow_clients(THttpServer::T_STATE *server)
+{
+    uint64_t next_ms = 0;
+    while (server->reaper.wait_ms(next_ms))
+        next_ms = server->connections.cut_overdue(current_time_stamp_mono_r(), server->turned_away > 0);
+}
+
+} // namespace
+
+THttpServer::THttpServer(const std::vector<T_HTTP_ROUTE> &routes, const T_HTTP_LIMITS &limits)
+    : m_state(std::make_unique<T_STATE>(limits, connection_limit(limits.connections)))
+{
+    for (const T_HTTP_ROUTE &route : routes)
+        m_state->routes.try_emplace(route.path, route);
+}
+
+THttpServer::~THttpServer()
+{
+    stop();
+}
+
+int THttpServer::start(uint16_t port, unsigned workers)
+{
+    if (m_state->daemon != nullptr)
+        return EALREADY;
+    m_state->stopping = false;
+    m_state->started = false;
+    m_state->turned_away = 0;
+    int error = m_state->reaper.start("SSCI-reaper", [this] { cut_slow_clients(m_state.get()); });
+    if (error == 0 && std::any_of(m_state->routes.begin(), m_state->routes.end(),
+                                  [](const auto &route) { return route.second.may_wait; }))
+        error = m_state->waiting_calls.start("SSCI-waiting");
+
+    struct sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const TSignalsHeld held; // the request threads take no signals
+    errno = 0;
+    if (error == 0)
+        m_state->daemon = MHD_start_daemon(
+            MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG, port, nullptr, nullptr,
+            on_request, m_state.get(),                                                 //
+            MHD_OPTION_EXTERNAL_LOGGER, on_trouble, m_state.get(),                     // first, for the others
+            MHD_OPTION_SOCK_ADDR, &address,                                            //
+            MHD_OPTION_CONNECTION_LIMIT, std::max(m_state->connection_limit, workers), // a share for each
+            MHD_OPTION_CONNECTION_MEMORY_LIMIT, m_state->limits.head_bytes,            //
+            MHD_OPTION_THREAD_STACK_SIZE, kThreadStack,                                //
+            MHD_OPTION_NOTIFY_COMPLETED, on_completed, m_state.get(),                  //
+            MHD_OPTION_NOTIFY_CONNECTION, on_connection, m_state.get(),                //
+            workers > 1 ? MHD_OPTION_THREAD_POOL_SIZE : MHD_OPTION_END, workers,
+            MHD_OPTION_END); // one thread is no pool
+    m_state->started = m_state->daemon != nullptr;
+    if (m_state->started)
+        return 0;
+    if (error == 0)
+        error = errno != 0 ? errno : EIO;
+    m_state->waiting_calls.stop();
+    m_state->reaper.stop();
+    return error;
+}
+
+void THttpServer::stop()
+{
+    if (m_state->daemon == nullptr)
+        return;
+    m_state->stopping = true;
+    m_state->waiting_calls.stop(); // the library must not be stopped with a connection that waits
+    MHD_stop_daemon(m_state->daemon);
+    m_state->daemon = nullptr;
+    m_state->reaper.stop();
+}
+
+uint16_t THttpServer::port() const
+{
+    const MHD_DaemonInfo *info = MHD_get_daemon_info(m_state->daemon, MHD_DAEMON_INFO_BIND_PORT);
+    return info != nullptr ? info->port : 0;
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+
+#include "platform/httpserver.hpp"
+#include "platform/stock/http/http_rules.h"
+
+struct MHD_Connection;
+
+/* A request as libmicrohttpd holds it, in the shapes of ours. */
+
+T_HTTP_HEAD mhd_head(MHD_Connection *mhd);
+
+/* What a handler sees. To be used before the request is answered; while the
+ * connection is suspended by any thread. */
+class TMhdRequest : public httpserver::http_request {
+public:
+    TMhdRequest(MHD_Connection *mhd, const std::string &body) : m_mhd(mhd), m_body(body) {}
+
+    std::string get_arg(const std::string &key) const override;
+    std::string get_content() const override { return m_body; }
+
+private:
+    MHD_Connection *m_mhd;
+    const std::string &m_body;
+};

@@ -1,0 +1,188 @@
+#include <algorithm>
+#include <curl/curl.h>
+#include <mutex>
+#include <new>
+
+#include "platform/logging.h"
+#include "platform/ssci.h"
+#include "platform/stock/config/state_changes.h"
+#include "platform/stock/http/http_client.h"
+#include "platform/stock/hub/hub.h"
+#include "platform/time_stamp.h"
+
+namespace {
+
+constexpr uint64_t kLookupMs = 1000;
+
+/* What every machine of this kind runs, for a name server that is not there. */
+constexpr struct {
+    std::string_view name;
+    int port;
+} kWellKnown[] = {
+    {"recStreamService", 10187},
+    {"sysmonService", 10191},
+};
+
+thread_local int t_errno = 0; // of the calling thread's last call
+
+std::mutex g_lock;
+T_HTTP_PEER g_name_server; // guarded by g_lock; no port: none was named
+
+std::string target_of(const char *path, const ssci_params &params)
+{
+    std::string target = *path == '/' ? path : std::string("/") + path;
+    char separator = target.find('?') == std::string::npos ? '?' : '&';
+    for (const auto &[key, value] : params) {
+        target.append(1, separator).append(http_encode(key)).append("=").append(http_encode(value));
+        separator = '&';
+    }
+    return target;
+}
+
+uint64_t milliseconds(int seconds)
+{
+    return static_cast<uint64_t>(std::clamp(seconds, 0, 3600)) * 1000;
+}
+
+/* One call in the terms of the interface. */
+long long make_call(const T_HTTP_CALL &call, std::string *answer)
+{
+    if (!http_call_is_valid(call))
+        return SSCI_WRONG_ARGUMENTS;
+    long status = 0;
+    std::string body;
+    t_errno = http_call(call, &status, &body);
+    if (t_errno == kHttpGivenUp)
+        return SSCI_CANCELLED;
+    if (t_errno != 0)
+        return SSCI_TRANSPORT_ERROR;
+    if (answer != nullptr)
+        *answer = std::move(body);
+    return status >= 200 && status < 300 ? SSCI_OK : SSCI_BAD_STATUS;
+}
+
+long long request(const char *method, const char *host, int port, const char *path, const ssci_params &params,
+                  const std::string *body, std::string *answer, int timeout_s)
+{
+    t_errno = 0;
+    if (host == nullptr || path == nullptr)
+        return SSCI_WRONG_ARGUMENTS;
+    try {
+        return make_call({method, {host, port}, target_of(path, params), body, milliseconds(timeout_s)}, answer);
+    } catch (const std::bad_alloc &) {
+        t_errno = CURLE_OUT_OF_MEMORY;
+        return SSCI_TRANSPORT_ERROR;
+    }
+}
+
+T_HTTP_PEER name_server()
+{
+    const std::lock_guard<std::mutex> guard(g_lock);
+    return g_name_server;
+}
+
+/* 0 with the address on which the name server has the service. A name that it does
+ * not know and a name server that does not answer are all one. So is an answer that
+ * is no address on this machine, but for a line in the log: somebody meant to move
+ * the service, and it will not be followed there. */
+int ask_name_server(const char *service, uint64_t timeout_ms, T_HTTP_PEER *peer)
+{
+    static TStateChanges refusals;
+    const T_HTTP_PEER server = name_server();
+    if (server.port == 0)
+        return -1;
+    std::string answer;
+    const T_HTTP_CALL lookup = {"GET", server, "/nameserver/services/" + http_encode(service), nullptr, timeout_ms};
+    if (make_call(lookup, &answer) != SSCI_OK)
+        return -1;
+    const bool refused = hub_address_parse(answer, peer) != 0;
+    if (refusals.is_news(service, refused ? 1 : 0) && refused)
+        log_Debug("name server: the answer for %s is no address on this machine and is ignored: %.200s", service,
+                  answer.c_str());
+    return refused ? -1 : 0;
+}
+
+/* 0; SSCI_UNKNOWN_SERVICE or SSCI_CANCELLED. */
+long long find_service(const char *service, uint64_t timeout_ms, T_HTTP_PEER *peer)
+{
+    if (ask_name_server(service, timeout_ms, peer) == 0)
+        return 0;
+    if (t_errno == kHttpGivenUp)
+        return SSCI_CANCELLED;
+    const auto *const known = std::find_if(std::begin(kWellKnown), std::end(kWellKnown),
+                                           [service](const auto &one) { return one.name == service; });
+    if (known == std::end(kWellKnown))
+        return SSCI_UNKNOWN_SERVICE;
+    *peer = {"localhost", known->port};
+    return 0;
+}
+
+} // namespace
+
+long long ssci_GET_request(const char *host, int port, const char *path, const ssci_params &params, std::string *answer,
+                           int timeout_s)
+{
+    return request("GET", host, port, path, params, nullptr, answer, timeout_s);
+}
+
+long long ssci_DELETE_request(const char *host, int port, const char *path, const ssci_params &params,
+                              std::string *answer, int timeout_s)
+{
+    return request("DELETE", host, port, path, params, nullptr, answer, timeout_s);
+}
+
+long long ssci_PUT_request(const char *host, int port, const char *path, const std::string &body, std::string *answer,
+                           int timeout_s)
+{
+    return request("PUT", host, port, path, {}, &body, answer, timeout_s);
+}
+
+long long ssci_POST_request(const char *host, int port, const char *path, const std::string &body, std::string *answer,
+                            int timeout_s)
+{
+    return request("POST", host, port, path, {}, &body, answer, timeout_s);
+}
+
+long long ssci_nameserver_init(const char *host, int port)
+{
+    if (host == nullptr || !http_call_is_valid({"GET", {host, port}, "/", nullptr, kLookupMs}))
+        return SSCI_WRONG_ARGUMENTS;
+    const std::lock_guard<std::mutex> guard(g_lock);
+    g_name_server = {host, port};
+    return SSCI_OK;
+}
+
+long long ssci_GET_request(const char *service, const char *path, const ssci_params &params, std::string *answer,
+                           int timeout_s)
+{
+    t_errno = 0;
+    if (service == nullptr || *service == '\0' || path == nullptr || timeout_s <= 0)
+        return SSCI_WRONG_ARGUMENTS;
+    try {
+        const uint64_t begin_ms = current_time_stamp_mono_r();
+        const uint64_t allowed_ms = milliseconds(timeout_s);
+        T_HTTP_PEER peer;
+        const long long found = find_service(service, std::min(kLookupMs, allowed_ms / 2), &peer);
+        if (found == SSCI_CANCELLED)
+            return found;
+        t_errno = 0; // a failed lookup is not the call's failure
+        if (found != 0)
+            return found;
+        const uint64_t spent_ms = current_time_stamp_mono_r() - begin_ms;
+        const uint64_t left_ms = allowed_ms > spent_ms ? allowed_ms - spent_ms : 1;
+        return make_call({"GET", peer, target_of(path, params), nullptr, left_ms}, answer);
+    } catch (const std::bad_alloc &) {
+        t_errno = CURLE_OUT_OF_MEMORY;
+        return SSCI_TRANSPORT_ERROR;
+    }
+}
+
+int __ssci_errno()
+{
+    return t_errno;
+}
+
+const char *ssci_strerror(int code)
+{
+    return http_strerror(code);
+}

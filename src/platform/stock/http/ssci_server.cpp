@@ -1,0 +1,174 @@
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+#include <mutex>
+#include <string_view>
+#include <vector>
+
+#include "platform/logging.h"
+#include "platform/ssci.h"
+#include "platform/stock/http/http_server.h"
+#include "platform/stock/hub/hub.h"
+
+namespace {
+
+constexpr int kMaxWorkers = 64;
+
+/* Paths of routes whose handlers may wait for something slow: a dump waits for the
+ * sampling round to end. Known here and not by the resource, whose shape is the
+ * appliance's. */
+constexpr std::string_view kMayWait[] = {"/sysmonService/statistics_dump"};
+
+/* All routes of the process, each with the resource that it belongs to. Made by
+ * the first resource, so it outlives them all. */
+struct T_REGISTRY {
+    struct T_ENTRY {
+        const void *owner;
+        T_HTTP_ROUTE route;
+    };
+    std::mutex lock;
+    std::vector<T_ENTRY> entries; // guarded by lock
+};
+
+T_REGISTRY &registry()
+{
+    static T_REGISTRY instance;
+    return instance;
+}
+
+void enter(const void *owner, T_HTTP_ROUTE route)
+{
+    const std::lock_guard<std::mutex> guard(registry().lock);
+    registry().entries.push_back({owner, std::move(route)});
+}
+
+void leave(const void *owner)
+{
+    const std::lock_guard<std::mutex> guard(registry().lock);
+    std::erase_if(registry().entries, [owner](const auto &entry) { return entry.owner == owner; });
+}
+
+std::vector<T_HTTP_ROUTE> all_routes()
+{
+    std::vector<T_HTTP_ROUTE> routes;
+    const std::lock_guard<std::mutex> guard(registry().lock);
+    for (const auto &entry : registry().entries)
+        routes.push_back(entry.route);
+    return routes;
+}
+
+std::shared_ptr<httpserver::http_response> answer_health(bool (*health)(char *buffer, size_t size), size_t size)
+{
+    std::vector<char> buffer(size + 1); // the last one stays NUL
+    if (!health(buffer.data(), size))
+        return std::make_shared<ssci_response>("", 503);
+    return std::make_shared<ssci_response>(buffer.data(), 200);
+}
+
+struct T_SERVER {
+    T_SERVER(const std::string &service, int listen_port, unsigned threads, const T_HTTP_PEER &name_server)
+        : port(static_cast<uint16_t>(listen_port)), workers(threads),
+          registration(name_server, "/nameserver/services/" + http_encode(service),
+                       hub_address_text("localhost", listen_port))
+    {
+    }
+
+    const uint16_t port;
+    const unsigned workers;
+    THubPresence registration;
+    std::unique_ptr<THttpServer> http; // while it is up
+};
+
+/* The one server of this process; its functions are called by one thread. */
+std::unique_ptr<T_SERVER> g_server;
+
+bool is_loopback(const char *host)
+{
+    return host != nullptr && (std::string_view(host) == "localhost" || std::string_view(host) == "127.0.0.1");
+}
+
+bool is_port(int port)
+{
+    return port > 0 && port <= 65535;
+}
+
+} // namespace
+
+common_http_resource::common_http_resource(const char *path, ssci_handler get, ssci_handler put, ssci_handler post,
+                                           ssci_handler del)
+{
+    const bool may_wait = std::find(std::begin(kMayWait), std::end(kMayWait), path) != std::end(kMayWait);
+    enter(this, {path, {get, put, post, del}, may_wait});
+}
+
+common_http_resource::~common_http_resource()
+{
+    leave(this);
+}
+
+common_service_resource::common_service_resource(const char *name, bool (*health)(char *buffer, size_t size),
+                                                 size_t size)
+{
+    enter(this, {std::string("/") + name + "/health",
+                 {[health, size](const httpserver::http_request &) { return answer_health(health, size); }},
+                 false});
+}
+
+common_service_resource::~common_service_resource()
+{
+    leave(this);
+}
+
+long long ssci_server_create(const char *name, const char *host, int port, int workers, const char *nameserver_host,
+                             int nameserver_port, bool /*flag*/, int /*number*/, const char * /*text*/)
+{
+    if (name == nullptr || *name == '\0' || !is_loopback(host) || !is_port(port) || workers < 1 ||
+        workers > kMaxWorkers || !is_loopback(nameserver_host) || !is_port(nameserver_port))
+        return EINVAL;
+    if (g_server != nullptr)
+        return EEXIST;
+    try {
+        g_server = std::make_unique<T_SERVER>(name, port, static_cast<unsigned>(workers),
+                                              T_HTTP_PEER{nameserver_host, nameserver_port});
+    } catch (const std::exception &) {
+        return ENOMEM;
+    }
+    return 0;
+}
+
+long long ssci_server_start()
+{
+    if (g_server == nullptr)
+        return EINVAL;
+    if (g_server->http != nullptr)
+        return EALREADY;
+    try {
+        auto http = std::make_unique<THttpServer>(all_routes(), T_HTTP_LIMITS());
+        if (const int error = http->start(g_server->port, g_server->workers); error != 0)
+            return error;
+        g_server->http = std::move(http);
+    } catch (const std::exception &) {
+        return ENOMEM;
+    }
+    /* Without a registration the service is still found at its well-known port. */
+    if (const int error = g_server->registration.start("SSCI-register"); error != 0)
+        log_Debug("the service will not be registered: error %d", error);
+    return 0;
+}
+
+long long ssci_server_stop()
+{
+    if (g_server == nullptr || g_server->http == nullptr)
+        return 0;
+    g_server->registration.request_stop(); // goes on while the connections are closed
+    g_server->http.reset();
+    g_server->registration.join();
+    return 0;
+}
+
+long long ssci_server_destory()
+{
+    (void)ssci_server_stop();
+    g_server.reset();
+    return 0;
+}

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/stock/http/http_client.h"
+#include "platform/stock/process/background_thread.h"
+
+/* The local hub: name server, notices and message bus of the services of this
+ * machine, as JSON over HTTP. */
+
+T_HTTP_PEER hub_peer();
+
+/* Keeps something of ours present at the hub: PUT at once, again about every 30 s,
+ * and DELETE at the end if a PUT ever got through. A hub that is absent or hangs
+ * is tried again and delays nobody. */
+class THubPresence {
+public:
+    THubPresence(T_HTTP_PEER hub, std::string target, std::string body);
+
+    /* 0, or an error number. `thread_name` is kept as a pointer. */
+    int start(const char *thread_name);
+
+    /* Both return soon, with a hub that hangs too; harmless without start. */
+    void request_stop() { m_thread.request_stop(); }
+    void join() { m_thread.join(); }
+
+private:
+    bool put() const;
+    void keep();
+
+    const T_HTTP_PEER m_hub;
+    const std::string m_target;
+    const std::string m_body;
+    TBackgroundThread m_thread; // last: it uses the others
+};
+
+/* {"host","port"}, {"route"} and {"session","category","code","text","level"}. */
+std::string hub_address_text(const std::string &host, int port);
+std::string hub_route_text(const std::string &route);
+std::string hub_notice_text(const std::string &session, int category, int code, const std::string &text, int level);
+
+/* Where a service is, from the name server's answer. 0; -1 when the text is no
+ * address on this machine, and then *peer keeps what it had. */
+int hub_address_parse(const std::string &text, T_HTTP_PEER *peer);

@@ -1,0 +1,76 @@
+#include "platform/stock/hub/notice_sender.h"
+
+#include <chrono>
+#include <exception>
+#include <utility>
+
+#include "platform/interrupt.h"
+#include "platform/logging.h"
+
+TNoticeSender::TNoticeSender(T_HTTP_PEER hub, const T_NOTICE_LIMITS &limits) : m_hub(std::move(hub)), m_limits(limits)
+{
+}
+
+TNoticeSender::~TNoticeSender()
+{
+    {
+        std::unique_lock<std::mutex> lock(m_lock);
+        m_ending = true;
+        m_changed.notify_all();
+        m_changed.wait_for(lock, std::chrono::milliseconds(m_limits.farewell_ms),
+                           [this] { return m_ended || !m_started; });
+        if (!m_queue.empty())
+            log_Debug("%zu notices dropped: the hub did not take them in time", m_queue.size());
+        m_give_up = true;
+    }
+    m_thread.join();
+}
+
+int TNoticeSender::send(std::string notice)
+{
+    const std::lock_guard<std::mutex> guard(m_lock);
+    if (!m_started) {
+        http_prepare(); // the first notice is sent by the main thread, at the start
+        if (const int error = m_thread.start("SSCI-notices", [this] { deliver(); }); error != 0)
+            return error;
+        m_started = true;
+    }
+    if (!m_queue.empty() && m_queue.back() == notice)
+        return 0;
+    if (m_queue.size() >= m_limits.queued) {
+        log_Debug("notice dropped, %zu are waiting for the hub: %s", m_queue.size(), m_queue.front().c_str());
+        m_queue.pop_front();
+    }
+    m_queue.push_back(std::move(notice));
+    m_changed.notify_all();
+    return 0;
+}
+
+void TNoticeSender::deliver()
+{
+    platform_interrupt_on(&m_give_up); // a stop leaves the call under way its chance too
+    std::unique_lock<std::mutex> lock(m_lock);
+    for (;;) {
+        m_changed.wait(lock, [this] { return m_ending || !m_queue.empty(); });
+        if (m_queue.empty() || m_give_up)
+            break;
+        const std::string notice = std::move(m_queue.front());
+        m_queue.pop_front();
+        lock.unlock();
+        post(notice);
+        lock.lock();
+    }
+    m_ended = true;
+    m_changed.notify_all();
+}
+
+void TNoticeSender::post(const std::string &notice) const
+{
+    try {
+        long status = 0;
+        std::string answer;
+        (void)http_call({"POST", m_hub, "/notify/notices", &notice, m_limits.call_ms}, &status, &answer);
+    } catch (const std::exception &failure) {
+        log_Debug("notice dropped: %s", failure.what());
+    }
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <mutex>
+
+#include "platform/stock/process/background_thread.h"
+
+/* Calls that may take long, made one after the other on a thread of their own. */
+class TWaitingCalls {
+public:
+    enum T_TURN { kRun, kDropped };
+    using T_CALL = std::function<void(T_TURN)>;
+
+    explicit TWaitingCalls(size_t most) : m_most(most) {}
+
+    /* 0, or an error number. `thread_name` is kept as a pointer. */
+    int start(const char *thread_name);
+
+    /* The call under way is finished, all others get their turn as kDropped. */
+    void stop();
+
+    /* Appends a call; false, and nothing done, when `most` wait already or there is
+     * no thread. `taken` runs before the call has its turn. Calls must not throw.
+     * Any thread may call. */
+    bool add(T_CALL call, const std::function<void()> &taken);
+
+private:
+    void run();
+
+    const size_t m_most;
+    std::mutex m_lock;
+    std::condition_variable m_changed;
+    std::deque<T_CALL> m_calls; // guarded by m_lock
+    bool m_open = false;        // guarded by m_lock
+    TBackgroundThread m_thread; // last: it uses the others
+};

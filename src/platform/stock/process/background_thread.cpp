@@ -1,0 +1,64 @@
+#include "platform/stock/process/background_thread.h"
+
+#include <cerrno>
+#include <chrono>
+#include <exception>
+#include <utility>
+
+#include "base/thread.h"
+#include "platform/interrupt.h"
+#include "platform/logging.h"
+
+int TBackgroundThread::start(const char *name, std::function<void()> body)
+{
+    if (m_created)
+        return EALREADY;
+    m_body = std::move(body);
+    m_name = name;
+    m_stop = false;
+    const int error = thread_create(kJoinable, enter, this, &m_thread);
+    m_created = error == 0;
+    return error;
+}
+
+void TBackgroundThread::request_stop()
+{
+    const std::lock_guard<std::mutex> guard(m_lock);
+    m_stop = true;
+    m_wake.notify_all();
+}
+
+void TBackgroundThread::join()
+{
+    if (m_created)
+        pthread_join(m_thread, nullptr);
+    m_created = false;
+}
+
+bool TBackgroundThread::wait_ms(uint64_t time_ms)
+{
+    std::unique_lock<std::mutex> lock(m_lock);
+    m_wake.wait_for(lock, std::chrono::milliseconds(time_ms), [this] { return m_stop || m_woken; });
+    m_woken = false;
+    return !m_stop;
+}
+
+void TBackgroundThread::wake()
+{
+    const std::lock_guard<std::mutex> guard(m_lock);
+    m_woken = true;
+    m_wake.notify_all();
+}
+
+void *TBackgroundThread::enter(void *self)
+{
+    auto *thread = static_cast<TBackgroundThread *>(self);
+    thread_set_name(thread->m_name);
+    platform_interrupt_on(&thread->m_stop);
+    try {
+        thread->m_body();
+    } catch (const std::exception &failure) {
+        log_Debug("%s ended by an exception: %s", thread->m_name, failure.what());
+    }
+    return nullptr;
+}

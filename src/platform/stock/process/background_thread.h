@@ -1,0 +1,47 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <pthread.h>
+
+/* A named thread of the platform itself. Signals are blocked in it, and client
+ * calls made by the body give up when a stop is asked for. start, join and the
+ * destructor are the owner's; request_stop is anyone's. */
+class TBackgroundThread {
+public:
+    TBackgroundThread() = default;
+    ~TBackgroundThread() { stop(); }
+    TBackgroundThread(const TBackgroundThread &) = delete;
+    TBackgroundThread &operator=(const TBackgroundThread &) = delete;
+
+    /* 0, or an error number; EALREADY before it was joined. An exception out of `body` ends the thread only. */
+    int start(const char *name, std::function<void()> body);
+
+    void request_stop();
+    void join(); // harmless when it never ran
+    void stop()
+    {
+        request_stop();
+        join();
+    }
+
+    /* For the body: sleeps that long, less when a stop is asked for or anybody
+     * wakes it, which is kept for the next wait. False after a stop was asked for. */
+    bool wait_ms(uint64_t time_ms);
+    void wake();
+
+private:
+    static void *enter(void *self);
+
+    std::function<void()> m_body;
+    const char *m_name = "";
+    std::mutex m_lock;
+    std::condition_variable m_wake;
+    std::atomic<bool> m_stop{false}; // written under m_lock
+    bool m_woken = false;            // guarded by m_lock
+    bool m_created = false;          // owner's: there is a thread to join
+    pthread_t m_thread = {};
+};

@@ -1,0 +1,295 @@
+#include "platform/stock/process/child_process.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
+#include <map>
+#include <mutex>
+#include <poll.h>
+#include <set>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+#include "base/fd.h"
+#include "platform/host_path.h"
+#include "platform/interrupt.h"
+#include "platform/logging.h"
+#include "platform/time_stamp.h"
+
+namespace {
+
+constexpr int kPollSliceMs = 100; // how soon a request to stop is seen
+constexpr int kDyingTries = 100;  // looks at a killed child, 10 ms apart
+constexpr auto kDyingPause = std::chrono::milliseconds(10);
+constexpr size_t kReadChunk = size_t{64} * 1024;
+constexpr mode_t kChildUmask = 022;           // the daemon's own is 0
+constexpr int kFailureFd = STDERR_FILENO + 1; // in the child
+constexpr int kNotStarted = 127;
+
+/* Whether the calling thread has been asked to stop for that long. Its children
+ * share the time: what one took of it, the next has no more. */
+bool grace_is_over(uint64_t grace_ms)
+{
+    thread_local uint64_t asked_ms = 0; // 0: not asked
+    const uint64_t now_ms = current_time_stamp_mono_r();
+    if (!platform_interrupted())
+        asked_ms = 0;
+    else if (asked_ms == 0)
+        asked_ms = now_ms;
+    return asked_ms != 0 && now_ms >= asked_ms + grace_ms;
+}
+
+/* Children that run, and those that were killed and have not died: in the kernel,
+ * waiting for a device that does not answer. These are not waited for. Each has the
+ * key under which it counts. */
+class TChildren {
+public:
+    /* Room for one more; false while those that are stuck and those that may get
+     * stuck come to the limit. Reaps those that have died since. */
+    bool enter(const std::string &key, int max_stuck)
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        std::erase_if(m_stuck, [](const auto &one) {
+            const pid_t reaped = waitpid(one.first, nullptr, WNOHANG);
+            return reaped > 0 || (reaped < 0 && errno == ECHILD);
+        });
+        const auto stuck =
+            std::count_if(m_stuck.begin(), m_stuck.end(), [&key](const auto &one) { return one.second == key; });
+        if (stuck > 0 && stuck + static_cast<std::ptrdiff_t>(m_running.count(key)) >= max_stuck)
+            return false;
+        m_running.insert(key);
+        return true;
+    }
+    void leave(const std::string &key)
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        m_running.erase(m_running.find(key));
+    }
+    void get_stuck(pid_t pid, const std::string &key)
+    {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        m_stuck.emplace(pid, key);
+    }
+
+private:
+    std::mutex m_lock;
+    std::multiset<std::string> m_running; // guarded by m_lock
+    std::map<pid_t, std::string> m_stuck; // guarded by m_lock
+};
+TChildren &children()
+{
+    static auto &one = *new TChildren; // threads that nobody waits for may still ask at exit
+    return one;
+}
+
+/* A place among the children, for the time of one call. */
+class TChildPlace {
+public:
+    TChildPlace(std::string key, int max_stuck) : m_key(std::move(key)), m_taken(children().enter(m_key, max_stuck)) {}
+    ~TChildPlace()
+    {
+        if (m_taken)
+            children().leave(m_key);
+    }
+    TChildPlace(const TChildPlace &) = delete;
+    TChildPlace &operator=(const TChildPlace &) = delete;
+
+    bool is_taken() const { return m_taken; }
+    void get_stuck(pid_t pid) const { children().get_stuck(pid, m_key); }
+
+private:
+    const std::string m_key;
+    const bool m_taken;
+};
+
+std::string key_of(const std::vector<const char *> &argv, bool by_arguments)
+{
+    std::string text = argv[0];
+    for (size_t i = 1; by_arguments && i < argv.size(); ++i)
+        text.append(1, '\0').append(argv[i]);
+    return text;
+}
+
+/* Takes the exit of a child that has ended or was killed. 0; the error when there
+ * is nothing to take, EAGAIN when it lives on. */
+int reap(pid_t pid, int *status)
+{
+    for (int i = 0; i < kDyingTries; ++i) {
+        const pid_t reaped = waitpid(pid, status, WNOHANG);
+        if (reaped == pid)
+            return 0;
+        if (reaped < 0 && errno != EINTR)
+            return errno;
+        std::this_thread::sleep_for(kDyingPause);
+    }
+    return EAGAIN;
+}
+
+/* What a child needs, all of it made before there is one. */
+struct T_LAUNCH {
+    std::string program;
+    std::vector<char *> argv; // ends with null
+    int output = -1;          // becomes its standard output; else it inherits both
+    int failure = -1;         // takes the error number of a start that fails
+};
+
+/* In the child, which may call async-signal-safe functions only: locks of the
+ * process are as they were, and whoever held them is not here. The caller has all
+ * signals blocked, so that no handler of ours runs in the child. */
+[[noreturn]] void become(const T_LAUNCH &launch)
+{
+    struct sigaction standard = {};
+    standard.sa_handler = SIG_DFL;
+    for (int signal = 1; signal < NSIG; ++signal)
+        (void)sigaction(signal, &standard, nullptr); // two of them cannot be set
+    (void)setpgid(0, 0);
+    (void)umask(kChildUmask);
+    /* Where all descriptors are in use, this order still finds those it needs. */
+    int failure = launch.failure;
+    bool ready = launch.output < 0 || dup2(launch.output, STDOUT_FILENO) >= 0;
+    if (failure >= 0 && failure != kFailureFd && dup3(failure, kFailureFd, O_CLOEXEC) >= 0)
+        failure = kFailureFd;
+    closefrom(failure >= 0 ? failure + 1 : kFailureFd);
+    (void)close(STDIN_FILENO);
+    ready = ready && open("/dev/null", O_RDWR) == STDIN_FILENO &&
+            (launch.output < 0 || dup2(STDIN_FILENO, STDERR_FILENO) >= 0);
+    if (ready) {
+        sigset_t none;
+        sigemptyset(&none);
+        (void)sigprocmask(SIG_SETMASK, &none, nullptr);
+        (void)execve(launch.program.c_str(), launch.argv.data(), environ);
+    }
+    const int error = errno;
+    (void)!write(failure, &error, sizeof(error));
+    _exit(kNotStarted);
+}
+
+/* Starts the child. 0 or an error number.
+ *
+ * By fork: what the child does before it becomes the tool is bound to calls that are
+ * safe there, the umask among them, for which posix_spawn has no way, and the
+ * umask of the process is never touched. A child in our own memory (vfork, clone)
+ * would save the copy of the page tables, a fraction of a millisecond, but what it
+ * may do there is nowhere defined; a program in between would have to be installed
+ * and found. */
+int start(const T_LAUNCH &launch, pid_t *pid)
+{
+    sigset_t all, before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    *pid = fork();
+    const int error = errno;
+    if (*pid == 0)
+        become(launch);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (*pid < 0)
+        return error;
+    (void)setpgid(*pid, *pid); // whoever of us comes first
+    return 0;
+}
+
+/* A pipe closed on exec, which nobody waits at. 0 or an error number. */
+int make_pipe(TFd *reading, TFd *writing)
+{
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0)
+        return errno;
+    *reading = TFd(ends[0]);
+    *writing = TFd(ends[1]);
+    (void)fcntl(reading->get(), F_SETFL, O_NONBLOCK);
+    return 0;
+}
+
+/* Moves what the pipe holds now into *output. False at its end. */
+bool drain(int pipe_end, std::string *output, size_t max_output)
+{
+    char chunk[kReadChunk];
+    while (output->size() <= max_output) {
+        const ssize_t got = read(pipe_end, chunk, sizeof(chunk));
+        if (got > 0)
+            output->append(chunk, static_cast<size_t>(got));
+        else
+            return got < 0 && (errno == EAGAIN || errno == EINTR);
+    }
+    return true;
+}
+
+/* Waits for the child's end, taking its output. 0, or why it must be killed. */
+int watch_child(pid_t pid, const T_CHILD_LIMITS &limits, int pipe_end, std::string *output)
+{
+    const uint64_t deadline = current_time_stamp_mono_r() + static_cast<uint64_t>(limits.timeout_s) * 1000;
+    /* The C library's own wrapper cannot be linked from C++ on this distribution. */
+    const TFd pidfd(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+    for (;;) {
+        struct pollfd waits[2] = {{pidfd.get(), POLLIN, 0}, {pipe_end, POLLIN, 0}};
+        (void)poll(waits, 2, kPollSliceMs);
+        siginfo_t ended = {};
+        const bool gone = waitid(P_PID, static_cast<id_t>(pid), &ended, WEXITED | WNOHANG | WNOWAIT) == 0
+                              ? ended.si_pid == pid
+                              : errno == ECHILD; // SIGCHLD is ignored, which our parent may have left us
+        if (pipe_end >= 0 && !drain(pipe_end, output, limits.max_output))
+            pipe_end = -1;
+        if (output != nullptr && output->size() > limits.max_output)
+            return -EFBIG;
+        if (gone)
+            return 0;
+        if (current_time_stamp_mono_r() >= deadline)
+            return -ETIMEDOUT;
+        if (grace_is_over(limits.stop_grace_ms))
+            return -EINTR;
+    }
+}
+
+} // namespace
+
+int child_run(const std::vector<const char *> &argv, const T_CHILD_LIMITS &limits, std::string *output)
+{
+    if (grace_is_over(limits.stop_grace_ms))
+        return -EINTR;
+    const TChildPlace place(key_of(argv, limits.by_arguments), limits.max_stuck);
+    if (!place.is_taken()) {
+        log_Debug("%s not started: earlier ones hang and cannot be ended", argv[0]);
+        return -EBUSY;
+    }
+    T_LAUNCH launch = {host_path(argv[0]), {}, -1, -1};
+    for (const char *text : argv)
+        launch.argv.push_back(const_cast<char *>(text)); // nobody writes to them
+    launch.argv.push_back(nullptr);
+    TFd reading, writing, failed, failing;
+    (void)make_pipe(&failed, &failing); // without it, a start that fails is an exit status
+    int error = 0;
+    if (output != nullptr) {
+        output->reserve(limits.max_output + kReadChunk); // later there would be a child to clean up
+        error = make_pipe(&reading, &writing);
+    }
+    launch.output = writing.get();
+    launch.failure = failing.get();
+    pid_t pid = -1;
+    if (error == 0)
+        error = start(launch, &pid);
+    if (error != 0)
+        return -error;
+    writing = TFd(); // ours would keep the pipe from ending
+
+    const int killed_for = watch_child(pid, limits, reading.get(), output);
+    if (killed_for != 0) {
+        (void)kill(-pid, SIGKILL);
+        (void)kill(pid, SIGKILL); // it may have left its group
+    }
+    int status = 0;
+    error = reap(pid, &status);
+    if (error == EAGAIN)
+        place.get_stuck(pid);
+    if (killed_for != 0)
+        return killed_for;
+    if (int start_error = 0; read(failed.get(), &start_error, sizeof(start_error)) == sizeof(start_error))
+        return -start_error;
+    if (error != 0)
+        return -error;
+    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+}

@@ -1,0 +1,100 @@
+#include "platform/kestrel.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/stock/process/child_process.h"
+
+namespace {
+
+/* The daily backups take their time; nothing else may hold a watcher up for long.
+ * What records an event or reloads a server would not be run again: at a stop it
+ * has as long as a request. What is only read may be given up. */
+constexpr std::string_view kBackupTool = "/usr/local/cmsbin/cfg_bak_tool";
+/* One backup that hangs does not keep the other from being tried. */
+constexpr T_CHILD_LIMITS kBackupLimits = {3600, 0, 5000, 1, true};
+constexpr T_CHILD_LIMITS kExecLimits = {60, 0, 5000};
+constexpr T_CHILD_LIMITS kReadLimits = {5, size_t{1024} * 1024, 500};
+
+/* What a stream of kestrel_popen reads from. */
+struct T_OUTPUT {
+    std::string text;
+    size_t position = 0;
+    int result = 0;
+};
+
+thread_local int t_closed_result = 0; // of the stream that this thread closed last
+
+std::vector<const char *> argument_list(const char *program, va_list args)
+{
+    std::vector<const char *> argv = {program};
+    while (const char *text = va_arg(args, const char *))
+        argv.push_back(text);
+    return argv;
+}
+
+/* Of a negative result of child_run: whether there was a child at all. */
+bool has_run(int result)
+{
+    return result == -ETIMEDOUT || result == -EFBIG || result == -EINTR || result == -ECHILD;
+}
+
+ssize_t output_read(void *cookie, char *buffer, size_t size)
+{
+    auto *output = static_cast<T_OUTPUT *>(cookie);
+    const size_t count = std::min(size, output->text.size() - output->position);
+    output->text.copy(buffer, count, output->position);
+    output->position += count;
+    return static_cast<ssize_t>(count);
+}
+
+int output_close(void *cookie)
+{
+    const std::unique_ptr<T_OUTPUT> output(static_cast<T_OUTPUT *>(cookie));
+    t_closed_result = output->result;
+    return 0;
+}
+
+} // namespace
+
+int kestrel_exec(int /*reserved1*/, int /*reserved2*/, int /*reserved3*/, const char *program, ...)
+{
+    va_list args;
+    va_start(args, program);
+    const std::vector<const char *> argv = argument_list(program, args);
+    va_end(args);
+    return child_run(argv, program == kBackupTool ? kBackupLimits : kExecLimits, nullptr);
+}
+
+FILE *kestrel_popen(const char *program, ...)
+{
+    va_list args;
+    va_start(args, program);
+    const std::vector<const char *> argv = argument_list(program, args);
+    va_end(args);
+
+    auto output = std::make_unique<T_OUTPUT>();
+    output->result = child_run(argv, kReadLimits, &output->text);
+    if (output->result < 0 && !has_run(output->result)) {
+        errno = -output->result;
+        return nullptr;
+    }
+    constexpr cookie_io_functions_t kRead = {output_read, nullptr, nullptr, output_close};
+    FILE *stream = fopencookie(output.get(), "r", kRead);
+    if (stream != nullptr)
+        (void)output.release(); // the stream's now
+    return stream;
+}
+
+int kestrel_pclose(FILE *stream)
+{
+    if (stream == nullptr)
+        return -EINVAL;
+    (void)fclose(stream);
+    return t_closed_result;
+}

@@ -1,9 +1,0 @@
-#include "platform/stock/state_changes.h"
-
-#include <utility>
-
-bool TStateChanges::is_news(const std::string &subject, uint64_t state)
-{
-    const std::lock_guard<std::mutex> guard(m_lock);
-    return std::exchange(m_states[subject], state) != state;
-}

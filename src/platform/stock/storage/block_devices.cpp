@@ -1,0 +1,264 @@
+#include "platform/stock/storage/block_devices.h"
+
+#include <algorithm>
+#include <cctype>
+#include <climits>
+#include <cstdlib>
+#include <set>
+#include <utility>
+
+#include "base/text.h"
+#include "platform/host_path.h"
+#include "platform/stock/system/text_file.h"
+
+namespace {
+
+constexpr std::string_view kSubsystems = "/devices/virtual/nvme-subsystem/";
+
+bool is_digit(char one)
+{
+    return one >= '0' && one <= '9';
+}
+
+/* "host12": that word and a number. */
+bool is_counted(std::string_view text, std::string_view word)
+{
+    return text.size() > word.size() && text.starts_with(word) &&
+           std::all_of(text.begin() + static_cast<std::ptrdiff_t>(word.size()), text.end(), is_digit);
+}
+
+/* "1-2.4:1.0" */
+bool is_usb_interface(std::string_view text)
+{
+    return !text.empty() && is_digit(text[0]) && text.find('-') < text.find(':') &&
+           text.find_first_not_of("0123456789-.:") == std::string_view::npos;
+}
+
+/* Takes the component off the front of a path. */
+std::string_view next_part(std::string_view *path)
+{
+    const size_t end = std::min(path->find('/'), path->size());
+    const std::string_view part = path->substr(0, end);
+    path->remove_prefix(std::min(end + 1, path->size()));
+    return part;
+}
+
+/* Bus addresses are hexadecimal, or padded with zeros, and sort as they are. */
+bool is_address(std::string_view part)
+{
+    return part.starts_with("pci") || part.find('.') != std::string_view::npos;
+}
+
+/* Addresses first, the others by the numbers in them ("ata2" before "ata10").
+ * Negative, 0 or positive. */
+int compare_parts(std::string_view a, std::string_view b)
+{
+    if (is_address(a) != is_address(b))
+        return is_address(a) ? -1 : 1;
+    if (is_address(a))
+        return a.compare(b);
+    while (!a.empty() && !b.empty()) {
+        const size_t a_digits = std::min(a.find_first_not_of("0123456789"), a.size());
+        const size_t b_digits = std::min(b.find_first_not_of("0123456789"), b.size());
+        if (a_digits != b_digits)
+            return a_digits < b_digits ? -1 : 1;
+        const size_t same = std::max<size_t>(a_digits, 1);
+        if (const int order = a.compare(0, same, b, 0, same); order != 0)
+            return order;
+        a.remove_prefix(same);
+        b.remove_prefix(same);
+    }
+    return static_cast<int>(!a.empty()) - static_cast<int>(!b.empty());
+}
+
+bool port_before(std::string_view a, std::string_view b)
+{
+    while (!a.empty() || !b.empty()) {
+        if (const int order = compare_parts(next_part(&a), next_part(&b)); order != 0)
+            return order < 0;
+    }
+    return false;
+}
+
+/* What a path of sysfs leads to, as a place below "/sys"; empty when it leads
+ * nowhere. */
+std::string place_of(const std::string &path)
+{
+    char top[PATH_MAX], real[PATH_MAX];
+    if (realpath(host_path("/sys").c_str(), top) == nullptr || realpath(host_path(path).c_str(), real) == nullptr)
+        return {};
+    std::string_view place = real;
+    if (place.starts_with(top))
+        place.remove_prefix(std::string_view(top).size());
+    return std::string(place);
+}
+
+/* An NVMe disk with several paths belongs to a subsystem. It stands at the port
+ * of its first controller, and is alive as long as one of them is. */
+std::string controller_of(const std::string &device, std::string *state)
+{
+    std::vector<std::string> names;
+    (void)host_folder_names(device, &names);
+    std::erase_if(names, [](const std::string &name) { return !is_counted(name, "nvme"); });
+    std::string place;
+    for (const std::string &name : names) {
+        std::string folder = device;
+        folder.append("/").append(name);
+        if (place.empty())
+            place = place_of(folder);
+        if (state->empty() || block_is_given_up(*state))
+            *state = sysfs_text(folder + "/state");
+    }
+    return place;
+}
+
+/* The kernel numbers the devices of a SAS host as they come. The place is the
+ * plug: the expanders on the way to it, by their addresses, and the last phy. Empty
+ * where the kernel does not know. */
+std::string sas_port(std::string_view place)
+{
+    std::string port = block_port(place.substr(0, std::min(place.find("/port-"), place.size())));
+    std::string folder = "/sys";
+    std::string_view rest = place;
+    while (!rest.empty()) {
+        const std::string part(next_part(&rest));
+        if (part.empty())
+            continue;
+        folder.append("/").append(part);
+        std::string attributes = folder;
+        attributes.append("/sas_device/").append(part);
+        if (part.starts_with("expander-"))
+            port.append("/").append(sysfs_text(attributes + "/sas_address"));
+        if (!part.starts_with("end_device-"))
+            continue;
+        const std::string phy = sysfs_text(attributes + "/phy_identifier");
+        return phy.empty() ? phy : port.append("/phy").append(phy).append(place.substr(place.rfind(':')));
+    }
+    return {};
+}
+
+/* Nothing in here is a command to the disk: all was read when it came. */
+std::string identity_of(const std::string &folder)
+{
+    for (const char *attribute : {"/wwid", "/device/wwid", "/device/serial", "/device/cid", "/device/vpd_pg80"}) {
+        if (std::string text = sysfs_text(folder + attribute); !text.empty())
+            return text;
+    }
+    return {};
+}
+
+/* False when there is no such disk. */
+bool read_device(const std::string &name, T_BLOCK_DEVICE *out)
+{
+    const std::string folder = "/sys/block/" + name;
+    const std::string device = folder + "/device";
+    const std::string place = place_of(folder);
+    std::string device_place = place_of(device);
+    if (device_place.empty() || !block_is_disk(name, place) || sysfs_text(folder + "/removable") == "1" ||
+        sysfs_text(folder + "/hidden") == "1")
+        return false;
+    T_BLOCK_DEVICE found;
+    found.name = name;
+    found.state = sysfs_text(device + "/state");
+    if (place.starts_with(kSubsystems))
+        device_place = controller_of(device, &found.state);
+    long long sectors = 0;
+    const bool empty = !text_to_number(sysfs_text(folder + "/size"), &sectors) || sectors <= 0;
+    if (empty && !block_is_given_up(found.state))
+        return false;
+    found.model = sysfs_text(device + "/model");
+    if (found.model.empty())
+        found.model = sysfs_text(device + "/name"); // memory cards
+    found.port = sas_port(device_place);
+    if (found.port.empty())
+        found.port = block_port(device_place);
+    if (name.starts_with("nvme")) // one controller has several
+        found.port.append("/").append(name, name.rfind('n'));
+    found.identity = identity_of(folder);
+    if (found.identity.empty())
+        found.identity = found.port + '\n' + sysfs_text(folder + "/diskseq") + '\n' + found.model;
+    if (found.model.empty())
+        found.model = "Disk";
+    found.suspended = sysfs_text(device + "/power/runtime_status") == "suspended";
+    *out = std::move(found);
+    return true;
+}
+
+} // namespace
+
+bool block_is_disk(std::string_view name, std::string_view place)
+{
+    if (place.starts_with("/devices/virtual/") && !place.starts_with(kSubsystems))
+        return false;
+    for (const std::string_view kind : {"rbd", "mtdblock"}) {
+        if (is_counted(name, kind))
+            return false;
+    }
+    constexpr std::string_view kCard = "mmcblk";
+    return !name.starts_with(kCard) || (name.find("boot", kCard.size()) == std::string_view::npos &&
+                                        name.find("rpmb", kCard.size()) == std::string_view::npos);
+}
+
+std::string block_port(std::string_view device_path)
+{
+    std::string port;
+    std::string_view before; // the component before this one
+    bool host_counts = true;
+    while (!device_path.empty()) {
+        std::string_view part = next_part(&device_path);
+        const std::string_view parent = std::exchange(before, part);
+        if (part.empty() || part == "nvme" || is_counted(part, "nvme") || is_counted(part, "virtio") ||
+            part.starts_with("target"))
+            continue;
+        if (is_counted(part, "host") &&
+            (is_counted(parent, "ata") || is_counted(parent, "virtio") || is_usb_interface(parent))) {
+            host_counts = false;
+            continue;
+        }
+        if (is_counted(parent, "mmc") && part.starts_with(parent))
+            continue; // "mmc0:59b4", by the card
+        if (parent.starts_with("target") && !host_counts)
+            part.remove_prefix(std::min(part.find(':') + 1, part.size())); // channel, target and unit are left
+        port.append("/").append(part);
+    }
+    return port;
+}
+
+int block_devices(std::vector<T_BLOCK_DEVICE> *out)
+{
+    std::vector<std::string> names;
+    if (const int result = host_folder_names("/sys/block", &names); result != 0)
+        return result;
+    std::vector<T_BLOCK_DEVICE> devices;
+    std::set<std::string> ports, identities;
+    for (const std::string &name : names) {
+        T_BLOCK_DEVICE device;
+        if (!read_device(name, &device))
+            continue;
+        if (!ports.insert(device.port).second)
+            device.port.append("/").append(name);
+        if (!identities.insert(device.identity).second) // cheap bridges share a serial number
+            device.identity.append("\n").append(device.port);
+        devices.push_back(std::move(device));
+    }
+    std::sort(devices.begin(), devices.end(),
+              [](const T_BLOCK_DEVICE &a, const T_BLOCK_DEVICE &b) { return port_before(a.port, b.port); });
+    *out = std::move(devices);
+    return 0;
+}
+
+bool block_is_given_up(std::string_view state)
+{
+    return state == "offline" || state == "transport-offline" || state == "dead";
+}
+
+int block_status(std::string_view state, const T_SMART_READING &known)
+{
+    for (const std::string_view leaving : {"cancel", "deleted", "deleting"}) {
+        if (state == leaving)
+            return -1;
+    }
+    if (block_is_given_up(state) || !known.passed.value_or(true))
+        return 2;
+    return known.worn ? 1 : 0;
+}

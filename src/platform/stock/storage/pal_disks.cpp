@@ -1,0 +1,132 @@
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+#include "platform/interrupt.h"
+#include "platform/logging.h"
+#include "platform/pal.h"
+#include "platform/stock/storage/block_devices.h"
+#include "platform/stock/storage/disk_health.h"
+#include "platform/stock/storage/disk_numbers.h"
+#include "platform/stock/storage/smart_reader.h"
+#include "platform/time_stamp.h"
+
+namespace {
+
+/* A disk and its number. */
+struct T_NUMBERED {
+    int number = 0;
+    T_BLOCK_DEVICE device;
+};
+
+T_SMART_OUTCOME ask_disk(const std::string &disk, bool may_wake, T_SMART_READING *out, int *error)
+{
+    std::string text;
+    const int status = smart_document(disk, may_wake, &text);
+    if (status >= 0)
+        return smart_outcome(status, text, out);
+    *error = status;
+    return T_SMART_OUTCOME::no_answer;
+}
+
+T_SMART_MOMENT moment_now()
+{
+    const auto wall_s = static_cast<time_t>(current_time_stamp() / 1000);
+    return {current_time_stamp_mono_r(), wall_s, get_local_time(wall_s)};
+}
+
+TDiskHealth g_health(ask_disk, moment_now);
+TDiskNumbers g_numbers;
+
+/* The calling thread has asked for the enclosures and not yet for their disks:
+ * this is how the SMART check begins, which wants the state of this moment. */
+thread_local bool t_checks_health = false;
+
+uint32_t list_disks(std::vector<T_NUMBERED> *out)
+{
+    std::vector<T_BLOCK_DEVICE> devices;
+    if (const int result = block_devices(&devices); result != 0) {
+        log_Debug("the disks cannot be listed: %s", strerror(-result));
+        return static_cast<uint32_t>(-result);
+    }
+    std::vector<std::string> ports;
+    ports.reserve(devices.size());
+    for (const T_BLOCK_DEVICE &device : devices)
+        ports.push_back(device.port);
+    const std::vector<int> numbers = g_numbers.of(ports);
+    for (size_t i = 0; i < devices.size(); ++i)
+        out->push_back({numbers[i], std::move(devices[i])});
+    std::sort(out->begin(), out->end(), [](const T_NUMBERED &a, const T_NUMBERED &b) { return a.number < b.number; });
+    return 0;
+}
+
+/* As TDiskHealth::read(). A disk that its transport has given up is not asked. */
+int read_health(const T_BLOCK_DEVICE &device, T_SMART_READING *out)
+{
+    return block_is_given_up(device.state) ? -ENXIO
+                                           : g_health.read({device.name, device.identity, device.suspended}, out);
+}
+
+} // namespace
+
+/* The numbers of the disks, from 1, may have gaps. The count is such that who goes
+ * from 0 to count - 1 meets each disk once. */
+uint32_t PAL_storage_get_enclosure_list(const t_auth & /*auth*/, const t_storage_disk_input & /*in*/,
+                                        t_storage_enclosure_info &out)
+{
+    std::vector<T_NUMBERED> disks;
+    if (const uint32_t result = list_disks(&disks); result != 0)
+        return result;
+    t_checks_health = true;
+    out.enclosure_count = 1; // the host itself
+    out.disk_count = disks.empty() ? 0 : disks.back().number + 1;
+    return 0;
+}
+
+uint32_t PAL_storage_get_disk_list(const t_auth & /*auth*/, const t_storage_disk_input &in, t_storage_disk_list &out)
+{
+    const bool checks_health = std::exchange(t_checks_health, false);
+    if (in.id != 0) {
+        log_Debug("no enclosure %d", in.id);
+        return ENODEV;
+    }
+    std::vector<T_NUMBERED> disks;
+    if (const uint32_t result = list_disks(&disks); result != 0)
+        return result;
+    t_storage_disk_list list;
+    for (const auto &[number, device] : disks) {
+        T_SMART_READING reading;
+        if (checks_health && !platform_interrupted())
+            (void)read_health(device, &reading);
+        char name[32];
+        snprintf(name, sizeof(name), "disk_%02x", static_cast<unsigned>(number));
+        list.disks.push_back({name, device.model + " (/dev/" + device.name + ")", "present",
+                              block_status(device.state, g_health.known(device.identity))});
+    }
+    out = std::move(list);
+    return 0;
+}
+
+/* A number without a disk and a disk without SMART neither end a walk over all
+ * numbers nor say anything in it. */
+uint32_t PAL_storage_get_disk_smart_info(const t_auth & /*auth*/, const t_storage_disk_input &in,
+                                         t_storage_smart_info &out)
+{
+    std::vector<T_NUMBERED> disks;
+    if (const uint32_t result = list_disks(&disks); result != 0)
+        return result;
+    const auto disk =
+        std::find_if(disks.begin(), disks.end(), [&](const T_NUMBERED &one) { return one.number == in.id; });
+    if (disk == disks.end())
+        return 0;
+    T_SMART_READING reading;
+    if (const int result = read_health(disk->device, &reading); result != 0)
+        return static_cast<uint32_t>(-result);
+    if (reading.passed.has_value())
+        out.alert = *reading.passed ? 0 : 1;
+    if (reading.power_on_hours.has_value())
+        out.power_on_hours = *reading.power_on_hours;
+    return 0;
+}

@@ -1,0 +1,160 @@
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <unistd.h>
+#include <utility>
+
+#include "platform/host_path.h"
+#include "platform/logging.h"
+#include "platform/pal.h"
+#include "platform/stock/storage/md_array.h"
+#include "platform/stock/storage/place_look.h"
+#include "platform/stock/storage/volumes.h"
+#include "platform/stock/system/text_file.h"
+
+namespace {
+
+constexpr const char *kVolumeFile = "/tarn/etc/volume.conf";
+constexpr size_t kMaxMountinfo = size_t{4} * 1024 * 1024;
+constexpr size_t kMaxKstat = 4096;
+
+/* Whether a failure is news: volumes are asked for every minute, and one that is
+ * gone is reported when it goes, not for as long as it is away. 0 is no failure. */
+bool is_news(const std::string &about, int result)
+{
+    static std::mutex lock;
+    static std::map<std::string, int> results; // guarded by lock
+    const std::lock_guard<std::mutex> guard(lock);
+    const int before = std::exchange(results[about], result);
+    return result != 0 && result != before;
+}
+
+int load_volumes(std::vector<T_VOLUME> *out)
+{
+    T_INI ini;
+    const int result = ini_load(kVolumeFile, &ini);
+    if (result == 0)
+        *out = volumes_of(ini);
+    if (is_news(kVolumeFile, result))
+        log_Debug("%s cannot be used: %s", kVolumeFile, strerror(-result));
+    return result;
+}
+
+/* What is mounted at the volume's place; 0, -ENODEV when nothing is. A folder
+ * behind a host root stands for a mounted volume, with no device under it. */
+int find_mount(const T_VOLUME &volume, const T_PLACE &place, T_MOUNT *out)
+{
+    std::string mountinfo;
+    const int result = text_file_read("/proc/self/mountinfo", kMaxMountinfo, &mountinfo);
+    const bool at_root = host_path("").empty();
+    if (result != 0 && at_root)
+        return result;
+    if (mount_find(mountinfo, volume.mount_point, out))
+        return 0;
+    if (!at_root)
+        return place.error == 0 && place.is_folder ? 0 : -ENODEV;
+    /* The configured place may be a link to the mount point. */
+    return place.error == 0 && mount_find(mountinfo, place.real, out) ? 0 : -ENODEV;
+}
+
+/* The folder of sysfs for a mounted device; empty for a file system without one
+ * (ZFS, a plain folder). File systems over several devices have a device number
+ * of their own and name one of them as their source. */
+std::string device_folder(const T_MOUNT &mount)
+{
+    std::vector<std::string> names;
+    std::string folder = "/sys/dev/block/" + mount.device;
+    if (!mount.device.empty() && host_folder_names(folder, &names) == 0)
+        return folder;
+    if (!mount.source.starts_with("/dev/"))
+        return {};
+    char target[PATH_MAX];
+    const ssize_t length = readlink(host_path(mount.source).c_str(), target, sizeof(target));
+    const std::string node = length > 0 ? std::string(target, static_cast<size_t>(length)) : mount.source;
+    return "/sys/class/block" + node.substr(std::min(node.find_last_of('/'), node.size()));
+}
+
+/* State of the array or the pool under a volume. */
+int32_t array_status(const T_MOUNT &mount)
+{
+    std::string state;
+    if (mount.kind == "zfs" &&
+        text_file_read("/proc/spl/kstat/zfs/" + mount.source.substr(0, mount.source.find('/')) + "/state", kMaxKstat,
+                       &state) == 0)
+        return zfs_status(state);
+    const std::string folder = device_folder(mount);
+    return folder.empty() ? kVolumeReady : md_status_below(folder);
+}
+
+/* Status and space. 0; -ENODEV when nothing is mounted there; another -errno when
+ * a mounted volume cannot be measured. */
+int measure(const T_VOLUME &volume, int32_t *status, t_volume_usage *usage)
+{
+    T_PLACE place;
+    int result = place_look(volume.mount_point, &place);
+    T_MOUNT mount;
+    if (result == 0)
+        result = find_mount(volume, place, &mount);
+    if (result == 0)
+        result = -place.error;
+    const std::string about = std::to_string(volume.id);
+    if (is_news(about, result) && result != -EINTR)
+        log_Debug(result == -ENODEV ? "volume %d at %s is not mounted" : "volume %d at %s cannot be measured: %s",
+                  volume.id, volume.mount_point.c_str(), strerror(-result));
+    if (result != 0)
+        return result;
+    *status = array_status(mount);
+    *usage = volume_usage(volume, place.space);
+    return 0;
+}
+
+} // namespace
+
+/* A volume that is not mounted or cannot be measured is left out: the others
+ * must not suffer from it. */
+uint32_t PAL_resmon_get_disk_usage(const t_auth & /*auth*/, const t_volume_info & /*in*/, t_volume_info &out)
+{
+    std::vector<T_VOLUME> volumes;
+    if (const int result = load_volumes(&volumes); result != 0)
+        return static_cast<uint32_t>(-result);
+    t_volume_info info;
+    for (const T_VOLUME &volume : volumes) {
+        int32_t status = 0;
+        t_volume_usage usage;
+        if (measure(volume, &status, &usage) == 0)
+            info.usage.push_back(std::move(usage));
+    }
+    out = std::move(info);
+    return 0;
+}
+
+/* A volume that is not mounted has a status and no free space to tell. */
+uint32_t PAL_storage_get_volume_info(const t_auth & /*auth*/, const t_storage_disk_vol_info &in,
+                                     t_storage_disk_vol_info &out)
+{
+    std::vector<T_VOLUME> volumes;
+    if (const int result = load_volumes(&volumes); result != 0)
+        return static_cast<uint32_t>(-result);
+    const auto volume =
+        std::find_if(volumes.begin(), volumes.end(), [&](const T_VOLUME &one) { return one.id == in.target_vol_id; });
+    const bool is_known = volume != volumes.end();
+    if (is_news("no " + std::to_string(in.target_vol_id), is_known ? 0 : -ENODEV))
+        log_Debug("no volume %d in %s", in.target_vol_id, kVolumeFile);
+    if (!is_known)
+        return ENODEV;
+    t_storage_disk_vol_info info;
+    info.target_vol_id = volume->id;
+    t_volume_usage usage;
+    const int result = measure(*volume, &info.status, &usage);
+    if (result == 0)
+        info.free_bytes = std::to_string(usage.free_bytes);
+    else if (result == -ENODEV)
+        info.status = kVolumeNotMounted;
+    else
+        return static_cast<uint32_t>(-result);
+    out = std::move(info);
+    return 0;
+}

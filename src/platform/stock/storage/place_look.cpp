@@ -1,0 +1,123 @@
+#include "platform/stock/storage/place_look.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <exception>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <utility>
+
+#include "base/thread.h"
+#include "platform/host_path.h"
+#include "platform/interrupt.h"
+#include "platform/time_stamp.h"
+
+namespace {
+
+constexpr uint64_t kLimitMs = 5000;
+constexpr auto kWaitSlice = std::chrono::milliseconds(100); // how soon a request to stop is seen
+
+struct T_LOOK {
+    uint64_t deadline_ms = 0; // monotonic
+    bool is_done = false;
+    T_PLACE place;
+};
+
+/* The looks that have not ended, by their places. */
+class TLooks {
+public:
+    int join(const std::string &path, uint64_t limit_ms, std::function<void(T_PLACE *)> work, T_PLACE *out)
+    {
+        std::unique_lock<std::mutex> lock(m_lock);
+        std::shared_ptr<T_LOOK> look = m_running[path];
+        if (look == nullptr) {
+            look = std::make_shared<T_LOOK>();
+            look->deadline_ms = current_time_stamp_mono_r() + limit_ms;
+            if (const int error = start({this, path, look, std::move(work)}); error != 0) {
+                m_running.erase(path);
+                return -error;
+            }
+            m_running[path] = look;
+        }
+        while (!look->is_done) {
+            if (platform_interrupted())
+                return -EINTR;
+            const uint64_t now_ms = current_time_stamp_mono_r();
+            if (now_ms >= look->deadline_ms)
+                return -ETIMEDOUT;
+            m_ended.wait_for(lock, std::min(kWaitSlice, std::chrono::milliseconds(look->deadline_ms - now_ms)));
+        }
+        *out = look->place;
+        return 0;
+    }
+
+private:
+    struct T_TASK {
+        TLooks *looks;
+        std::string path;
+        std::shared_ptr<T_LOOK> look;
+        std::function<void(T_PLACE *)> work;
+    };
+
+    /* 0 or an error number. */
+    static int start(T_TASK task)
+    {
+        auto own = std::make_unique<T_TASK>(std::move(task));
+        pthread_t thread = {};
+        const int error = thread_create(kDetached, enter, own.get(), &thread);
+        if (error == 0)
+            (void)own.release(); // the thread's now
+        return error;
+    }
+
+    static void *enter(void *argument)
+    {
+        thread_set_name("PLACE-look");
+        const std::unique_ptr<T_TASK> task(static_cast<T_TASK *>(argument));
+        T_PLACE place;
+        try {
+            task->work(&place);
+        } catch (const std::exception &) {
+            place.error = ENOMEM;
+        }
+        const std::lock_guard<std::mutex> guard(task->looks->m_lock);
+        task->look->place = place;
+        task->look->is_done = true;
+        task->looks->m_running.erase(task->path);
+        task->looks->m_ended.notify_all();
+        return nullptr;
+    }
+
+    std::mutex m_lock;
+    std::condition_variable m_ended;
+    std::map<std::string, std::shared_ptr<T_LOOK>> m_running; // guarded by m_lock
+};
+
+void look_at(const std::string &path, T_PLACE *out)
+{
+    struct stat status = {};
+    if (stat(path.c_str(), &status) != 0 || realpath(path.c_str(), out->real) == nullptr ||
+        statvfs(path.c_str(), &out->space) != 0)
+        out->error = errno;
+    out->is_folder = S_ISDIR(status.st_mode);
+}
+
+} // namespace
+
+int place_look(const std::string &path, T_PLACE *out)
+{
+    return place_look_by(
+        path, kLimitMs, [full = host_path(path)](T_PLACE *place) { look_at(full, place); }, out);
+}
+
+int place_look_by(const std::string &path, uint64_t limit_ms, std::function<void(T_PLACE *)> look, T_PLACE *out)
+{
+    static auto &looks = *new TLooks; // those that are left behind may end at any time
+    return looks.join(path, limit_ms, std::move(look), out);
+}

@@ -1,0 +1,102 @@
+#include "platform/stock/storage/smart_socket.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "base/fd.h"
+#include "base/text.h"
+#include "platform/host_path.h"
+#include "platform/interrupt.h"
+
+namespace {
+
+using TClock = std::chrono::steady_clock;
+
+constexpr const char *kSocket = "/run/velomond/smart.socket";
+constexpr int kMaxStatus = 255;
+constexpr int kSliceMs = 100; // how soon a request to stop is seen
+
+int connect_helper(TFd *out)
+{
+    const std::string path = host_path(kSocket);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof(address.sun_path))
+        return -ENOENT;
+    path.copy(address.sun_path, path.size());
+    TFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!fd.is_open())
+        return -errno;
+    if (connect(fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0)
+        return errno == ECONNREFUSED ? -ENOENT : -errno; // a socket that was left behind
+    *out = std::move(fd);
+    return 0;
+}
+
+/* Reads to the end of the answer, or to what ends the patience. */
+int read_answer(int fd, const T_CHILD_LIMITS &limits, std::string *text)
+{
+    auto end = TClock::now() + std::chrono::seconds(limits.timeout_s);
+    bool stopping = false;
+    for (;;) {
+        if (!stopping && platform_interrupted()) {
+            stopping = true;
+            end = std::min(end, TClock::now() + std::chrono::milliseconds(limits.stop_grace_ms));
+        }
+        char data[4096];
+        const ssize_t count = read(fd, data, sizeof(data));
+        if (count == 0)
+            return 0;
+        if (count > 0)
+            text->append(data, static_cast<size_t>(count));
+        else if (errno != EAGAIN && errno != EINTR)
+            return errno == ECONNRESET ? -EAGAIN : -errno; // it left without reading the request to its end
+        if (text->size() > limits.max_output)
+            return -EFBIG;
+        if (TClock::now() >= end)
+            return stopping ? -EINTR : -ETIMEDOUT;
+        pollfd waiting = {fd, POLLIN, 0};
+        if (count < 0)
+            (void)poll(&waiting, 1, kSliceMs);
+    }
+}
+
+/* Takes the last line off. The exit status in it, or -EAGAIN where there is none:
+ * the answer was cut short. */
+int take_exit_status(std::string *text)
+{
+    static constexpr std::string_view kExit = "\nexit ";
+    const size_t line = text->rfind(kExit);
+    long long status = 0;
+    if (line == std::string::npos || text->back() != '\n')
+        return -EAGAIN;
+    const std::string_view number = std::string_view(*text).substr(line + kExit.size());
+    if (!text_to_number(number.substr(0, number.size() - 1), &status) || status < 0 || status > kMaxStatus)
+        return -EAGAIN;
+    text->resize(line);
+    return static_cast<int>(status);
+}
+
+} // namespace
+
+int smart_socket_ask(const std::string &device, bool may_wake, const T_CHILD_LIMITS &limits, std::string *document)
+{
+    TFd fd;
+    if (const int result = connect_helper(&fd); result != 0)
+        return result;
+    const std::string request = (may_wake ? "wake " : "") + device + "\n";
+    if (send(fd.get(), request.data(), request.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(request.size()))
+        return -EAGAIN;
+    std::string text;
+    if (const int result = read_answer(fd.get(), limits, &text); result != 0)
+        return result;
+    const int status = take_exit_status(&text);
+    if (status >= 0)
+        *document = std::move(text);
+    return status;
+}

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+#include "platform/stock/process/child_process.h"
+
+/* Asks the helper that may read disks (smart_helper/smart_helper.h) to run smartctl
+ * on a device ("sda"). The limits are as for a child; past them the helper is left
+ * to itself. The exit status of smartctl, with its document in *document; -ENOENT
+ * where there is no helper; -EAGAIN when it had no answer; -ETIMEDOUT, -EFBIG,
+ * -EINTR; another -errno. */
+int smart_socket_ask(const std::string &device, bool may_wake, const T_CHILD_LIMITS &limits, std::string *document);

@@ -1,0 +1,124 @@
+#include "platform/stock/storage/smartctl.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <json-c/json.h>
+#include <limits>
+
+#include "base/json.h"
+
+namespace {
+
+constexpr int kCommandLineBit = 0x01;
+constexpr int kOpenBit = 0x02;
+constexpr int kCommandFailedBit = 0x04;
+constexpr int kAllBits = 0xff;
+constexpr int64_t kWholeLifePercent = 100;
+
+std::optional<int32_t> hours_of(json_object *value)
+{
+    if (!json_object_is_type(value, json_type_int) || json_object_get_int64(value) < 0)
+        return std::nullopt;
+    return static_cast<int32_t>(std::min<int64_t>(json_object_get_int64(value), std::numeric_limits<int32_t>::max()));
+}
+
+bool is_text(json_object *value, std::string_view text)
+{
+    return json_object_is_type(value, json_type_string) && json_object_get_string(value) == text;
+}
+
+/* Calls visit with each element of an array; of nothing else. */
+template <typename TVisit> void each(json_object *array, TVisit visit)
+{
+    if (!json_object_is_type(array, json_type_array))
+        return;
+    for (size_t i = 0; i < json_object_array_length(array); ++i)
+        visit(json_object_array_get_idx(array, i));
+}
+
+bool attribute_fails(json_object *document)
+{
+    bool fails = false;
+    each(json_member(json_member(document, "ata_smart_attributes"), "table"),
+         [&](json_object *attribute) { fails |= is_text(json_member(attribute, "when_failed"), "now"); });
+    return fails;
+}
+
+/* Whether a message of the run contains one of the texts. */
+bool has_message(json_object *document, std::initializer_list<std::string_view> texts)
+{
+    bool found = false;
+    each(json_member(json_member(document, "smartctl"), "messages"), [&](json_object *message) {
+        json_object *text = json_member(message, "string");
+        if (!json_object_is_type(text, json_type_string))
+            return;
+        const std::string_view said = json_object_get_string(text);
+        found |= std::any_of(texts.begin(), texts.end(),
+                             [&](std::string_view one) { return said.find(one) != std::string_view::npos; });
+    });
+    return found;
+}
+
+/* The tool does not know how to ask, or the disk says that it has no SMART. */
+bool has_no_smart(json_object *document)
+{
+    json_object *available = json_member(json_member(document, "smart_support"), "available");
+    return (json_object_is_type(available, json_type_boolean) && json_object_get_boolean(available) == 0) ||
+           has_message(document, {"Unable to detect device type", "Unknown USB bridge", "Unsupported USB bridge",
+                                  "lacks SMART capability"});
+}
+
+/* 0; -EINVAL when the document names no protocol. */
+int reading_of(json_object *document, T_SMART_READING *out)
+{
+    json_object *protocol = json_member(json_member(document, "device"), "protocol");
+
+    /* The raw value of attribute 9 counts minutes or half minutes on some disks,
+     * and packs other figures into its upper bytes on others: the tool has
+     * already worked out the hours. */
+    T_SMART_READING reading;
+    if (is_text(protocol, "ATA") || is_text(protocol, "SCSI")) {
+        reading.power_on_hours = hours_of(json_member(json_member(document, "power_on_time"), "hours"));
+        reading.worn = attribute_fails(document);
+    } else if (is_text(protocol, "NVMe")) {
+        json_object *health = json_member(document, "nvme_smart_health_information_log");
+        reading.power_on_hours = hours_of(json_member(health, "power_on_hours"));
+        json_object *used = json_member(health, "percentage_used");
+        reading.worn = json_object_is_type(used, json_type_int) && json_object_get_int64(used) >= kWholeLifePercent;
+    } else {
+        return -EINVAL;
+    }
+
+    json_object *passed = json_member(json_member(document, "smart_status"), "passed");
+    if (json_object_is_type(passed, json_type_boolean))
+        reading.passed = json_object_get_boolean(passed) != 0;
+    *out = reading;
+    return 0;
+}
+
+} // namespace
+
+int smart_parse(std::string_view text, T_SMART_READING *out)
+{
+    return reading_of(json_parse_whole(text).get(), out);
+}
+
+T_SMART_OUTCOME smart_outcome(int exit_status, std::string_view text, T_SMART_READING *out)
+{
+    if (exit_status < 0 || exit_status > kAllBits)
+        return T_SMART_OUTCOME::unreadable;
+    const TJson document = json_parse_whole(text);
+    const bool misused = (exit_status & kCommandLineBit) != 0;
+    const bool closed = (exit_status & kOpenBit) != 0;
+    if (!misused && closed && (document == nullptr || has_message(document.get(), {"Device is in "})))
+        return T_SMART_OUTCOME::asleep;
+    if (has_no_smart(document.get()))
+        return T_SMART_OUTCOME::no_smart;
+    T_SMART_READING reading;
+    if (misused || closed || reading_of(document.get(), &reading) != 0)
+        return T_SMART_OUTCOME::unreadable;
+    if (!reading.passed.has_value() && !reading.power_on_hours.has_value() && !reading.worn)
+        return (exit_status & kCommandFailedBit) != 0 ? T_SMART_OUTCOME::unreadable : T_SMART_OUTCOME::no_smart;
+    *out = reading;
+    return T_SMART_OUTCOME::read;
+}

@@ -1,0 +1,62 @@
+#include "platform/diag.h"
+
+#include <csignal>
+#include <cstring>
+#include <execinfo.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include "base/log_stream.h"
+
+namespace {
+
+char g_program[32] = "?"; // set before the first handler is installed
+
+/* A line that is put together piece by piece. */
+struct T_LINE {
+    char text[128];
+    size_t length = 0;
+
+    void add(const char *part)
+    {
+        for (; *part != '\0' && length < sizeof(text); ++part)
+            text[length++] = *part;
+    }
+};
+
+/* Only async-signal-safe calls: the process may have crashed inside malloc. */
+void on_crash(int signal)
+{
+    char thread[16] = "";
+    (void)prctl(PR_GET_NAME, thread);
+    const char number[3] = {static_cast<char>('0' + signal / 10), static_cast<char>('0' + signal % 10), '\0'};
+    T_LINE line;
+    const char *const parts[] = {"\n", g_program, ": crash signal ", number, " in thread ", thread, "\n"};
+    for (const char *part : parts)
+        line.add(part);
+    (void)log_stream_write(STDERR_FILENO, line.text, line.length);
+    void *frames[48];
+    const int depth = backtrace(frames, sizeof(frames) / sizeof(frames[0]));
+    /* Frame by frame: each is one write, which nobody may be there to read. */
+    for (int i = 0; i < depth; ++i) {
+        (void)log_stream_call(
+            STDERR_FILENO, [](int fd, void *frame) { backtrace_symbols_fd(static_cast<void **>(frame), 1, fd); },
+            &frames[i]);
+    }
+    /* The default action is back in place (SA_RESETHAND); the signal is taken as
+     * soon as this handler returns, also one that somebody sent. */
+    (void)raise(signal);
+}
+
+} // namespace
+
+int diag_com_install_siganl_handler(int signal, const char *program, int /*option*/)
+{
+    strncpy(g_program, program, sizeof(g_program) - 1);
+    void *frame[1];
+    (void)backtrace(frame, 1); // loads what it needs now, not in a crash
+    struct sigaction action = {};
+    action.sa_handler = on_crash;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    return sigaction(signal, &action, nullptr);
+}

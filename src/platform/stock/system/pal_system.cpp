@@ -1,0 +1,98 @@
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstring>
+#include <thread>
+#include <unistd.h>
+
+#include "platform/interrupt.h"
+#include "platform/logging.h"
+#include "platform/pal.h"
+#include "platform/stock/config/ini_file.h"
+#include "platform/stock/config/state_changes.h"
+#include "platform/stock/system/hwmon.h"
+#include "platform/time_stamp.h"
+
+namespace {
+
+constexpr const char *kSystemFile = "/tarn/etc/config/Tarnix.conf";
+
+/* How long, and how far apart, a file that somebody may be writing is looked at: a
+ * little longer than it counts as just changed. */
+constexpr uint64_t kUnsettledMs = 2500;
+constexpr auto kUnsettledPause = std::chrono::milliseconds(50);
+
+/* 0; 1 where the file names no server; -errno where it is at fault. The name goes out
+ * to other services, so half a name and the stand-in for one that is yet to be
+ * written are worse than a late one. */
+int read_server_name(std::string *name)
+{
+    const uint64_t begin_ms = current_time_stamp_mono_r();
+    do {
+        T_INI ini;
+        std::string value;
+        int result = ini_load(kSystemFile, &ini);
+        if (result == 0)
+            result = ini.get("System", "Server Name", &value);
+        if (result == 0 && value.empty())
+            result = 1;
+        const bool in_doubt = result == 1 || result == -EAGAIN || result == -EINVAL || !ini.ends_whole;
+        if (!in_doubt || !ini_changed_just_now(kSystemFile)) {
+            if (result == 0)
+                *name = std::move(value);
+            return result;
+        }
+        std::this_thread::sleep_for(kUnsettledPause);
+    } while (current_time_stamp_mono_r() - begin_ms < kUnsettledMs && !platform_interrupted());
+    return -EAGAIN;
+}
+
+} // namespace
+
+uint32_t PAL_auth_get_auth(t_auth &auth)
+{
+    /* Everything behind these calls is read by this process itself: nobody asks
+     * for a token. */
+    auth = {"local", ""};
+    return 0;
+}
+
+/* The time zone and the time server of the reply stay as they were: they have no
+ * source here, and nobody asks for them. */
+uint32_t PAL_system_get_syssetting(const t_auth & /*auth*/, const t_system & /*request*/, t_system &reply)
+{
+    static TStateChanges outcomes;
+    const int result = read_server_name(&reply.server_name);
+    const bool failed = result < 0;
+    if (outcomes.is_news(kSystemFile, failed ? static_cast<uint64_t>(-result) : 0) && failed)
+        log_Debug("%s cannot be used: %s", kSystemFile, strerror(-result));
+    if (failed)
+        return static_cast<uint32_t>(-result);
+    if (result == 0)
+        return 0;
+    char host[HOST_NAME_MAX + 1] = "";
+    if (gethostname(host, sizeof(host) - 1) != 0) {
+        const int error = errno;
+        log_Debug("the host name cannot be read: %s", strerror(error));
+        return static_cast<uint32_t>(error);
+    }
+    reply.server_name = host;
+    return 0;
+}
+
+uint32_t PAL_mgr_syshealth_info(const t_auth * /*auth*/, t_syshealth_info *info, std::string *text)
+{
+    std::vector<T_HWMON_FAN> fans;
+    if (const int result = hwmon_fans(&fans); result != 0) {
+        log_Debug("fans cannot be read: %s", strerror(-result));
+        return static_cast<uint32_t>(-result);
+    }
+    t_syshealth_info health;
+    for (const T_HWMON_FAN &fan : fans)
+        health.fans.emplace_back(fan.name, hwmon_status(fan));
+    health.text = hwmon_summary(health.fans);
+    if (text != nullptr)
+        *text = health.text;
+    *info = std::move(health);
+    return 0;
+}

@@ -1,0 +1,211 @@
+#include "platform/stock/system/shm_record.h"
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <fcntl.h>
+#include <string>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+#include "base/fd.h"
+
+namespace {
+
+constexpr mode_t kMode = 0644;
+constexpr mode_t kLockMode = 0600;             // whoever can open a file can hold a lock on it
+constexpr const char *kShmFolder = "/dev/shm"; // where shm_open has its objects; it has no call for folders
+constexpr int kReadTries = 1000;
+constexpr int kLockTries = 1000;
+constexpr auto kLockPause = std::chrono::milliseconds(1);
+
+static_assert(std::atomic_ref<uint64_t>::is_always_lock_free && std::atomic_ref<int32_t>::is_always_lock_free);
+
+template <typename T> T load(T &word)
+{
+    return std::atomic_ref<T>(word).load(std::memory_order_acquire);
+}
+
+template <typename T> void store(T &word, T value)
+{
+    std::atomic_ref<T>(word).store(value, std::memory_order_release);
+}
+
+/* The segment in this process's memory. Always writable: atomic access to a
+ * read-only page is not promised. */
+class TMapping {
+public:
+    explicit TMapping(int fd) : m_at(mmap(nullptr, sizeof(T_SHM_SEGMENT), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0)) {}
+    ~TMapping()
+    {
+        if (is_mapped())
+            (void)munmap(m_at, sizeof(T_SHM_SEGMENT));
+    }
+    TMapping(const TMapping &) = delete;
+    TMapping &operator=(const TMapping &) = delete;
+
+    bool is_mapped() const { return m_at != MAP_FAILED; }
+    T_SHM_SEGMENT &segment() const { return *static_cast<T_SHM_SEGMENT *>(m_at); }
+
+private:
+    void *m_at;
+};
+
+bool is_ready(T_SHM_SEGMENT &segment)
+{
+    return load(segment.magic) == kShmMagic && load(segment.version) == kShmVersion;
+}
+
+/* Word by word, each an acquire or a release: a reader that meets a word of a
+ * newer record also meets the generation that was published before that record
+ * was begun, and so knows that its copy is mixed. */
+t_velomond_shm copy_out(t_velomond_shm &slot)
+{
+    return {load(slot.disk_present), load(slot.reserved), load(slot.storage_setting)};
+}
+
+void copy_in(t_velomond_shm &slot, const t_velomond_shm &record)
+{
+    store(slot.disk_present, record.disk_present);
+    store(slot.reserved, record.reserved);
+    store(slot.storage_setting, record.storage_setting);
+}
+
+bool is_ours(const struct stat &status)
+{
+    return S_ISREG(status.st_mode) && (status.st_uid == geteuid() || status.st_uid == 0);
+}
+
+/* After shm_open: the C library turns EISDIR into EINVAL, and our names are valid. */
+int error_of_open()
+{
+    return errno == EINVAL ? EISDIR : errno;
+}
+
+/* An object for writing, made where there is none. What another user or somebody
+ * by mistake put in its place could be cut short or locked under our feet; it gives
+ * way to one of our own. */
+int open_for_writing(const char *name, mode_t mode, TFd *out)
+{
+    for (int i = 0; i < 3; ++i) {
+        /* First without creating: the kernel may refuse to "create" what
+         * somebody else put into a shared folder. */
+        TFd fd(shm_open(name, O_RDWR, 0));
+        if (!fd.is_open() && errno == ENOENT)
+            fd = TFd(shm_open(name, O_RDWR | O_CREAT | O_EXCL, mode));
+        struct stat status = {};
+        if (fd.is_open() && fstat(fd.get(), &status) == 0 && is_ours(status)) {
+            *out = std::move(fd);
+            return 0;
+        }
+        const int error = fd.is_open() ? 0 : error_of_open();
+        if (error == EISDIR) { // anybody can make one; ours to remove as long as nothing is in it
+            if (rmdir((kShmFolder + std::string(name)).c_str()) != 0 && errno != ENOENT)
+                return -errno;
+            continue;
+        }
+        const bool in_the_way = error == 0 || error == EACCES || error == ELOOP || error == ENXIO;
+        if (!in_the_way && error != EEXIST)
+            return -error;
+        if (in_the_way)
+            (void)shm_unlink(name);
+    }
+    return -EPERM;
+}
+
+/* The lock goes with the descriptor, so a writer that dies gives it back, and
+ * two threads exclude each other as two processes do. */
+int lock_writers(int fd)
+{
+    for (int i = 0; i < kLockTries; ++i) {
+        if (flock(fd, LOCK_EX | LOCK_NB) == 0)
+            return 0;
+        if (errno != EWOULDBLOCK && errno != EINTR)
+            return -errno;
+        std::this_thread::sleep_for(kLockPause);
+    }
+    return -EBUSY;
+}
+
+/* Only with the writers' lock. Grows, never shrinks: somebody may have it mapped.
+ * What has memory behind it cannot end in a SIGBUS when the file system is full. */
+int grow(int fd)
+{
+    return -posix_fallocate(fd, 0, sizeof(T_SHM_SEGMENT));
+}
+
+void make_ready(T_SHM_SEGMENT &segment)
+{
+    store(segment.magic, uint32_t{0}); // not to be read until all is in order
+    store(segment.version, kShmVersion);
+    store(segment.generation, uint64_t{0});
+    copy_in(segment.slots[0], {});
+    store(segment.magic, kShmMagic);
+}
+
+} // namespace
+
+int shm_record_get(const char *name, t_velomond_shm *record)
+{
+    const TFd fd(shm_open(name, O_RDWR, 0)); // descriptors of shm_open are close-on-exec
+    struct stat status = {};
+    if (!fd.is_open() && errno == ENOENT) {
+        *record = {};
+        return 0;
+    }
+    if (!fd.is_open())
+        return -error_of_open();
+    if (fstat(fd.get(), &status) != 0)
+        return -errno;
+    if (!is_ours(status))
+        return -EPERM;
+    if (status.st_size < static_cast<off_t>(sizeof(T_SHM_SEGMENT)) || status.st_blocks == 0) { // never written
+        *record = {};
+        return 0;
+    }
+    const TMapping mapping(fd.get());
+    if (!mapping.is_mapped())
+        return -errno;
+    T_SHM_SEGMENT &segment = mapping.segment();
+    if (!is_ready(segment)) {
+        *record = {};
+        return 0;
+    }
+    for (int i = 0; i < kReadTries; ++i) {
+        const uint64_t generation = load(segment.generation);
+        const t_velomond_shm copy = copy_out(segment.slots[generation % 2]);
+        if (load(segment.generation) == generation) {
+            *record = copy;
+            return 0;
+        }
+    }
+    return -EAGAIN;
+}
+
+int shm_record_set(const char *name, const t_velomond_shm &record)
+{
+    const std::string lock_name = std::string(name) + kShmLockSuffix;
+    TFd lock, fd;
+    int result = open_for_writing(lock_name.c_str(), kLockMode, &lock);
+    if (result == 0)
+        result = lock_writers(lock.get());
+    if (result == 0)
+        result = open_for_writing(name, kMode, &fd);
+    if (result == 0)
+        result = grow(fd.get());
+    if (result != 0)
+        return result;
+    const TMapping mapping(fd.get());
+    if (!mapping.is_mapped())
+        return -errno;
+    T_SHM_SEGMENT &segment = mapping.segment();
+    if (!is_ready(segment))
+        make_ready(segment);
+    const uint64_t next = load(segment.generation) + 1;
+    copy_in(segment.slots[next % 2], record);
+    store(segment.generation, next);
+    return 0;
+}
