@@ -10,15 +10,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/log_stream.h"
+#include "base/text.h"
+#include "base/thread_stack.h"
 #include "common/local_time.h"
-#include "common/text.h"
 #include "common/trace.h"
 #include "core/VeloMond.h"
 #include "platform/config_readers.h"
 #include "platform/diag.h"
 #include "platform/host_path.h"
-#include "platform/log_stream.h"
-#include "platform/thread_stack.h"
 #include "platform/vos_cond.h"
 
 namespace {
