@@ -28,16 +28,20 @@ private:
     std::mutex m_mutex;
 };
 
-/* Holds a lock from here to the end of the block. */
+/* Holds a lock from here to the end of the block, but for the time between unlock()
+ * and lock(). */
 class VELOMOND_LOCKS(scoped_lockable) TLock {
 public:
-    explicit TLock(TMutex &mutex) VELOMOND_LOCKS(acquire_capability(mutex)) : m_mutex(mutex) { m_mutex.lock(); }
-    ~TLock() VELOMOND_LOCKS(release_capability()) { m_mutex.unlock(); }
+    explicit TLock(TMutex &mutex) VELOMOND_LOCKS(acquire_capability(mutex)) : m_held(mutex) {}
+    ~TLock() VELOMOND_LOCKS(release_capability()) {}
     TLock(const TLock &) = delete;
     TLock &operator=(const TLock &) = delete;
 
+    void lock() VELOMOND_LOCKS(acquire_capability()) { m_held.lock(); }
+    void unlock() VELOMOND_LOCKS(release_capability()) { m_held.unlock(); }
+
 private:
-    TMutex &m_mutex;
+    std::unique_lock<TMutex> m_held;
 };
 
 /* Waits for a change of what a lock guards. The callers test in a loop, so that the
@@ -51,6 +55,10 @@ public:
         std::unique_lock<std::mutex> held(mutex.m_mutex, std::adopt_lock);
         m_condition.wait(held);
         (void)held.release(); // the caller's, as before
+    }
+    void wait_for(TMutex &mutex, std::chrono::steady_clock::duration time) REQUIRES(mutex)
+    {
+        (void)wait_until(mutex, std::chrono::steady_clock::now() + time);
     }
     /* False when the time has come. */
     bool wait_until(TMutex &mutex, std::chrono::steady_clock::time_point time) REQUIRES(mutex)

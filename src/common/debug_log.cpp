@@ -5,12 +5,12 @@
 #include <cstring>
 #include <exception>
 #include <fcntl.h>
-#include <mutex>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "base/fd.h"
+#include "base/mutex.h"
 #include "platform/host_path.h"
 #include "platform/logging.h"
 
@@ -21,7 +21,7 @@ constexpr mode_t kFolderMode = 0644; // as the appliance's other logs have it
 constexpr mode_t kFileMode = 0644;   // whatever umask the daemon runs with
 constexpr size_t kBackupPathSize = 128;
 
-std::mutex g_log_lock; // one line at a time, whichever file it goes to
+TMutex g_log_lock; // one line at a time, whichever file it goes to
 
 void make_folder_of(const char *path)
 {
@@ -50,7 +50,7 @@ void append(const char *path, const char *line)
     /* The lock covers the size test too: two threads that both saw a full file
      * would move it twice, and the second move would replace the backup by an
      * almost empty file. */
-    const std::lock_guard<std::mutex> guard(g_log_lock);
+    const TLock guard(g_log_lock);
     make_folder_of(path);
     rotate(path);
     /* A pipe in place of the file is not waited for. */

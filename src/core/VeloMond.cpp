@@ -2,8 +2,8 @@
 
 #include <ctime>
 #include <exception>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "common/trace.h"
 #include "common/worker.h"
 #include "core/dump_folder.h"
@@ -74,7 +74,7 @@ constexpr int (*kDebugPrints[])() = {
 
 /* Held by a whole sampling round and by a whole dump, so that a dump never shows
  * half a round. The managers' own locks are taken inside it. */
-std::mutex g_statistics_lock;
+TMutex g_statistics_lock;
 
 TWorker g_main_worker;
 
@@ -96,7 +96,7 @@ void monitor_uninit_all(TStopWatch *watch)
 
 void monitor_sample_round()
 {
-    const std::lock_guard<std::mutex> guard(g_statistics_lock);
+    const TLock guard(g_statistics_lock);
     for (const auto step : kRoundSteps) {
         try {
             step();
@@ -124,7 +124,7 @@ void VeloMond_monitor_main(TWorker *self)
 
 void VeloMond_stats_dump()
 {
-    const std::lock_guard<std::mutex> guard(g_statistics_lock);
+    const TLock guard(g_statistics_lock);
     const std::string folder = dump_folder_open();
     trace_folder(kSource, "VeloMond_stats_dump", 260, folder.c_str());
     for (const auto dump : kDumps)

@@ -1,11 +1,9 @@
 #include "core/stop_watch.h"
 
 #include <chrono>
-#include <csignal>
-#include <exception>
-#include <pthread.h>
 #include <unistd.h>
 
+#include "base/thread.h"
 #include "common/trace.h"
 #include "common/worker.h"
 #include "platform/time_stamp.h"
@@ -25,26 +23,25 @@ bool stop_hangs(T_STOP_PROGRESS *seen, uint64_t moves, uint64_t now_ms)
 
 TStopWatch::TStopWatch()
 {
-    sigset_t all, before;
-    sigfillset(&all); // signals are the main thread's
-    pthread_sigmask(SIG_SETMASK, &all, &before);
-    try {
-        m_thread = std::thread([this] { watch(); });
-    } catch (const std::exception &failure) {
-        tell("the stop is not watched: %s\n", failure.what());
-    }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    const auto entry = [](void *self) -> void * {
+        static_cast<TStopWatch *>(self)->watch();
+        return nullptr;
+    };
+    const int error = thread_create(kJoinable, entry, this, &m_thread);
+    m_created = error == 0;
+    if (error != 0)
+        tell("the stop is not watched: pthread_create failed (%d)\n", error);
 }
 
 TStopWatch::~TStopWatch()
 {
     {
-        const std::lock_guard<std::mutex> guard(m_lock);
+        const TLock guard(m_lock);
         m_done = true;
     }
     m_changed.notify_all();
-    if (m_thread.joinable())
-        m_thread.join();
+    if (m_created)
+        pthread_join(m_thread, nullptr);
 }
 
 void TStopWatch::step(const char *name)
@@ -56,9 +53,10 @@ void TStopWatch::step(const char *name)
 void TStopWatch::watch()
 {
     T_STOP_PROGRESS seen;
-    std::unique_lock<std::mutex> lock(m_lock);
-    while (!m_changed.wait_for(lock, kLook, [this] { return m_done; })) {
-        if (!stop_hangs(&seen, m_steps + worker_duties(), current_time_stamp_mono_r()))
+    const TLock guard(m_lock);
+    while (!m_done) {
+        m_changed.wait_for(m_lock, kLook);
+        if (m_done || !stop_hangs(&seen, m_steps + worker_duties(), current_time_stamp_mono_r()))
             continue;
         tell("%s hangs: the stop ends without it\n", m_step.load());
         _exit(0);

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
-#include <thread>
+#include <pthread.h>
+
+#include "base/mutex.h"
 
 /* How long nothing may move in a stop. What is seen through moves: each call in it ends after 5 s. */
 constexpr uint64_t kStopHangMs = 10'000;
@@ -34,10 +34,11 @@ public:
 private:
     void watch();
 
-    std::mutex m_lock;
-    std::condition_variable m_changed;
-    bool m_done = false; // guarded by m_lock
+    TMutex m_lock;
+    TCondition m_changed;
+    bool m_done GUARDED_BY(m_lock) = false;
     std::atomic<const char *> m_step{"stop"};
     std::atomic<uint64_t> m_steps{0};
-    std::thread m_thread;
+    bool m_created = false;
+    pthread_t m_thread = {};
 };

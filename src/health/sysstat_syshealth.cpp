@@ -42,7 +42,7 @@ bool do_get_fan_state(T_SYSHEALTH_STATE *state)
         return false;
     }
     {
-        const std::lock_guard<std::mutex> guard(state->text_lock);
+        const TLock guard(state->text_lock);
         state->sys_health_text = info.text;
     }
     return syshealth_fan_failed(info.fans);
@@ -133,7 +133,7 @@ int sysstat_syshealth_proc(const char *method, json_object **out)
     } else if (query_is(method, "sys_health")) {
         std::string text;
         {
-            const std::lock_guard<std::mutex> guard(g_state.text_lock);
+            const TLock guard(g_state.text_lock);
             text = g_state.sys_health_text;
         }
         json_give_text(object.get(), "sys_health", text);

@@ -2,12 +2,12 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "base/json.h"
+#include "base/mutex.h"
 #include "common/local_time.h"
 
 /* The fans of the appliance, reduced to normal or error. A change is reported to
@@ -18,8 +18,8 @@
 struct T_SYSHEALTH_STATE {
     std::atomic<bool> fan_error{false};                                         // as last reported or adopted
     std::atomic<uint32_t> last_utc_time{static_cast<uint32_t>(wall_clock_s())}; // of the last report attempt
-    std::mutex text_lock;
-    std::string sys_health_text; // guarded by text_lock; of the last answer of the platform
+    TMutex text_lock;
+    std::string sys_health_text GUARDED_BY(text_lock); // of the last answer of the platform
     /* The watcher's own. */
     bool force_update = true;   // the next check reports, whatever it finds
     bool query_failed = false;  // the last query of the platform failed

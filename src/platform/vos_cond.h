@@ -8,7 +8,7 @@
 struct vos_cond_t {
     pthread_mutex_t mutex;
     pthread_cond_t cond;
-    bool signalled; // guarded by mutex
+    bool signalled; // protected by mutex
     int clock;      // as given to vos_cond_wait_init
 };
 

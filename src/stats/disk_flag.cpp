@@ -1,8 +1,8 @@
 #include "stats/disk_flag.h"
 
 #include <algorithm>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "common/debug_log.h"
 #include "common/local_time.h"
 #include "common/worker.h"
@@ -23,17 +23,17 @@ struct T_FINDING {
     int32_t storage_setting = 1;
 };
 
-/* Guards the rest, and the reading, changing and writing of the shared record. */
-std::mutex g_lock;
-T_FINDING g_newest; // of the updates that have come to the writing
-uint64_t g_newest_number = 0;
-uint64_t g_last_number = 0; // updates are numbered as they begin
+/* Also for reading, changing and writing the shared record. */
+TMutex g_lock;
+T_FINDING g_newest GUARDED_BY(g_lock); // of the updates that have been written
+uint64_t g_newest_number GUARDED_BY(g_lock) = 0;
+uint64_t g_last_number GUARDED_BY(g_lock) = 0; // updates are numbered as they begin
 
 TWorker g_worker;
 
 uint64_t begin_update()
 {
-    const std::lock_guard<std::mutex> guard(g_lock);
+    const TLock guard(g_lock);
     return ++g_last_number;
 }
 
@@ -41,7 +41,7 @@ uint64_t begin_update()
  * writes what that one found, or its old news would stand for ten minutes. */
 void write_finding(uint64_t number, const T_FINDING &finding)
 {
-    const std::lock_guard<std::mutex> guard(g_lock);
+    const TLock guard(g_lock);
     if (number > g_newest_number) {
         g_newest_number = number;
         g_newest = finding;
@@ -99,7 +99,7 @@ int disk_flag_update()
 
 int32_t disk_flag_present()
 {
-    const std::lock_guard<std::mutex> guard(g_lock);
+    const TLock guard(g_lock);
     return g_newest.disk_present;
 }
 

@@ -69,18 +69,18 @@ TJson camera_table_json(const T_CAMERAS &cameras)
 void TCameraTable::replace(T_CAMERAS cameras)
 {
     auto loaded = std::make_shared<const T_CAMERAS>(std::move(cameras));
-    const std::lock_guard<std::mutex> guard(m_lock);
+    const TLock guard(m_lock);
     m_cameras.swap(loaded); // the old table goes after the lock
 }
 
 void TCameraTable::clear()
 {
-    const std::lock_guard<std::mutex> guard(m_lock);
+    const TLock guard(m_lock);
     m_cameras.reset();
 }
 
 std::shared_ptr<const T_CAMERAS> TCameraTable::get() const
 {
-    const std::lock_guard<std::mutex> guard(m_lock);
+    const TLock guard(m_lock);
     return m_cameras;
 }

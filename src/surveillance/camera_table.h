@@ -1,11 +1,11 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "base/json.h"
+#include "base/mutex.h"
 
 /* Who the camera channels are, as the recording service tells it. */
 
@@ -41,6 +41,6 @@ public:
     std::shared_ptr<const T_CAMERAS> get() const;
 
 private:
-    mutable std::mutex m_lock;
-    std::shared_ptr<const T_CAMERAS> m_cameras; // guarded by m_lock
+    mutable TMutex m_lock;
+    std::shared_ptr<const T_CAMERAS> m_cameras GUARDED_BY(m_lock);
 };

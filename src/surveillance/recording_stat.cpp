@@ -1,9 +1,9 @@
 #include "surveillance/recording_stat.h"
 
 #include <cstdint>
-#include <mutex>
 #include <string>
 
+#include "base/mutex.h"
 #include "common/debug_log.h"
 #include "common/trace.h"
 #include "common/worker.h"
@@ -31,14 +31,14 @@ struct T_RECORDING {
     int32_t is_recording = 0;   // 0 or 1
     int32_t state_utc_time = 0; // seconds
 };
-std::mutex g_lock;
-T_RECORDING g_recording; // guarded by g_lock; only the worker changes it
+TMutex g_lock;
+T_RECORDING g_recording GUARDED_BY(g_lock); // only the worker changes it
 
 TWorker g_worker;
 
 T_RECORDING recording()
 {
-    const std::lock_guard<std::mutex> guard(g_lock);
+    const TLock guard(g_lock);
     return g_recording;
 }
 
@@ -60,7 +60,7 @@ int get_recording_state()
         return kCutOff;
     if (result != 0) {
         log_File_Debug(kLogRecState, "%s:%s (%d), ssci_GET_request fail\n", kSource, "get_recording_state", 109);
-        const std::lock_guard<std::mutex> guard(g_lock);
+        const TLock guard(g_lock);
         g_recording.is_recording = 0; // a service that cannot be reached records nothing
         return kRequestFailed;
     }
@@ -71,7 +71,7 @@ int get_recording_state()
         log_File_Debug(kLogRecState, "%s:%s (%d), json parser fail\n", kSource, "get_recording_state", line);
         return kBadAnswer;
     }
-    const std::lock_guard<std::mutex> guard(g_lock);
+    const TLock guard(g_lock);
     g_recording = {is_recording ? 1 : 0, static_cast<int32_t>(now_ms / 1000)};
     return 0;
 }
@@ -135,7 +135,7 @@ void Recording_state_monitor_main(TWorker *self)
 int recording_stat_init()
 {
     {
-        const std::lock_guard<std::mutex> guard(g_lock);
+        const TLock guard(g_lock);
         g_recording = {};
     }
     const int error = g_worker.start({"RECSTAT-worker", "Recording_state_monitor_main", Recording_state_monitor_main});

@@ -4,9 +4,9 @@
 #include <cstring>
 #include <iterator>
 #include <map>
-#include <mutex>
 #include <set>
 
+#include "base/mutex.h"
 #include "platform/logging.h"
 #include "platform/stock/config/ini_file.h"
 #include "platform/stock/config/state_changes.h"
@@ -51,11 +51,11 @@ T_INI merged(T_INI now, T_INI &&before)
  * is being replaced or was damaged must not take the volume out of the checks. */
 int look_up_kept(const char *file, const char *section, const char *key, std::string *out)
 {
-    static std::mutex lock;
+    static TMutex lock;
     static std::map<std::string, T_INI> kept; // by file, as last read; guarded by lock
     T_INI ini;
     const int result = load(file, &ini);
-    const std::lock_guard<std::mutex> guard(lock);
+    const TLock guard(lock);
     T_INI &last = kept[file];
     if (result == 0)
         last = ini.left_out == 0 ? std::move(ini) : merged(std::move(ini), std::move(last));

@@ -4,6 +4,6 @@
 
 bool TStateChanges::is_news(const std::string &subject, uint64_t state)
 {
-    const std::lock_guard<std::mutex> guard(m_lock);
+    const TLock guard(m_lock);
     return std::exchange(m_states[subject], state) != state;
 }

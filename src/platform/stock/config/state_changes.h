@@ -2,8 +2,9 @@
 
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <string>
+
+#include "base/mutex.h"
 
 /* Which states are news. A file that cannot be used or a service that is elsewhere is
  * met again at each look; it is logged when that begins or changes. Any thread may
@@ -14,6 +15,6 @@ public:
     bool is_news(const std::string &subject, uint64_t state);
 
 private:
-    std::mutex m_lock;
-    std::map<std::string, uint64_t> m_states; // guarded by m_lock
+    TMutex m_lock;
+    std::map<std::string, uint64_t> m_states GUARDED_BY(m_lock);
 };

@@ -24,7 +24,7 @@ T_HTTP_CONNECTION *THttpConnections::add(int fd, uint64_t now_ms, bool *crowded)
         std::list<T_HTTP_CONNECTION> one;
         one.emplace_front(fd, now_ms);
         one.front().self = one.begin();
-        const std::lock_guard<std::mutex> guard(m_lock);
+        const TLock guard(m_lock);
         m_list.splice(m_list.begin(), one);
         *crowded = m_list.size() == m_patience.crowd;
         return &m_list.front();
@@ -36,13 +36,13 @@ T_HTTP_CONNECTION *THttpConnections::add(int fd, uint64_t now_ms, bool *crowded)
 void THttpConnections::remove(T_HTTP_CONNECTION *connection)
 {
     std::list<T_HTTP_CONNECTION> gone; // released after the lock
-    const std::lock_guard<std::mutex> guard(m_lock);
+    const TLock guard(m_lock);
     gone.splice(gone.begin(), m_list, connection->self);
 }
 
 uint64_t THttpConnections::cut_overdue(uint64_t now_ms, bool crowded)
 {
-    const std::lock_guard<std::mutex> guard(m_lock);
+    const TLock guard(m_lock);
     crowded = crowded || m_list.size() >= m_patience.crowd;
     const uint64_t limit_ms = crowded ? m_patience.crowded_ms : m_patience.usual_ms;
     uint64_t next_ms = limit_ms; // a phase that begins from now on ends no sooner

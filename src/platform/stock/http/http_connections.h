@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "base/mutex.h"
 #include "platform/httpserver.hpp"
 #include "platform/stock/http/http_rules.h"
 
@@ -71,6 +71,6 @@ public:
 
 private:
     const T_HTTP_PATIENCE m_patience;
-    std::mutex m_lock;
-    std::list<T_HTTP_CONNECTION> m_list; // guarded by m_lock
+    TMutex m_lock;
+    std::list<T_HTTP_CONNECTION> m_list GUARDED_BY(m_lock);
 };

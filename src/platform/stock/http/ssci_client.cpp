@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <curl/curl.h>
-#include <mutex>
 #include <new>
 
+#include "base/mutex.h"
 #include "platform/logging.h"
 #include "platform/ssci.h"
 #include "platform/stock/config/state_changes.h"
@@ -25,8 +25,8 @@ constexpr struct {
 
 thread_local int t_errno = 0; // of the calling thread's last call
 
-std::mutex g_lock;
-T_HTTP_PEER g_name_server; // guarded by g_lock; no port: none was named
+TMutex g_lock;
+T_HTTP_PEER g_name_server GUARDED_BY(g_lock); // no port: none was named
 
 std::string target_of(const char *path, const ssci_params &params)
 {
@@ -77,7 +77,7 @@ long long request(const char *method, const char *host, int port, const char *pa
 
 T_HTTP_PEER name_server()
 {
-    const std::lock_guard<std::mutex> guard(g_lock);
+    const TLock guard(g_lock);
     return g_name_server;
 }
 
@@ -147,7 +147,7 @@ long long ssci_nameserver_init(const char *host, int port)
 {
     if (host == nullptr || !http_call_is_valid({"GET", {host, port}, "/", nullptr, kLookupMs}))
         return SSCI_WRONG_ARGUMENTS;
-    const std::lock_guard<std::mutex> guard(g_lock);
+    const TLock guard(g_lock);
     g_name_server = {host, port};
     return SSCI_OK;
 }

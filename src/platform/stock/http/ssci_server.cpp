@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <exception>
-#include <mutex>
 #include <string_view>
 #include <vector>
 
+#include "base/mutex.h"
 #include "platform/logging.h"
 #include "platform/ssci.h"
 #include "platform/stock/http/http_server.h"
@@ -26,8 +26,8 @@ struct T_REGISTRY {
         const void *owner;
         T_HTTP_ROUTE route;
     };
-    std::mutex lock;
-    std::vector<T_ENTRY> entries; // guarded by lock
+    TMutex lock;
+    std::vector<T_ENTRY> entries GUARDED_BY(lock);
 };
 
 T_REGISTRY &registry()
@@ -38,20 +38,20 @@ T_REGISTRY &registry()
 
 void enter(const void *owner, T_HTTP_ROUTE route)
 {
-    const std::lock_guard<std::mutex> guard(registry().lock);
+    const TLock guard(registry().lock);
     registry().entries.push_back({owner, std::move(route)});
 }
 
 void leave(const void *owner)
 {
-    const std::lock_guard<std::mutex> guard(registry().lock);
+    const TLock guard(registry().lock);
     std::erase_if(registry().entries, [owner](const auto &entry) { return entry.owner == owner; });
 }
 
 std::vector<T_HTTP_ROUTE> all_routes()
 {
     std::vector<T_HTTP_ROUTE> routes;
-    const std::lock_guard<std::mutex> guard(registry().lock);
+    const TLock guard(registry().lock);
     for (const auto &entry : registry().entries)
         routes.push_back(entry.route);
     return routes;

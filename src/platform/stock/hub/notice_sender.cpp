@@ -14,11 +14,12 @@ TNoticeSender::TNoticeSender(T_HTTP_PEER hub, const T_NOTICE_LIMITS &limits) : m
 TNoticeSender::~TNoticeSender()
 {
     {
-        std::unique_lock<std::mutex> lock(m_lock);
+        const TLock guard(m_lock);
         m_ending = true;
         m_changed.notify_all();
-        m_changed.wait_for(lock, std::chrono::milliseconds(m_limits.farewell_ms),
-                           [this] { return m_ended || !m_started; });
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(m_limits.farewell_ms);
+        while (m_started && !m_ended && m_changed.wait_until(m_lock, end)) {
+        }
         if (!m_queue.empty())
             log_Debug("%zu notices dropped: the hub did not take them in time", m_queue.size());
         m_give_up = true;
@@ -28,7 +29,7 @@ TNoticeSender::~TNoticeSender()
 
 int TNoticeSender::send(std::string notice)
 {
-    const std::lock_guard<std::mutex> guard(m_lock);
+    const TLock guard(m_lock);
     if (!m_started) {
         http_prepare(); // the first notice is sent by the main thread, at the start
         if (const int error = m_thread.start("SSCI-notices", [this] { deliver(); }); error != 0)
@@ -49,9 +50,10 @@ int TNoticeSender::send(std::string notice)
 void TNoticeSender::deliver()
 {
     platform_interrupt_on(&m_give_up); // a stop leaves the call under way its chance too
-    std::unique_lock<std::mutex> lock(m_lock);
+    TLock lock(m_lock);
     for (;;) {
-        m_changed.wait(lock, [this] { return m_ending || !m_queue.empty(); });
+        while (!m_ending && m_queue.empty())
+            m_changed.wait(m_lock);
         if (m_queue.empty() || m_give_up)
             break;
         const std::string notice = std::move(m_queue.front());

@@ -1,13 +1,12 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <mutex>
 #include <string>
 
+#include "base/mutex.h"
 #include "platform/stock/http/http_client.h"
 #include "platform/stock/process/background_thread.h"
 
@@ -41,12 +40,12 @@ private:
 
     const T_HTTP_PEER m_hub;
     const T_NOTICE_LIMITS m_limits;
-    std::mutex m_lock;
-    std::condition_variable m_changed;
-    std::deque<std::string> m_queue;    // guarded by m_lock, as the next three
-    bool m_started = false;             // there is a thread
-    bool m_ending = false;              // it ends with the queue
-    bool m_ended = false;               // it has
-    std::atomic<bool> m_give_up{false}; // the call under way and all others
-    TBackgroundThread m_thread;         // last: it uses the others
+    TMutex m_lock;
+    TCondition m_changed;
+    std::deque<std::string> m_queue GUARDED_BY(m_lock);
+    bool m_started GUARDED_BY(m_lock) = false; // there is a thread
+    bool m_ending GUARDED_BY(m_lock) = false;  // it ends with the queue
+    bool m_ended GUARDED_BY(m_lock) = false;   // it has
+    std::atomic<bool> m_give_up{false};        // the call under way and all others
+    TBackgroundThread m_thread;                // last: it uses the others
 };

@@ -5,7 +5,7 @@
 int TWaitingCalls::start(const char *thread_name)
 {
     {
-        const std::lock_guard<std::mutex> guard(m_lock);
+        const TLock guard(m_lock);
         m_open = true;
     }
     const int error = m_thread.start(thread_name, [this] { run(); });
@@ -17,7 +17,7 @@ int TWaitingCalls::start(const char *thread_name)
 void TWaitingCalls::stop()
 {
     {
-        const std::lock_guard<std::mutex> guard(m_lock);
+        const TLock guard(m_lock);
         m_open = false;
         m_changed.notify_all();
     }
@@ -26,7 +26,7 @@ void TWaitingCalls::stop()
 
 bool TWaitingCalls::add(T_CALL call, const std::function<void()> &taken)
 {
-    const std::lock_guard<std::mutex> guard(m_lock);
+    const TLock guard(m_lock);
     if (!m_open || m_calls.size() >= m_most)
         return false;
     m_calls.push_back(std::move(call));
@@ -37,9 +37,10 @@ bool TWaitingCalls::add(T_CALL call, const std::function<void()> &taken)
 
 void TWaitingCalls::run()
 {
-    std::unique_lock<std::mutex> lock(m_lock);
+    TLock lock(m_lock);
     for (;;) {
-        m_changed.wait(lock, [this] { return !m_open || !m_calls.empty(); });
+        while (m_open && m_calls.empty())
+            m_changed.wait(m_lock);
         if (m_calls.empty())
             return;
         const T_CALL call = std::move(m_calls.front());

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstddef>
 #include <deque>
 #include <functional>
-#include <mutex>
 
+#include "base/mutex.h"
 #include "platform/stock/process/background_thread.h"
 
 /* Calls that may take long, made one after the other on a thread of their own. */
@@ -31,9 +30,9 @@ private:
     void run();
 
     const size_t m_most;
-    std::mutex m_lock;
-    std::condition_variable m_changed;
-    std::deque<T_CALL> m_calls; // guarded by m_lock
-    bool m_open = false;        // guarded by m_lock
+    TMutex m_lock;
+    TCondition m_changed;
+    std::deque<T_CALL> m_calls GUARDED_BY(m_lock);
+    bool m_open GUARDED_BY(m_lock) = false;
     TBackgroundThread m_thread; // last: it uses the others
 };

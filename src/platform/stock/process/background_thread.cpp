@@ -23,7 +23,7 @@ int TBackgroundThread::start(const char *name, std::function<void()> body)
 
 void TBackgroundThread::request_stop()
 {
-    const std::lock_guard<std::mutex> guard(m_lock);
+    const TLock guard(m_lock);
     m_stop = true;
     m_wake.notify_all();
 }
@@ -37,15 +37,17 @@ void TBackgroundThread::join()
 
 bool TBackgroundThread::wait_ms(uint64_t time_ms)
 {
-    std::unique_lock<std::mutex> lock(m_lock);
-    m_wake.wait_for(lock, std::chrono::milliseconds(time_ms), [this] { return m_stop || m_woken; });
+    const TLock guard(m_lock);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(time_ms);
+    while (!m_stop && !m_woken && m_wake.wait_until(m_lock, end)) {
+    }
     m_woken = false;
     return !m_stop;
 }
 
 void TBackgroundThread::wake()
 {
-    const std::lock_guard<std::mutex> guard(m_lock);
+    const TLock guard(m_lock);
     m_woken = true;
     m_wake.notify_all();
 }

@@ -1,11 +1,11 @@
 #pragma once
 
 #include <atomic>
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <pthread.h>
+
+#include "base/mutex.h"
 
 /* A named thread of the platform itself. Signals are blocked in it, and client
  * calls made by the body give up when a stop is asked for. start, join and the
@@ -38,10 +38,10 @@ private:
 
     std::function<void()> m_body;
     const char *m_name = "";
-    std::mutex m_lock;
-    std::condition_variable m_wake;
+    TMutex m_lock;
+    TCondition m_wake;
     std::atomic<bool> m_stop{false}; // written under m_lock
-    bool m_woken = false;            // guarded by m_lock
-    bool m_created = false;          // owner's: there is a thread to join
+    bool m_woken GUARDED_BY(m_lock) = false;
+    bool m_created = false; // owner's: there is a thread to join
     pthread_t m_thread = {};
 };

@@ -6,7 +6,6 @@
 #include <csignal>
 #include <fcntl.h>
 #include <map>
-#include <mutex>
 #include <poll.h>
 #include <set>
 #include <sys/stat.h>
@@ -16,6 +15,7 @@
 #include <unistd.h>
 
 #include "base/fd.h"
+#include "base/mutex.h"
 #include "platform/host_path.h"
 #include "platform/interrupt.h"
 #include "platform/logging.h"
@@ -53,7 +53,7 @@ public:
      * stuck come to the limit. Reaps those that have died since. */
     bool enter(const std::string &key, int max_stuck)
     {
-        const std::lock_guard<std::mutex> guard(m_lock);
+        const TLock guard(m_lock);
         std::erase_if(m_stuck, [](const auto &one) {
             const pid_t reaped = waitpid(one.first, nullptr, WNOHANG);
             return reaped > 0 || (reaped < 0 && errno == ECHILD);
@@ -67,19 +67,19 @@ public:
     }
     void leave(const std::string &key)
     {
-        const std::lock_guard<std::mutex> guard(m_lock);
+        const TLock guard(m_lock);
         m_running.erase(m_running.find(key));
     }
     void get_stuck(pid_t pid, const std::string &key)
     {
-        const std::lock_guard<std::mutex> guard(m_lock);
+        const TLock guard(m_lock);
         m_stuck.emplace(pid, key);
     }
 
 private:
-    std::mutex m_lock;
-    std::multiset<std::string> m_running; // guarded by m_lock
-    std::map<pid_t, std::string> m_stuck; // guarded by m_lock
+    TMutex m_lock;
+    std::multiset<std::string> m_running GUARDED_BY(m_lock);
+    std::map<pid_t, std::string> m_stuck GUARDED_BY(m_lock);
 };
 TChildren &children()
 {

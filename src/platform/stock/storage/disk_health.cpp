@@ -43,7 +43,7 @@ TDiskHealth::T_ENTRY &TDiskHealth::entry_of(const std::string &identity)
 
 T_SMART_READING TDiskHealth::known(const std::string &identity)
 {
-    const std::lock_guard<std::mutex> guard(m_lock);
+    const TLock guard(m_lock);
     const auto found = m_entries.find(identity);
     return found != m_entries.end() ? found->second.known : T_SMART_READING();
 }
@@ -86,7 +86,7 @@ void TDiskHealth::take(const T_DISK_ADDRESS &disk, T_SMART_OUTCOME outcome, int 
 
 int TDiskHealth::read(const T_DISK_ADDRESS &disk, T_SMART_READING *out)
 {
-    std::unique_lock<std::mutex> lock(m_lock);
+    TLock lock(m_lock);
     T_SMART_MOMENT now;
     std::optional<uint64_t> due_in_ms;
     for (;;) {
@@ -97,7 +97,7 @@ int TDiskHealth::read(const T_DISK_ADDRESS &disk, T_SMART_READING *out)
             break;
         if (platform_interrupted())
             return -EINTR;
-        m_asked.wait_for(lock, kWaitSlice);
+        m_asked.wait_for(m_lock, kWaitSlice);
     }
     T_ENTRY &entry = entry_of(disk.identity);
     if (due_in_ms.has_value()) {

@@ -1,14 +1,13 @@
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <ctime>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 
+#include "base/mutex.h"
 #include "platform/stock/storage/smartctl.h"
 
 /* What the disks said of themselves, and when they are asked.
@@ -89,13 +88,13 @@ private:
         T_SMART_READING known; // each figure the last that was read
     };
 
-    T_ENTRY &entry_of(const std::string &identity);
+    T_ENTRY &entry_of(const std::string &identity) REQUIRES(m_lock);
     void take(const T_DISK_ADDRESS &disk, T_SMART_OUTCOME outcome, int error, const T_SMART_READING &reading,
               T_ENTRY *entry);
 
     const TReader m_reader;
     const TClock m_clock;
-    std::mutex m_lock; // never held while a disk is asked
-    std::condition_variable m_asked;
-    std::map<std::string, T_ENTRY> m_entries; // guarded by m_lock; busy ones are not erased
+    TMutex m_lock; // never held while a disk is asked
+    TCondition m_asked;
+    std::map<std::string, T_ENTRY> m_entries GUARDED_BY(m_lock); // busy ones are not erased
 };

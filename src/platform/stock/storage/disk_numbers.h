@@ -1,9 +1,10 @@
 #pragma once
 
 #include <map>
-#include <mutex>
 #include <string>
 #include <vector>
+
+#include "base/mutex.h"
 
 /* Numbers of the places where disks are plugged in, from 1. They are given in the
  * order in which the ports are first listed and kept for good: a disk that is
@@ -15,6 +16,6 @@ public:
     std::vector<int> of(const std::vector<std::string> &ports);
 
 private:
-    std::mutex m_lock;
-    std::map<std::string, int> m_numbers; // guarded by m_lock
+    TMutex m_lock;
+    std::map<std::string, int> m_numbers GUARDED_BY(m_lock);
 };

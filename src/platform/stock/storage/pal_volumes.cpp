@@ -3,10 +3,10 @@
 #include <climits>
 #include <cstring>
 #include <map>
-#include <mutex>
 #include <unistd.h>
 #include <utility>
 
+#include "base/mutex.h"
 #include "platform/host_path.h"
 #include "platform/logging.h"
 #include "platform/pal.h"
@@ -25,9 +25,9 @@ constexpr size_t kMaxKstat = 4096;
  * gone is reported when it goes, not for as long as it is away. 0 is no failure. */
 bool is_news(const std::string &about, int result)
 {
-    static std::mutex lock;
-    static std::map<std::string, int> results; // guarded by lock
-    const std::lock_guard<std::mutex> guard(lock);
+    static TMutex lock;
+    static std::map<std::string, int> results GUARDED_BY(lock);
+    const TLock guard(lock);
     const int before = std::exchange(results[about], result);
     return result != 0 && result != before;
 }

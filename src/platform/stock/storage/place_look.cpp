@@ -3,16 +3,15 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <condition_variable>
 #include <cstdlib>
 #include <exception>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <pthread.h>
 #include <sys/stat.h>
 #include <utility>
 
+#include "base/mutex.h"
 #include "base/thread.h"
 #include "platform/host_path.h"
 #include "platform/interrupt.h"
@@ -34,7 +33,7 @@ class TLooks {
 public:
     int join(const std::string &path, uint64_t limit_ms, std::function<void(T_PLACE *)> work, T_PLACE *out)
     {
-        std::unique_lock<std::mutex> lock(m_lock);
+        const TLock guard(m_lock);
         std::shared_ptr<T_LOOK> look = m_running[path];
         if (look == nullptr) {
             look = std::make_shared<T_LOOK>();
@@ -51,7 +50,7 @@ public:
             const uint64_t now_ms = current_time_stamp_mono_r();
             if (now_ms >= look->deadline_ms)
                 return -ETIMEDOUT;
-            m_ended.wait_for(lock, std::min(kWaitSlice, std::chrono::milliseconds(look->deadline_ms - now_ms)));
+            m_ended.wait_for(m_lock, std::min(kWaitSlice, std::chrono::milliseconds(look->deadline_ms - now_ms)));
         }
         *out = look->place;
         return 0;
@@ -86,7 +85,7 @@ private:
         } catch (const std::exception &) {
             place.error = ENOMEM;
         }
-        const std::lock_guard<std::mutex> guard(task->looks->m_lock);
+        const TLock guard(task->looks->m_lock);
         task->look->place = place;
         task->look->is_done = true;
         task->looks->m_running.erase(task->path);
@@ -94,9 +93,9 @@ private:
         return nullptr;
     }
 
-    std::mutex m_lock;
-    std::condition_variable m_ended;
-    std::map<std::string, std::shared_ptr<T_LOOK>> m_running; // guarded by m_lock
+    TMutex m_lock;
+    TCondition m_ended;
+    std::map<std::string, std::shared_ptr<T_LOOK>> m_running GUARDED_BY(m_lock);
 };
 
 void look_at(const std::string &path, T_PLACE *out)

@@ -1,7 +1,8 @@
 #include "platform/time_stamp.h"
 
-#include <mutex>
 #include <sys/time.h>
+
+#include "base/mutex.h"
 
 uint64_t current_time_stamp()
 {
@@ -25,8 +26,8 @@ uint64_t current_time_stamp_mono()
 struct tm get_local_time(time_t seconds)
 {
     /* The C library guards its zone by itself; with ours the sanitizers see it too. */
-    static std::mutex zone_lock;
-    const std::lock_guard<std::mutex> guard(zone_lock);
+    static TMutex zone_lock;
+    const TLock guard(zone_lock);
     struct tm date = {};
     tzset(); // localtime_r alone would keep the zone of its first call for years
     localtime_r(&seconds, &date);
