@@ -11,6 +11,7 @@ namespace {
 constexpr const char *kSource = "sysstat_autobak";
 constexpr const char *kBackupTool = "/usr/local/cmsbin/cfg_bak_tool";
 constexpr const char *kBackupFolder = "/share/OstraSurveillanceSys/AutoDailyConfigBack";
+constexpr int kTimeLimitS = 3600;
 constexpr int kBackupFailed = 0x4004000A;
 constexpr size_t kDisplayPathSize = 128;
 
@@ -18,6 +19,7 @@ int g_last_minute = -1; // the sampling round's alone
 
 void do_autobak()
 {
+    const TToolTimeLimit limit(kTimeLimitS);
     if (kestrel_exec(0, 0, 0, kBackupTool, "backup", nullptr) == 0)
         return;
     log_info info;
@@ -33,6 +35,7 @@ void do_autobak()
 
 void do_cache_mount_autobak()
 {
+    const TToolTimeLimit limit(kTimeLimitS);
     (void)kestrel_exec(0, 0, 0, kBackupTool, "backup", "-c", nullptr);
 }
 

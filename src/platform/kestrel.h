@@ -2,6 +2,17 @@
 
 #include <cstdio>
 
+/* While it exists, a program that the calling thread runs with kestrel_exec may take
+ * that long; otherwise it is killed after a minute. Programs that are given more run
+ * beside each other with different arguments, never twice with the same. */
+class TToolTimeLimit {
+public:
+    explicit TToolTimeLimit(int seconds);
+    ~TToolTimeLimit();
+    TToolTimeLimit(const TToolTimeLimit &) = delete;
+    TToolTimeLimit &operator=(const TToolTimeLimit &) = delete;
+};
+
 /* Runs `program` with the texts that follow as its arguments (the program's name
  * itself is added in front), up to a null pointer, and waits for its end. There
  * is no shell in between: texts arrive as they are. Descriptors of this process

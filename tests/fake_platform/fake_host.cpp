@@ -24,6 +24,8 @@ fake::argv_t record_program(const char *program, va_list texts)
     return argv;
 }
 
+thread_local int t_time_limit_s = 60;
+
 bool find(const std::map<std::string, std::string> &map, const std::string &key, std::string &out)
 {
     const auto found = map.find(key);
@@ -33,6 +35,21 @@ bool find(const std::map<std::string, std::string> &map, const std::string &key,
 }
 
 } // namespace
+
+TToolTimeLimit::TToolTimeLimit(int seconds)
+{
+    t_time_limit_s = seconds;
+}
+
+TToolTimeLimit::~TToolTimeLimit()
+{
+    t_time_limit_s = 60;
+}
+
+int fake::time_limit_s()
+{
+    return t_time_limit_s;
+}
 
 int kestrel_exec(int reserved1, int reserved2, int reserved3, const char *program, ...)
 {

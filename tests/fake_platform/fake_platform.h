@@ -138,7 +138,8 @@ void pass_waits(int count, const std::string &thread = "");
 
 /* Programs: what kestrel_exec and kestrel_popen were asked to run, in order. */
 std::vector<argv_t> programs();
-void on_exec(std::function<int(const argv_t &argv)> script);                         // else 0
+int time_limit_s();                                          // of the program that the calling thread runs
+void on_exec(std::function<int(const argv_t &argv)> script); // else 0
 void on_popen(std::function<std::optional<std::string>(const argv_t &argv)> script); // else it cannot be started
 
 /* Requests to other services. */

@@ -25,6 +25,7 @@ TEST_F(AutobakRound, BothBackupsRunAndOnlyTheFirstsFailureIsRecorded)
             std::string all(16, '\0');
             pthread_getname_np(pthread_self(), all.data(), all.size());
             all.resize(all.find('\0'));
+            all += " for " + std::to_string(fake::time_limit_s()) + " s:";
             for (const std::string &one : argv)
                 all += " " + one;
             const std::lock_guard guard(lock);
@@ -43,8 +44,8 @@ TEST_F(AutobakRound, BothBackupsRunAndOnlyTheFirstsFailureIsRecorded)
         };
         for (int i = 0; i < 5000 && !ended(); ++i)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        EXPECT_EQ(ran, (std::set<std::string>{"AUTOBAK-worker /usr/local/cmsbin/cfg_bak_tool backup",
-                                              "AUTOBAK_CM-work /usr/local/cmsbin/cfg_bak_tool backup -c"}));
+        EXPECT_EQ(ran, (std::set<std::string>{"AUTOBAK-worker for 3600 s: /usr/local/cmsbin/cfg_bak_tool backup",
+                                              "AUTOBAK_CM-work for 3600 s: /usr/local/cmsbin/cfg_bak_tool backup -c"}));
         ASSERT_EQ(fake::state()->surveillance_log.size(), recorded);
     }
     EXPECT_EQ(fake::programs().size(), 4U);

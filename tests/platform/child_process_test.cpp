@@ -8,11 +8,11 @@
 #include <sys/wait.h>
 #include <thread>
 
-#include "platform/interrupt.h"
 #include "platform/kestrel.h"
 #include "platform/raw_socket.h"
 #include "platform/stock/process/child_process.h"
 #include "platform/stock_root.h"
+#include "platform/stop_soon.h"
 #include "platform/vos_cond.h"
 
 namespace {
@@ -81,17 +81,17 @@ TEST_F(ChildProcess, IsKilledBeyondItsLimitsAndNotWaitedForBeyondItsEnd)
     std::string text;
     EXPECT_EQ(child_run({kShell, "-c", "trap '' TERM; echo on; sleep 20; :"}, {1, 100, 0}, &text), -ETIMEDOUT);
     EXPECT_EQ(text, "on\n");
+    const TToolTimeLimit tool_limit(1);
+    EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "sleep 20", nullptr), -ETIMEDOUT);
 }
 
 TEST_F(ChildProcess, IsKilledSoonAfterTheCallerIsToStop)
 {
-    const std::atomic<bool> flag{true};
-    platform_interrupt_on(&flag);
+    const TStopSoon stop;
     const TAtMost limit(1500);
     EXPECT_EQ(child_run({kShell, "-c", "sleep 20"}, {60, 0, 200}, nullptr), -EINTR);
     EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "sleep 0.1; exit 4", nullptr), 4); // within the grace
     EXPECT_EQ(child_run({kShell, "-c", "exit 5"}, {60, 0, 200}, nullptr), -EINTR);   // which the first has used up
-    platform_interrupt_on(nullptr);
 }
 
 TEST_F(ChildProcess, EndsTheWaitAlsoWhereChildrenAreNotToBeReaped)

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "platform/interrupt.h"
+#include "platform/stock/process/call_wait.h"
 #include "platform/time_stamp.h"
 
 namespace {
@@ -66,6 +67,7 @@ protected:
                          },
                          [this] {
                              m_s += m_s_per_look;
+                             call_waits_wake(); // nobody sleeps through it
                              return moment(m_s, kNoon + static_cast<time_t>(m_s));
                          }};
 };

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "platform/interrupt.h"
+#include "platform/stop_soon.h"
 
 namespace {
 
@@ -20,10 +20,10 @@ TEST(PlaceLook, LeavesOneStuckCallBehindAndNeverWaitsForItAgain)
         place->is_folder = true;
     };
     T_PLACE place;
-    const std::atomic<bool> stop = true;
-    platform_interrupt_on(&stop);
-    EXPECT_EQ(place_look_by("/a", 3'600'000, stuck, &place), -EINTR);
-    platform_interrupt_on(nullptr);
+    {
+        const TStopSoon stop;
+        EXPECT_EQ(place_look_by("/a", 3'600'000, stuck, &place), -EINTR);
+    }
     EXPECT_EQ(place_look_by("/b", 20, stuck, &place), -ETIMEDOUT);
     EXPECT_EQ(place_look_by("/b", 3'600'000, stuck, &place),
               -ETIMEDOUT); // at once: the limit counts from its beginning

@@ -7,11 +7,11 @@
 #include <sys/un.h>
 #include <sys/wait.h>
 
-#include "platform/interrupt.h"
 #include "platform/raw_socket.h"
 #include "platform/stock/storage/smart_reader.h"
 #include "platform/stock/storage/smart_socket.h"
 #include "platform/stock_root.h"
+#include "platform/stop_soon.h"
 
 namespace {
 
@@ -112,10 +112,10 @@ TEST(SmartHelper, ReadsTheDevicesThatTheKernelKnowsOneAtATime)
         const TAtMost limit(4000);
         EXPECT_EQ(ask("sda", &document, 1), -ETIMEDOUT);
         EXPECT_EQ(ask("sda", &document), -EAGAIN); // the one before is still at it
-        const std::atomic<bool> stop = true;
-        platform_interrupt_on(&stop);
-        EXPECT_EQ(ask("nvme0", &document), -EINTR);
-        platform_interrupt_on(nullptr);
+        {
+            const TStopSoon stop;
+            EXPECT_EQ(ask("nvme0", &document), -EINTR);
+        }
         g_stock_root.remove("/hangs");
     }
     EXPECT_EQ(ask("sda", &document), -ENOENT); // its socket was left behind

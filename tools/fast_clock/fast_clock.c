@@ -1,14 +1,16 @@
 /* Preloaded into the daemon, lets its clocks run FAST_CLOCK_SPEED times faster.
  * The wall clock starts at FAST_CLOCK_START (seconds since the epoch). Waits on
- * conditions and sleeps are as much shorter; waits for sockets and children are not,
- * and libcurl is left in real time, in which the peers live that it sets limits to.
+ * conditions, sleeps and ppoll() are as much shorter; libcurl is left in real time, in
+ * which the peers live that it sets limits to.
  * The wall clock can be set while the daemon runs: it is ahead of where it would be
  * by what the file FAST_CLOCK_AHEAD holds, nanoseconds as a 64-bit number in the
  * machine's own order, to be overwritten in place. */
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <link.h>
+#include <poll.h>
 #include <pthread.h>
+#include <signal.h>
 #include <stdatomic.h>
 #include <stdint.h>
 #include <stdlib.h>
@@ -136,6 +138,15 @@ int pthread_cond_timedwait(pthread_cond_t *restrict cond, pthread_mutex_t *restr
                            const struct timespec *restrict until)
 {
     return pthread_cond_clockwait(cond, mutex, CLOCK_MONOTONIC, until);
+}
+
+/* As the daemon's own calls wait for a peer or a child; libraries use poll(). */
+int ppoll(struct pollfd *descriptors, nfds_t count, const struct timespec *limit, const sigset_t *mask)
+{
+    struct timespec real = {0, 0};
+    if (limit != NULL)
+        real = spec(nanoseconds(limit) / g_speed);
+    return (int)syscall(SYS_ppoll, descriptors, count, limit != NULL ? &real : NULL, mask, _NSIG / 8);
 }
 
 int nanosleep(const struct timespec *length, struct timespec *left)

@@ -10,11 +10,12 @@
 #include <sys/socket.h>
 
 #include "platform/interrupt.h"
+#include "platform/stock/process/call_wait.h"
 
 namespace {
 
 constexpr uint64_t kConnectMs = 1000;
-constexpr int kPollSliceMs = 50; // how soon a request to give up is seen
+constexpr uint64_t kLongestPollMs = 1000; // the library shortens it to its own timers
 constexpr size_t kMaxAnswer = size_t{1024} * 1024;
 constexpr size_t kMaxHeaders = size_t{64} * 1024;
 constexpr size_t kEnough = 0; // what a callback that ends the transfer returns
@@ -98,16 +99,24 @@ void set_up(CURL *easy, const T_HTTP_CALL &call, const curl_slist *headers, T_IN
     curl_easy_setopt(easy, CURLOPT_HEADERDATA, intake);
 }
 
-/* Runs the transfer in slices, looking in between whether the caller is to stop. */
+void poll_transfer(CURLM *multi, TCallWait *wait)
+{
+    curl_waitfd wake_up = {wait->fd(), CURL_WAIT_POLLIN, 0};
+    (void)curl_multi_poll(multi, &wake_up, wake_up.fd >= 0 ? 1 : 0, wait->wait_ms(kLongestPollMs), nullptr);
+    wait->taken();
+}
+
+/* Runs the transfer to its end, or until the caller is to stop. */
 CURLcode perform(CURLM *multi)
 {
+    TCallWait wait;
     for (int running = 1; running != 0;) {
         if (platform_interrupted())
             return CURLE_ABORTED_BY_CALLBACK;
         if (curl_multi_perform(multi, &running) != CURLM_OK)
             return CURLE_FAILED_INIT;
         if (running != 0)
-            (void)curl_multi_poll(multi, nullptr, 0, kPollSliceMs, nullptr);
+            poll_transfer(multi, &wait);
     }
     int left = 0;
     const CURLMsg *message = curl_multi_info_read(multi, &left);

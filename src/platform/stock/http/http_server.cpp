@@ -24,6 +24,7 @@
 #include "platform/stock/http/http_connections.h"
 #include "platform/stock/http/mhd_request.h"
 #include "platform/stock/hub/waiting_calls.h"
+#include "platform/stock/process/call_wait.h"
 #include "platform/time_stamp.h"
 
 using T_RESPONSE = std::shared_ptr<httpserver::http_response>;
@@ -353,6 +354,7 @@ void THttpServer::stop()
     if (m_state->daemon == nullptr)
         return;
     m_state->stopping = true;
+    call_waits_wake();
     m_state->waiting_calls.stop(); // the library must not be stopped with a connection that waits
     MHD_stop_daemon(m_state->daemon);
     m_state->daemon = nullptr;

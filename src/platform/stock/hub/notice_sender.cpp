@@ -6,6 +6,7 @@
 
 #include "platform/interrupt.h"
 #include "platform/logging.h"
+#include "platform/stock/process/call_wait.h"
 
 TNoticeSender::TNoticeSender(T_HTTP_PEER hub, const T_NOTICE_LIMITS &limits) : m_hub(std::move(hub)), m_limits(limits)
 {
@@ -23,6 +24,7 @@ TNoticeSender::~TNoticeSender()
         if (!m_queue.empty())
             log_Debug("%zu notices dropped: the hub did not take them in time", m_queue.size());
         m_give_up = true;
+        call_waits_wake();
     }
     m_thread.join();
 }

@@ -8,6 +8,7 @@
 #include "base/thread.h"
 #include "platform/interrupt.h"
 #include "platform/logging.h"
+#include "platform/stock/process/call_wait.h"
 
 int TBackgroundThread::start(const char *name, std::function<void()> body)
 {
@@ -26,6 +27,7 @@ void TBackgroundThread::request_stop()
     const TLock guard(m_lock);
     m_stop = true;
     m_wake.notify_all();
+    call_waits_wake();
 }
 
 void TBackgroundThread::join()

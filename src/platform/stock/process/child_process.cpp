@@ -6,7 +6,6 @@
 #include <csignal>
 #include <fcntl.h>
 #include <map>
-#include <poll.h>
 #include <set>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -19,29 +18,24 @@
 #include "platform/host_path.h"
 #include "platform/interrupt.h"
 #include "platform/logging.h"
+#include "platform/stock/process/call_wait.h"
 #include "platform/time_stamp.h"
 
 namespace {
 
-constexpr int kPollSliceMs = 100; // how soon a request to stop is seen
-constexpr int kDyingTries = 100;  // looks at a killed child, 10 ms apart
+constexpr uint64_t kBlindLookMs = 100; // without a descriptor of the child
+constexpr int kDyingTries = 100;       // looks at a killed child, 10 ms apart
 constexpr auto kDyingPause = std::chrono::milliseconds(10);
 constexpr size_t kReadChunk = size_t{64} * 1024;
 constexpr mode_t kChildUmask = 022;           // the daemon's own is 0
 constexpr int kFailureFd = STDERR_FILENO + 1; // in the child
 constexpr int kNotStarted = 127;
 
-/* Whether the calling thread has been asked to stop for that long. Its children
- * share the time: what one took of it, the next has no more. */
-bool grace_is_over(uint64_t grace_ms)
+/* How much is left of the grace after a request to stop. The children of a thread
+ * share it: what one took of it, the next has no more. */
+uint64_t grace_left_ms(uint64_t grace_ms)
 {
-    thread_local uint64_t asked_ms = 0; // 0: not asked
-    const uint64_t now_ms = current_time_stamp_mono_r();
-    if (!platform_interrupted())
-        asked_ms = 0;
-    else if (asked_ms == 0)
-        asked_ms = now_ms;
-    return asked_ms != 0 && now_ms >= asked_ms + grace_ms;
+    return platform_interrupted() ? grace_ms - std::min(grace_ms, call_stop_lasts_ms()) : UINT64_MAX;
 }
 
 /* Children that run, and those that were killed and have not died: in the kernel,
@@ -222,12 +216,12 @@ bool drain(int pipe_end, std::string *output, size_t max_output)
 /* Waits for the child's end, taking its output. 0, or why it must be killed. */
 int watch_child(pid_t pid, const T_CHILD_LIMITS &limits, int pipe_end, std::string *output)
 {
-    const uint64_t deadline = current_time_stamp_mono_r() + static_cast<uint64_t>(limits.timeout_s) * 1000;
+    const uint64_t deadline_ms = current_time_stamp_mono_r() + static_cast<uint64_t>(limits.timeout_s) * 1000;
+    TCallWait wait;
     /* The C library's own wrapper cannot be linked from C++ on this distribution. */
     const TFd pidfd(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
-    for (;;) {
-        struct pollfd waits[2] = {{pidfd.get(), POLLIN, 0}, {pipe_end, POLLIN, 0}};
-        (void)poll(waits, 2, kPollSliceMs);
+    for (uint64_t left_ms = 0;;) {
+        wait.wait({pidfd.get(), pipe_end}, pidfd.is_open() ? left_ms : std::min(left_ms, kBlindLookMs));
         siginfo_t ended = {};
         const bool gone = waitid(P_PID, static_cast<id_t>(pid), &ended, WEXITED | WNOHANG | WNOWAIT) == 0
                               ? ended.si_pid == pid
@@ -238,10 +232,13 @@ int watch_child(pid_t pid, const T_CHILD_LIMITS &limits, int pipe_end, std::stri
             return -EFBIG;
         if (gone)
             return 0;
-        if (current_time_stamp_mono_r() >= deadline)
+        const uint64_t now_ms = current_time_stamp_mono_r();
+        if (now_ms >= deadline_ms)
             return -ETIMEDOUT;
-        if (grace_is_over(limits.stop_grace_ms))
+        const uint64_t grace_ms = grace_left_ms(limits.stop_grace_ms);
+        if (grace_ms == 0)
             return -EINTR;
+        left_ms = std::min(deadline_ms - now_ms, grace_ms);
     }
 }
 
@@ -249,7 +246,7 @@ int watch_child(pid_t pid, const T_CHILD_LIMITS &limits, int pipe_end, std::stri
 
 int child_run(const std::vector<const char *> &argv, const T_CHILD_LIMITS &limits, std::string *output)
 {
-    if (grace_is_over(limits.stop_grace_ms))
+    if (grace_left_ms(limits.stop_grace_ms) == 0)
         return -EINTR;
     const TChildPlace place(key_of(argv, limits.by_arguments), limits.max_stuck);
     if (!place.is_taken()) {

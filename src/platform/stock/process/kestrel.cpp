@@ -5,19 +5,14 @@
 #include <cstdarg>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "platform/stock/process/child_process.h"
 
 namespace {
 
-/* The daily backups take their time; nothing else may hold a watcher up for long.
- * What records an event or reloads a server would not be run again: at a stop it
+/* What records an event or reloads a server would not be run again: at a stop it
  * has as long as a request. What is only read may be given up. */
-constexpr std::string_view kBackupTool = "/usr/local/cmsbin/cfg_bak_tool";
-/* One backup that hangs does not keep the other from being tried. */
-constexpr T_CHILD_LIMITS kBackupLimits = {3600, 0, 5000, 1, true};
 constexpr T_CHILD_LIMITS kExecLimits = {60, 0, 5000};
 constexpr T_CHILD_LIMITS kReadLimits = {5, size_t{1024} * 1024, 500};
 
@@ -28,6 +23,7 @@ struct T_OUTPUT {
     int result = 0;
 };
 
+thread_local int t_time_limit_s = 0;  // 0: the usual one
 thread_local int t_closed_result = 0; // of the stream that this thread closed last
 
 std::vector<const char *> argument_list(const char *program, va_list args)
@@ -62,13 +58,29 @@ int output_close(void *cookie)
 
 } // namespace
 
+TToolTimeLimit::TToolTimeLimit(int seconds)
+{
+    t_time_limit_s = seconds;
+}
+
+TToolTimeLimit::~TToolTimeLimit()
+{
+    t_time_limit_s = 0;
+}
+
 int kestrel_exec(int /*reserved1*/, int /*reserved2*/, int /*reserved3*/, const char *program, ...)
 {
     va_list args;
     va_start(args, program);
     const std::vector<const char *> argv = argument_list(program, args);
     va_end(args);
-    return child_run(argv, program == kBackupTool ? kBackupLimits : kExecLimits, nullptr);
+    T_CHILD_LIMITS limits = kExecLimits;
+    if (t_time_limit_s != 0) { // one that hangs does not keep the others from being tried
+        limits.timeout_s = t_time_limit_s;
+        limits.max_stuck = 1;
+        limits.by_arguments = true;
+    }
+    return child_run(argv, limits, nullptr);
 }
 
 FILE *kestrel_popen(const char *program, ...)

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <ctime>
 
+#include "platform/stock/process/call_wait.h"
+
 int vos_cond_wait_init(vos_cond_t *cond, int clock)
 {
     pthread_condattr_t attributes;
@@ -45,6 +47,7 @@ int vos_cond_wait_signal(vos_cond_t *cond)
     cond->signalled = true;
     pthread_cond_signal(&cond->cond);
     pthread_mutex_unlock(&cond->mutex);
+    call_waits_wake(); // a stop sets its flag before it signals
     return 0;
 }
 

@@ -1,20 +1,19 @@
 #include "platform/stock/storage/disk_health.h"
 
 #include <cerrno>
-#include <chrono>
 #include <cstring>
 #include <exception>
 #include <utility>
 
 #include "platform/interrupt.h"
 #include "platform/logging.h"
+#include "platform/stock/process/call_wait.h"
 
 namespace {
 
 constexpr uint64_t kShortestMs = 60'000;
 constexpr uint64_t kLongestMs = 3'600'000;
-constexpr size_t kMostDisks = 1024;                         // disks without a serial number are new ones each time
-constexpr auto kWaitSlice = std::chrono::milliseconds(100); // how soon a request to stop is seen
+constexpr size_t kMostDisks = 1024; // disks without a serial number are new ones each time
 
 bool same_hour(const struct tm &a, const struct tm &b)
 {
@@ -86,6 +85,7 @@ void TDiskHealth::take(const T_DISK_ADDRESS &disk, T_SMART_OUTCOME outcome, int 
 
 int TDiskHealth::read(const T_DISK_ADDRESS &disk, T_SMART_READING *out)
 {
+    TCallWait wait;
     TLock lock(m_lock);
     T_SMART_MOMENT now;
     std::optional<uint64_t> due_in_ms;
@@ -97,7 +97,10 @@ int TDiskHealth::read(const T_DISK_ADDRESS &disk, T_SMART_READING *out)
             break;
         if (platform_interrupted())
             return -EINTR;
-        m_asked.wait_for(m_lock, kWaitSlice);
+        const uint64_t wait_ms = entry.busy ? kShortestMs : *due_in_ms;
+        lock.unlock();
+        wait.wait({}, wait_ms);
+        lock.lock();
     }
     T_ENTRY &entry = entry_of(disk.identity);
     if (due_in_ms.has_value()) {
@@ -116,7 +119,7 @@ int TDiskHealth::read(const T_DISK_ADDRESS &disk, T_SMART_READING *out)
             }
             lock.lock();
             entry.busy = false;
-            m_asked.notify_all();
+            call_waits_wake();
         }
         if (error == -EINTR)
             return error; // nobody was asked: the next one may

@@ -94,7 +94,6 @@ private:
 
     const TReader m_reader;
     const TClock m_clock;
-    TMutex m_lock; // never held while a disk is asked
-    TCondition m_asked;
+    TMutex m_lock;                                               // never held while a disk is asked
     std::map<std::string, T_ENTRY> m_entries GUARDED_BY(m_lock); // busy ones are not erased
 };

@@ -15,12 +15,12 @@
 #include "base/thread.h"
 #include "platform/host_path.h"
 #include "platform/interrupt.h"
+#include "platform/stock/process/call_wait.h"
 #include "platform/time_stamp.h"
 
 namespace {
 
 constexpr uint64_t kLimitMs = 5000;
-constexpr auto kWaitSlice = std::chrono::milliseconds(100); // how soon a request to stop is seen
 
 struct T_LOOK {
     uint64_t deadline_ms = 0; // monotonic
@@ -33,7 +33,8 @@ class TLooks {
 public:
     int join(const std::string &path, uint64_t limit_ms, std::function<void(T_PLACE *)> work, T_PLACE *out)
     {
-        const TLock guard(m_lock);
+        TCallWait wait;
+        TLock lock(m_lock);
         std::shared_ptr<T_LOOK> look = m_running[path];
         if (look == nullptr) {
             look = std::make_shared<T_LOOK>();
@@ -50,7 +51,9 @@ public:
             const uint64_t now_ms = current_time_stamp_mono_r();
             if (now_ms >= look->deadline_ms)
                 return -ETIMEDOUT;
-            m_ended.wait_for(m_lock, std::min(kWaitSlice, std::chrono::milliseconds(look->deadline_ms - now_ms)));
+            lock.unlock();
+            wait.wait({}, look->deadline_ms - now_ms);
+            lock.lock();
         }
         *out = look->place;
         return 0;
@@ -89,12 +92,11 @@ private:
         task->look->place = place;
         task->look->is_done = true;
         task->looks->m_running.erase(task->path);
-        task->looks->m_ended.notify_all();
+        call_waits_wake();
         return nullptr;
     }
 
     TMutex m_lock;
-    TCondition m_ended;
     std::map<std::string, std::shared_ptr<T_LOOK>> m_running GUARDED_BY(m_lock);
 };
 

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -12,6 +11,7 @@
 #include "base/text.h"
 #include "platform/host_path.h"
 #include "platform/interrupt.h"
+#include "platform/stock/process/call_wait.h"
 
 namespace {
 
@@ -19,7 +19,6 @@ using TClock = std::chrono::steady_clock;
 
 constexpr const char *kSocket = "/run/velomond/smart.socket";
 constexpr int kMaxStatus = 255;
-constexpr int kSliceMs = 100; // how soon a request to stop is seen
 
 int connect_helper(TFd *out)
 {
@@ -43,6 +42,7 @@ int read_answer(int fd, const T_CHILD_LIMITS &limits, std::string *text)
 {
     auto end = TClock::now() + std::chrono::seconds(limits.timeout_s);
     bool stopping = false;
+    TCallWait wait;
     for (;;) {
         if (!stopping && platform_interrupted()) {
             stopping = true;
@@ -58,11 +58,11 @@ int read_answer(int fd, const T_CHILD_LIMITS &limits, std::string *text)
             return errno == ECONNRESET ? -EAGAIN : -errno; // it left without reading the request to its end
         if (text->size() > limits.max_output)
             return -EFBIG;
-        if (TClock::now() >= end)
+        const auto now = TClock::now();
+        if (now >= end)
             return stopping ? -EINTR : -ETIMEDOUT;
-        pollfd waiting = {fd, POLLIN, 0};
         if (count < 0)
-            (void)poll(&waiting, 1, kSliceMs);
+            wait.wait({fd}, static_cast<uint64_t>(std::chrono::ceil<std::chrono::milliseconds>(end - now).count()));
     }
 }
 

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "platform/interrupt.h"
+#include "platform/vos_cond.h"
+
+/* Asks the calling thread to stop, as a worker's owner does, while it waits in a call. */
+class TStopSoon {
+public:
+    TStopSoon()
+    {
+        (void)vos_cond_wait_init(&m_cond, 1);
+        platform_interrupt_on(&m_flag);
+        m_thread = std::thread([this] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            m_flag = true;
+            (void)vos_cond_wait_signal(&m_cond);
+        });
+    }
+    ~TStopSoon()
+    {
+        m_thread.join();
+        platform_interrupt_on(nullptr);
+        (void)vos_cond_wait_destroy(&m_cond);
+    }
+    TStopSoon(const TStopSoon &) = delete;
+    TStopSoon &operator=(const TStopSoon &) = delete;
+
+private:
+    std::atomic<bool> m_flag{false};
+    vos_cond_t m_cond;
+    std::thread m_thread;
+};
