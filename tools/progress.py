@@ -84,7 +84,7 @@ class TProgress:
         part = min((now - self._step_start) / unit_s, 0.99 * self._weight) if unit_s > 0 else 0.0
         done = min(self._done + part, self._total)
         left = f', {duration(unit_s * (self._total - done))} left' if unit_s > 0 else ''
-        return f'{self._name}: {100 * done / self._total:.0f} %{left}, {self._text}'
+        return f'{self._name}: {int(100 * done / self._total)} %{left}, {self._text}'
 
     def _tick(self):
         while not self._ended.wait(1):

@@ -22,6 +22,10 @@ import time
 
 import faults
 
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1]))
+
+import progress  # noqa: E402
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 WORK = ROOT / 'build/mutate'
 TREE, BUILD = WORK / 'tree', WORK / 'build'
@@ -36,22 +40,6 @@ UNIT, END_TO_END, LIVES, NONE = 'unit', 'e2e', 'lives', 'does not compile'
 
 def say(text):
     print(text, flush=True)
-
-
-class Progress:
-    """Plain lines, and on a terminal below them the share done and the time left."""
-
-    def __init__(self, total):
-        self.total, self.done, self.begin = total, 0, time.monotonic()
-
-    def show(self, text='', line=None):
-        terminal = sys.stdout.isatty()
-        if line is not None:
-            say(('\r\x1b[K' if terminal else '') + line)
-        if terminal:
-            left_s = (time.monotonic() - self.begin) / self.done * (self.total - self.done) if self.done else 0
-            left = f', {left_s / 60:.0f} min left' if self.done else ''
-            print(f'\r\x1b[K[{100 * self.done // max(self.total, 1)} %{left}] {text[:70]}', end='', flush=True)
 
 
 def run(*commands, timeout_s=None, environment=None):
@@ -252,6 +240,49 @@ def drawn(paths, seeds, count):
     return orders, [count // len(seeds) + (index < count % len(seeds)) for index in range(len(seeds))]
 
 
+def make_ready(tree, paths, unit):
+    tree.configure()
+    status, output = tree.build(*({STOCK, FAKE} if any('/platform/' in one for one in paths) else {FAKE}),
+                                *(() if unit else ('VeloMond', FAST_CLOCK)))
+    if status != 0:
+        sys.exit(output)
+    tree.check(paths, not unit)
+
+
+def try_all(orders, counts, paths, options, shown):
+    """(fault, how, by) of every fault that counts."""
+    tree = Tree()
+    results = Results(tree.digest, options.again)
+    ready, outcomes, seen = False, [], set()
+    for order, count in zip(orders, counts):
+        of_seed, left = [], iter(order)
+        while len(of_seed) < count:
+            # In the order of the files, so that the build has little to do from one to the next.
+            batch = [fault for _, fault in zip(range(count - len(of_seed)), (one for one in left if one not in seen))]
+            if not batch:
+                break
+            for fault in sorted(batch, key=lambda one: (one.path, one.start)):
+                seen.add(fault)
+                done = len(outcomes) + len(of_seed)
+                result = results.of(fault)
+                if result is None or (result[0] == LIVES and not options.unit and result[1] == UNIT):
+                    if not ready:
+                        shown.step('build and all tests without a fault', 0, done)
+                        make_ready(tree, paths, options.unit)
+                        ready = True
+                    shown.step(f'{fault.path}:{fault.line} {fault.kind}', 1, done)
+                    result = tree.try_fault(fault, not options.unit)
+                    if result[0] == LIVES:
+                        result = LIVES, UNIT if options.unit else ''  # of the unit programs, at least
+                    results.keep(fault, *result)
+                if result[0] == NONE:
+                    continue
+                of_seed.append((fault, *result))
+                shown.line(describe(fault, result[0], '' if result[0] == LIVES else result[1]))
+        outcomes += of_seed
+    return outcomes
+
+
 def describe(fault, how, caught_by):
     text = f'{how:5}  {fault.path}:{fault.line} {fault.kind}'
     return text + (f'  ({caught_by})' if caught_by else f'\n         {fault.before}\n     ->  {fault.after}')
@@ -301,42 +332,8 @@ def main():
                 say(describe(fault, '', ''))
         return 0
 
-    tree = Tree()
-    results = Results(tree.digest, options.again)
-    progress = Progress(options.n)
-    ready, outcomes, seen = False, [], set()
-    for order, count in zip(orders, counts):
-        of_seed, left = [], iter(order)
-        while len(of_seed) < count:
-            # In the order of the files, so that the build has little to do from one to the next.
-            batch = [fault for _, fault in zip(range(count - len(of_seed)), (one for one in left if one not in seen))]
-            if not batch:
-                break
-            for fault in sorted(batch, key=lambda one: (one.path, one.start)):
-                seen.add(fault)
-                result = results.of(fault)
-                if result is None or (result[0] == LIVES and not options.unit and result[1] == UNIT):
-                    if not ready:
-                        progress.show('builds and runs all tests without a fault')
-                        tree.configure()
-                        status, output = tree.build(*({STOCK, FAKE} if any('/platform/' in one for one in paths) else
-                                                      {FAKE}), *(() if options.unit else ('VeloMond', FAST_CLOCK)))
-                        if status != 0:
-                            sys.exit(output)
-                        tree.check(paths, not options.unit)
-                        ready = True
-                    progress.show(f'{fault.path}:{fault.line} {fault.kind}')
-                    result = tree.try_fault(fault, not options.unit)
-                    if result[0] == LIVES:
-                        result = LIVES, UNIT if options.unit else ''  # of the unit programs, at least
-                    results.keep(fault, *result)
-                if result[0] == NONE:
-                    continue
-                of_seed.append((fault, *result))
-                progress.done += 1
-                progress.show(line=describe(fault, result[0], '' if result[0] == LIVES else result[1]))
-        outcomes += of_seed
-    progress.show()
+    with progress.TProgress('mutate', options.n) as shown:
+        outcomes = try_all(orders, counts, paths, options, shown)
     summary([(fault, how, '' if how == LIVES else by) for fault, how, by in outcomes], options.unit)
     return 0
 

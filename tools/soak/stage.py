@@ -20,8 +20,10 @@ ROUTES = [('GET', 'status', None), ('GET', 'cpu_info?method=line_data&name=syste
 
 
 class TReport:
+    """`line` writes a line: print, or what shows progress below the table."""
+
     def __init__(self):
-        self.group, self.broken = '', 0
+        self.group, self.broken, self.line = '', 0, print
 
     def head(self, machine):
         self._line('group', f'what ({machine})', 'figure', 'promise', '')
@@ -31,9 +33,8 @@ class TReport:
         self._line(self.group, what, str(figure), promise, 'ok' if promise and holds else '' if holds else 'BROKEN')
         self.broken += not holds
 
-    @staticmethod
-    def _line(group, what, figure, promise, verdict):
-        print(f'{group:<11}  {what:<44}  {figure:>22}  {promise:<14}  {verdict}'.rstrip(), flush=True)
+    def _line(self, group, what, figure, promise, verdict):
+        self.line(f'{group:<11}  {what:<44}  {figure:>22}  {promise:<14}  {verdict}'.rstrip())
 
 
 report = TReport()

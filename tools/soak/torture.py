@@ -140,7 +140,7 @@ class Torture(TStage):
     def tell_odd(what, odd):
         report.row(f'{what}: other than for the failure', len(odd), '0', not odd)
         for one in odd[:10]:
-            print(one)
+            report.line(one)
 
     @staticmethod
     def answer_of(path, method, body):
@@ -205,7 +205,7 @@ class Torture(TStage):
     def tell_end(self, what, daemon):
         report.row(f'{what}: crashes', daemon.status if daemon.ended() else 0, '0', not daemon.ended())
         if daemon.ended():
-            print('\n'.join(daemon.text().splitlines()[-25:]))
+            report.line('\n'.join(daemon.text().splitlines()[-25:]))
         else:
             # What a tool had started comes to us when the tool overran its time by the fast clock.
             self.check_stop(daemon, what=f'{what}: stop', but_states='Z')
