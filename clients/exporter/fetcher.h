@@ -7,9 +7,9 @@
 
 #include "exporter/metrics.h"
 
-/* The metrics for a scrape. The monitor is asked only when what it said before is as
- * old as one of its rounds, whatever came of that; scrapes at the same time wait for
- * one fetch and share it. Any thread. */
+/* The metrics for a scrape. A new fetch is made only when the previous one, failed or
+ * not, is at least one sampling round old; concurrent scrapes wait for one fetch and
+ * share it. Thread-safe. */
 class TFetcher {
 public:
     static constexpr std::chrono::milliseconds kRound{10000};
@@ -23,7 +23,7 @@ private:
     void fetch();
 
     std::mutex m_lock;
-    TQueryApi m_api; // this and all below: guarded by m_lock
+    TQueryApi m_api; // this and all members below: guarded by m_lock
     const std::chrono::milliseconds m_timeout;
     const TClock m_clock;
     TFetch m_newest;

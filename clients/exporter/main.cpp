@@ -17,7 +17,7 @@
 
 namespace {
 
-/* Gives back what only the start has touched: some forty libraries were relocated, and
+/* Releases pages that only the start has used: some forty libraries were relocated, and
  * most of their code never runs. Segments that are not mapped writable have no content
  * but their file's, so what is needed again comes back from the page cache. */
 int release_object(dl_phdr_info *object, size_t /*size*/, void * /*user*/)
@@ -36,16 +36,19 @@ int release_object(dl_phdr_info *object, size_t /*size*/, void * /*user*/)
 
 int run(int argc, char **argv)
 {
-    CLI::App app{"Serves what the VeloMond monitor knows to Prometheus, at /metrics on the loopback address.",
-                 "velomond-exporter"};
+    CLI::App app{"Prometheus exporter of the VeloMond monitor: /metrics on the loopback address.", "velomond-exporter"};
     app.set_version_flag("--version", std::string("velomond-exporter ") + VELOMOND_VERSION);
     TAddress address;
     uint16_t listen_port = 10192;
     double timeout_s = 3;
-    app.add_option("--listen-port", listen_port, "port to serve on (10192)");
-    app.add_option("--host", address.host, "the monitor (127.0.0.1)");
-    app.add_option("--port", address.port, "its port (10191)")->check(CLI::Range(1, 65535));
-    app.add_option("--timeout", timeout_s, "seconds for all requests of one scrape (3)")->check(CLI::Range(0.01, 60.0));
+    app.add_option("--listen-port", listen_port, "port to listen on (10192)")->type_name("PORT");
+    app.add_option("--host", address.host, "name or address of the monitor (127.0.0.1)")->type_name("HOST");
+    app.add_option("--port", address.port, "its port (10191)")
+        ->type_name("PORT")
+        ->check(CLI::Range(1, 65535).description(""));
+    app.add_option("--timeout", timeout_s, "seconds for all requests of one scrape together (3)")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.01, 60.0).description(""));
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
@@ -55,7 +58,7 @@ int run(int argc, char **argv)
         return 2;
     }
 
-    /* Blocked before any thread, which inherits it: the wait below gets them all. */
+    /* Blocked before any thread is created, so that sigwait() below receives them. */
     sigset_t ends;
     sigemptyset(&ends);
     sigaddset(&ends, SIGINT);

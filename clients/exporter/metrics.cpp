@@ -16,7 +16,7 @@ constexpr double kKilobyte = 1024;
 
 class TMetrics {
 public:
-    /* Adds a sample where there is a figure; the family comes with its first one. */
+    /* Adds a sample if there is a value; the first one creates the family. */
     void add(const char *name, const char *help, const Labels &labels, const TFigure &value, double factor = 1)
     {
         if (value)
@@ -31,21 +31,21 @@ private:
 void add_states(const TSnapshot &now, TMetrics *metrics)
 {
     for (const char *state : {"normal", "hour_warning", "warning", "error"})
-        metrics->add("velomond_disks_state", "Overall state of the disks: 1 for the one that is.", {{"state", state}},
+        metrics->add("velomond_disks_state", "Overall state of the disks: 1 for the current state.", {{"state", state}},
                      now.disks.state == state ? 1.0 : 0.0);
     metrics->add("velomond_disks_report_timestamp_seconds", "When the state of the disks was last reported.", {},
                  static_cast<double>(now.disks.utc_s));
     metrics->add("velomond_fans_ok", "1 while no fan has failed.", {}, now.fans.state == "normal" ? 1.0 : 0.0);
     metrics->add("velomond_fans_report_timestamp_seconds", "When the state of the fans was last reported.", {},
                  static_cast<double>(now.fans.utc_s));
-    /* Also while the recording service has never answered: that is no recording. */
+    /* 0 also until the recording service has answered once. */
     metrics->add("velomond_recording", "1 while any camera is recorded.", {},
                  now.recording.state == "normal" ? 1.0 : 0.0);
     if (now.recording.utc_s > 0)
         metrics->add("velomond_recording_timestamp_seconds", "When the recording service last answered.", {},
                      static_cast<double>(now.recording.utc_s));
     if (!now.hardware.empty())
-        metrics->add("velomond_hardware_info", "The platform's words about the hardware.", {{"state", now.hardware}},
+        metrics->add("velomond_hardware_info", "Hardware state as the platform reports it.", {{"state", now.hardware}},
                      1.0);
 }
 
@@ -92,7 +92,7 @@ void add_system(const TSnapshot &now, TMetrics *metrics)
     };
     memory("velomond_memory_total_bytes", "Memory of the machine.", "MemTotal");
     memory("velomond_memory_used_bytes", "Memory in use.", "MemUsed");
-    memory("velomond_memory_free_bytes", "Memory not used for anything.", "MemFree");
+    memory("velomond_memory_free_bytes", "Unused memory.", "MemFree");
     memory("velomond_memory_available_bytes", "Buffers, cache and free memory.", "MemAvailable");
     memory("velomond_memory_buffers_bytes", "Memory of buffers.", "Buffers");
     memory("velomond_memory_cached_bytes", "Memory of the page cache.", "Cached");
@@ -151,11 +151,11 @@ void add_entities(const TSnapshot &now, TMetrics *metrics)
 std::vector<prometheus::MetricFamily> metrics_of(const TFetch &fetch)
 {
     TMetrics metrics;
-    metrics.add("velomond_up", "1 when the monitor answered all questions of the newest fetch.", {},
+    metrics.add("velomond_up", "1 if the monitor answered all requests of the newest fetch.", {},
                 fetch.error.empty() ? 1.0 : 0.0);
-    metrics.add("velomond_scrape_duration_seconds", "What the newest fetch took.", {}, fetch.duration_s);
-    metrics.add("velomond_fetch_age_seconds", "How long ago the newest fetch ended.", {}, fetch.age_s);
-    metrics.add("velomond_exporter_info", "This program.", {{"version", VELOMOND_VERSION}}, 1.0);
+    metrics.add("velomond_scrape_duration_seconds", "Duration of the newest fetch.", {}, fetch.duration_s);
+    metrics.add("velomond_fetch_age_seconds", "Time since the end of the newest fetch.", {}, fetch.age_s);
+    metrics.add("velomond_exporter_info", "Version of this exporter.", {{"version", VELOMOND_VERSION}}, 1.0);
     if (fetch.error.empty()) {
         const TSnapshot &now = fetch.snapshot;
         add_states(now, &metrics);

@@ -7,7 +7,7 @@
 
 #include "query_api/snapshot.h"
 
-/* How a fetch went; `error` is empty when it succeeded. */
+/* Result of a fetch; `error` is empty when it succeeded. */
 struct TFetch {
     TSnapshot snapshot;
     std::string error;
@@ -15,9 +15,9 @@ struct TFetch {
     double age_s = 0; // since it ended
 };
 
-/* All metrics of one scrape: of the exporter itself always, of the monitor only after
- * a fetch that succeeded. A figure that is missing has no sample, a service that does
- * not run only velomond_service_running. Base units: seconds, bytes, ratios. */
+/* All metrics of one scrape: the exporter's own always, the monitor's only after a
+ * successful fetch. Missing values have no sample; a service that is not running has
+ * velomond_service_running only. Base units: seconds, bytes, ratios. */
 std::vector<prometheus::MetricFamily> metrics_of(const TFetch &fetch);
 
 std::string metrics_text(const std::vector<prometheus::MetricFamily> &families);

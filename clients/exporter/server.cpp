@@ -10,7 +10,7 @@ namespace {
 enum MHD_Result take_request(void *user, MHD_Connection *connection, const char *url, const char *method,
                              const char * /*version*/, const char * /*body*/, size_t *body_size, void **state)
 {
-    /* Answered in the second call, so that the connection stays; a body is read past. */
+    /* Answered in the second call, so that the connection is kept; a body is ignored. */
     static char seen = 0;
     if (*state == nullptr) {
         *state = &seen;
@@ -65,9 +65,9 @@ uint16_t TMetricsServer::port() const
 TMetricsServer::TAnswer TMetricsServer::answer(const std::string &method, const std::string &path)
 {
     if (path != "/metrics" && path != "/")
-        return {404, "text/plain; charset=utf-8", "there is /metrics\n"};
+        return {404, "text/plain; charset=utf-8", "not found, see /metrics\n"};
     if (method != "GET" && method != "HEAD")
-        return {405, "text/plain; charset=utf-8", "only GET\n"};
+        return {405, "text/plain; charset=utf-8", "method not allowed\n"};
     if (path == "/")
         return {200, "text/plain; charset=utf-8", "velomond-exporter: see /metrics\n"};
     return {200, "text/plain; version=0.0.4; charset=utf-8", m_fetcher->text()};

@@ -8,8 +8,8 @@
 
 struct MHD_Daemon;
 
-/* HTTP on the loopback address: GET /metrics, and a word at /. At most 16
- * connections, 10 s each without traffic. */
+/* HTTP on the loopback address: GET /metrics, and a short text at /. At most
+ * 16 connections, each closed after 10 s without traffic. */
 class TMetricsServer {
 public:
     explicit TMetricsServer(TFetcher *fetcher) : m_fetcher(fetcher) {}
@@ -17,7 +17,7 @@ public:
     TMetricsServer(const TMetricsServer &) = delete;
     TMetricsServer &operator=(const TMetricsServer &) = delete;
 
-    /* False, errno set, when the port cannot be listened on. Port 0: any free one. */
+    /* False, with errno set, if it cannot listen on the port. Port 0: any free one. */
     bool start(uint16_t port);
     uint16_t port() const;
 

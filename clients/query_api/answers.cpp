@@ -22,7 +22,7 @@ constexpr int kMaxDepth = 8;
 
 TOutcome invalid(const std::string &text)
 {
-    return failure(TFault::kInvalid, "not an answer of the monitor: " + text);
+    return failure(TFault::kInvalid, "invalid answer: " + text);
 }
 
 TOutcome no_member(std::string_view key)
@@ -35,7 +35,7 @@ std::string_view view(json_object *text)
     return {json_object_get_string(text), static_cast<size_t>(json_object_get_string_len(text))};
 }
 
-/* Null where there is none, or one of another type. */
+/* The member; null if it is missing or of another type. */
 json_object *member(json_object *object, const char *key, json_type type)
 {
     json_object *found = nullptr;
@@ -51,9 +51,9 @@ TOutcome parse(std::string_view text, TJson *out)
     const size_t end = json_tokener_get_parse_end(tokener.get());
     if (root == nullptr || json_tokener_get_error(tokener.get()) != json_tokener_success ||
         text.find_first_not_of(" \t\r\n", end) != std::string_view::npos)
-        return invalid("no JSON");
+        return invalid("not JSON");
     if (!json_object_is_type(root.get(), json_type_object))
-        return invalid("no JSON object");
+        return invalid("not a JSON object");
     *out = std::move(root);
     return {};
 }
@@ -62,7 +62,7 @@ std::string_view meaning(int64_t code)
 {
     switch (code) {
     case -2:
-        return " (that monitor is not up)";
+        return " (that part of the monitor is not running)";
     case -3:
         return " (no such method)";
     case -4:
@@ -99,7 +99,7 @@ TOutcome open(std::string_view text, json_type type, TJson *root, json_object **
     return *data != nullptr ? TOutcome{} : no_member("data");
 }
 
-/* A list of names, none of them longer than any that the monitor can be asked for. */
+/* A list of names, each no longer than the monitor accepts in a request. */
 bool names_take(json_object *parent, const char *key, std::vector<std::string> *out)
 {
     constexpr int kMaxName = 255;

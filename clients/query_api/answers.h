@@ -9,9 +9,9 @@
 #include "query_api/figures.h"
 #include "query_api/outcome.h"
 
-/* The texts that the monitor answers with, taken apart. Every operation writes *out
- * on success only; kInvalid names what is wrong, kRefused a code other than 0. All
- * texts that come out are clean (clean_text.h). */
+/* Parsers of the monitor's answers. *out is written on success only; kInvalid reports
+ * what is wrong, kRefused a result code other than 0. All strings returned are clean
+ * (clean_text.h). */
 
 constexpr size_t kChannels = 192;
 constexpr size_t kMaxNames = 1024; // of one list; a machine has a few dozen
@@ -28,8 +28,8 @@ TOutcome answer_status(std::string_view text, TStatus *out);
 TOutcome answer_figures(std::string_view text, TKind kind, bool average, TFigures *out);
 TOutcome answer_series(std::string_view text, TKind kind, TSeries *out);
 
-/* A word of a watcher, one of those given, and when it was last reported (seconds
- * since the epoch; 0 never). */
+/* State of a watcher and when it was last reported (seconds since the epoch; 0:
+ * never). */
 struct TStateAt {
     std::string state;
     int64_t utc_s = 0;
@@ -40,7 +40,7 @@ TOutcome answer_fans(std::string_view text, TStateAt *out);  // normal, error
 TOutcome answer_recording(std::string_view text, TStateAt *out);
 TOutcome answer_hardware(std::string_view text, std::string *out);
 
-/* One minute, or a sum of minutes, of the connections to the cameras. */
+/* Camera connections of one minute, or of several together. */
 enum class TCamera : char { kConnected = '0', kFailed = '1', kAbsent = '2' };
 struct TCameraStat {
     std::vector<TCamera> state = std::vector<TCamera>(kChannels, TCamera::kAbsent);
@@ -54,7 +54,7 @@ struct TChannel {
     size_t id = 0;
     std::string name, guid, ums_id, ip, port, brand, ums_name;
 };
-TOutcome answer_channels(std::string_view text, std::vector<TChannel> *out); // by ascending id
+TOutcome answer_channels(std::string_view text, std::vector<TChannel> *out); // sorted by id
 
 /* Of the dump, and of a notice ("retCode"): only the code. */
 TOutcome answer_done(std::string_view text, const char *key);

@@ -10,7 +10,7 @@ struct TRange {
     char32_t first, last;
 };
 
-/* Seen as nothing, or able to turn around what stands beside them. */
+/* Invisible characters, and those that reverse the text next to them. */
 constexpr std::array kUnseen = {
     TRange{0x00, 0x1f},     TRange{0x7f, 0x9f},     TRange{0xad, 0xad},     TRange{0x61c, 0x61c},
     TRange{0x180e, 0x180e}, TRange{0x200b, 0x200f}, TRange{0x2028, 0x202e}, TRange{0x2060, 0x206f},
@@ -35,8 +35,8 @@ template <typename RANGES> bool in(const RANGES &ranges, char32_t code)
                        [code](const TRange &one) { return code >= one.first && code <= one.last; });
 }
 
-/* Takes the next character off the text; its bytes come back. *code is U+FFFF for
- * a byte that begins no character, which is then taken alone. */
+/* Removes the next character from the text and returns its bytes. *code is U+FFFF for
+ * a byte that starts no valid character; that byte is then removed alone. */
 std::string_view next_character(std::string_view *text, char32_t *code)
 {
     const auto at = [text](size_t i) { return static_cast<uint8_t>((*text)[i]); };

@@ -56,8 +56,8 @@ constexpr std::array kDiskFigures = {
     TFigureSpec{"wr_io", "WRITES", kCount, kPerSecond},
 };
 
-/* More than any machine does, in whatever unit; 2^64 spread over the 15 minutes of
- * a whole history is still ten times more. */
+/* Above any real value, in any unit; 2^64 divided by the 15 minutes of a whole history
+ * is still ten times larger. */
 constexpr double kNoFigure = 1e15;
 
 } // namespace

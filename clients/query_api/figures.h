@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-/* A figure of the monitor; missing while there is none yet (a share of no time at
- * all), and where a counter went backwards: the monitor then answers a difference
- * near 2^64, or a rate made of one. */
+/* A value of the monitor; missing before the first reading, and after a counter went
+ * backwards: the monitor then answers a difference near 2^64, or a rate computed from
+ * it. */
 using TFigure = std::optional<double>;
 
 enum class TKind { kCpu, kCpuService, kMemory, kMemoryService, kNetwork, kDisk };
@@ -30,10 +30,10 @@ struct TFigureSpec {
     std::string_view head; // of a column
     TUnit now;             // of the newest interval
     TUnit average;         // of an average or a point of a minute
-    bool now_only = false; // averages have no such member
+    bool now_only = false; // not part of averages
 };
 
-/* What the answers for an entity of that kind hold, in their order. */
+/* Members of the answers for an entity of that kind, in their order. */
 std::span<const TFigureSpec> figures_of(TKind kind);
 
 std::string_view unit_text(TUnit unit);
@@ -46,7 +46,7 @@ struct TNamedFigure {
 /* The figures of one entity, in the order of figures_of(). */
 struct TFigures {
     std::vector<TNamedFigure> all;
-    /* By key; missing too when there is no such member. */
+    /* By key; also missing if there is no such member. */
     TFigure get(std::string_view key) const;
 };
 
@@ -61,6 +61,6 @@ struct TSeries {
     const std::vector<TFigure> *get(std::string_view key) const;
 };
 
-/* "12.3" and the like; nullopt inside for nan, infinities and what a counter that
- * went backwards leaves. False for a text that is no number. */
+/* Parses "12.3" and the like; *out is nullopt for nan, infinities and differences of
+ * a counter that went backwards. False if the text is not a number. */
 bool figure_parse(std::string_view text, TFigure *out);

@@ -19,8 +19,8 @@ struct TCurlDelete {
 };
 template <typename T> using TCurlOwner = std::unique_ptr<T, TCurlDelete>;
 
-/* What one answer may hold; a callback that takes less than it is given ends the
- * transfer. */
+/* Limits the size of one answer; a callback that accepts less than it is given ends
+ * the transfer. */
 struct TIntake {
     std::string *body;
     size_t headers = 0;
@@ -46,7 +46,7 @@ size_t take_header(const char * /*data*/, size_t one, size_t size, void *user)
     return intake->too_large ? 0 : one * size;
 }
 
-/* Letters, digits, and what host names and addresses have besides. */
+/* Letters, digits and the other characters of host names and addresses. */
 bool host_is_valid(const std::string &host)
 {
     return !host.empty() && host.size() <= 253 && host.front() != '-' &&
@@ -78,11 +78,11 @@ TOutcome THttpClient::request(const std::string &path, const TArguments &argumen
 {
     const std::string place = clean_text(m_address.host) + " port " + std::to_string(m_address.port);
     if (!host_is_valid(m_address.host))
-        return failure(TFault::kUsage, "no valid host: " + clean_text(m_address.host));
+        return failure(TFault::kUsage, "invalid host: " + clean_text(m_address.host));
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>(m_deadline - std::chrono::steady_clock::now());
     if (left.count() <= 0)
-        return failure(TFault::kTimeout, "time is up before " + path + " was asked of " + place);
+        return failure(TFault::kTimeout, "the time limit was reached before " + path + " was requested from " + place);
     CURL *const curl = m_handle->curl.get();
     const TCurlOwner<CURLU> url(curl_url());
     if (curl == nullptr || url == nullptr)
@@ -102,7 +102,7 @@ TOutcome THttpClient::request(const std::string &path, const TArguments &argumen
                 curl_url_set(url.get(), CURLUPART_QUERY, one.c_str(), CURLU_APPENDQUERY | CURLU_URLENCODE) == CURLUE_OK;
     }
     if (!built)
-        return failure(TFault::kUsage, "no valid address: " + place);
+        return failure(TFault::kUsage, "invalid address: " + place);
 
     const TCurlOwner<curl_slist> headers(curl_slist_append(nullptr, "Content-Type: application/json"));
     std::string text;
@@ -127,19 +127,19 @@ TOutcome THttpClient::request(const std::string &path, const TArguments &argumen
     long status = 0;
     curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
     if (intake.too_large)
-        return failure(TFault::kInvalid, place + ": the answer of " + path + " is too large");
+        return failure(TFault::kInvalid, place + ": the answer to " + path + " is too large");
     switch (code) {
     case CURLE_OK:
         break;
     case CURLE_COULDNT_CONNECT:
     case CURLE_COULDNT_RESOLVE_HOST:
         return failure(TFault::kUnreachable,
-                       "nothing answers at " + place + ": " + clean_text(curl_easy_strerror(code)));
+                       "cannot connect to " + place + ": " + clean_text(curl_easy_strerror(code)));
     case CURLE_OPERATION_TIMEDOUT:
         return failure(TFault::kTimeout, place + " did not answer " + path + " in time");
     default:
         return failure(TFault::kInvalid,
-                       place + ": no valid answer of " + path + ": " + clean_text(curl_easy_strerror(code)));
+                       place + ": invalid answer to " + path + ": " + clean_text(curl_easy_strerror(code)));
     }
     if (status != 200)
         return failure(TFault::kInvalid,

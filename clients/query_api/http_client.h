@@ -17,7 +17,7 @@ struct TAddress {
 
 using TArguments = std::vector<std::pair<std::string, std::string>>;
 
-/* HTTP to one server over one connection that is kept. One thread at a time. No
+/* HTTP client for one server over one kept-alive connection. One thread at a time. No
  * redirects, no proxies, no other protocol; an answer above kMaxAnswer bytes is
  * invalid. */
 class THttpClient {
@@ -29,7 +29,7 @@ public:
     THttpClient(const THttpClient &) = delete;
     THttpClient &operator=(const THttpClient &) = delete;
 
-    /* All requests from now on have that much time together. */
+    /* Time limit for all requests from now on, together. */
     void begin(std::chrono::milliseconds budget);
 
     /* GET, or PUT with the body where there is one. `path` begins with a slash; the

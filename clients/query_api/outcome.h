@@ -3,21 +3,21 @@
 #include <string>
 #include <utility>
 
-/* How a question to the monitor, or a command, ended. The numbers are the exit
- * codes of velomondctl, so they stay. */
+/* Result of a request to the monitor, or of a command. The numbers are the exit codes
+ * of velomondctl, so they must not change. */
 enum class TFault {
     kNone = 0,
-    kInternal = 1,    // this program's own: out of memory, no such tool, ...
-    kUsage = 2,       // an argument that makes no sense
-    kUnreachable = 3, // nobody listens, or the host is not known
-    kTimeout = 4,     // connected, but no whole answer in time
-    kInvalid = 5,     // an answer that is none of the monitor's
+    kInternal = 1,    // in this program: out of memory, ...
+    kUsage = 2,       // invalid argument
+    kUnreachable = 3, // connection refused, or unknown host
+    kTimeout = 4,     // no complete answer in time
+    kInvalid = 5,     // not a valid answer of the monitor
     kRefused = 6,     // the monitor answered with a code other than 0
-    kNotFound = 7,    // a name that is not followed, a folder that is not there
+    kNotFound = 7,    // a name that is not monitored, a missing folder or tool
     kOutput = 8,      // the result cannot be written
 };
 
-/* `text` is one line without its end, clean for a terminal; empty when done. */
+/* `text` is one line without line end, clean for a terminal; empty on success. */
 struct [[nodiscard]] TOutcome {
     TFault fault = TFault::kNone;
     std::string text;

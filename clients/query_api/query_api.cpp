@@ -28,7 +28,7 @@ TRoute route_of(TKind kind)
     return {"disk_info", "vol_name"};
 }
 
-/* Says of which route an answer was not as it should be. */
+/* Prefixes the message with the route. */
 TOutcome of_route(TOutcome outcome, const char *route)
 {
     if (!outcome.ok())

@@ -9,8 +9,8 @@
 #include "query_api/http_client.h"
 
 /* The monitor's query service as functions. One thread at a time. All calls since
- * the last begin() share its time; each is one request on a connection that is
- * kept. *out is written on success only. */
+ * the last begin() share its time limit; each is one request on a kept-alive
+ * connection. *out is written on success only. */
 class TQueryApi {
 public:
     explicit TQueryApi(TAddress address = {});
@@ -20,8 +20,8 @@ public:
 
     TOutcome status(TStatus *out);
 
-    /* The newest interval (10 s), or the average of the newest `intervals` (0: all
-     * there are, at most 90). A name that is not followed has zeros. */
+    /* The newest interval (10 s), or the average of the newest `intervals` (0: all,
+     * at most 90). Zeros for a name that is not monitored. */
     TOutcome figures(TKind kind, const std::string &name, std::optional<unsigned> intervals, TFigures *out);
     TOutcome series(TKind kind, const std::string &name, TSeries *out);
 
@@ -30,11 +30,11 @@ public:
     TOutcome recording(TStateAt *out);
     TOutcome hardware(std::string *out);
 
-    /* The newest minute, or what the newest `minutes` sum up to (0: a whole day). */
+    /* The newest minute, or the newest `minutes` together (0: a whole day). */
     TOutcome cameras(std::optional<unsigned> minutes, TCameraStat *out);
     TOutcome channels(std::vector<TChannel> *out);
 
-    /* Returns when the dump is written; that may wait for a sampling round. */
+    /* Returns when the dump is written, possibly after the current sampling round. */
     TOutcome dump();
     TOutcome notify(int type);
 

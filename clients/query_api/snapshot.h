@@ -6,8 +6,8 @@
 
 #include "query_api/query_api.h"
 
-/* All that the monitor knows now, as one picture: some 60 requests on one
- * connection, a few milliseconds on the recorder itself. */
+/* The complete current state of the monitor: some 60 requests on one connection, a
+ * few milliseconds on the recorder itself. */
 struct TSnapshot {
     struct TEntity {
         std::string name;
@@ -16,7 +16,7 @@ struct TSnapshot {
     struct TService {
         std::string name;
         TFigures cpu, memory;
-        /* A process that does not run has no memory. */
+        /* The memory of a process that is not running is 0. */
         bool runs() const { return memory.get("VmSize").value_or(0) > 0; }
     };
 
@@ -25,22 +25,22 @@ struct TSnapshot {
     std::vector<TService> services;
     std::vector<TEntity> interfaces, devices;
     TStateAt disks, fans, recording;
-    std::string hardware; // the platform's words; may be empty
+    std::string hardware; // as the platform reports it; may be empty
     TCameraStat cameras;
     std::vector<TChannel> channels;
 
-    /* False before the first sampling round: the figures are then zeros for nothing. */
+    /* False before the second sampling round: all values are then meaningless zeros. */
     bool has_figures() const { return cpu.get("idle_pcnt").has_value(); }
 
-    /* Channels that are there and failed to connect in the newest minute. */
+    /* Configured channels that failed to connect in the newest minute. */
     size_t cameras_failed() const;
     size_t cameras_there() const;
 };
 
-/* Fills *out, or leaves it when a request fails. The caller has called begin(). */
+/* *out is unchanged if a request fails. The caller has called begin(). */
 TOutcome snapshot_fetch(TQueryApi *api, TSnapshot *out);
 
-/* Only the watchers' part of it: disks, fans, recording, cameras and channels. */
+/* Only the watchers' states: disks, fans, recording, cameras and channels. */
 TOutcome snapshot_fetch_states(TQueryApi *api, TSnapshot *out);
 
 /* Share of memory in use, in percent; missing before the first round. */

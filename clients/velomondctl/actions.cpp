@@ -9,7 +9,7 @@
 
 namespace {
 
-/* Kinds of notices that the monitor knows, by a word of their own. */
+/* Names for the types of notices that the monitor handles. */
 struct TNotice {
     const char *word;
     int type;
@@ -45,7 +45,7 @@ TOutcome command_notify(const TSettings &settings, const std::string &type)
         number = known->type;
     else if (error != std::errc() || end != type.data() + type.size() || number < 0)
         return failure(TFault::kUsage,
-                       "no type of notice: " + clean_text(type) + " (storage, disks, bus, or a number)");
+                       "unknown type of notice: " + clean_text(type) + " (storage, disks, bus, or a number)");
     TQueryApi api(settings.address);
     api.begin(settings.timeout);
     TOutcome outcome = api.notify(number);

@@ -25,7 +25,7 @@ constexpr std::array kNames = {
     TCheckName{"latency", "ms", "latency"},
 };
 
-/* What alerts without a word of the caller. */
+/* Alerts if the caller gives no ranges. */
 constexpr std::array kDefaultWarn = {"disks=0", "cameras=0"};
 constexpr std::array kDefaultCrit = {"disks=2", "fans=0", "recording=0"};
 
@@ -57,11 +57,11 @@ std::string words_of(const TCheckName &one, const TSnapshot &now, double value)
     if (one.name == "recording")
         return words + " " + now.recording.state;
     if (one.name == "cameras")
-        return short_text(value) + " " + words;
+        return short_text(value) + (value == 1 ? " camera failed" : " cameras failed");
     return words + " " + short_text(value) + (one.unit == "%" ? " %" : " " + std::string(one.unit));
 }
 
-/* Worse first: a critical figure outweighs one that is not known. */
+/* Worse first: CRITICAL outweighs UNKNOWN. */
 int weight(TLevel level)
 {
     constexpr std::array kWeights = {0, 1, 3, 2};
@@ -158,7 +158,7 @@ TCheckResult check_decide(const TSnapshot &now, const std::map<std::string, TFig
             if (!is_wanted)
                 continue;
             level = TLevel::kUnknown;
-            words = std::string(one.words) + " not known";
+            words = std::string(one.words) + " unknown";
         } else {
             if (in_warn != warn.end() && in_warn->second.alerts(*value->second))
                 level = TLevel::kWarning;
@@ -190,7 +190,7 @@ int command_check(const TSettings &settings, const TCheckWanted &wanted)
     for (const auto &[texts, ranges] : {std::pair(&wanted.warn, &warn), std::pair(&wanted.crit, &crit)}) {
         for (const std::string &text : *texts) {
             if (!check_range_add(text, ranges))
-                return unknown("no valid threshold: " + clean_text(text));
+                return unknown("invalid threshold: " + clean_text(text));
         }
     }
     TQueryApi api(settings.address);

@@ -17,7 +17,7 @@ struct TSettings {
     TFormat format = TFormat::kTable;
 
     bool colour() const { return !no_colour && stdout_takes_colour(); }
-    /* Whether the monitor asked is this machine's own. */
+    /* Whether the monitor is on this machine. */
     bool is_here() const;
 };
 

@@ -86,7 +86,7 @@ TOutcome dump_read(const std::string &folder, TDump *out)
         *entities = dump_parse(text);
         if (entities->empty() && trimmed(text).find_first_not_of('\n') != std::string_view::npos &&
             text.find("system") != 0)
-            return failure(TFault::kInvalid, clean_text(folder + "/" + file) + " is no file of a dump");
+            return failure(TFault::kInvalid, "not a dump file: " + clean_text(folder + "/" + file));
     }
     if (!found)
         return failure(TFault::kNotFound, "no dump in " + clean_text(folder));

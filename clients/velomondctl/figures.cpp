@@ -12,7 +12,7 @@ struct TGroup {
     std::vector<std::string> names;
 };
 
-/* What a topic has to show, in groups of one kind of figures each. */
+/* The entities of a topic, in groups of one kind each. */
 std::vector<TGroup> groups_of(TTopic topic, const TStatus &status)
 {
     switch (topic) {
@@ -28,7 +28,7 @@ std::vector<TGroup> groups_of(TTopic topic, const TStatus &status)
     return {{TKind::kDisk, status.devices}};
 }
 
-/* Leaves of the groups the one name; a device goes by the end of its path too. */
+/* Keeps only the one name; the last part of the path of a device is enough. */
 TOutcome keep_name(const std::string &name, std::vector<TGroup> *groups)
 {
     std::string known;
@@ -43,7 +43,7 @@ TOutcome keep_name(const std::string &name, std::vector<TGroup> *groups)
         }
     }
     return failure(TFault::kNotFound,
-                   "not followed: " + clean_text(name) + " (there is " + (known.empty() ? "nothing" : known) + ")");
+                   "not monitored: " + clean_text(name) + (known.empty() ? "" : " (monitored: " + known + ")"));
 }
 
 TTable table_for(TKind kind, bool average, const char *first, const char *head)
@@ -72,7 +72,7 @@ TOutcome fetch_rows(TQueryApi *api, const TGroup &group, const TFiguresWanted &w
     return {};
 }
 
-/* A row per minute, the newest first: "0" is the minute that ended just now. */
+/* A row per minute, the newest first: "0" is the newest minute. */
 TOutcome fetch_minutes(TQueryApi *api, const TGroup &group, TTable *table)
 {
     *table = table_for(group.kind, true, "minutes_ago", "MINUTES-AGO");

@@ -41,7 +41,7 @@ TOutcome failed(const char *what)
     return failure(TFault::kInternal, std::string(what) + ": " + strerror(errno));
 }
 
-/* Reads to the end; false when that takes too long or is too much. */
+/* Reads to the end; false on a time-out or if the output is too large. */
 bool read_all(int fd, std::chrono::steady_clock::time_point deadline, std::string *out)
 {
     std::array<char, 65536> block{};
@@ -68,10 +68,10 @@ TOutcome gnuplot_draw(const std::string &script, std::chrono::milliseconds timeo
     TFd input(memfd_create("gnuplot", MFD_CLOEXEC)); // a file: neither side waits for the other
     if (input.get() < 0 || write(input.get(), script.data(), script.size()) != static_cast<ssize_t>(script.size()) ||
         lseek(input.get(), 0, SEEK_SET) != 0)
-        return failed("cannot keep the script");
+        return failed("cannot write the script");
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0)
-        return failed("no pipe");
+        return failed("cannot create a pipe");
     TFd from(ends[0]);
     TFd into(ends[1]);
 
@@ -99,7 +99,7 @@ TOutcome gnuplot_draw(const std::string &script, std::chrono::milliseconds timeo
     while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
     if (!whole)
-        return failure(TFault::kTimeout, "gnuplot did not draw in time");
+        return failure(TFault::kTimeout, "gnuplot timed out");
     if (status != 0 || drawn.find("</svg>") == std::string::npos)
         return failure(TFault::kInternal, "gnuplot failed");
     *svg = std::move(drawn);

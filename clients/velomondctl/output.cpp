@@ -93,7 +93,7 @@ std::string csv_of(const TTable &table)
     return text;
 }
 
-/* What is counted in whole units is shown so. */
+/* Counts are shown without decimals. */
 int decimals(std::string_view unit)
 {
     return unit == "%" || unit == "ms" || unit == "1/s" || unit == "kB/s" ? 1 : 0;

@@ -12,15 +12,15 @@
 
 enum class TFormat { kTable, kJson, kCsv };
 
-/* A cell: nothing (missing), a text, a number, or a yes and no. */
+/* A cell: missing, a text, a number, or a boolean. */
 using TCell = std::variant<std::monostate, std::string, double, int64_t, bool>;
 TCell cell(const TFigure &figure);
 
-/* Rows under named columns, written in one of three forms: aligned for people, as a
- * JSON array of objects with numbers as numbers, or as CSV (RFC 4180). */
+/* Rows with named columns, in one of three formats: aligned text, a JSON array of
+ * objects (numbers as numbers), or CSV (RFC 4180). */
 struct TColumn {
-    std::string key;  // member in JSON, head in CSV
-    std::string head; // over the column for people
+    std::string key;  // member in JSON, heading in CSV
+    std::string head; // heading in aligned text
     std::string_view unit;
 };
 struct TTable {
@@ -41,17 +41,17 @@ public:
     void add(const std::string &key, const TCell &value);
     void add(const std::string &key, const TTable &rows);
     void add(const std::string &key, TJsonObject value);
-    std::string text() const; // with an end of line
+    std::string text() const; // with a line end
 
 private:
     struct TImpl;
     std::unique_ptr<TImpl> m_impl;
 };
 
-/* A cell as people read it: "12.3", "1234", "yes"; "-" where there is nothing. */
+/* A cell as text: "12.3", "1234", "yes"; "-" if it is missing. */
 std::string number_text(const TCell &value, int decimals = 1);
 
-/* "1.5 MB", "0 B", "-": with the prefixes of 1000. */
+/* "1.5 MB", "0 B", "-": with decimal prefixes. */
 std::string size_text(const TFigure &bytes);
 
 /* "2026-11-23 09:15:02" local time; "never" for 0. */
@@ -59,7 +59,7 @@ std::string time_text(int64_t utc_s);
 /* "2026-11-23T08:15:02Z" */
 std::string time_text_utc(int64_t utc_s);
 
-/* Colours of a terminal, or nothing at all. */
+/* Terminal colours. */
 enum class TTone { kPlain, kGood, kWarning, kBad, kDim, kBold };
 std::string toned(std::string_view text, TTone tone, bool colour);
 TTone tone_of_state(std::string_view state);
@@ -67,5 +67,5 @@ TTone tone_of_state(std::string_view state);
 /* Writes it all to standard output. kOutput when that fails. */
 TOutcome put_out(std::string_view text);
 
-/* Whether standard output takes colours: a terminal, not "dumb", and NO_COLOR unset. */
+/* Whether standard output shows colours: a terminal, not "dumb", and NO_COLOR unset. */
 bool stdout_takes_colour();

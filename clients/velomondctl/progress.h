@@ -3,8 +3,8 @@
 #include <chrono>
 #include <string>
 
-/* Shows on standard error how far long work is: on a terminal one line that is written
- * over, with the share done and the time left; elsewhere a plain line per step. */
+/* Progress of long work on standard error: on a terminal one line that is overwritten,
+ * with the share done and the time left; elsewhere a plain line per step. */
 class TProgress {
 public:
     TProgress(std::string name, size_t steps);
@@ -12,7 +12,7 @@ public:
     TProgress(const TProgress &) = delete;
     TProgress &operator=(const TProgress &) = delete;
 
-    /* Before a step, with what it is. */
+    /* To be called before each step, with its name. */
     void next(const std::string &step);
 
 private:
@@ -23,6 +23,6 @@ private:
     const std::chrono::steady_clock::time_point m_start;
 };
 
-/* "report: 40 %, 3 s left, CPU of the cores" after `done` of `steps` in that time. */
+/* "report: 40 %, 3 s left, CPU of the cores" after `done` of `steps` steps took that time. */
 std::string progress_text(const std::string &name, const std::string &step, size_t done, size_t steps,
                           double elapsed_s);

@@ -17,8 +17,8 @@ namespace {
 
 constexpr const char *kAll = "system_all";
 
-/* A series as a dump has it, so that pictures are made in one way: the newest first,
- * a point a minute. */
+/* A series in the form of a dump, so that charts are drawn in one way: the newest
+ * first, a point per minute. */
 TDumpEntity entity_of(const std::string &name, const TSeries &series, int64_t utc_s,
                       const std::vector<std::pair<const char *, const char *>> &labels, double factor = 1)
 {
@@ -38,8 +38,8 @@ TDumpEntity entity_of(const std::string &name, const TSeries &series, int64_t ut
     return entity;
 }
 
-/* The histories of a live monitor in the form of a dump; rates are taken back to what
- * a minute's points stand for, amounts since the point before. */
+/* The histories of a live monitor in the form of a dump: rates are converted back to
+ * amounts per minute. */
 TOutcome fetch_dump(TQueryApi *api, const TStatus &status, int64_t utc_s, TDump *out)
 {
     constexpr int64_t kMinute = 60;
@@ -124,9 +124,11 @@ TOutcome live_report(const TSettings &settings, TReport *out)
         return outcome;
 
     TReport report = report_of_dump("", dump);
-    report.title = "Recorder, " + time_text_utc(utc_s);
-    /* Minutes that overlap no sample are not gaps, so only the watchers' alarms count. */
+    report.title = "Recorder report, " + time_text_utc(utc_s);
+    /* Points of a minute are no evidence of gaps, so only the watchers' alarms count. */
     report.alarms = top_alarms(top);
+    if (report.pictures.empty())
+        report.alarms.push_back({"no histories yet: the monitor has just started", TTone::kWarning});
     report.facts = {{"monitor", clean_text(settings.address.host) + " port " + std::to_string(settings.address.port)},
                     {"hardware", top.now.hardware.empty() ? "-" : top.now.hardware},
                     {"cores", std::to_string(top.now.cores.size())},
@@ -143,7 +145,7 @@ TOutcome live_report(const TSettings &settings, TReport *out)
     return {};
 }
 
-/* Under another name first: the file is the whole page or what it was. */
+/* Written under another name first: the file is either complete or unchanged. */
 TOutcome write_file(const std::string &path, const std::string &text)
 {
     const std::string next = path + ".part";

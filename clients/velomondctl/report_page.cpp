@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
+#include <tuple>
 
 namespace {
 
@@ -19,7 +21,7 @@ img{width:100%;height:auto;border:1px solid #eee}.dot{display:inline-block;width
 @media print{h2{break-after:avoid}img,table{break-inside:avoid}}
 )";
 
-/* Of the points that are there. */
+/* Of the points that are not missing. */
 struct TSummary {
     TFigure newest, least, mean, most;
 };
@@ -65,7 +67,7 @@ std::string html_table(const TTable &table)
 std::string legend(const TPicture &picture)
 {
     std::string html = "<table><tr><th>" + html_text(picture.unit) +
-                       "<th class=n>newest<th class=n>least<th class=n>mean<th class=n>most</tr>\n";
+                       "<th class=n>newest<th class=n>min<th class=n>mean<th class=n>max</tr>\n";
     for (size_t i = 0; i < picture.curves.size(); ++i) {
         const TSummary summary = summary_of(picture.curves[i]);
         html += "<tr><td><span class=dot style=\"background:" + std::string(curve_colour(i)) + "\"></span>" +
@@ -197,7 +199,7 @@ void add_io(const TDump &dump, TReport *report)
     add_picture("Latency of the cache devices", "ms per request", std::move(latency), report);
 }
 
-/* What somebody who looks for a cause would want to see first. */
+/* Gaps, load and restarts: first hints when searching for a cause. */
 void add_oddities(const TDump &dump, TReport *report)
 {
     constexpr int64_t kGapS = 30;
@@ -292,7 +294,7 @@ std::string_view curve_colour(size_t number)
 TReport report_of_dump(const std::string &folder, const TDump &dump)
 {
     TReport report;
-    report.title = "Recorder, from a dump";
+    report.title = "Recorder report, from a dump";
     report.facts.emplace_back("dump", folder);
     add_cpu(dump.cpu, &report);
     add_memory(dump.mem, &report);
@@ -307,10 +309,19 @@ TReport report_of_dump(const std::string &folder, const TDump &dump)
 
 std::string picture_script(const TPicture &picture)
 {
-    std::string script = "set terminal svg size 900,260 dynamic font 'sans-serif,12' background '#ffffff'\n"
-                         "set xdata time\nset timefmt '%s'\nset format x '%H:%M'\nset xlabel 'UTC'\n"
-                         "set grid lc rgb '#dddddd'\nset border 3\nset tics nomirror\nset yrange [0:*]\nunset key\n"
-                         "set datafile missing 'none'\n";
+    constexpr int64_t kShortS = 600; // here the marks of the axis are less than a minute apart
+    auto [first, last] = std::pair(std::numeric_limits<int64_t>::max(), std::numeric_limits<int64_t>::min());
+    for (const TCurve &one : picture.curves) {
+        for (const auto &point : one.points)
+            std::tie(first, last) = std::pair(std::min(first, point.first), std::max(last, point.first));
+    }
+    const std::string format = last - kShortS < first ? "%H:%M:%S" : "%H:%M";
+    std::string script =
+        "set terminal svg size 900,260 dynamic font 'sans-serif,12' background '#ffffff'\n"
+        "set xdata time\nset timefmt '%s'\nset xlabel 'UTC'\n"
+        "set grid lc rgb '#dddddd'\nset border 3\nset rmargin 5\nset tics nomirror\nset yrange [0:*]\nunset key\n"
+        "set datafile missing 'none'\nset format x '" +
+        format + "'\n";
     std::string plots;
     for (size_t i = 0; i < picture.curves.size(); ++i) {
         const std::string name = "$curve" + std::to_string(i);
@@ -318,7 +329,7 @@ std::string picture_script(const TPicture &picture)
         for (const auto &[time, value] : picture.curves[i].points)
             script += std::to_string(time) + " " + (value ? std::to_string(*value) : "none") + "\n";
         script += "end_of_curve\n";
-        plots += (plots.empty() ? "plot " : ", ") + name + " using 1:2 with lines lw 2 lc rgb '" +
+        plots += (plots.empty() ? "plot " : ", ") + name + " using 1:2 with linespoints lw 2 pt 7 ps 0.2 lc rgb '" +
                  std::string(curve_colour(i)) + "'";
     }
     return script + plots + "\n";

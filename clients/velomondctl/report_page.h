@@ -11,7 +11,7 @@
 #include "velomondctl/recorder.h"
 #include "velomondctl/top_frame.h"
 
-/* A report: what it shows, how it is drawn, and the page, as functions of text. */
+/* A report: its contents, the charts and the page, as functions of text. */
 
 struct TCurve {
     std::string name;
@@ -27,22 +27,22 @@ struct TReport {
     std::string title;
     std::vector<std::pair<std::string, std::string>> facts;
     std::vector<TSpan> alarms;
-    std::vector<TPicture> pictures; // none of them empty
+    std::vector<TPicture> pictures; // each with at least one point
     std::vector<std::pair<std::string, TTable>> tables;
 };
 
-/* Of a dump: what its figures show, and what is odd about them. */
+/* The report of a dump, with warnings about gaps and high values. */
 TReport report_of_dump(const std::string &folder, const TDump &dump);
 
-/* What gnuplot reads to draw a picture as SVG on its standard output. Names of others
- * are not in it: the legend is the page's. */
+/* The gnuplot script that writes a chart as SVG to standard output. It contains no
+ * foreign names: the legend is part of the page. */
 std::string picture_script(const TPicture &picture);
 
-/* "#1f77b4" of the n-th curve, in picture and legend. */
+/* "#1f77b4" of the n-th curve, in chart and legend. */
 std::string_view curve_colour(size_t number);
 
-/* The page; `svgs` are the pictures, drawn, in their order. It loads nothing and runs
- * nothing. */
+/* The page; `svgs` are the charts in their order. It loads nothing and has no
+ * scripts. */
 std::string report_page(const TReport &report, const std::vector<std::string> &svgs);
 
 std::string html_text(std::string_view text);

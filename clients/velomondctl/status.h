@@ -8,7 +8,7 @@
 #include "velomondctl/output.h"
 #include "velomondctl/recorder.h"
 
-/* One screen of what the monitor knows; each part a line of a label and its value. */
+/* The state on one screen, each line a label and a value. */
 std::string status_text(const TSnapshot &now, const std::vector<TVolume> &volumes, bool colour);
 std::string status_json(const TSnapshot &now, const std::vector<TVolume> &volumes);
 

@@ -18,8 +18,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/* Asks every ten seconds on a thread of its own: keys are answered while a monitor
- * that hangs is waited for. */
+/* Fetches every ten seconds on a separate thread, so that keys work while the monitor
+ * hangs. */
 class TFeeder {
 public:
     explicit TFeeder(const TSettings &settings) : m_settings(settings), m_thread([this] { run(); }) {}
@@ -160,7 +160,7 @@ TOutcome show(const TSettings &settings)
 {
     const std::unique_ptr<SCREEN, TScreenEnd> screen(newterm(nullptr, stdout, stdin));
     if (screen == nullptr)
-        return failure(TFault::kInternal, "this terminal is not known: top --plain needs none");
+        return failure(TFault::kInternal, "unknown type of terminal; use top --plain");
     (void)cbreak();
     (void)noecho();
     (void)curs_set(0);

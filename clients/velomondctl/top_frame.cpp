@@ -18,7 +18,7 @@ std::vector<TFigure> points_of(const TSeries &series, const char *key)
     return points != nullptr ? *points : std::vector<TFigure>();
 }
 
-/* The sum of two rows; missing where one is. */
+/* The sum of two rows; missing if either is. */
 std::vector<TFigure> summed(const std::vector<TFigure> &a, const std::vector<TFigure> &b)
 {
     std::vector<TFigure> sum(std::min(a.size(), b.size()));
@@ -104,7 +104,7 @@ TOutcome fetch_services(TQueryApi *api, const TSnapshot &now, std::vector<TTopSe
     return {};
 }
 
-/* A line under construction that stops at its width. */
+/* Builds a line of limited width. */
 class TBuilder {
 public:
     explicit TBuilder(size_t columns) : m_left(columns) {}
@@ -144,7 +144,8 @@ void add_trend(const TTrend &trend, size_t width, bool utf8, TBuilder *builder)
 /* Trends side by side: those of the machine left, the traffic right. */
 void add_trends(const TTopData &data, const TTopView &view, size_t room, std::vector<TTopLine> *lines)
 {
-    const size_t half = view.columns / 2;
+    constexpr size_t kWidest = 64; // names stay near their bars
+    const size_t half = std::min(view.columns / 2, kWidest);
     const size_t rows = std::min(room, std::max(data.machine.size(), data.traffic.size()));
     const auto count_shown = [&](const std::vector<TTrend> &all) {
         return all.size() > rows && rows > 0 ? rows - 1 : std::min(rows, all.size());
@@ -165,7 +166,7 @@ void add_trends(const TTopData &data, const TTopView &view, size_t room, std::ve
     }
 }
 
-/* A mark per channel up to the last one that is there, with a blank every ten. */
+/* A mark per channel up to the last configured one, with a blank after every ten. */
 std::vector<TTopLine> camera_lines(const TTopData &data, const TTopView &view)
 {
     const auto &states = data.now.cameras.state;
@@ -238,7 +239,7 @@ void add_services(const TTopData &data, const TTopView &view, size_t room, std::
 void add_help(const TTopView &view, std::vector<TTopLine> *lines)
 {
     for (const char *text : {"", "  c   services by CPU", "  m   services by memory", "  n   services by name",
-                             "  r   ask at once", "  h   this help", "  q   end", "",
+                             "  r   refresh now", "  h   this help", "  q   quit", "",
                              "  Bars are the last 15 minutes, a minute each, the newest on the right; those of cores",
                              "  and memory are shares, the others are full at their largest. Cameras: a mark per",
                              "  channel, X failed to connect. The monitor samples every 10 seconds."})
@@ -298,7 +299,7 @@ std::vector<TSpan> top_alarms(const TTopData &data)
     if (data.utc_s == 0)
         return alarms;
     if (now.recording.state != "normal")
-        alarms.push_back({now.recording.utc_s == 0 ? "recording not known yet" : "no camera is recorded",
+        alarms.push_back({now.recording.utc_s == 0 ? "recording state unknown" : "no camera is recorded",
                           now.recording.utc_s == 0 ? TTone::kWarning : TTone::kBad});
     if (now.fans.state != "normal")
         alarms.push_back({"a fan has failed", TTone::kBad});
@@ -306,7 +307,7 @@ std::vector<TSpan> top_alarms(const TTopData &data)
         alarms.push_back({"disks: " + now.disks.state, tone_of_state(now.disks.state)});
     for (size_t id = 0; id < now.cameras.state.size(); ++id) {
         if (now.cameras.state[id] == TCamera::kFailed)
-            alarms.push_back({"camera " + channel_name(now, id), TTone::kWarning});
+            alarms.push_back({"camera " + channel_name(now, id) + " not connected", TTone::kWarning});
     }
     return alarms;
 }
@@ -342,15 +343,15 @@ std::vector<TTopLine> top_frame(const TTopData &data, const TTopView &view)
         alarms.add(one.text, one.tone);
         alarms.add("  ");
     }
-    TTopLine told = alarms.line();
-    lines.push_back(!told.empty() || data.utc_s == 0 ? std::move(told)
-                                                     : line_of(view.columns, "no alarms", TTone::kGood));
+    TTopLine shown = alarms.line();
+    lines.push_back(!shown.empty() || data.utc_s == 0 ? std::move(shown)
+                                                      : line_of(view.columns, "no alarms", TTone::kGood));
 
     const auto room = [&] { return view.lines > lines.size() + 1 ? view.lines - lines.size() - 1 : 0; };
     if (view.help) {
         add_help(view, &lines);
     } else {
-        /* The services get what is left, five lines at least where there are so many. */
+        /* The services get the remaining lines, at least five. */
         const size_t kept = std::min<size_t>(data.services.size() + 2, 6);
         std::vector<TTopLine> cameras = camera_lines(data, view);
         const size_t taken = kept + cameras.size();
@@ -361,6 +362,6 @@ std::vector<TTopLine> top_frame(const TTopData &data, const TTopView &view)
     }
     lines.resize(view.lines > 0 ? view.lines - 1 : 0);
     if (view.lines > 0)
-        lines.push_back(line_of(view.columns, "q end  c m n sort  r now  h help", TTone::kDim));
+        lines.push_back(line_of(view.columns, "q quit  c m n sort  r refresh  h help", TTone::kDim));
     return lines;
 }

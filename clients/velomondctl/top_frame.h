@@ -7,14 +7,14 @@
 #include "query_api/snapshot.h"
 #include "velomondctl/output.h"
 
-/* What the live view shows, and how it looks, as functions of text and size: nothing
- * here knows a terminal. */
+/* Contents and layout of the live view, as functions of data and size, independent of
+ * the terminal. */
 
 /* A row with its points of the last 15 minutes, the newest first. */
 struct TTrend {
     std::string name;
     std::vector<TFigure> points;
-    std::string value; // of now, with its unit
+    std::string value; // the newest one, with its unit
     double scale = 0;  // a full bar; 0: the largest point
 };
 struct TTopService {
@@ -27,9 +27,9 @@ struct TTopData {
     std::vector<TTrend> machine; // cores and memory
     std::vector<TTrend> traffic; // interfaces and devices
     std::vector<TTopService> services;
-    std::string fault; // why there is nothing newer; empty when the newest fetch went well
-    std::string place; // of the monitor
-    int64_t utc_s = 0; // of the newest fetch that went well; 0: none yet
+    std::string fault; // why the newest fetch failed; empty if it succeeded
+    std::string place; // address of the monitor
+    int64_t utc_s = 0; // of the newest successful fetch; 0: no fetch has succeeded
 };
 
 /* Fetches everything. On failure only `fault` of *out is written. */
@@ -49,11 +49,11 @@ struct TSpan {
 };
 using TTopLine = std::vector<TSpan>;
 
-/* Exactly view.lines lines, none of them wider than view.columns. */
+/* Exactly view.lines lines, each at most view.columns wide. */
 std::vector<TTopLine> top_frame(const TTopData &data, const TTopView &view);
 
-/* A character for each point, the oldest first; a blank where there is none. */
+/* A character per point, the oldest first; a blank for a missing point. */
 std::string sparkline(const std::vector<TFigure> &newest_first, double scale, size_t width, bool utf8);
 
-/* What is wrong, the worst first. */
+/* Alarms, the worst first. */
 std::vector<TSpan> top_alarms(const TTopData &data);

@@ -29,14 +29,13 @@ void end_watch(int /*number*/)
     g_ended = 1;
 }
 
-TLook look(TQueryApi *api, std::chrono::milliseconds timeout)
+TOutcome look(TQueryApi *api, std::chrono::milliseconds timeout, TLook *now)
 {
-    TLook now;
     api->begin(timeout);
-    const TOutcome outcome = snapshot_fetch_states(api, &now.states);
+    TOutcome outcome = snapshot_fetch_states(api, &now->states);
     if (!outcome.ok())
-        now.absent = outcome.text;
-    return now;
+        now->absent = outcome.text;
+    return outcome;
 }
 
 } // namespace
@@ -83,6 +82,7 @@ TOutcome command_watch(const TSettings &settings, const TWatchWanted &wanted)
     (void)sigaction(SIGTERM, &action, nullptr);
     TQueryApi api(settings.address);
     TLook before;
+    TOutcome newest;
     for (unsigned pass = 0; g_ended == 0 && (wanted.passes == 0 || pass < wanted.passes); ++pass) {
         if (pass > 0) {
             const auto ms = wanted.interval.count();
@@ -90,7 +90,8 @@ TOutcome command_watch(const TSettings &settings, const TWatchWanted &wanted)
             if (nanosleep(&left, nullptr) != 0 && g_ended != 0)
                 break;
         }
-        TLook now = look(&api, settings.timeout);
+        TLook now;
+        newest = look(&api, settings.timeout, &now);
         std::string text;
         for (const std::string &line : pass == 0 ? watch_first(now) : watch_changes(before, now))
             text += time_text_utc(time(nullptr)) + " " + line + "\n";
@@ -99,5 +100,5 @@ TOutcome command_watch(const TSettings &settings, const TWatchWanted &wanted)
             return outcome;
         before = std::move(now);
     }
-    return {};
+    return g_ended != 0 ? TOutcome() : newest;
 }

@@ -102,8 +102,8 @@ TEST(Fetcher, AsksNoMoreOftenThanTheMonitorSamples)
     now += 1ms;
     EXPECT_EQ(fetches(), cached + 2);
     EXPECT_THAT(fetcher.text(), HasSubstr("velomond_fetch_age_seconds 0\n"));
-    const std::string told = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1); // the same failure twice
+    const std::string lines = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 1); // the same failure twice
 }
 
 } // namespace

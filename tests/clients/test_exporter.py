@@ -47,7 +47,7 @@ class TExporter:
 
 
 class Strangers(unittest.TestCase):
-    def test_are_told_as_down(self):
+    def test_are_reported_as_down(self):
         for name, (act, _) in strangers.strangers().items():
             with self.subTest(name):
                 stranger = strangers.TStranger(act)

@@ -42,14 +42,17 @@ class Strangers(unittest.TestCase):
             with self.subTest(name):
                 port = self.stranger(act)
                 begin = time.monotonic()
-                done = run('status', '--port', port, '--timeout', '1')
-                self.assertEqual((done.returncode, done.stdout), (code, ''), done.stderr[:500])
-                self.assert_one_line(done.stderr)
+                for command in ('status', 'cpu', 'mem -o json', 'net x', 'disk --series', 'disks', 'top --plain', 'report'):
+                    done = run(*command.split(), '--port', port, '--timeout', '0.4')
+                    self.assertEqual((done.returncode, done.stdout), (code, ''), (command, done.stderr[:500]))
+                    self.assert_one_line(done.stderr)
+                watch = run('watch', '--passes', '1', '--port', port, '--timeout', '0.4')
+                self.assertEqual((watch.returncode, CONTROLS.findall(watch.stdout)), (0 if 'megabyte' in name else code, []))
                 check = run('check', '--port', port, '--timeout', '1')
                 self.assertEqual((check.returncode, check.stderr), (3, ''))
                 self.assert_one_line(check.stdout)
                 self.assertTrue(check.stdout.startswith('VELOMOND UNKNOWN - '), check.stdout)
-                self.assertLess(time.monotonic() - begin, 6)
+                self.assertLess(time.monotonic() - begin, 10)
         for arguments, code in {('status', '--port', '1'): 3, ('status', '--host', 'a b'): 2, ('status', '--port', '0'): 2,
                                 ('status', '--host', '[::1'): 2, ('status', '--host', 'no.such.invalid'): 3, (): 2,
                                 ('what\x1b[2J',): 2, ('cpu', '--last', '91'): 2, ('notify', 'x\x1b'): 2,

@@ -83,11 +83,11 @@ TEST(Check, TheWorstDecidesAndTheMissingIsUnknown)
     };
     const TSnapshot now = recorder();
     for (const TCase &one : {TCase{"cpu=50", "cpu=90", TLevel::kOk, "cpu=20%;50;90"},
-                             {"cameras=0", "cpu=90", TLevel::kWarning, "WARNING - 1 cameras failed |"},
-                             {"cameras=0", "latency=30", TLevel::kCritical, "1 cameras failed, latency 31.5 ms |"},
+                             {"cameras=0", "cpu=90", TLevel::kWarning, "WARNING - 1 camera failed |"},
+                             {"cameras=0", "latency=30", TLevel::kCritical, "1 camera failed, latency 31.5 ms |"},
                              {"memory=49", "memory=50", TLevel::kWarning, "memory 50 %"},
                              {"swap=24", "swap=30", TLevel::kWarning, "swap 25 %"},
-                             {"volumes=90", "disks=2", TLevel::kUnknown, "fullest volume not known"},
+                             {"volumes=90", "disks=2", TLevel::kUnknown, "fullest volume unknown"},
                              {"volumes=90", "cameras=0", TLevel::kCritical, "CRITICAL"}}) {
         TRanges warn;
         TRanges crit;
@@ -222,7 +222,7 @@ TEST(TopFrame, ShowsAlarmsCamerasAndTheServicesInOrder)
     };
     TTopView view{TTopSort::kCpu, false, false, 80, 24};
     const std::string by_cpu = shown(view);
-    EXPECT_THAT(by_cpu, HasSubstr("no camera is recorded  camera Yard  camera channel 191"));
+    EXPECT_THAT(by_cpu, HasSubstr("no camera is recorded  camera Yard not connected  camera channel 191"));
     EXPECT_THAT(by_cpu, HasSubstr("cameras  o...X....."));
     EXPECT_THAT(by_cpu, HasSubstr("more"));
     EXPECT_LT(by_cpu.find("20 "), by_cpu.find("19 "));
