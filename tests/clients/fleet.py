@@ -1,4 +1,4 @@
-"""Two recorders, a real Prometheus, a terminal and a browser: minutes of real time.
+"""Two recorders, a real Prometheus and two above it, a terminal and a browser: minutes of real time.
 
 Pictures go to VELOMOND_PICTURES, figures to standard error."""
 
@@ -12,6 +12,7 @@ import socket
 import subprocess
 import sys
 import tempfile
+import textwrap
 import time
 import unittest
 import urllib.parse
@@ -19,11 +20,12 @@ import urllib.request
 
 import recorder
 import screen
+import yaml
 
 TOP = pathlib.Path(__file__).resolve().parents[2]
 COMMAND = os.environ['VELOMONDCTL']
 PICTURES = pathlib.Path(os.environ['VELOMOND_PICTURES'])
-PROMETHEUS = 'http://127.0.0.1:9090'
+REGION, FEDERATED, WRITTEN = 9090, 9091, 9092  # ports: one scrapes the recorders, two get from it what goes upwards
 RECORDERS = {'recorder-1': 20001, 'recorder-2': 20002}
 QUERY_PORT = 20101  # of recorder-1's query service, by a tunnel
 CAMERAS = ['Gate', 'Yard', 'Hall', 'Lift', 'Dock', 'Lobby', 'Garage', 'Roof', 'Office', 'Store', 'Stairs', 'Fence']
@@ -45,14 +47,27 @@ def eventually(what, condition, timeout_s):
     return value
 
 
-def api(path, **arguments):
-    with urllib.request.urlopen(f'{PROMETHEUS}/api/v1/{path}?{urllib.parse.urlencode(arguments)}', timeout=10) as answer:
+def api(path, port=REGION, **arguments):
+    with urllib.request.urlopen(f'http://127.0.0.1:{port}/api/v1/{path}?{urllib.parse.urlencode(arguments)}',
+                                timeout=10) as answer:
         return json.load(answer)['data']
 
 
 def value_of(query):
     """{instance: value} of a query."""
     return {one['metric'].get('instance'): float(one['value'][1]) for one in api('query', query=query)['result']}
+
+
+def series_at(port):
+    """{(name, instance): count} of what has come up from the recorders."""
+    counted = api('query', port, query='count by (__name__, instance) ({__name__=~"velomond_.+"})')['result']
+    return {(one['metric']['__name__'], one['metric']['instance']): int(one['value'][1]) for one in counted}
+
+
+def documented():
+    """The configurations that docs/fleet.md gives: of a region, of what federates it, of what it writes upwards."""
+    blocks = re.findall(r'(?:^ {4}.*\n|^\n)+', (TOP / 'docs/fleet.md').read_text(), re.M)
+    return [yaml.safe_load(textwrap.dedent(one)) for one in blocks if re.match(r'\n* {4}(scrape_configs|remote_write):', one)]
 
 
 def alerts(name, state='firing'):
@@ -104,7 +119,11 @@ class Fleet(unittest.TestCase):
         """The near end of the site's tunnel."""
         def connect():
             far = socket.socket(socket.AF_UNIX)
-            far.connect(str(path))
+            try:
+                far.connect(str(path))
+            except OSError:
+                far.close()
+                raise
             return far
         listener = socket.create_server(('127.0.0.1', port))
         cls.addClassCleanup(listener.close)
@@ -115,13 +134,27 @@ class Fleet(unittest.TestCase):
         (cls.folder / 'targets').mkdir()
         (cls.folder / 'targets/site.json').write_text(json.dumps([
             {'targets': [f'127.0.0.1:{port}'], 'labels': {'instance': name, 'site': 'here'}} for name, port in RECORDERS.items()]))
-        (cls.folder / 'prometheus.yml').write_text(json.dumps({
-            'global': {'scrape_interval': '10s', 'evaluation_interval': '5s'}, 'rule_files': [str(TOP / 'dashboards/rules.yml')],
-            'scrape_configs': [{'job_name': 'velomond', 'file_sd_configs': [{'files': [f'{cls.folder}/targets/*.json']}]}]}))
-        promtool('check', 'config', cls.folder / 'prometheus.yml')
-        with open(cls.folder / 'prometheus.log', 'w') as log:
-            one = subprocess.Popen(['prometheus', f'--config.file={cls.folder}/prometheus.yml',
-                                    f'--storage.tsdb.path={cls.folder}/data', '--web.listen-address=127.0.0.1:9090'], stderr=log)
+        (cls.folder / 'regions.json').write_text(json.dumps([{'targets': [f'127.0.0.1:{REGION}']}]))
+        region, federation, writing = documented()
+        region['rule_files'] = [str(TOP / 'dashboards/rules.yml')]
+        region['scrape_configs'][0] |= {'scrape_interval': '10s',
+                                        'file_sd_configs': [{'files': [f'{cls.folder}/targets/*.json']}]}
+        writing['remote_write'][0]['url'] = f'http://127.0.0.1:{WRITTEN}/api/v1/write'
+        federation['scrape_configs'][0]['file_sd_configs'] = [{'files': [f'{cls.folder}/regions.json']}]
+        cls.run_prometheus(WRITTEN, {}, '--web.enable-remote-write-receiver')
+        cls.run_prometheus(REGION, {**region, **writing})
+        cls.run_prometheus(FEDERATED, federation)
+
+    @classmethod
+    def run_prometheus(cls, port, configuration, *options):
+        folder = cls.folder / str(port)
+        folder.mkdir()
+        times = {'scrape_interval': '10s', 'evaluation_interval': '5s'}
+        (folder / 'prometheus.yml').write_text(json.dumps({'global': times, **configuration}))
+        promtool('check', 'config', folder / 'prometheus.yml')
+        with open(folder / 'log', 'w') as log:
+            one = subprocess.Popen(['prometheus', f'--config.file={folder}/prometheus.yml', f'--storage.tsdb.path={folder}/data',
+                                    f'--web.listen-address=127.0.0.1:{port}', *options], stderr=log)
         cls.addClassCleanup(one.wait, 30)
         cls.addClassCleanup(one.terminate)
 
@@ -143,11 +176,12 @@ class Fleet(unittest.TestCase):
         text, _ = self.scrape('recorder-1')
         self.assertEqual(promtool('check', 'metrics', input=text.decode()), '')
         promtool('check', 'rules', TOP / 'dashboards/rules.yml')
+        promtool('test', 'rules', TOP / 'tests/clients/rules_test.yml')
         dashboard = json.loads((TOP / 'dashboards/velomond.json').read_text())
         queries = [target['expr'].replace('$instance', '.*') for panel in dashboard['panels'] for target in panel['targets']]
         self.assertGreater(len(queries), 10)
         for query in queries:
-            found = promtool('query', 'instant', PROMETHEUS, query)
+            found = promtool('query', 'instant', f'http://127.0.0.1:{REGION}', query)
             self.assertTrue(found.strip() or 'cache_device' in query, query)  # a machine may have no such device
         say(f'{len(queries)} queries of the dashboard answered')
         durations = [self.scrape('recorder-1')[1] for _ in range(3)]
@@ -155,7 +189,17 @@ class Fleet(unittest.TestCase):
         say(f'series per recorder: {value_of("scrape_samples_scraped")}')
         say(f'fetch of the exporter: {value_of("velomond_scrape_duration_seconds")} s')
 
-    def test_2_pages_and_screens(self):
+    def test_2_goes_upwards(self):
+        wanted = {(f'velomond_{name}', one): count for one in RECORDERS for name, count in
+                  {'up': 1, 'recording': 1, 'fans_ok': 1, 'disks_state': 4, 'camera_connected': len(CAMERAS)}.items()}
+        for port, way in (FEDERATED, 'federation'), (WRITTEN, 'remote write'):
+            eventually(f'the figures above, by {way}', lambda port=port: series_at(port) == wanted, 60)
+        match = documented()[1]['scrape_configs'][0]['params']
+        with urllib.request.urlopen(f'http://127.0.0.1:{REGION}/federate?{urllib.parse.urlencode(match, True)}') as answer:
+            text = answer.read()
+        say(f'federation: {len(text) // len(RECORDERS)} bytes per recorder, {sum(wanted.values()) // len(RECORDERS)} series')
+
+    def test_3_pages_and_screens(self):
         time.sleep(130)  # some minutes of history
         terminal = screen.TTerminal(self.folder, 80, 24, f'{shlex.quote(COMMAND)} top --port {QUERY_PORT}')
         eventually('top shows figures', lambda: 'Vnvrd' in terminal.text(), 15)
@@ -191,14 +235,14 @@ class Fleet(unittest.TestCase):
         text = terminal.text()
         self.assertEqual(len(text.splitlines()), lines)
         self.assertLessEqual(max(map(len, text.splitlines())), columns)
-        for words in ('recording', 'cameras', 'SERVICE', 'q end', 'camera Yard'):
+        for words in ('recording', 'cameras', 'SERVICE', 'q quit', 'camera Yard'):
             self.assertIn(words, text)
         self.assertRegex(text, '[\u2581-\u2588]{2}')
         page = self.folder / 'screen.html'
         page.write_text(terminal.html())
         self.assertEqual(screen.picture(self.folder, page, PICTURES / f'{name}.png', int(columns * 8.43) + 16, lines * 17 + 16), [])
 
-    def test_3_alerts_come_and_go(self):
+    def test_4_alerts_come_and_go(self):
         self.assertEqual(alerts('VeloMondRecordingStopped'), set())
         (self.folder / 'recorder-1/state/recording.json').write_text('{"is_recording": false}')
         self.recorders['recorder-2'].stdin.write('stop daemon\n')
