@@ -30,11 +30,11 @@ std::map<std::string, TFigure> check_values(const TSnapshot &now, const std::vec
 enum class TLevel { kOk = 0, kWarning = 1, kCritical = 2, kUnknown = 3 };
 using TRanges = std::map<std::string, TAlertRange>;
 
-/* Adds "NAME=RANGE" to the ranges. False for an unknown name or no range. */
+/* Adds "NAME=RANGE" to the ranges. False for an unknown name or an invalid range. */
 bool check_range_add(const std::string &text, TRanges *ranges);
 
-/* One line "VELOMOND STATE - words | figures". A range for a missing figure is
- * unknown, unless something else is worse. */
+/* One line "VELOMOND STATE - text | performance data". A missing value that has a range is
+ * UNKNOWN, unless another one is CRITICAL. */
 struct TCheckResult {
     TLevel level = TLevel::kOk;
     std::string line;

@@ -8,8 +8,8 @@
 #include "query_api/query_api.h"
 #include "velomondctl/output.h"
 
-/* What each command was given. Commands write their result to standard output and
- * return how they ended; main() writes the one line of a failure. */
+/* The commands and their arguments. A command writes its result to standard output and
+ * returns its outcome; main() writes the line for a failure. */
 struct TSettings {
     TAddress address;
     std::chrono::milliseconds timeout{3000}; // of all requests of one command, or of one pass
@@ -48,12 +48,12 @@ TOutcome command_watch(const TSettings &settings, const TWatchWanted &wanted);
 struct TCheckWanted {
     std::vector<std::string> warn, crit; // NAME=RANGE
 };
-/* The exit code of a monitoring plug-in: 0 fine, 1 warning, 2 critical, 3 unknown. */
+/* Returns the exit code of a monitoring plug-in: 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN. */
 int command_check(const TSettings &settings, const TCheckWanted &wanted);
 
 struct TTopWanted {
     bool plain = false;
-    unsigned columns = 0, lines = 0; // of a plain frame; 0: as the terminal has it, or 80x24
+    unsigned columns = 0, lines = 0; // of a plain frame; 0: size of the terminal, or 80x24
 };
 TOutcome command_top(const TSettings &settings, const TTopWanted &wanted);
 

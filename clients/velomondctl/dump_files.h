@@ -11,8 +11,8 @@
 
 /* The CSV files of a dump, as a recorder in the field wrote them: per entity a line
  * with its name, then a row per figure, a label and the values, the newest first,
- * then an empty line. Nothing of them is trusted: names come out clean, a value that
- * is no number is missing, and there are bounds on everything. */
+ * then an empty line. The files are not trusted: names are cleaned, a value that is not
+ * a number is missing, and all sizes are bounded. */
 struct TDumpEntity {
     std::string name;
     std::map<std::string, std::vector<TFigure>> rows; // by label
@@ -20,11 +20,11 @@ struct TDumpEntity {
 };
 struct TDump {
     std::vector<TDumpEntity> cpu, net, disk, mem;
-    int64_t interval_s = 10; // from one value to the next, as a rule
+    int64_t interval_s = 10; // between two values, normally
 };
 
 std::vector<TDumpEntity> dump_parse(std::string_view text);
 
-/* Reads the four files; those that are missing leave their part empty. kNotFound when
- * none is there, kInvalid for a file that holds no entity. */
+/* Reads the four files; the part of a missing file is empty. kNotFound if all are
+ * missing, kInvalid for a file without any entity. */
 TOutcome dump_read(const std::string &folder, TDump *out);

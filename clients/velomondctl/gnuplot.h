@@ -5,6 +5,6 @@
 
 #include "query_api/outcome.h"
 
-/* Has gnuplot draw what the script says; *svg gets its standard output, 8 MiB at most.
- * kNotFound without gnuplot, kTimeout when it takes longer, kInternal when it fails. */
+/* Runs gnuplot on the script; *svg gets its standard output, at most 8 MiB. kNotFound if
+ * gnuplot is not installed, kTimeout if it takes longer, kInternal if it fails. */
 TOutcome gnuplot_draw(const std::string &script, std::chrono::milliseconds timeout, std::string *svg);

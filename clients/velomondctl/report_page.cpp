@@ -147,7 +147,7 @@ void add_cpu(const std::vector<TDumpEntity> &all, TReport *report)
     }
     std::erase_if(services, [](const TCurve &one) { return summary_of(one).most.value_or(0) <= 0; });
     add_picture("CPU of the machine", "% of all time", std::move(machine), report);
-    add_picture("CPU of the cores in use", "% of a core", std::move(cores), report);
+    add_picture("CPU use per core", "% of a core", std::move(cores), report);
     add_picture("CPU of the services", "% of a core", std::move(services), report);
 }
 

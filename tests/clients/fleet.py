@@ -1,6 +1,6 @@
-"""Two recorders, a real Prometheus and two above it, a terminal and a browser: minutes of real time.
+"""Two recorders, a Prometheus that scrapes them, two that get data from it, a terminal and a browser. Takes minutes.
 
-Pictures go to VELOMOND_PICTURES, figures to standard error."""
+Screenshots go to VELOMOND_PICTURES, measurements to standard error."""
 
 import gzip
 import json
@@ -25,7 +25,7 @@ import yaml
 TOP = pathlib.Path(__file__).resolve().parents[2]
 COMMAND = os.environ['VELOMONDCTL']
 PICTURES = pathlib.Path(os.environ['VELOMOND_PICTURES'])
-REGION, FEDERATED, WRITTEN = 9090, 9091, 9092  # ports: one scrapes the recorders, two get from it what goes upwards
+REGION, FEDERATED, WRITTEN = 9090, 9091, 9092  # ports: one scrapes the recorders, the others get data from it
 RECORDERS = {'recorder-1': 20001, 'recorder-2': 20002}
 QUERY_PORT = 20101  # of recorder-1's query service, by a tunnel
 CAMERAS = ['Gate', 'Yard', 'Hall', 'Lift', 'Dock', 'Lobby', 'Garage', 'Roof', 'Office', 'Store', 'Stairs', 'Fence']
@@ -36,7 +36,7 @@ def say(text):
 
 
 def eventually(what, condition, timeout_s):
-    """The first true value; says how long it took."""
+    """The first true value; logs how long it took."""
     begin = time.monotonic()
     say(f'{what}, up to {timeout_s} s')
     while not (value := condition()):
@@ -59,13 +59,13 @@ def value_of(query):
 
 
 def series_at(port):
-    """{(name, instance): count} of what has come up from the recorders."""
+    """{(name, instance): count} of the metrics of the recorders."""
     counted = api('query', port, query='count by (__name__, instance) ({__name__=~"velomond_.+"})')['result']
     return {(one['metric']['__name__'], one['metric']['instance']): int(one['value'][1]) for one in counted}
 
 
 def documented():
-    """The configurations that docs/fleet.md gives: of a region, of what federates it, of what it writes upwards."""
+    """The configurations in docs/fleet.md: of a region, of a federation, of remote write."""
     blocks = re.findall(r'(?:^ {4}.*\n|^\n)+', (TOP / 'docs/fleet.md').read_text(), re.M)
     return [yaml.safe_load(textwrap.dedent(one)) for one in blocks if re.match(r'\n* {4}(scrape_configs|remote_write):', one)]
 
@@ -116,7 +116,7 @@ class Fleet(unittest.TestCase):
 
     @classmethod
     def tunnel(cls, port, path):
-        """The near end of the site's tunnel."""
+        """The near end of a tunnel to a recorder."""
         def connect():
             far = socket.socket(socket.AF_UNIX)
             try:

@@ -1,5 +1,5 @@
-"""A whole recorder in namespaces of its own, which apart.sh made: simulator, daemon, some
-services, exporter; and the site's tunnel, a Unix socket that leads to the exporter's port.
+"""A complete recorder in the namespaces that apart.sh creates: simulator, daemon, some
+services, exporter; and the end of a tunnel, a Unix socket that leads to the exporter's port.
 
 recorder.py FOLDER: FOLDER/root and FOLDER/state are made unless they are there; FOLDER/tunnel is the socket. Ends at
 the end of its standard input; a line "stop daemon" there ends the daemon only."""
@@ -22,7 +22,7 @@ SERVICES = {'Vnvrd': (0.06, 60), 'VrecStream': (0.04, 90), 'VliveStream': (0.02,
 
 
 def join(a, b):
-    """Carries what a connection gets over to the other, until it ends."""
+    """Copies data from one connection to the other until it ends."""
     try:
         while data := a.recv(65536):
             b.sendall(data)
@@ -37,7 +37,7 @@ def join(a, b):
 
 
 def joined(near, far):
-    """Both ways; closes both sockets in the end."""
+    """In both directions; closes both sockets at the end."""
     with near, far:
         other = threading.Thread(target=join, args=(far, near), daemon=True)
         other.start()
@@ -46,7 +46,7 @@ def joined(near, far):
 
 
 def tunnel(listener, connect):
-    """Each connection to the listener is joined to a new one of connect()."""
+    """Joins each connection to the listener with a new one of connect()."""
     def run():
         while True:
             try:
@@ -63,7 +63,7 @@ def tunnel(listener, connect):
 
 
 def wait_for_port(port):
-    """The daemon asks for the channels once at its start, so the simulator must be there."""
+    """The daemon queries the channels once at its start, so the simulator has to be up."""
     for _ in range(100):
         with socket.socket() as probe:
             if probe.connect_ex(('127.0.0.1', port)) == 0:

@@ -89,13 +89,13 @@ TEST(Report, ShowsWhatADumpHoldsAndWhatIsOdd)
             EXPECT_THAT(one.curves[0].points, ElementsAre(Pair(1000000, TFigure(2.0)), Pair(1000010, TFigure(1.0)),
                                                           Pair(1000050, TFigure(10.0))));
         }
-        if (one.title == "CPU of the cores in use") {
+        if (one.title == "CPU use per core") {
             EXPECT_EQ(one.curves[0].points.back().second, 96.0);
         }
     }
-    EXPECT_THAT(titles, ElementsAre("CPU of the machine", "CPU of the cores in use", "CPU of the services",
-                                    "Memory of the machine", "Memory of the services", "Network", "Cache devices",
-                                    "Latency of the cache devices"));
+    EXPECT_THAT(titles,
+                ElementsAre("CPU of the machine", "CPU use per core", "CPU of the services", "Memory of the machine",
+                            "Memory of the services", "Network", "Cache devices", "Latency of the cache devices"));
     EXPECT_TRUE(report_of_dump("/d", {}).pictures.empty());
 }
 
@@ -124,6 +124,8 @@ TEST(Report, DrawsWithGnuplot)
                                           std::chrono::seconds(30), &svg);
     ASSERT_TRUE(outcome.ok()) << outcome.text;
     EXPECT_THAT(svg, HasSubstr("</svg>"));
+    EXPECT_THAT(svg, HasSubstr(">00:01:00<"));        // seconds, where the axis is short
+    EXPECT_THAT(svg, HasSubstr("#gpPt6' transform")); // a lone point, too
     EXPECT_EQ(gnuplot_draw("no such command\n", std::chrono::seconds(30), &svg).fault, TFault::kInternal);
     EXPECT_EQ(gnuplot_draw("pause 20\n", std::chrono::milliseconds(200), &svg).fault, TFault::kTimeout);
 }
@@ -135,7 +137,7 @@ TEST(Base64, IsPadded)
         EXPECT_EQ(base64_text(bytes), text);
 }
 
-TEST(Progress, TellsTheShareAndWhatIsLeft)
+TEST(Progress, ShowsShareDoneAndTimeLeft)
 {
     EXPECT_EQ(progress_text("report", "page", 0, 4, 0), "report: 0 %, page");
     EXPECT_EQ(progress_text("report", "page", 1, 4, 2.5), "report: 25 %, 8 s left, page");

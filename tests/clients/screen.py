@@ -1,4 +1,4 @@
-"""A terminal as tmux has it, and pictures of it and of pages by headless Chromium."""
+"""A terminal in tmux, and screenshots of it and of pages by headless Chromium."""
 
 import html
 import os
@@ -51,7 +51,7 @@ class TTerminal:
 
 
 def chromium(folder, *options):
-    """(standard output, console lines) of a page that is looked at."""
+    """(standard output, console lines) of a page that is opened."""
     done = subprocess.run(['chromium', '--headless', '--no-sandbox', '--disable-gpu', '--hide-scrollbars', '--disable-sync',
                            '--disable-background-networking', '--no-first-run', f'--user-data-dir={folder}/chromium',
                            '--enable-logging=stderr', *options], capture_output=True, text=True, timeout=120,
@@ -60,7 +60,7 @@ def chromium(folder, *options):
 
 
 def picture(folder, page, path, width, height):
-    """Console lines of the page, whose picture is then at the path."""
+    """Writes a screenshot of the page to the path; returns its console lines."""
     path.parent.mkdir(parents=True, exist_ok=True)
     path.unlink(missing_ok=True)
     lines = chromium(folder, f'--window-size={width},{height}', f'--screenshot={path}', f'file://{page}')[1]

@@ -1,4 +1,4 @@
-"""Servers in the daemon's place that are nothing like it, for the clients to bear."""
+"""Servers in place of the daemon that answer garbage, late or never."""
 
 import json
 import socket
@@ -10,7 +10,7 @@ NAMES = [f'{number}{"x" * 120}' for number in range(1024 * 1024 // 124)]
 
 
 class TStranger:
-    """Listens on a port of its own choosing; act(connection) does one connection."""
+    """Listens on a free port; act(connection) handles one connection."""
 
     def __init__(self, act):
         self._act = act

@@ -1,4 +1,4 @@
-"""velomond-exporter beside a daemon, and beside what is none."""
+"""velomond-exporter with a daemon, and with foreign or missing peers."""
 
 import os
 import pathlib

@@ -1,5 +1,5 @@
 """docs/openapi.yaml against a running daemon, and docs/query-api.md against openapi.yaml,
-each in both directions: what only one of the two has is a failure."""
+in both directions: anything that only one of the two has is a failure."""
 
 import functools
 import json
@@ -24,14 +24,14 @@ NOT_SEEN = {-1, -2}  # of a monitor that did not start, and of disks that cannot
 
 
 def resolved(value):
-    """A parameter, or what it refers to."""
+    """A parameter, its reference resolved."""
     if '$ref' in value:
         return functools.reduce(lambda at, key: at[key], value['$ref'].split('/')[1:], API)
     return value
 
 
 def validate(value, schema):
-    """schema: as it stands in the file, with references into it."""
+    """schema: a part of the file, with references into it."""
     jsonschema.Draft202012Validator({**schema, 'components': API['components']}).validate(value)
 
 
@@ -54,7 +54,7 @@ def content(operation):
 
 
 def codes_of(schema):
-    """The result codes that an answer without data may have."""
+    """The result codes of an answer without data."""
     if '$ref' in schema:
         return codes_of(resolved(schema))
     if 'anyOf' in schema:
@@ -74,7 +74,7 @@ def request(method, path, body=None):
 
 
 def words_of_the_source():
-    """Every text of the daemon's that could be the name of a route or a method."""
+    """Every string of the daemon that could be the name of a route or a method."""
     folders = [TOP / 'src' / one for one in ('service', 'stats', 'health', 'surveillance', 'common', 'platform')]
     text = ''.join(path.read_text() for folder in folders for path in folder.rglob('*.[ch]*'))
     return set(re.findall(r'"([A-Za-z_]{3,24})"', text))
@@ -82,7 +82,7 @@ def words_of_the_source():
 
 @unittest.skipUnless(os.environ.get('VELOMOND_APART'), 'needs a network interface of its own')
 class OpenApi(TApplianceTest):
-    def test_says_what_the_daemon_does(self):
+    def test_matches_the_daemon(self):
         machine = TMachine(self.root)
         machine.counters(1)
         self.start_up()
@@ -96,7 +96,7 @@ class OpenApi(TApplianceTest):
         self.check_methods_and_codes()
 
     def check_examples(self):
-        """The daemon's answer to each example, and the example, are what the schemas say."""
+        """Each example, and the daemon's answer to it, match the schemas."""
         for path, method, operation in operations():
             kind, schema, examples = content(operation)
             for name, example in examples.items():
@@ -115,7 +115,7 @@ class OpenApi(TApplianceTest):
                             self.assertEqual(value, example['value'])
 
     def check_routes(self):
-        """No word is a route, and no route has a method, that the file does not list."""
+        """There is no route, and no method of a route, that the file does not list."""
         self.assertEqual(len(API['paths']), 13)
         for word in words_of_the_source() | {path[1:] for path in API['paths']}:
             for method in ('GET', 'PUT', 'POST', 'DELETE'):

@@ -102,7 +102,7 @@ TEST(Check, TheWorstDecidesAndTheMissingIsUnknown)
     EXPECT_EQ(check_values(now, {full, gone})["volumes"], 100.0);
 }
 
-TEST(Watch, TellsWhatIsDifferent)
+TEST(Watch, ReportsDifferences)
 {
     TLook before{recorder(), ""};
     TLook now{recorder(), ""};
