@@ -62,9 +62,10 @@ class TProgress:
     def step(self, text, weight=1.0, done=None):
         with self._lock:
             now = time.monotonic()
+            before, self._done = self._done, min(self._done + self._weight if done is None else done, self._total)
             if self._weight > 0:
-                self._timed, self._timed_s = self._timed + self._weight, self._timed_s + now - self._step_start
-            self._done = min(self._done + self._weight if done is None else done, self._total)
+                self._timed += min(self._weight, self._done - before)  # 0 when the step was for nothing
+                self._timed_s += now - self._step_start
             self._text, self._weight, self._step_start = text, weight, now
             if self._terminal:
                 self._draw(now)
