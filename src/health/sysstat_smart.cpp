@@ -6,7 +6,7 @@
 #include "base/text.h"
 #include "common/debug_log.h"
 #include "common/query.h"
-#include "common/worker.h"
+#include "common/watcher.h"
 #include "health/smart_events.h"
 #include "platform/host_path.h"
 #include "platform/time_stamp.h"
@@ -14,7 +14,6 @@
 namespace {
 
 T_SMART_STATE g_state;
-TWorker g_worker;
 
 void smart_monitor_main(TWorker *self)
 {
@@ -30,6 +29,9 @@ void smart_monitor_main(TWorker *self)
         load_due = smart_take_change_marker();
     });
 }
+
+TWatcher g_watcher({"SMART-worker", "smart_monitor_main", smart_monitor_main},
+                   {kLogCamConn, kSmartSource, "smart_thread_start", 489});
 
 } // namespace
 
@@ -73,18 +75,12 @@ void smart_tick(T_SMART_STATE *state)
 
 int smart_thread_start()
 {
-    const int error = g_worker.start({"SMART-worker", "smart_monitor_main", smart_monitor_main});
-    if (error != 0)
-        log_File_Debug(kLogCamConn, "%s:%s(%d) pthread_create failed (%d)", kSmartSource, "smart_thread_start", 489,
-                       error);
-    return 0;
+    return g_watcher.start();
 }
 
 int smart_thread_stop()
 {
-    g_worker.stop();
-    g_worker.release();
-    return 0;
+    return g_watcher.stop();
 }
 
 int sysstat_smart_proc(const char *method, json_object **out)

@@ -7,7 +7,7 @@
 #include "common/debug_log.h"
 #include "common/query.h"
 #include "common/trace.h"
-#include "common/worker.h"
+#include "common/watcher.h"
 #include "platform/pal.h"
 #include "platform/ssci.h"
 #include "platform/time_stamp.h"
@@ -19,7 +19,6 @@ constexpr uint64_t kCheckPeriodMs = 60000;
 constexpr int kFanFailed = 9;
 
 T_SYSHEALTH_STATE g_state; // lives as long as the process: a restart of the monitors keeps it
-TWorker g_worker;
 
 const char *fan_text(bool fan_error)
 {
@@ -72,6 +71,9 @@ void syshealth_monitor_main(TWorker *self)
     });
 }
 
+TWatcher g_watcher({"SYS_HEALTH-worker", "syshealth_monitor_main", syshealth_monitor_main},
+                   {kLogMain, kSource, "syshealth_thread_start", 176});
+
 } // namespace
 
 bool syshealth_fan_failed(const std::vector<std::pair<std::string, std::string>> &fans)
@@ -108,18 +110,13 @@ void syshealth_check(T_SYSHEALTH_STATE *state, uint64_t now_ms)
 int sysstat_syshealth_init()
 {
     trace(kSource, "sysstat_syshealth_init", 190);
-    const int error = g_worker.start({"SYS_HEALTH-worker", "syshealth_monitor_main", syshealth_monitor_main});
-    if (error != 0)
-        log_File_Debug(kLogMain, "%s:%s(%d) pthread_create failed (%d)", kSource, "syshealth_thread_start", 176, error);
-    return 0;
+    return g_watcher.start();
 }
 
 int sysstat_syshealth_uninit()
 {
     trace(kSource, "sysstat_syshealth_uninit", 198);
-    g_worker.stop();
-    g_worker.release();
-    return 0;
+    return g_watcher.stop();
 }
 
 int sysstat_syshealth_proc(const char *method, json_object **out)

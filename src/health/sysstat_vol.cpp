@@ -3,7 +3,7 @@
 #include "common/debug_log.h"
 #include "common/local_time.h"
 #include "common/trace.h"
-#include "common/worker.h"
+#include "common/watcher.h"
 #include "health/raid_check.h"
 #include "health/volume_check.h"
 #include "platform/time_stamp.h"
@@ -15,7 +15,6 @@ constexpr int64_t kWarmupS = 180;
 constexpr int64_t kMinuteS = 60, kHourS = 3600;
 constexpr int kRaidHour = 0, kRaidMinute = 25;
 
-TWorker g_vol_worker;
 /* Both are VOL-worker's, one after the other over restarts. */
 T_VOL_SCHEDULE g_schedule;
 T_VOLUME_WATCH g_watch;
@@ -43,6 +42,10 @@ void vol_monitor_main(TWorker *self)
         self->wait_s(1);
     });
 }
+
+/* Logged where the other storage watchers have it. */
+TWatcher g_watcher({"VOL-worker", "vol_monitor_main", vol_monitor_main},
+                   {kLogCamConn, kSource, "vol_thread_start", 921});
 
 } // namespace
 
@@ -81,16 +84,12 @@ T_VOL_DUE vol_schedule_tick(T_VOL_SCHEDULE *schedule, int64_t wall_s, const stru
 
 int vol_thread_start()
 {
-    if (const int error = g_vol_worker.start({"VOL-worker", "vol_monitor_main", vol_monitor_main}); error != 0)
-        log_File_Debug(kLogCamConn, "%s:%s(%d) pthread_create failed (%d)", kSource, "vol_thread_start", 921, error);
-    return 0;
+    return g_watcher.start();
 }
 
 int vol_thread_stop()
 {
-    g_vol_worker.stop();
-    g_vol_worker.release();
-    return 0;
+    return g_watcher.stop();
 }
 
 int sysstat_vol_dump(const char *folder)

@@ -2,7 +2,7 @@
 
 #include "common/debug_log.h"
 #include "common/local_time.h"
-#include "common/worker.h"
+#include "common/watcher.h"
 #include "platform/kestrel.h"
 #include "platform/logging.h"
 
@@ -39,14 +39,17 @@ void do_cache_mount_autobak()
     (void)kestrel_exec(0, 0, 0, kBackupTool, "backup", "-c", nullptr);
 }
 
-/* A detached thread cannot be joined: the backups run beside each other and
- * beside the rounds that follow. */
-void start(const char *name, void (*body)(), const char *function, int line)
-{
-    const int error = thread_start_detached(name, body);
-    if (error != 0)
-        log_File_Debug(kLogMain, "%s:%s(%d) pthread_create failed (%d)", kSource, function, line, error);
-}
+/* In detached threads: the backups run beside each other and beside the rounds that
+ * follow. */
+struct TBackup {
+    const char *thread;
+    void (*body)();
+    TStartFailure failure;
+};
+constexpr TBackup kBackups[] = {
+    {"AUTOBAK-worker", do_autobak, {kLogMain, kSource, "sysstat_autobak_thread_start", 100}},
+    {"AUTOBAK_CM-worker", do_cache_mount_autobak, {kLogMain, kSource, "sysstat_cache_mount_autobak_thread_start", 125}},
+};
 
 } // namespace
 
@@ -71,9 +74,11 @@ std::string autobak_display_path(std::string_view folder)
 
 int sysstat_autobak_check()
 {
-    if (autobak_due(&g_last_minute, local_time_of(wall_clock_s()))) {
-        start("AUTOBAK-worker", do_autobak, "sysstat_autobak_thread_start", 100);
-        start("AUTOBAK_CM-worker", do_cache_mount_autobak, "sysstat_cache_mount_autobak_thread_start", 125);
+    if (!autobak_due(&g_last_minute, local_time_of(wall_clock_s())))
+        return 0;
+    for (const TBackup &backup : kBackups) {
+        if (const int error = thread_start_detached(backup.thread, backup.body); error != 0)
+            start_failure_log(backup.failure, error);
     }
     return 0;
 }

@@ -7,7 +7,7 @@
 #include "common/debug_log.h"
 #include "common/event_log.h"
 #include "common/system_volume.h"
-#include "common/worker.h"
+#include "common/watcher.h"
 #include "platform/config_readers.h"
 #include "platform/ostra.h"
 #include "platform/pal.h"
@@ -20,8 +20,6 @@ constexpr uint32_t kDatabaseTooLarge = 0x25030003;
 constexpr int kPeriodS = 60;
 constexpr double kLargestShare = 0.05;
 constexpr double kSmallVolumeGb = 64.0;
-
-TWorker g_worker;
 
 int hour_of_now(int fallback)
 {
@@ -85,6 +83,9 @@ void cancel_failed(const char *call, int error)
     log_File_Debug(kLogMain, "%s:%s(%d)- %s failed..., errno=%d", kSource, "do_data_processing", line, call, error);
 }
 
+TWatcher g_watcher({"DB-worker", "do_data_processing", do_data_processing, cancel_failed},
+                   {kLogMain, kSource, "sysdb_thread_start", 209, "%s:%s(%d)- pthread_create failed (%d)"});
+
 } // namespace
 
 bool db_too_large(uint64_t db_mb, int64_t size_bytes, int64_t second_bytes)
@@ -96,15 +97,10 @@ bool db_too_large(uint64_t db_mb, int64_t size_bytes, int64_t second_bytes)
 
 int sysdb_thread_start()
 {
-    const int error = g_worker.start({"DB-worker", "do_data_processing", do_data_processing, cancel_failed});
-    if (error != 0)
-        log_File_Debug(kLogMain, "%s:%s(%d)- pthread_create failed (%d)", kSource, "sysdb_thread_start", 209, error);
-    return 0;
+    return g_watcher.start();
 }
 
 int sysdb_thread_stop()
 {
-    g_worker.stop();
-    g_worker.release();
-    return 0;
+    return g_watcher.stop();
 }

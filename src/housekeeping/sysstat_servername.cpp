@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "common/debug_log.h"
-#include "common/worker.h"
+#include "common/watcher.h"
 #include "housekeeping/file_watcher.h"
 #include "platform/pal.h"
 #include "platform/ssci.h"
@@ -14,7 +14,6 @@ constexpr const char *kSource = "sysstat_servername.cpp";
 constexpr const char *kWatchedFile = "/tarn/etc/config/Tarnix.conf";
 constexpr int kAttempts = 3;
 
-TWorker g_worker;
 std::string g_last_name; // the worker's alone
 
 void servername_monitor_main(TWorker *self)
@@ -29,22 +28,19 @@ void servername_monitor_main(TWorker *self)
     watcher.unregsiter_notify();
 }
 
+TWatcher g_watcher({"SVRNAME-worker", "servername_monitor_main", servername_monitor_main},
+                   {kLogServerName, kSource, "servername_thread_start", 257});
+
 } // namespace
 
 int servername_thread_start()
 {
-    const int error = g_worker.start({"SVRNAME-worker", "servername_monitor_main", servername_monitor_main});
-    if (error != 0)
-        log_File_Debug(kLogServerName, "%s:%s(%d) pthread_create failed (%d)", kSource, "servername_thread_start", 257,
-                       error);
-    return 0;
+    return g_watcher.start();
 }
 
 int servername_thread_stop()
 {
-    g_worker.stop();
-    g_worker.release();
-    return 0;
+    return g_watcher.stop();
 }
 
 uint32_t get_cur_servername(std::string *name)

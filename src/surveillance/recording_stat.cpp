@@ -6,7 +6,7 @@
 #include "base/mutex.h"
 #include "common/debug_log.h"
 #include "common/trace.h"
-#include "common/worker.h"
+#include "common/watcher.h"
 #include "platform/ssci.h"
 #include "platform/system_info.h"
 #include "platform/time_stamp.h"
@@ -33,8 +33,6 @@ struct T_RECORDING {
 };
 TMutex g_lock;
 T_RECORDING g_recording GUARDED_BY(g_lock); // only the worker changes it
-
-TWorker g_worker;
 
 T_RECORDING recording()
 {
@@ -130,6 +128,9 @@ void Recording_state_monitor_main(TWorker *self)
     });
 }
 
+TWatcher g_watcher({"RECSTAT-worker", "Recording_state_monitor_main", Recording_state_monitor_main},
+                   {kLogRecState, kSource, "recording_stat_init", 269, "%s:%s (%d), pthread_create fail:%d\n"});
+
 } // namespace
 
 int recording_stat_init()
@@ -138,19 +139,12 @@ int recording_stat_init()
         const TLock guard(g_lock);
         g_recording = {};
     }
-    const int error = g_worker.start({"RECSTAT-worker", "Recording_state_monitor_main", Recording_state_monitor_main});
-    if (error != 0) {
-        log_File_Debug(kLogRecState, "%s:%s (%d), pthread_create fail:%d\n", kSource, "recording_stat_init", 269,
-                       error);
-    }
-    return 0;
+    return g_watcher.start();
 }
 
 int recording_stat_uninit()
 {
-    g_worker.stop();
-    g_worker.release();
-    return 0;
+    return g_watcher.stop();
 }
 
 int recording_stat_info(json_object **out)

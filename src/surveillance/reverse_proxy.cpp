@@ -8,7 +8,7 @@
 
 #include "common/debug_log.h"
 #include "common/trace.h"
-#include "common/worker.h"
+#include "common/watcher.h"
 #include "platform/host_path.h"
 #include "platform/kestrel.h"
 #include "platform/pal.h"
@@ -26,8 +26,6 @@ constexpr const char *kPath = "/cfg/ReverseProxy";
 constexpr int kTimeoutS = 5;
 constexpr int kPeriodS = 300;
 constexpr int32_t kBusRuleValue = 60; // the platform's, always this
-
-TWorker g_worker;
 
 /* What one pass took out of the configuration service and has to be removed
  * elsewhere. */
@@ -181,27 +179,18 @@ void rule_expired_detect(TWorker *self)
     remove_elsewhere(self, &removed);
 }
 
-void start_threads()
-{
-    const int error = g_worker.start({"PROXY-worker", kFunction, rule_expired_detect});
-    if (error != 0)
-        log_File_Debug(kLogReverseProxy, "%s:%s(%d) pthread_create failed (%d)", kSource, "start_threads", 214, error);
-}
+TWatcher g_watcher({"PROXY-worker", kFunction, rule_expired_detect}, {kLogReverseProxy, kSource, "start_threads", 214});
 
 } // namespace
 
 int reverse_proxy_init()
 {
     trace(kSource, "reverse_proxy_init", 222);
-    g_worker.prepare();
-    start_threads();
-    return 0;
+    return g_watcher.start();
 }
 
 int reverse_proxy_uninit()
 {
     trace(kSource, "reverse_proxy_uninit", 230);
-    g_worker.stop();
-    g_worker.release();
-    return 0;
+    return g_watcher.stop();
 }

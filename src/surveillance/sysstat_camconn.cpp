@@ -5,7 +5,7 @@
 
 #include "base/text.h"
 #include "common/debug_log.h"
-#include "common/worker.h"
+#include "common/watcher.h"
 #include "platform/ssci.h"
 #include "platform/time_stamp.h"
 
@@ -23,7 +23,6 @@ constexpr int kNoMethod = -3;
 constexpr int kBadCount = -6;
 
 TCameraTable g_cameras;
-TWorker g_worker;
 
 /* The array "data" of an answer, lent by `root`. */
 struct T_ANSWER {
@@ -70,14 +69,8 @@ void camconn_monitor_main(TWorker *self)
     });
 }
 
-void camconn_thread_start()
-{
-    const int error = g_worker.start({"CAMCONN-worker", "camconn_monitor_main", camconn_monitor_main});
-    if (error != 0) {
-        log_File_Debug(kLogCamConn, "%s:%s(%d) pthread_create failed (%d)", kSource, "camconn_thread_start", 187,
-                       error);
-    }
-}
+TWatcher g_watcher({"CAMCONN-worker", "camconn_monitor_main", camconn_monitor_main},
+                   {kLogCamConn, kSource, "camconn_thread_start", 187});
 
 } // namespace
 
@@ -88,17 +81,14 @@ int sysstat_camconn_init()
         log_File_Debug(kLogCamConn, "%s:%s(%d) ssci_nameserver_init ret=[%08llx]", kSource, "sysstat_camconn_init", 201,
                        static_cast<unsigned long long>(result));
     }
-    g_worker.prepare();
     g_cameras.clear();
     g_p_CamConnstatManager = new TCamConnStatManager;
-    camconn_thread_start();
-    return 0;
+    return g_watcher.start();
 }
 
 int sysstat_camconn_uninit()
 {
-    g_worker.stop();
-    g_worker.release();
+    g_watcher.stop();
     delete g_p_CamConnstatManager;
     g_p_CamConnstatManager = nullptr;
     return 0;
