@@ -1,10 +1,8 @@
 #include "health/smart_events.h"
 
-#include <cstdio>
-
+#include "common/dashboard.h"
 #include "common/debug_log.h"
 #include "common/event_log.h"
-#include "platform/ssci.h"
 
 namespace {
 
@@ -17,12 +15,8 @@ constexpr uint32_t kPowerOnHours = 0x28030001;
 void do_update(T_SMART_STATE *state)
 {
     state->report_time = static_cast<uint32_t>(wall_clock_s());
-    char body[256];
-    snprintf(body, sizeof(body), R"({"utc_time":"%u","disk_update":"%s"})", state->report_time.load(),
-             kSmartLevelNames[state->overall]);
-    std::string answer;
-    const long long result =
-        ssci_POST_request("127.0.0.1", 10150, "/logs/dashboard/status/receiver/disk", body, &answer, 5);
+    const long long result = dashboard_post(
+        "127.0.0.1", "disk", dashboard_status(state->report_time, "disk_update", kSmartLevelNames[state->overall]));
     if (result != 0)
         log_File_Debug(kLogSmart, "%s:%s (%d) ssci_POST_request failed (%lld)", kSmartSource, "do_update", 331, result);
 }

@@ -1,15 +1,14 @@
 #include "health/sysstat_syshealth.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "base/text.h"
+#include "common/dashboard.h"
 #include "common/debug_log.h"
 #include "common/query.h"
 #include "common/trace.h"
 #include "common/watcher.h"
 #include "platform/pal.h"
-#include "platform/ssci.h"
 #include "platform/time_stamp.h"
 
 namespace {
@@ -52,12 +51,8 @@ void do_update(T_SYSHEALTH_STATE *state)
     state->last_utc_time = static_cast<uint32_t>(wall_clock_s());
     if (state->query_failed)
         return;
-    char body[256];
-    snprintf(body, sizeof(body), R"({"utc_time":"%u","fan_update":"%s"})", state->last_utc_time.load(),
-             fan_text(state->fan_error));
-    std::string answer;
-    const long long result =
-        ssci_POST_request("127.0.0.1", 10150, "/logs/dashboard/status/receiver/fan", body, &answer, 5);
+    const long long result = dashboard_post(
+        "127.0.0.1", "fan", dashboard_status(state->last_utc_time, "fan_update", fan_text(state->fan_error)));
     if (result != 0)
         log_File_Debug(kLogSysHealth, "%s:%s (%d) ssci_POST_request failed (%lld)\n", kSource, "do_update", 114,
                        result);

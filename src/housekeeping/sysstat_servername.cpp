@@ -2,11 +2,11 @@
 
 #include <cstdio>
 
+#include "common/dashboard.h"
 #include "common/debug_log.h"
 #include "common/watcher.h"
 #include "housekeeping/file_watcher.h"
 #include "platform/pal.h"
-#include "platform/ssci.h"
 
 namespace {
 
@@ -82,8 +82,7 @@ void do_handling()
     /* The receiver takes the name as it stands, unescaped. */
     char body[256];
     snprintf(body, sizeof(body), "{\"act\":\"refresh_nasname\",\"arg\":[\"%s\"]}", g_last_name.c_str());
-    std::string answer;
-    const long long result = ssci_PUT_request("127.0.0.1", 10150, "logs/refreshNasPara", body, &answer, 5);
+    const long long result = dashboard_put("127.0.0.1", "logs/refreshNasPara", body);
     if (result != 0) // deliberately in the log of the disk checks
         log_File_Debug(kLogSmart, "%s:%s (%d) ssci_PUT_request failed (%lld)\n", kSource, "do_handling", 342, result);
 }

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "base/mutex.h"
+#include "common/dashboard.h"
 #include "common/debug_log.h"
 #include "common/trace.h"
 #include "common/watcher.h"
@@ -78,9 +79,7 @@ void send_report(const T_RECORDING &state)
 {
     const TJson report(json_object_new_object());
     fill_report(report.get(), state);
-    std::string ignored;
-    const long long result = ssci_POST_request("localhost", 10150, "/logs/dashboard/status/receiver/camera_recording",
-                                               json_text(report.get()), &ignored, kTimeoutS);
+    const long long result = dashboard_post("localhost", "camera_recording", json_text(report.get()));
     if (result != 0) {
         /* The log's readers know the message with this verb. */
         log_File_Debug(kLogRecState, "%s:%s (%d), recording state ssci_PUT_request fail:%d\n", kSource,
