@@ -1,9 +1,11 @@
 #include "service/VeloMond_RESTful.h"
 
 #include <cstring>
+#include <exception>
 
 #include "common/trace.h"
 #include "platform/ssci.h"
+#include "service/envelope.h"
 #include "service/handlers.h"
 
 namespace {
@@ -16,22 +18,36 @@ constexpr int kWorkers = 2;
 
 #define ROUTE(path) "/sysmonService/" path
 
+/* Runs a handler for a platform that does not expect exceptions. One that throws, most
+ * likely for want of memory, answers as a failed operation does. */
+T_RESPONSE run_handler(const char *name, ssci_handler handler, const httpserver::http_request &request)
+{
+    try {
+        return handler(request);
+    } catch (const std::exception &failure) {
+        tell("%s:%s failed: %s\n", kSource, name, failure.what());
+    }
+    return json_response(handler == proc_notify_put ? "{ \"retCode\": -1 }" : envelope_text(-1, nullptr));
+}
+
+#define HANDLER(name) [](const httpserver::http_request &request) { return run_handler(#name, name, request); }
+
 common_service_resource g_service(kService, service_health_check, 32);
 
 /* In the order of registration. */
 common_http_resource g_routes[] = {
-    {ROUTE("status"), proc_status_get},
-    {ROUTE("cpu_info"), proc_cpu_get},
-    {ROUTE("mem_info"), proc_mem_get},
-    {ROUTE("network_info"), proc_net_get},
-    {ROUTE("disk_info"), proc_dsk_get},
-    {ROUTE("statistics_dump"), proc_statistics_dump_get},
-    {ROUTE("Notify"), nullptr, proc_notify_put},
-    {ROUTE("smart_info"), proc_smart_get},
-    {ROUTE("syshealth_info"), proc_syshealth_get},
-    {ROUTE("recording_state"), proc_recording_state_get},
-    {ROUTE("cam_conn"), proc_cam_conn_get},
-    {ROUTE("banip_mgr"), nullptr, proc_banip_mgr_put},
+    {ROUTE("status"), HANDLER(proc_status_get)},
+    {ROUTE("cpu_info"), HANDLER(proc_cpu_get)},
+    {ROUTE("mem_info"), HANDLER(proc_mem_get)},
+    {ROUTE("network_info"), HANDLER(proc_net_get)},
+    {ROUTE("disk_info"), HANDLER(proc_dsk_get)},
+    {ROUTE("statistics_dump"), HANDLER(proc_statistics_dump_get)},
+    {ROUTE("Notify"), nullptr, HANDLER(proc_notify_put)},
+    {ROUTE("smart_info"), HANDLER(proc_smart_get)},
+    {ROUTE("syshealth_info"), HANDLER(proc_syshealth_get)},
+    {ROUTE("recording_state"), HANDLER(proc_recording_state_get)},
+    {ROUTE("cam_conn"), HANDLER(proc_cam_conn_get)},
+    {ROUTE("banip_mgr"), nullptr, HANDLER(proc_banip_mgr_put)},
 };
 
 /* Notices of other services come in through it; null while the service is down.

@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <gmock/gmock.h>
+#include <new>
 #include <unistd.h>
 #include <utility>
 
@@ -92,7 +93,7 @@ protected:
         }
     }
     /* The body for "route?argument=value&..."; without the quotes around names and texts. */
-    static std::string get(const std::string &query, const char *method = "GET")
+    static std::string get(const std::string &query, const char *method = "GET", const std::string &sent = "")
     {
         std::map<std::string, std::string> arguments;
         size_t end = query.find('?');
@@ -102,7 +103,7 @@ protected:
             end = query.find('&', begin);
             arguments[query.substr(begin, is - begin)] = query.substr(is + 1, end - is - 1);
         }
-        const auto reply = fake::call_route(method, "/sysmonService/" + route, arguments);
+        const auto reply = fake::call_route(method, "/sysmonService/" + route, arguments, sent);
         if (!reply)
             return "no route";
         EXPECT_EQ(reply->status, 200);
@@ -215,6 +216,14 @@ TEST_F(Handlers, NameTheMonitorThatIsNotUp)
     }
     EXPECT_EQ(sysstat_camconn_uninit(), 0);
     EXPECT_EQ(get("cam_conn?method=cur_data"), "{ return: -2 }");
+}
+
+TEST_F(Handlers, ThatThrowAnswerAsAFailedOperationDoes)
+{
+    fake::state()->disk_list = [](int, t_storage_disk_list &) -> uint32_t { throw std::bad_alloc(); };
+    EXPECT_THAT(told_by([] { EXPECT_EQ(get("disk_info?method=notify&vol_name=x"), "{ return: -1 }"); }),
+                EndsWith("VeloMond_RESTful:proc_dsk_get failed: std::bad_alloc\n"));
+    EXPECT_EQ(get("Notify", "PUT", R"({"notice_reason":{"type":1033}})"), "{ retCode: -1 }");
 }
 
 TEST_F(Handlers, EachRouteAsksItsMonitorWithItsArguments)
