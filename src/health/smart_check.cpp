@@ -12,7 +12,6 @@
 #include "base/text.h"
 #include "common/debug_log.h"
 #include "platform/host_path.h"
-#include "platform/interrupt.h"
 #include "platform/kestrel.h"
 
 namespace {
@@ -46,17 +45,20 @@ void append_hours(const T_SMART_DISK &disk, int32_t hours)
     (void)regular_file_write(file, line.data(), line.size()); // the check goes on without it
 }
 
-T_HOURS do_disk_smart_check(const t_auth &auth, int32_t number, int threshold)
+/* Nothing when a stop cut the reading off. */
+std::optional<T_HOURS> do_disk_smart_check(const t_auth &auth, int32_t number, int threshold)
 {
     t_storage_smart_info info;
     const uint32_t result = PAL_storage_get_disk_smart_info(auth, {number}, info);
+    if (result == PAL_CANCELLED)
+        return std::nullopt;
     if (result != 0) {
         log_File_Debug(kLogSmart, "%s:%s (%d) PAL_storage_get_disk_smart_info failed=[%d]", kSmartSource,
                        "do_disk_smart_check", 149, static_cast<int>(result));
-        return {};
+        return T_HOURS();
     }
     const int32_t hours = std::max(info.power_on_hours, 0);
-    return {hours, hours > threshold};
+    return T_HOURS{hours, hours > threshold};
 }
 
 /* What the last full check found, for a disk that was merely too old then; no
@@ -69,17 +71,17 @@ std::optional<T_HOURS> known_hours(const T_SMART_STATE &state, const std::string
     return T_HOURS{known->second.hours, true};
 }
 
-/* One disk of the list. Returns its level, or SMART_LEVELS when it does not count. */
-T_SMART_LEVEL check_disk(T_SMART_STATE *state, const t_auth &auth, const t_storage_disk &entry, bool full)
+/* One disk of the list; *highest rises to its level where it counts. False when a stop
+ * cut the check off. */
+bool check_disk(T_SMART_STATE *state, const t_auth &auth, const t_storage_disk &entry, bool full, int32_t *highest)
 {
     if (entry.presence.empty())
-        return SMART_LEVELS;
+        return true;
     const int32_t number = smart_disk_number(entry.name);
     const std::optional<T_HOURS> found =
         full ? do_disk_smart_check(auth, number, state->settings.threshold_hours) : known_hours(*state, entry.name);
-    /* A stop has the platform give up its calls, which says nothing of the disk. */
-    if (!found || platform_interrupted())
-        return SMART_LEVELS;
+    if (!found)
+        return !full;
     const T_SMART_LEVEL level = smart_disk_level(entry.status, found->too_old);
     T_SMART_DISK &disk = state->disks[entry.name];
     disk.state = level;
@@ -90,7 +92,8 @@ T_SMART_LEVEL check_disk(T_SMART_STATE *state, const t_auth &auth, const t_stora
     text_copy(disk.name, entry.name);
     if (full)
         append_hours(disk, found->hours);
-    return level;
+    *highest = std::max<int32_t>(*highest, level);
+    return true;
 }
 
 void do_disk_list_check(T_SMART_STATE *state, const t_auth &auth, bool full)
@@ -108,17 +111,17 @@ void do_disk_list_check(T_SMART_STATE *state, const t_auth &auth, bool full)
     int32_t highest = SMART_NORMAL; // of all enclosures so far
     for (int32_t enclosure = 0; enclosure < enclosures.enclosure_count; ++enclosure) {
         t_storage_disk_list list;
-        if (const uint32_t result = PAL_storage_get_disk_list(auth, {enclosure}, list); result != 0) {
+        const uint32_t result = PAL_storage_get_disk_list(auth, {enclosure}, list);
+        if (result == PAL_CANCELLED)
+            return;
+        if (result != 0) {
             log_File_Debug(kLogSmart, "%s(%d), PAL_storage_get_disk_list failed,  ret=[%08x]", "do_disk_list_check",
                            222, result);
             return;
         }
         for (const t_storage_disk &entry : list.disks) {
-            const T_SMART_LEVEL level = check_disk(state, auth, entry, full);
-            if (platform_interrupted())
+            if (!check_disk(state, auth, entry, full, &highest))
                 return;
-            if (level != SMART_LEVELS)
-                highest = std::max<int32_t>(highest, level);
         }
         if (state->overall.exchange(highest) != highest)
             state->changed = true;

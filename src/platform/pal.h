@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cerrno>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -8,6 +9,10 @@
 /* The platform access layer: what the appliance knows of its own hardware and
  * settings. Every call returns 0 on success; on failure the output keeps what it
  * had. Any thread may call. */
+
+/* A call was given up because the calling thread was asked to stop (interrupt.h): no
+ * finding about what it was asked for. */
+constexpr uint32_t PAL_CANCELLED = ECANCELED;
 
 /* Credentials that the other calls want to see. */
 struct t_auth {

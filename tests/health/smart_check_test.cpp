@@ -5,7 +5,6 @@
 
 #include "common/debug_log.h"
 #include "fake_platform/fake_platform.h"
-#include "platform/interrupt.h"
 
 namespace {
 
@@ -101,17 +100,16 @@ TEST_F(SmartCheck, AStopSaysNothingOfTheDisks)
     m_enclosures[0] = {{"disk_01", "a", "yes", 0}, {"disk_02", "b", "yes", 0}};
     m_hours = {{1, 101}, {2, 5}};
     EXPECT_EQ(check(kHalfPastMs), SMART_HOUR_WARNING);
-    std::atomic<bool> stop{false};
-    platform_interrupt_on(&stop);
     std::vector<int> asked;
     fake::state()->smart = [&](int id, t_storage_smart_info &) {
         asked.push_back(id);
-        stop = true;
-        return 5U;
+        return PAL_CANCELLED;
     };
     EXPECT_EQ(check(kFullHourMs), SMART_HOUR_WARNING);
-    platform_interrupt_on(nullptr);
     EXPECT_EQ(asked, std::vector<int>{1});
+    fake::state()->disk_list = [](int, t_storage_disk_list &) { return PAL_CANCELLED; };
+    EXPECT_EQ(check(kFullHourMs + 60 * kMinuteMs), SMART_HOUR_WARNING);
+    EXPECT_EQ(log_text(kLogSmart), "");
     EXPECT_EQ(m_state.disks["disk_01"].state, SMART_HOUR_WARNING);
     EXPECT_EQ(m_state.disks["disk_02"].hours, 5);
 }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "platform/interrupt.h"
 #include "platform/pal.h"
 #include "platform/stock/storage/block_devices.h"
 #include "platform/stock/storage/disk_numbers.h"
@@ -230,6 +231,12 @@ TEST(Disks, AreNumberedByPortReadByTheCheckOnlyAndWalkedWithoutStumbling)
                            name(3).substr(5) + "/sdd) " + name(4).substr(5) + "/sdx) ");
     t_storage_disk_list list;
     EXPECT_NE(PAL_storage_get_disk_list({}, {1}, list), 0U);
+
+    const std::atomic<bool> stop = true;
+    platform_interrupt_on(&stop); // a listing with half of the states would be a finding
+    EXPECT_EQ(PAL_storage_get_enclosure_list({}, {}, host), 0U);
+    EXPECT_EQ(PAL_storage_get_disk_list({}, {}, list), PAL_CANCELLED);
+    platform_interrupt_on(nullptr);
 
     /* One that was given up is an error, and asked no more. */
     g_stock_root.write(sata(12, 12) + "/state", "offline\n");

@@ -98,8 +98,8 @@ uint32_t PAL_storage_get_disk_list(const t_auth & /*auth*/, const t_storage_disk
     t_storage_disk_list list;
     for (const auto &[number, device] : disks) {
         T_SMART_READING reading;
-        if (checks_health && !platform_interrupted())
-            (void)read_health(device, &reading);
+        if (checks_health && (platform_interrupted() || read_health(device, &reading) == -EINTR))
+            return PAL_CANCELLED;
         char name[32];
         snprintf(name, sizeof(name), "disk_%02x", static_cast<unsigned>(number));
         list.disks.push_back({name, device.model + " (/dev/" + device.name + ")", "present",
@@ -123,7 +123,7 @@ uint32_t PAL_storage_get_disk_smart_info(const t_auth & /*auth*/, const t_storag
         return 0;
     T_SMART_READING reading;
     if (const int result = read_health(disk->device, &reading); result != 0)
-        return static_cast<uint32_t>(-result);
+        return result == -EINTR ? PAL_CANCELLED : static_cast<uint32_t>(-result);
     if (reading.passed.has_value())
         out.alert = *reading.passed ? 0 : 1;
     if (reading.power_on_hours.has_value())
