@@ -10,7 +10,7 @@
 
 namespace {
 
-std::atomic<unsigned> g_duties{0};
+std::atomic<unsigned> g_progress{0};
 
 } // namespace
 
@@ -62,20 +62,16 @@ void TWorker::wait_s(int seconds)
         vos_cond_wait(&m_cond, seconds);
 }
 
-void TWorker::see_through(const std::function<void()> &duty)
+TMustComplete::TMustComplete(TWorker *worker) : m_worker(*worker)
 {
-    struct T_SEEN_THROUGH {
-        const std::atomic<bool> *flag;
-        ~T_SEEN_THROUGH() // after an exception too: the body goes on
-        {
-            ++g_duties;
-            platform_interrupt_on(flag);
-        }
-    };
-    const T_SEEN_THROUGH after = {&m_terminate};
     platform_interrupt_on(nullptr);
-    ++g_duties;
-    duty();
+    ++g_progress;
+}
+
+TMustComplete::~TMustComplete()
+{
+    ++g_progress;
+    platform_interrupt_on(&m_worker.m_terminate);
 }
 
 bool TWorker::made(const std::function<void()> &pass)
@@ -102,9 +98,9 @@ void TWorker::run_once(const std::function<void()> &pass)
     }
 }
 
-unsigned worker_duties()
+unsigned worker_progress()
 {
-    return g_duties;
+    return g_progress;
 }
 
 void TWorker::set_up() const

@@ -53,13 +53,11 @@ public:
     void run_passes(const std::function<void()> &pass);
     /* What the passes build on: once, and again in the same way after an exception. */
     void run_once(const std::function<void()> &pass);
-    /* For a duty that must not end halfway: calls of the platform in it do not
-     * give up on a stop. An exception of the duty passes through. */
-    void see_through(const std::function<void()> &duty);
-
     static constexpr int kAfterFailureS = 60;
 
 private:
+    friend class TMustComplete;
+
     static void *enter(void *self);
     void set_up() const;
     bool made(const std::function<void()> &pass);
@@ -72,9 +70,22 @@ private:
     pthread_t m_thread = {};
 };
 
-/* How often a duty has begun or ended to be seen through, in all workers: that it
- * grows shows that something still moves. */
-unsigned worker_duties();
+/* Work of a worker's body that must complete: while it exists, calls of the platform
+ * ignore stop requests. */
+class TMustComplete {
+public:
+    explicit TMustComplete(TWorker *worker);
+    ~TMustComplete();
+    TMustComplete(const TMustComplete &) = delete;
+    TMustComplete &operator=(const TMustComplete &) = delete;
 
-/* Creates a thread that nobody waits for. 0, or pthread_create's error. */
+private:
+    const TWorker &m_worker;
+};
+
+/* How many of them have begun or ended, in all workers: as long as it grows, a stop
+ * makes progress. */
+unsigned worker_progress();
+
+/* Creates a detached thread. 0, or pthread_create's error. */
 int thread_start_detached(const char *name, void (*body)());

@@ -56,7 +56,7 @@ void TStopWatch::watch()
     const TLock guard(m_lock);
     while (!m_done) {
         m_changed.wait_for(m_lock, kLook);
-        if (m_done || !stop_hangs(&seen, m_steps + worker_duties(), current_time_stamp_mono_r()))
+        if (m_done || !stop_hangs(&seen, m_steps + worker_progress(), current_time_stamp_mono_r()))
             continue;
         tell("%s hangs: the stop ends without it\n", m_step.load());
         _exit(0);

@@ -123,6 +123,7 @@ void do_vol_check(T_VOLUME_WATCH *watch, bool force, TWorker *self)
         /* A stop cuts the delay short, not the disable: it was decided on, so it is
          * called at once then and is not given up for the stop. */
         self->wait_s(kDisableDelayS);
-        self->see_through([] { (void)PAL_vbus_ostrapro_disable(); });
+        const TMustComplete scope(self);
+        (void)PAL_vbus_ostrapro_disable();
     }
 }

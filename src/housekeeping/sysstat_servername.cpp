@@ -19,8 +19,11 @@ std::string g_last_name; // the worker's alone
 void servername_monitor_main(TWorker *self)
 {
     self->run_once([] { (void)servername_changed(); }); // learns the name: the start is no change
-    /* A name that was not told would be the known one at the next start. */
-    TFileWatcher watcher({kWatchedFile}, [self] { self->see_through(do_handling); });
+    /* A name that was not sent would count as known at the next start. */
+    TFileWatcher watcher({kWatchedFile}, [self] {
+        const TMustComplete scope(self);
+        do_handling();
+    });
     self->run_passes([&] {
         watcher.run();
         self->wait_s(1);

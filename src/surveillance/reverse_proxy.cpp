@@ -144,8 +144,10 @@ void remove_elsewhere(TWorker *self, T_REMOVED *removed)
     const T_REMOVED now = std::exchange(*removed, {});
     if (!now.files.empty())
         remove_files(now.files);
-    if (!now.bus.rules.empty())
-        self->see_through([&] { remove_from_bus(now.bus); });
+    if (now.bus.rules.empty())
+        return;
+    const TMustComplete scope(self);
+    remove_from_bus(now.bus);
 }
 
 /* One pass. *removed is what an earlier one deleted and could not go on with. False
@@ -159,8 +161,10 @@ bool remove_expired(TWorker *self, bool is_first, T_REMOVED *removed)
     for (const T_PROXY_RULE &rule : rules) {
         if (self->terminated())
             break;
-        if (is_first || proxy_remaining_ms(rule, current_time_stamp()) <= 0)
-            self->see_through([&] { remove_rule(rule, removed); });
+        if (is_first || proxy_remaining_ms(rule, current_time_stamp()) <= 0) {
+            const TMustComplete scope(self);
+            remove_rule(rule, removed);
+        }
     }
     remove_elsewhere(self, removed);
     return true;

@@ -66,8 +66,10 @@ void failing(TWorker *self)
     });
     self->run_passes([self] {
         g_passes.emplace_back("pass");
-        if (g_passes.size() == 3)
-            self->see_through([] { throw std::bad_alloc(); });
+        if (g_passes.size() == 3) {
+            const TMustComplete scope(self);
+            throw std::bad_alloc();
+        }
         self->wait_s(5);
         if (g_passes.size() == 4)
             throw std::runtime_error("at the stop");
