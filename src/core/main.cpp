@@ -12,6 +12,7 @@
 
 #include "base/log_stream.h"
 #include "base/text.h"
+#include "base/thread.h"
 #include "base/thread_stack.h"
 #include "common/local_time.h"
 #include "common/trace.h"
@@ -167,18 +168,6 @@ void limit_thread_memory()
     (void)mallopt(M_ARENA_MAX, 1);
 }
 
-/* The signals are the main thread's alone. Threads take the mask of the thread
- * that makes them, so they are held back while the monitors and the service,
- * with its libraries' threads, come up. What arrives meanwhile waits. */
-void hold_signals(bool hold)
-{
-    sigset_t set;
-    sigemptyset(&set);
-    for (const int one : {SIGINT, SIGTERM, SIGHUP})
-        sigaddset(&set, one);
-    pthread_sigmask(hold ? SIG_BLOCK : SIG_UNBLOCK, &set, nullptr);
-}
-
 } // namespace
 
 int main(int argc, char **argv)
@@ -196,10 +185,13 @@ int main(int argc, char **argv)
     vos_cond_t cond;
     vos_cond_wait_init(&cond, 1);
 
-    hold_signals(true);
-    VeloMond_start();
-    std::set_terminate(std::abort); // from now on it is a crash
-    hold_signals(false);
+    {
+        /* Signals belong to the main thread: the threads of the libraries inherit this
+         * mask. What arrives meanwhile stays pending. */
+        const TSignalsHeld held;
+        VeloMond_start();
+        std::set_terminate(std::abort); // from now on it is a crash
+    }
     if (const std::string missing = config_missing(); !missing.empty())
         tell("%s\n", missing.c_str());
     while (!g_exit) {

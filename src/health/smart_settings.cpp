@@ -34,21 +34,20 @@ bool read_schedule(const T_SMART_KEY_READER &read, T_SMART_SETTINGS *settings)
     if (result == T_KEY_RESULT::FOUND)
         settings->sch_type = value;
 
-    result = read_key(read, "sch_weekday", &value, &err_no);
-    if (result == T_KEY_RESULT::FAILED) {
-        log_File_Debug(kLogSmart, "get_hdd_health_setting() : week day fail err_no=%d", err_no);
-        return false;
+    struct {
+        const char *key, *name;
+        int *number;
+    } const numbers[] = {{"sch_weekday", "week day", &settings->sch_weekday},
+                         {"sch_hour", "day hour", &settings->sch_hour}};
+    for (const auto &[key, name, number] : numbers) {
+        result = read_key(read, key, &value, &err_no);
+        if (result == T_KEY_RESULT::FAILED) {
+            log_File_Debug(kLogSmart, "get_hdd_health_setting() : %s fail err_no=%d", name, err_no);
+            return false;
+        }
+        if (result == T_KEY_RESULT::FOUND)
+            *number = text_to_int(value.c_str());
     }
-    if (result == T_KEY_RESULT::FOUND)
-        settings->sch_weekday = text_to_int(value.c_str());
-
-    result = read_key(read, "sch_hour", &value, &err_no);
-    if (result == T_KEY_RESULT::FAILED) {
-        log_File_Debug(kLogSmart, "get_hdd_health_setting() : day hour fail err_no=%d", err_no);
-        return false;
-    }
-    if (result == T_KEY_RESULT::FOUND)
-        settings->sch_hour = text_to_int(value.c_str());
     return true;
 }
 

@@ -107,10 +107,9 @@ void Recording_state_monitor_main(TWorker *self)
             last_second = now_second;
             if (result == kCutOff)
                 return; // that says nothing about the recording
-            if (result != 0) {
+            if (result != 0)
                 log_File_Debug(kLogRecState, "%s:%s (%d), get_recording_state faile (%d)\n", kSource,
                                "Recording_state_monitor_main", 179, result);
-            }
         }
         const T_RECORDING state = recording();
         if (first_report || state.is_recording != last_reported) {

@@ -62,9 +62,8 @@ int list_rules(std::vector<T_PROXY_RULE> *rules)
         log_File_Debug(kLogReverseProxy, "[%s][%d] get proxy rule failed, res=%s", kFunction, 98, text.c_str());
         return -1;
     }
-    if (answer.unreadable != 0) {
+    if (answer.unreadable != 0)
         log_File_Debug(kLogReverseProxy, "[%s][%d] %d unreadable rules left alone", kFunction, 102, answer.unreadable);
-    }
     *rules = std::move(answer.rules);
     return 0;
 }
@@ -109,31 +108,25 @@ void remove_files(const std::vector<std::string> &guids)
         const std::string path = "/etc/reverseproxy/extra/" + guid + ".conf";
         /* A rule must not be able to take away files elsewhere. */
         const int result = proxy_guid_is_name(guid) ? unlink(host_path(path).c_str()) : -1;
-        if (result != 0) {
-            log_File_Debug(kLogReverseProxy, "[%s][%d] remove file [%s] failed, ret=[%s]", kFunction, 150, path.c_str(),
-                           std::to_string(result).c_str());
-        }
+        if (result != 0)
+            log_File_Debug(kLogReverseProxy, "[%s][%d] remove file [%s] failed, ret=[%d]", kFunction, 150, path.c_str(),
+                           result);
     }
     const int result =
         kestrel_exec(0, 0, 0, "/usr/sbin/apache2", "-k", "graceful", "-f", "/etc/apache2/apache2.conf", nullptr);
-    if (result != 0) {
-        log_File_Debug(kLogReverseProxy, "[%s][%d] kestrel_exec failed, ret=[%s]", kFunction, 157,
-                       std::to_string(result).c_str());
-    }
+    if (result != 0)
+        log_File_Debug(kLogReverseProxy, "[%s][%d] kestrel_exec failed, ret=[%d]", kFunction, 157, result);
 }
 
 void remove_from_bus(const t_vbus_reverse_proxy_info &request)
 {
     t_auth auth;
-    if (const uint32_t result = PAL_auth_get_auth(auth); result != 0) {
-        log_File_Debug(kLogReverseProxy, "[%s][%d] get auth failed, ret=[%s]", kFunction, 166,
-                       std::to_string(result).c_str());
-    }
+    if (const uint32_t result = PAL_auth_get_auth(auth); result != 0)
+        log_File_Debug(kLogReverseProxy, "[%s][%d] get auth failed, ret=[%u]", kFunction, 166, result);
     t_vbus_reverse_proxy_info answer;
-    if (const uint32_t result = PAL_vbus_update_reverse_proxy(request, answer); result != 0) {
+    if (const uint32_t result = PAL_vbus_update_reverse_proxy(request, answer); result != 0)
         log_File_Debug(kLogReverseProxy, "[%s][%d] PAL del bs rule failed, ret=%d, resp=%s", kFunction, 171,
                        static_cast<int>(result), answer.response.c_str());
-    }
 }
 
 /* Also when a stop was asked for: what the service deleted it does not list

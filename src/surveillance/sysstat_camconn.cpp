@@ -1,10 +1,10 @@
 #include "surveillance/sysstat_camconn.h"
 
-#include <cstring>
 #include <string>
 
 #include "base/text.h"
 #include "common/debug_log.h"
+#include "common/query.h"
 #include "common/watcher.h"
 #include "platform/ssci.h"
 #include "platform/time_stamp.h"
@@ -17,10 +17,6 @@ constexpr const char *kSource = "sysstat_camconn.cpp";
 constexpr const char *kService = "recStreamService";
 constexpr int kTimeoutS = 5;
 constexpr uint64_t kPeriodS = 60;
-
-constexpr int kNoManager = -2;
-constexpr int kNoMethod = -3;
-constexpr int kBadCount = -6;
 
 TCameraTable g_cameras;
 
@@ -77,10 +73,9 @@ TWatcher g_watcher({"CAMCONN-worker", "camconn_monitor_main", camconn_monitor_ma
 int sysstat_camconn_init()
 {
     const long long result = ssci_nameserver_init("localhost", 10182);
-    if (result != 0) {
+    if (result != 0)
         log_File_Debug(kLogCamConn, "%s:%s(%d) ssci_nameserver_init ret=[%08llx]", kSource, "sysstat_camconn_init", 201,
                        static_cast<unsigned long long>(result));
-    }
     g_cameras.clear();
     g_p_CamConnstatManager = new TCamConnStatManager;
     return g_watcher.start();
@@ -123,27 +118,27 @@ int sysstat_camconn_proc(const char *method, const char *count, json_object **ou
     if (g_p_CamConnstatManager == nullptr) {
         /* Another kind's name, by which the log is searched. */
         log_File_Debug(kLogCamConn, "%s:%s(%d) g_p_NetstatManager does not exist.", kSource, kFunction, 262);
-        return kNoManager;
+        return kQueryNoManager;
     }
-    if (strcmp(method, "cur_data") == 0) {
+    if (query_is(method, "cur_data")) {
         *out = cam_conn_json(g_p_CamConnstatManager->get_current(TCamConnStatManager::kKey)).release();
-        return 0;
+        return kQueryOk;
     }
-    if (strcmp(method, "total") == 0) {
+    if (query_is(method, "total")) {
         const int count_val = text_to_int(count);
         if (count_val < 0) {
             log_File_Debug(kLogCamConn, "%s:%s(%d) count_val=[%d] invalid.", kSource, kFunction, 281, count_val);
-            return kBadCount;
+            return kQueryBadCount;
         }
         *out = cam_conn_json(g_p_CamConnstatManager->get_total(TCamConnStatManager::kKey, count_val)).release();
-        return 0;
+        return kQueryOk;
     }
-    if (strcmp(method, "channel_info") == 0) {
+    if (query_is(method, "channel_info")) {
         const auto cameras = g_cameras.get();
         *out = camera_table_json(cameras != nullptr ? *cameras : T_CAMERAS()).release();
-        return 0;
+        return kQueryOk;
     }
     log_File_Debug(kLogCamConn, "%s:%s(%d) method=[%s] not support.", kSource, kFunction, 297,
                    text_printable(method).c_str());
-    return kNoMethod;
+    return kQueryNoMethod;
 }
