@@ -69,7 +69,7 @@ void log_File_Debug(const char *path, const char *format, ...)
     vsnprintf(line, sizeof(line), format, args);
     va_end(args);
 
-    /* What cannot be logged for want of memory is no reason to end what is logged about. */
+    /* A line for which there is no memory must not end the work that it reports. */
     try {
         append(path, line);
     } catch (const std::exception &) {

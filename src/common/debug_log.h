@@ -18,6 +18,6 @@ inline constexpr const char *kLogCmv = DEBUG_LOG_FOLDER ".velomond_cmv.log";
 /* Appends a text of at most 2047 characters to a debug log, exactly as
  * formatted: neither a line feed nor a time stamp is added. A file that has
  * grown above 2,095,104 bytes first becomes "<path>_bak", replacing an older
- * one. What cannot be written is dropped. Nothing stays open in between, so a
- * file may be moved or deleted at any time. Any thread may call. */
+ * one. What cannot be written is dropped. No file stays open in between, so it
+ * may be moved or deleted at any time. Any thread may call. */
 void log_File_Debug(const char *path, const char *format, ...) __attribute__((format(printf, 2, 3)));

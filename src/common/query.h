@@ -13,17 +13,17 @@ constexpr int kQueryBadCount = -6;
 
 /* The beginning of the statistics kinds' queries.
  * kQueryOk; kQueryWrongArgs when the method or the name is empty, else
- * kQueryNoManager when the kind is not up. Failures are told on standard error. */
+ * kQueryNoManager when the kind is not up. Failures are logged on standard error. */
 int query_head(const char *method, const char *name, const void *manager, const char *manager_name);
 
-/* Reads the count of intervals. kQueryOk, or kQueryBadCount, told, when it is
+/* Reads the count of intervals. kQueryOk, or kQueryBadCount, logged, if it is
  * negative. */
 int query_count(const char *type, int *count);
 
-/* Tells that an argument is missing. Always kQueryWrongArgs. */
+/* Logs that an argument is missing. Always kQueryWrongArgs. */
 int query_wrong_args();
 
-/* Tells that the method is not known. Always kQueryNoMethod. */
+/* Logs that the method is unknown. Always kQueryNoMethod. */
 int query_unknown(const char *method);
 
 /* The C string of method compared. */

@@ -57,7 +57,7 @@ void TWorker::release()
 
 void TWorker::wait_s(int seconds)
 {
-    /* The stop's one signal may have ended an earlier sleep of the same pass. */
+    /* The signal of the stop may have ended an earlier sleep of the same pass. */
     if (!terminated())
         vos_cond_wait(&m_cond, seconds);
 }
@@ -74,7 +74,7 @@ TMustComplete::~TMustComplete()
     platform_interrupt_on(&m_worker.m_terminate);
 }
 
-bool TWorker::made(const std::function<void()> &pass)
+bool TWorker::run(const std::function<void()> &pass)
 {
     try {
         pass();
@@ -89,12 +89,12 @@ bool TWorker::made(const std::function<void()> &pass)
 void TWorker::run_passes(const std::function<void()> &pass)
 {
     while (!terminated())
-        (void)made(pass);
+        (void)run(pass);
 }
 
 void TWorker::run_once(const std::function<void()> &pass)
 {
-    while (!terminated() && !made(pass)) {
+    while (!terminated() && !run(pass)) {
     }
 }
 
@@ -126,8 +126,8 @@ void *TWorker::enter(void *self)
     try {
         worker->m_plan.body(worker);
     } catch (const std::exception &failure) {
-        /* Outside of its passes, so there is nothing to go on with. The daemon does
-         * without this thread rather than ending with it. */
+        /* Outside of the passes, so there is no next one. The daemon goes on without this
+         * thread. */
         tell("%s ended by an exception: %s\n", worker->m_plan.function, failure.what());
     }
     tell(" %s was terminated.\n", worker->m_plan.function);

@@ -11,24 +11,24 @@ class TWorker;
 /* What a worker thread is. */
 struct T_WORKER_PLAN {
     const char *name;     // of the thread; the kernel keeps its first 15 characters
-    const char *function; // of the body, told when it ends
+    const char *function; // of the body, logged when it ends
     void (*body)(TWorker *self);
-    /* Told when deferred cancellation cannot be set up ("pthread_setcancelstate"
-     * or "pthread_setcanceltype"); null: the usual line on standard error. */
+    /* Logs that deferred cancellation cannot be set up ("pthread_setcancelstate" or
+     * "pthread_setcanceltype"); null: the usual line on standard error. */
     void (*cancel_failed)(const char *call, int error) = nullptr;
 };
 
-/* A joinable thread that can be told to stop.
+/* A joinable thread that stops on request.
  *
- * The body is made of passes (run_passes) and sleeps in wait_s() only; a stop ends the
- * sleep, also one that was asked for just before it, and no other sleep begins.
- * Calls of the platform that the body makes give up when a stop is asked for.
+ * The body is made of passes (run_passes) and sleeps in wait_s() only; a stop request
+ * ends the sleep, even if it came just before, and no further sleep begins. It also
+ * cancels the platform calls of the body.
  * Signals are blocked in the thread: they belong to the main thread. One object
  * serves one thread at a time; start, stop and release are the owner's, wake is
  * anyone's between. */
 class TWorker {
 public:
-    /* Readies the condition. start() does it where it was not done. */
+    /* Initialises the condition, as start() does if it was not done before. */
     void prepare();
 
     /* Clears the flag and creates the thread. 0, or pthread_create's error. */
@@ -41,17 +41,17 @@ public:
      * line, when the thread was never created. */
     void stop();
 
-    /* Gives the condition back. */
+    /* Releases the condition. */
     void release();
 
     /* For the body. */
     bool terminated() const { return m_terminate.load(); }
     void wait_s(int seconds);
-    /* Makes one pass after the other until a stop is asked for; the pass sleeps by
-     * itself. An exception (out of memory, most likely) ends the pass only: it is
-     * logged, and the next pass begins kAfterFailureS later. */
+    /* Repeats the pass, which sleeps by itself, until a stop request. An exception (most
+     * likely out of memory) ends only its pass: it is logged, and the next pass begins
+     * kAfterFailureS later. */
     void run_passes(const std::function<void()> &pass);
-    /* What the passes build on: once, and again in the same way after an exception. */
+    /* Runs what the passes build on, and repeats it in the same way after an exception. */
     void run_once(const std::function<void()> &pass);
     static constexpr int kAfterFailureS = 60;
 
@@ -60,7 +60,7 @@ private:
 
     static void *enter(void *self);
     void set_up() const;
-    bool made(const std::function<void()> &pass);
+    bool run(const std::function<void()> &pass);
 
     T_WORKER_PLAN m_plan = {};
     std::atomic<bool> m_terminate{false};

@@ -38,8 +38,8 @@ template <size_t N> void put(const char (&text)[N])
     (void)log_stream_write(STDERR_FILENO, text, N - 1);
 }
 
-/* Handlers run in the middle of anything, so they only write, count and set.
- * What a debug signal asks for is printed by the main thread's wait loop. */
+/* Handlers interrupt anything, so they only write, count and set a flag. The main
+ * thread's wait loop prints what a debug signal requests. */
 void proc_int(int /*signal*/)
 {
     put("main:proc_int(108)\n");
@@ -52,15 +52,15 @@ void proc_test(int /*signal*/)
     ++g_prints_wanted;
 }
 
-/* Without memory the start ends, and whoever started us tries again, rather than
- * that the daemon lives for years without a part of it. */
+/* Out of memory ends the start, and the service manager tries again: better than to run
+ * for years without a part of the daemon. */
 [[noreturn]] void end_orderly()
 {
-    put("no start or stop for want of memory\n");
+    put("out of memory while starting or stopping\n");
     _exit(1);
 }
 
-/* Before all objects of the process: their making is part of the start. */
+/* Before all static objects: their construction is part of the start. */
 struct T_START {
     T_START() { std::set_terminate(end_orderly); }
 };
@@ -111,8 +111,8 @@ void print_banner()
     tell("execute_time  : [%s]\n", execute_time.c_str());
 }
 
-/* Whoever starts us may have closed these. The next file or socket would take
- * their numbers, and trace lines would go into it. */
+/* The parent may have closed these. The next file or socket would get their numbers,
+ * and trace lines would be written into it. */
 void fill_standard_descriptors()
 {
     int fd = open("/dev/null", O_RDWR);
@@ -124,7 +124,7 @@ void fill_standard_descriptors()
 
 void daemonize()
 {
-    const std::string lock_file = host_path(kLockFile); // a relative root means the folder we are still in
+    const std::string lock_file = host_path(kLockFile); // a relative root counts from the current folder
     tell("%s()\n", "daemonize");
     const pid_t pid = fork();
     if (pid < 0)
@@ -138,7 +138,7 @@ void daemonize()
     const int lock = open(lock_file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0640);
     if (lock < 0 || lockf(lock, F_TLOCK, 0) < 0)
         exit(1);
-    /* The process id is told here only: tools expect the lock file to be empty. */
+    /* The process id is logged here only: tools expect the lock file to be empty. */
     tell("pid=[%d]\n", getpid());
 }
 
@@ -153,9 +153,9 @@ void register_signal_handler()
 }
 
 /* For all threads, also those that libraries create. The default is 8 MiB each,
- * and where the kernel gives huge pages to everyone, a stack that spans one gets
- * 2 MiB with its first byte. The deepest stack measured is 72 KiB, of the first
- * call of another service; answers are parsed 64 levels deep at most. */
+ * and where transparent huge pages are always on, the first byte of such a stack
+ * takes 2 MiB. The deepest stack measured is 72 KiB, in the first call of another
+ * service; answers are parsed 64 levels deep at most. */
 void limit_thread_memory()
 {
     pthread_attr_t attributes;
@@ -163,8 +163,8 @@ void limit_thread_memory()
     pthread_attr_setstacksize(&attributes, kThreadStack);
     (void)pthread_setattr_default_np(&attributes);
     pthread_attr_destroy(&attributes);
-    /* One heap, not one for each pair of threads: what one leaves free the other can
-     * use. A day's memory is 0.3 MiB less, requests per second are the same. */
+    /* One heap instead of one per pair of threads, so that all share free memory:
+     * 0.3 MiB less after a day, at the same request rate. */
     (void)mallopt(M_ARENA_MAX, 1);
 }
 
@@ -173,8 +173,8 @@ void limit_thread_memory()
 int main(int argc, char **argv)
 {
     fill_standard_descriptors();
-    signal(SIGPIPE, SIG_IGN); // a peer that went away is an error of that write, no more
-    signal(SIGCHLD, SIG_DFL); // where our parent has it ignored, no exit status of a tool would reach us
+    signal(SIGPIPE, SIG_IGN); // a closed connection is only an error of that write
+    signal(SIGCHLD, SIG_DFL); // if inherited as ignored, the exit status of tools is lost
     trace("main", "main", 277);
     parse_options(argc, argv);
     print_banner();

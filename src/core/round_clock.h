@@ -9,7 +9,7 @@ class TRoundClock {
 public:
     explicit TRoundClock(time_t now_s) : m_last_s(now_s) {}
 
-    /* Whether a round is due; asking begins it. */
+    /* Whether a round is due; if so, it begins now. */
     bool due(time_t now_s)
     {
         constexpr double kPeriodS = 10.0;

@@ -6,21 +6,21 @@
 
 #include "base/mutex.h"
 
-/* How long nothing may move in a stop. What is seen through moves: each call in it ends after 5 s. */
+/* How long a stop may make no progress. Work that must complete is progress: each of its calls ends after 5 s. */
 constexpr uint64_t kStopHangMs = 10'000;
 
-/* What was seen last of a stop. */
+/* The progress of a stop as last observed. */
 struct T_STOP_PROGRESS {
     uint64_t moves = 0;
-    uint64_t since_ms = 0; // when they became so many
+    uint64_t since_ms = 0; // the last change
 };
 
-/* Whether nothing has moved for too long. */
+/* Whether there was no progress for too long. */
 bool stop_hangs(T_STOP_PROGRESS *seen, uint64_t moves, uint64_t now_ms);
 
-/* Watches a stop as long as it lives. A disk that does not answer can hold a thread for good, and who joins it: when a
- * step hangs, that is logged and the process ends by _exit(0), with nothing further done. Where there is no memory for
- * its thread, the stop goes unwatched. */
+/* Watches a stop during its lifetime. A disk that does not respond can block a thread forever, and the stop with it: a
+ * step that hangs is logged, and the process ends by _exit(0) without the steps behind it. If its own thread cannot be
+ * created, the stop is not watched. */
 class TStopWatch {
 public:
     TStopWatch();

@@ -30,8 +30,8 @@ int32_t do_get_vpkg_system_zfs_devid(int32_t volume_id)
 
 void do_raid_check()
 {
-    /* Not the id that the volume checks hold: that one is kept for as long as the
-     * process lives, and this check is to see the volume of the day. */
+    /* Not the id that the volume checks keep for the life of the process: this check
+     * follows the configuration. */
     const int32_t volume_id = volume_id_read(kSystemVolumeKey);
     const int32_t device_id = volume_on_zfs() ? do_get_vpkg_system_zfs_devid(volume_id) : volume_id;
 
@@ -49,7 +49,7 @@ void do_raid_check()
         volume_log_failed(kFunction, 788, "PAL_storage_get_enclosure_list", result);
         return;
     }
-    /* One record for all disks: what counts in the end is the last disk's. */
+    /* One record for all disks: the values of the last one remain. */
     t_storage_smart_info smart;
     for (int32_t disk = 0; disk < enclosures.disk_count; ++disk) {
         if (const uint32_t result = PAL_storage_get_disk_smart_info(auth, {disk}, smart); result != 0) {

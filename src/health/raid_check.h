@@ -1,6 +1,6 @@
 #pragma once
 
-/* Looks at the array of the system volume and the health of the disks, and warns
- * through the notification centre when the array is not working as it should
- * while the last disk of it expects to fail. Failures go to the volume log. */
+/* Checks the array of the system volume and the health of the disks, and sends a
+ * warning to the notification centre if the array's status is 0 or below while the
+ * last disk predicts its failure. Failures go to the volume log. */
 void do_raid_check();

@@ -9,7 +9,7 @@
  * buffers. */
 
 /* "1023", "9.5 GB", "10.0 GB": one digit behind the point and a letter of KMGTPE.
- * With a divisor (not 0) the amount is told in units of it, rounded, as a plain
+ * With a divisor (not 0) the amount is shown in units of it, rounded, as a plain
  * number. With unit 0 the value is rounded to a whole one: "10 GB". */
 void format_size_human(char *out, size_t size, uint64_t count, uint64_t unit, uint64_t divisor);
 

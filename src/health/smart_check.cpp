@@ -32,20 +32,20 @@ std::string read_recording_disks()
         return "";
     char text[kRecordingDisksSize];
     const std::string_view got(text, fread(text, 1, sizeof(text), output.get()));
-    return std::string(got.substr(0, got.find('\0'))); // it is text: nothing counts behind a NUL
+    return std::string(got.substr(0, got.find('\0'))); // the text ends at the first NUL
 }
 
-/* The folder is anyone's: what is no file of its own there is not written to. */
+/* Anyone may write to the folder, so only a regular file is opened. */
 void append_hours(const T_SMART_DISK &disk, int32_t hours)
 {
     const TFd file = regular_file_open(host_path(kHourFile), O_WRONLY | O_CREAT | O_APPEND);
     if (!file.is_open())
         return;
     const std::string line = text_format("%s - [%s] power on hour [%8d]\n", disk.name, disk.label, hours);
-    (void)regular_file_write(file, line.data(), line.size()); // the check goes on without it
+    (void)regular_file_write(file, line.data(), line.size()); // best effort
 }
 
-/* Nothing when a stop cut the reading off. */
+/* Nothing if a stop cancelled the reading. */
 std::optional<T_HOURS> do_disk_smart_check(const t_auth &auth, int32_t number, int threshold)
 {
     t_storage_smart_info info;
@@ -61,8 +61,8 @@ std::optional<T_HOURS> do_disk_smart_check(const t_auth &auth, int32_t number, i
     return T_HOURS{hours, hours > threshold};
 }
 
-/* What the last full check found, for a disk that was merely too old then; no
- * other one is looked at in between. */
+/* The hours of a disk in state hour_warning, from the last full check; the other disks
+ * are skipped between full checks. */
 std::optional<T_HOURS> known_hours(const T_SMART_STATE &state, const std::string &name)
 {
     const auto known = state.disks.find(name);
@@ -71,8 +71,8 @@ std::optional<T_HOURS> known_hours(const T_SMART_STATE &state, const std::string
     return T_HOURS{known->second.hours, true};
 }
 
-/* One disk of the list; *highest rises to its level where it counts. False when a stop
- * cut the check off. */
+/* Checks one disk of the list and raises *highest to its level. False if a stop
+ * cancelled the check. */
 bool check_disk(T_SMART_STATE *state, const t_auth &auth, const t_storage_disk &entry, bool full, int32_t *highest)
 {
     if (entry.presence.empty())

@@ -11,7 +11,7 @@
 #include "health/smart_settings.h"
 #include "platform/pal.h"
 
-/* Health of the disks, each by itself and as one overall state. */
+/* Health of the disks, each on its own and as one overall state. */
 
 constexpr const char *kSmartSource = "sysstat_smart.cpp";
 
@@ -26,8 +26,8 @@ struct T_SMART_DISK {
     char name[128] = {};
 };
 
-/* What the watcher knows. It lives as long as the process; the watcher's thread
- * alone uses it, but for the first two, which queries read. */
+/* The watcher's state. It lives as long as the process; only the watcher's thread uses
+ * it, except for the first two, which queries read. */
 struct T_SMART_STATE {
     std::atomic<int32_t> overall{SMART_NORMAL};                               // T_SMART_LEVEL
     std::atomic<uint32_t> report_time{static_cast<uint32_t>(wall_clock_s())}; // s, of the last report
@@ -39,19 +39,19 @@ struct T_SMART_STATE {
     std::string recording_disks; // what the recorder says of its disks, at most 1024 bytes
 };
 
-/* Looks at the disks once, at the hour's first check with SMART of all of them,
- * else only at those whose sole fault is their age. Returns state->changed. */
+/* Checks the disks once: with SMART of all of them at the first check of an hour, else
+ * only those in state hour_warning. Returns state->changed. */
 bool do_update_check(T_SMART_STATE *state);
 
 /* --- Computing, for the above and for tests -------------------------------- */
 
 /* The number in a disk's name: its sixth character and what follows, read as
- * hexadecimal; 0 where there is none. */
+ * hexadecimal; 0 if there is none. */
 int32_t smart_disk_number(const std::string &name);
 
 /* The state of a disk that the platform's list calls `status`, with more hours
  * than the threshold or not. */
 T_SMART_LEVEL smart_disk_level(int32_t status, bool too_old);
 
-/* What an event may say of a disk: no double quotes, at most 255 bytes. */
+/* The label of a disk for events: without double quotes, at most 255 bytes. */
 std::string smart_label(std::string_view text);

@@ -2,10 +2,10 @@
 
 #include "health/smart_check.h"
 
-/* What the SMART watcher announces. */
+/* Reports and events of the SMART watcher. */
 
-/* Reports the overall state to the dashboard receiver, once: a receiver that
- * cannot be had is only told in the SMART log. */
+/* Reports the overall state to the dashboard receiver, without retry; a failure goes to
+ * the SMART log. */
 void do_update(T_SMART_STATE *state);
 
 /* One event for each disk in state warning or error. */

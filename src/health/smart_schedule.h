@@ -5,13 +5,13 @@
 
 #include "health/smart_settings.h"
 
-/* When the SMART watcher looks at the disks and when it announces what it found.
- * All of it follows from the bookkeeping, the settings and the moment given. */
+/* When the SMART watcher checks the disks and when it sends events: functions of the
+ * bookkeeping, the settings and the given time. */
 
 struct T_SMART_SCHEDULE {
     int last_hour = 25;           // of the last hourly full check; 25: none yet
-    bool scheduled_hour = false;  // the schedule hour has come and its events have not gone out
-    int last_day = 35;            // of the month, on which events went out; 35: none yet
+    bool scheduled_hour = false;  // the schedule hour has begun and its events are not sent
+    int last_day = 35;            // of the month, on which events were sent; 35: none yet
     bool settings_changed = true; // the next check is a full one; set at start only
     uint64_t last_check_ms = 0;   // monotonic; 0: none yet
 };
@@ -20,11 +20,11 @@ struct T_SMART_SCHEDULE {
 bool smart_check_due(const T_SMART_SCHEDULE &schedule, uint64_t now_ms);
 
 /* Whether the check at this local time reads SMART of every disk: at the first
- * one in minute 0 of an hour, and at the first of all. Books it as done, and
- * notes when it is the schedule hour's. */
+ * one in minute 0 of an hour, and at the first of all. Records it as done, and
+ * whether it is the one of the schedule hour. */
 bool smart_full_check(T_SMART_SCHEDULE *schedule, const T_SMART_SETTINGS &settings, const struct tm &now);
 
-/* What to announce at this local time; books it as done. */
+/* The events to send at this local time; records them as sent. */
 struct T_SMART_ANNOUNCE {
     bool disk_status = false;
     bool power_on_hours = false;

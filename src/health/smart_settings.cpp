@@ -61,7 +61,7 @@ int smart_read_key(const char *key, std::string &out, int *err_no)
 int smart_threshold(int configured)
 {
     const TFd file =
-        regular_file_open(host_path("/tmp/hdd_power_on_hour_threshold"), O_RDONLY); // the folder is anyone's
+        regular_file_open(host_path("/tmp/hdd_power_on_hour_threshold"), O_RDONLY); // anyone may write there
     if (!file.is_open())
         return configured;
     char text[kOverrideSize] = {};

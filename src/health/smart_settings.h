@@ -3,10 +3,10 @@
 #include <functional>
 #include <string>
 
-/* When disk events are due and what counts as a long life: section "hdd_health"
- * of the recorder's configuration. */
+/* When disk events are due and when a disk counts as old: section "hdd_health" of
+ * the recorder's configuration. */
 struct T_SMART_SETTINGS {
-    int threshold_hours = 20000; // power-on hours above it are worth a warning
+    int threshold_hours = 20000; // more power-on hours give a warning
     std::string sch_type = "daily";
     int sch_weekday = 0; // 0 Sunday
     int sch_hour = 0;    // 0 to 23, local time
@@ -15,16 +15,15 @@ struct T_SMART_SETTINGS {
 /* Reads one key of the section as __nvrcfg_get_key_value does. */
 using T_SMART_KEY_READER = std::function<int(const char *key, std::string &out, int *err_no)>;
 
-/* Reads the settings one by one; each that was read is in *settings at once. A
- * key that is absent keeps what was there, and with an absent threshold nothing
- * further is looked at. Any other failure ends the load: then false, and the
- * keys not reached keep what they had. The outcome is told in the SMART log. */
+/* Reads the settings one by one, each directly into *settings. An absent key leaves its
+ * setting unchanged; an absent threshold ends the load. Any other failure ends it with
+ * false and leaves the settings behind it unchanged. The result goes to the SMART log. */
 bool get_hdd_health_setting(const T_SMART_KEY_READER &read, T_SMART_SETTINGS *settings);
 
 /* The reader of the recorder's configuration. */
 int smart_read_key(const char *key, std::string &out, int *err_no);
 
-/* The threshold in force: what "/tmp/hdd_power_on_hour_threshold" says in its
- * first 127 bytes, or the configured one where that says nothing or 0, or is no
- * regular file. */
+/* The effective threshold: the number in the first 127 bytes of
+ * "/tmp/hdd_power_on_hour_threshold", or the configured one if that is 0 or missing, or
+ * the file is not a regular one. */
 int smart_threshold(int configured);

@@ -3,11 +3,11 @@
 #include "base/json.h"
 #include "health/smart_check.h"
 
-/* The disks' health: looked at once a minute, in full once an hour; changes are
- * reported to the dashboard receiver, and at the configured hour the disks that
- * need attention go into the surveillance event log. */
+/* Disk health: checked once a minute, in full once an hour; changes are reported to the
+ * dashboard receiver, and at the configured hour events for the disks that need
+ * attention are sent to the surveillance event log. */
 
-int smart_thread_start(); // always 0, also when the thread could not be had
+int smart_thread_start(); // always 0, also if the thread cannot be created
 int smart_thread_stop();  // always 0; harmless without start
 
 /* Answers a query: "disk_update" (time of the last report, overall state); *out

@@ -24,8 +24,8 @@ const char *fan_text(bool fan_error)
     return fan_error ? "error" : "normal";
 }
 
-/* A platform that does not answer counts as normal: an error that was standing
- * is dropped without a word and told anew once the platform sees it again. */
+/* A failed query counts as normal: an error is cleared silently, and reported again by
+ * the next query that finds it. */
 bool do_get_fan_state(T_SYSHEALTH_STATE *state)
 {
     t_auth auth;
@@ -94,7 +94,7 @@ void syshealth_check(T_SYSHEALTH_STATE *state, uint64_t now_ms)
     if (!syshealth_check_due(state->last_check_ms, now_ms))
         return;
     if (syshealth_adopt(state, do_get_fan_state(state))) {
-        state->force_update = true; // where the report throws, the next check makes it
+        state->force_update = true; // if the report throws, the next check repeats it
         do_update(state);
         state->force_update = false;
         state->query_failed = false;

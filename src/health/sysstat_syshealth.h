@@ -11,10 +11,10 @@
 #include "common/local_time.h"
 
 /* The fans of the appliance, reduced to normal or error. A change is reported to
- * the dashboard receiver once, without retry; the platform's own words about the
- * hardware are kept for queries. */
+ * the dashboard receiver once, without retry; the platform's text about the
+ * hardware is kept for queries. */
 
-/* What the watcher knows. Its thread alone writes; a query reads the first three. */
+/* The watcher's state. Only its thread writes; queries read the first three. */
 struct T_SYSHEALTH_STATE {
     std::atomic<bool> fan_error{false};                                         // as last reported or adopted
     std::atomic<uint32_t> last_utc_time{static_cast<uint32_t>(wall_clock_s())}; // of the last report attempt
@@ -26,11 +26,11 @@ struct T_SYSHEALTH_STATE {
     uint64_t last_check_ms = 0; // monotonic; 0: none yet
 };
 
-int sysstat_syshealth_init();   // always 0, also when the thread could not be had
+int sysstat_syshealth_init();   // always 0, also if the thread cannot be created
 int sysstat_syshealth_uninit(); // always 0; harmless without init
 
 /* Answers a query: "fan_update" (time of the last report, state) or "sys_health"
- * (the platform's words); *out gets a new object. -4 without a method, -3 for
+ * (the platform's text); *out gets a new object. -4 without a method, -3 for
  * another one. Any thread may call. */
 int sysstat_syshealth_proc(const char *method, json_object **out);
 
@@ -42,9 +42,9 @@ bool syshealth_fan_failed(const std::vector<std::pair<std::string, std::string>>
 /* Whether a check may run: at most one a minute. */
 bool syshealth_check_due(uint64_t last_check_ms, uint64_t now_ms);
 
-/* Takes over what a check found; query_failed tells already whether the platform
- * answered. Returns whether to report. */
+/* Stores the result of a check; query_failed is set already. Returns whether to
+ * report. */
 bool syshealth_adopt(T_SYSHEALTH_STATE *state, bool fan_error);
 
-/* One wake-up of the watcher. */
+/* One pass of the watcher. */
 void syshealth_check(T_SYSHEALTH_STATE *state, uint64_t now_ms);

@@ -43,7 +43,6 @@ void vol_monitor_main(TWorker *self)
     });
 }
 
-/* Logged where the other storage watchers have it. */
 TWatcher g_watcher({"VOL-worker", "vol_monitor_main", vol_monitor_main},
                    {kLogCamConn, kSource, "vol_thread_start", 921});
 
@@ -61,8 +60,8 @@ T_VOL_DUE vol_schedule_tick(T_VOL_SCHEDULE *schedule, int64_t wall_s, const stru
     const int64_t next_minute = wall_s / kMinuteS * kMinuteS + kMinuteS;
     const int64_t next_hour = wall_s / kHourS * kHourS + kHourS;
     T_VOL_DUE due = {};
-    /* A clock that was set back, perhaps by years, must not leave the volumes
-     * unwatched until it is that late again. */
+    /* A clock that was set back, even by years, must not suspend the checks until it has
+     * caught up. */
     if (schedule->next_check_s > next_minute + kMinuteS)
         schedule->next_check_s = next_minute;
     if (schedule->next_hour_s > next_hour + kHourS)

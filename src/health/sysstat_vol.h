@@ -4,12 +4,11 @@
 #include <ctime>
 #include <optional>
 
-/* The volume watcher: a thread that looks at the free space of the surveillance
- * volumes once a minute and at the system volume's array once a day. */
+/* The volume watcher: a thread that checks the free space of the surveillance volumes
+ * once a minute and the system volume's array once a day. */
 
-/* Starts and stops VOL-worker. A start that fails is told in the log of the
- * camera connections, where the other storage watchers tell theirs. Both always
- * return 0. */
+/* Starts and stops VOL-worker. A start that fails is logged in the log of the camera
+ * connections, as that of the other storage watchers. Both always return 0. */
 int vol_thread_start();
 int vol_thread_stop();
 
@@ -19,21 +18,21 @@ int sysstat_vol_dump(const char *folder);
 /* --- The schedule ----------------------------------------------------------- */
 
 struct T_VOL_SCHEDULE {
-    std::optional<int64_t> warmup_origin_s; // monotonic; set by the first look at it
+    std::optional<int64_t> warmup_origin_s; // monotonic; set by the first call
     int64_t next_check_s = 0;               // wall clock, on a minute
     int64_t next_hour_s = 0;                // wall clock, on an hour
     int last_raid_day = 32;                 // of the month; no calendar day at first
 };
 
-/* What is to be done at one moment, in this order. */
+/* What is due at one moment, in this order. */
 struct T_VOL_DUE {
     bool check;
     bool force; // the check repeats standing warnings
     bool raid;
 };
 
-/* Whether more than three minutes of monotonic time have passed since this was
- * asked first: the appliance's other services need them to come up. */
+/* Whether more than three minutes of monotonic time have passed since the first call:
+ * the appliance's other services need them to start. */
 bool vol_warmup_elapsed(T_VOL_SCHEDULE *schedule, int64_t mono_s);
 
 /* The volumes at every minute, by force at once and in the first check of every

@@ -27,8 +27,7 @@ struct T_LOOK {
     bool force;
 };
 
-/* The ids in the order of the roles, read anew for as long as one of them never
- * was. */
+/* The ids in the order of the roles; all are read again while one was never read. */
 T_VOLUME_IDS volume_ids(T_VOLUME_WATCH *watch)
 {
     T_VOLUME_IDS ids = {g_system_volume_id.load(), watch->index_volume_id, watch->cs_volume_id};
@@ -52,10 +51,10 @@ void apply_rule(const T_LOOK &look, bool on_zfs, const char *name, int64_t free_
         look.watch->ostra_disable_pending = true;
     if (event != TVolumeAlert::none)
         volume_event_send(role, event, name, free_mb);
-    kept = state; // where sending throws, the next check decides again
+    kept = state; // if sending throws, the next check decides again
 }
 
-/* A failure is told only: the calls that follow run with the record as it is. */
+/* A failure is only logged: the calls that follow use the record as it is. */
 t_auth authenticate(const char *function, int line)
 {
     t_auth auth;
@@ -120,8 +119,8 @@ void do_vol_check(T_VOLUME_WATCH *watch, bool force, TWorker *self)
 
     if (watch->ostra_disable_pending && !watch->ostra_disable_done) {
         watch->ostra_disable_done = true;
-        /* A stop cuts the delay short, not the disable: it was decided on, so it is
-         * called at once then and is not given up for the stop. */
+        /* A stop ends the delay but not the disable, which is then called at once and
+         * completes. */
         self->wait_s(kDisableDelayS);
         const TMustComplete scope(self);
         (void)PAL_vbus_ostrapro_disable();

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string>
 
-/* What the appliance's configuration says about the surveillance volumes. All of
- * it is read anew at every call. */
+/* The surveillance volumes in the appliance's configuration, which is read again at
+ * every call. */
 
 inline constexpr const char *kVolumeConf = "/tarn/etc/volume.conf";
 inline constexpr size_t kVolumeNameSize = 128;
@@ -25,5 +25,5 @@ std::string volume_section(int32_t n);
 
 /* The first of the sections VOL_0 to VOL_127 whose zfsId is `volume_id` and that
  * has a name: its number and its name, cut to the buffer. Both outputs stay
- * untouched when there is none. */
+ * untouched if there is none. */
 void find_zfs_volume(int32_t volume_id, char (&name)[kVolumeNameSize], int32_t *index);

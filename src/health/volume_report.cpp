@@ -36,7 +36,7 @@ T_VOLUME_TEXTS volume_texts(const char *name, int64_t free_mb, int64_t threshold
     T_VOLUME_TEXTS texts;
     text_copy(texts.name, name);
     snprintf(texts.quoted_name, sizeof(texts.quoted_name), "'%s'", texts.name);
-    /* A negative figure is told as what it is modulo 2^64. */
+    /* A negative figure is shown modulo 2^64. */
     const auto free_count = static_cast<uint64_t>(free_mb);
     format_size_human(texts.free_text, sizeof(texts.free_text), free_count, kMb, 0);
     format_size_quoted(texts.free_value, sizeof(texts.free_value), texts.free_unit, sizeof(texts.free_unit), free_count,

@@ -5,10 +5,10 @@
 #include "health/volume_config.h"
 #include "health/volume_rule.h"
 
-/* What the volume checks tell: events, and failures of the platform. */
+/* The events of the volume checks, and log lines for failures of the platform. */
 
-/* "Ostra Surveillance" and its version, quoted as the notification centre wants
- * its texts. */
+/* "Ostra Surveillance" and its version, quoted as the notification centre expects
+ * it. */
 inline constexpr const char *kNotifyApplication = "\"'Ostra Surveillance'\"";
 inline constexpr const char *kNotifyVersion = "\"'5.2.0.3071'\"";
 
@@ -24,8 +24,8 @@ struct T_VOLUME_TEXTS {
 T_VOLUME_TEXTS volume_texts(const char *name, int64_t free_mb, int64_t threshold_mb);
 
 /* Sends an error or a warning: to the event-log tool, then to the notification
- * centre. Waits for both; what becomes of them is theirs. */
+ * centre. Waits for both and ignores their results. */
 void volume_event_send(const T_VOLUME_ROLE &role, TVolumeAlert event, const char *name, int64_t free_mb);
 
-/* Tells in the volume log that the call `call` gave `result`. */
+/* Writes to the volume log that the call `call` returned `result`. */
 void volume_log_failed(const char *function, int line, const char *call, uint32_t result);

@@ -36,6 +36,6 @@ TVolumeAlert volume_rule_decide(const T_VOLUME_ROLE &role, int64_t free_mb, bool
         *state = TVolumeAlert::none;
     else
         *state = free_mb < role.error.below_mb ? TVolumeAlert::error : TVolumeAlert::warning;
-    const bool told_already = *state == TVolumeAlert::warning && before == TVolumeAlert::warning && !force;
-    return told_already ? TVolumeAlert::none : *state;
+    const bool is_repeated = *state == TVolumeAlert::warning && before == TVolumeAlert::warning && !force;
+    return is_repeated ? TVolumeAlert::none : *state;
 }

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/* When a surveillance volume is short of space, and what that is called. */
+/* When a surveillance volume is short of space, and the events for it. */
 
 /* Texts that an event gives to the event-log tool. */
 enum class TLogText { none, product, threshold, volume, free_space };
@@ -15,13 +15,13 @@ struct T_VOLUME_LIMIT {
     int64_t below_mb;        // free space less than this is an event
     uint32_t log_code;       // for the event-log tool
     const char *notify_code; // for the notification centre
-    T_LOG_TEXTS log_texts;   // in the order the log tool wants them
+    T_LOG_TEXTS log_texts;   // in the order that the log tool expects
 };
 
 /* What the surveillance service uses a volume for. */
 struct T_VOLUME_ROLE {
     const char *key;          // the product key that holds the volume's id
-    const char *zfs_function; // as which its check on ZFS is told in the debug log
+    const char *zfs_function; // the name of its check on ZFS in the debug log
     T_VOLUME_LIMIT error;
     T_VOLUME_LIMIT warning;
 };
@@ -30,12 +30,12 @@ struct T_VOLUME_ROLE {
 inline constexpr size_t kVolumeRoles = 3;
 extern const std::array<T_VOLUME_ROLE, kVolumeRoles> kVolumeRoleTable;
 
-/* What was told of a volume last. */
+/* The last event sent for a volume. */
 enum class TVolumeAlert { none = 0, warning = 1, error = 2 };
 
-/* What is to be sent now for a volume with `free_mb` free; moves *state along.
+/* The event to send now for a volume with `free_mb` free; updates *state.
  *
  * An error is sent at every check; a warning once, and again when forced or
- * after an error. No free space at all is a volume that nobody knows anything
- * about, not a full one: it clears the state. */
+ * after an error. No free space at all means that the figure is unknown, not that the
+ * volume is full: it clears the state. */
 TVolumeAlert volume_rule_decide(const T_VOLUME_ROLE &role, int64_t free_mb, bool force, TVolumeAlert *state);

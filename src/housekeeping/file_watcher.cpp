@@ -52,8 +52,8 @@ void TFileWatcher::run()
     }
 }
 
-/* True when all is watched. Another file than the one watched before is a change
- * that nobody saw. */
+/* True if all files are watched. Another file than the one watched before is a change
+ * that had no event. */
 bool TFileWatcher::register_anew()
 {
     const T_FILE_IDS before = m_watched;
@@ -75,7 +75,7 @@ void TFileWatcher::handle_change()
     m_change_due = false;
 }
 
-/* A path without a file keeps its watch: what is there may come back. */
+/* A path without a file keeps its watch: the file may return. */
 bool TFileWatcher::is_replaced() const
 {
     const T_FILE_IDS now = file_ids();

@@ -9,17 +9,15 @@
 
 #include "base/fd.h"
 
-/* Tells when one of a list of files was changed, through inotify. A file that is
- * replaced is watched again from the next step on, and where the watch did not see
- * it go (it was renamed away, or has another name still) the replacement counts as
- * a change. One thread's alone. */
+/* Reports changes of a list of files, through inotify. A file that is replaced is
+ * watched again from the next step on; a replacement without an event (the old file was
+ * renamed, or has another name still) counts as a change. For one thread. */
 class TFileWatcher {
 public:
     TFileWatcher(std::vector<std::string> paths, std::function<void()> changed);
 
-    /* One look: registers where that is needed, then handles what has happened
-     * since the look before. Never waits. Where `changed` throws, the next look
-     * calls it again. */
+    /* One step: registers if needed, then handles the events since the step before.
+     * Never waits. If `changed` throws, the next step calls it again. */
     void run();
 
     /* Removes all watches. */
@@ -49,14 +47,13 @@ private:
     bool m_change_due = false; // seen and not handled to the end
 };
 
-/* What one event asks for. */
+/* The meaning of one event. */
 struct T_FILE_EVENT {
     bool is_folder = false;
     bool is_change = false;  // the file was changed
-    bool ends_watch = false; // the file is gone from under the watch
+    bool ends_watch = false; // the watched file no longer exists
     bool operator==(const T_FILE_EVENT &) const = default;
 };
 
-/* The events that one read gave, at most to the first that ends the watch; a
- * truncated event ends the walk. */
+/* The events of one read, up to the first that ends the watch or is truncated. */
 std::vector<T_FILE_EVENT> file_events_parse(std::string_view events);

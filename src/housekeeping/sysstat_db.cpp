@@ -27,7 +27,7 @@ int hour_of_now(int fallback)
     return get_date_and_time(&date, current_time_stamp_mono_r()) == 0 ? date.tm_hour : fallback;
 }
 
-/* The usage of the system volume; with a size of 0 when there is none to be had. */
+/* The usage of the system volume; its size is 0 if it is unknown. */
 t_volume_usage system_volume_usage()
 {
     std::string id_text;
@@ -43,7 +43,7 @@ t_volume_usage system_volume_usage()
     return found != info.usage.end() ? *found : t_volume_usage();
 }
 
-/* One check. False when there is no volume to check against. */
+/* One check. False without a volume to compare with. */
 bool check(CDBSize *probe)
 {
     const t_volume_usage volume = system_volume_usage();

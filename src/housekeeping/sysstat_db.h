@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-/* Once an hour looks how much of the system volume the surveillance database
- * takes and records an event when that is too much. By DB-worker. Both return 0. */
+/* Once an hour DB-worker checks how much of the system volume the surveillance database
+ * takes, and records an event if that is too much. Both return 0. */
 int sysdb_thread_start();
 int sysdb_thread_stop();
 
@@ -11,7 +11,7 @@ int sysdb_thread_stop();
 
 constexpr double kBytesPerGb = 1024.0 * 1024.0 * 1024.0;
 
-/* Whether a database of `db_mb` MB deserves an event: above 5 % of the volume,
+/* Whether a database of `db_mb` MB needs an event: above 5 % of the volume,
  * while the volume's second figure is below 64 GB. Sizes in bytes; size_bytes is
  * not 0. */
 bool db_too_large(uint64_t db_mb, int64_t size_bytes, int64_t second_bytes);

@@ -18,7 +18,7 @@ std::string g_last_name; // the worker's alone
 
 void servername_monitor_main(TWorker *self)
 {
-    self->run_once([] { (void)servername_changed(); }); // learns the name: the start is no change
+    self->run_once([] { (void)servername_changed(); }); // stores the name: the start is not a change
     /* A name that was not sent would count as known at the next start. */
     TFileWatcher watcher({kWatchedFile}, [self] {
         const TMustComplete scope(self);

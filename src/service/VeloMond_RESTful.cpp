@@ -18,8 +18,8 @@ constexpr int kWorkers = 2;
 
 #define ROUTE(path) "/sysmonService/" path
 
-/* Runs a handler for a platform that does not expect exceptions. One that throws, most
- * likely for want of memory, answers as a failed operation does. */
+/* Runs a handler for a platform that does not expect exceptions. One that throws (most
+ * likely out of memory) answers as a failed operation does. */
 T_RESPONSE run_handler(const char *name, ssci_handler handler, const httpserver::http_request &request)
 {
     try {
@@ -58,9 +58,9 @@ int ntf_init()
 {
     trace(kSource, "ntf_init", 639);
     g_session = new TNotifySessionManager(kService, ROUTE("Notify"));
-    /* Without it notices do not arrive; queries do. */
+    /* Without it notices do not arrive, but queries are answered. */
     if (const int error = g_session->run(); error != 0)
-        tell("the notification session will not run: error %d\n", error);
+        tell("the notification session cannot be started: error %d\n", error);
     return 0;
 }
 
@@ -82,7 +82,7 @@ bool service_health_check(char *buffer, size_t size)
 {
     if (size == 0)
         return true;
-    /* The library may send the buffer whole, so what the text leaves of it is cleared. */
+    /* The library may send the whole buffer, so the rest of it is cleared. */
     strncpy(buffer, "health", size - 1);
     buffer[size - 1] = '\0';
     return true;

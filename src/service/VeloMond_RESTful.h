@@ -12,6 +12,6 @@ int sysmon_service_init();
  * 0; -1 when the server cannot be stopped, -2 when it cannot be destroyed. */
 int sysmon_service_uninit();
 
-/* Tells the service library that the service is alive: "health", cut to what the
- * buffer holds, and NULs; nothing where `size` is 0. Always true. */
+/* Reports to the service library that the service is alive: "health", cut to the
+ * buffer and filled up with NULs; writes nothing if `size` is 0. Always true. */
 bool service_health_check(char *buffer, size_t size);

@@ -7,14 +7,14 @@
 std::string envelope_text(int result, json_object *data)
 {
     const TJson value(json_is_valid(data) ? data : nullptr);
-    const bool tells = result == 0 && value != nullptr;
-    const std::string_view told = tells ? json_view(value.get()) : "";
-    constexpr size_t kAround = 64; // what stands around the data
+    const bool has_data = result == 0 && value != nullptr;
+    const std::string_view data_text = has_data ? json_view(value.get()) : "";
+    constexpr size_t kAround = 64; // the text around the data
     std::string text;
-    text.reserve(kAround + told.size());
+    text.reserve(kAround + data_text.size());
     text.append("{ \"return\": ").append(std::to_string(result));
-    if (tells)
-        text.append(", \"data\": ").append(told);
+    if (has_data)
+        text.append(", \"data\": ").append(data_text);
     return text.append(" }");
 }
 

@@ -5,7 +5,7 @@
 #include "platform/httpserver.hpp"
 
 /* The handlers behind the routes of the query service. They hold no state and
- * take no lock: each reads its arguments, asks one monitor, and answers with
+ * take no lock: each reads its arguments, calls one monitor, and answers with
  * status 200, errors included. They run on the service's request threads. */
 using T_RESPONSE = std::shared_ptr<httpserver::http_response>;
 

@@ -14,7 +14,7 @@ constexpr int kStorageChanged = 1033;
 constexpr int kDisksChanged = 1035;
 constexpr int kMessageBus = 2048;
 
-/* Kinds of message-bus events, and the action of the first that counts. */
+/* Kinds of message-bus events, and the one action of the first. */
 constexpr int kVbusMonitor = 2;
 constexpr int kVbusMonitorWake = 2;
 constexpr int kVbusDisks = 8;
@@ -23,7 +23,7 @@ constexpr int kVbusDisks = 8;
 
 int notice_parse(const std::string &body, T_SERVICE_NOTICE *notice)
 {
-    const TJson parsed = json_parse(body); // a value that is no object has no members
+    const TJson parsed = json_parse(body); // a value other than an object has no members
     if (parsed == nullptr)
         return -1;
     json_object *const reason = json_object_object_get(parsed.get(), "notice_reason");
@@ -61,7 +61,7 @@ int vbus_notice_dispatch(int vbus_type, int vbus_action, const char * /*extra_in
 T_RESPONSE proc_notify_put(const httpserver::http_request &request)
 {
     T_SERVICE_NOTICE notice;
-    /* A view in later versions of the library below. */
+    /* A string_view in later versions of the library. */
     int result = notice_parse(std::string(request.get_content()), &notice);
     switch (notice.type) {
     case kStorageChanged:
@@ -69,8 +69,8 @@ T_RESPONSE proc_notify_put(const httpserver::http_request &request)
         result = disk_flag_update();
         break;
     case kMessageBus:
-        /* Answers for itself, also for an event without data: peers count on the
-         * 0 that they get for it. */
+        /* This result replaces the parser's, also for an event without data: peers rely
+         * on the 0 that it gives. */
         result = vbus_notice_dispatch(notice.vbus_type, notice.vbus_action, notice.vbus_extra_info);
         break;
     default:

@@ -4,7 +4,7 @@
 
 /* Notices of other services, as the notification session delivers them. */
 
-/* What a notice says. -1 and empty where it does not say. */
+/* The fields of a notice; -1 or empty if missing. */
 struct T_SERVICE_NOTICE {
     int type = -1;
     int action = -1;
@@ -15,9 +15,9 @@ struct T_SERVICE_NOTICE {
     char vbus_extra_info[256] = "";
 };
 
-/* Takes the notice out of a body that a foreign peer has sent. 0; -1 when it is no
- * JSON, -2 without "notice_reason", -3 for a message-bus event without
- * "vbus_data". *notice gets what could be read in each case. */
+/* Reads the notice from the body of a request. 0; -1 if it is not JSON, -2 without
+ * "notice_reason", -3 for a message-bus event without "vbus_data". *notice gets the
+ * fields that were read in each case. */
 int notice_parse(const std::string &body, T_SERVICE_NOTICE *notice);
 
 /* Acts on a message-bus event. 0, or the result of the disk-flag update. */

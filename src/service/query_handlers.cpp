@@ -31,7 +31,7 @@ std::string argument(const httpserver::http_request &request, const char *name, 
     return text;
 }
 
-/* Has a monitor answer and wraps what it says. */
+/* Calls a monitor and wraps its result. */
 template <typename OPERATION> T_RESPONSE answer(OPERATION operation)
 {
     struct T_OUT {

@@ -11,9 +11,9 @@ namespace {
 
 constexpr size_t kMaxText = 4096; // more than fits into a request or a file's name
 
-/* Each takes one member of an object. False when it is there and is no such
- * value, or a text that is too long; a null is taken for missing. The tests come first because the library
- * throws on a conversion that cannot be made. */
+/* Each reads one member of an object. False if it has another type or range or is a text
+ * that is too long; null counts as missing. The types are tested first because the
+ * library throws on an impossible conversion. */
 bool take(const Json::Value &object, const char *key, std::string *out)
 {
     const Json::Value &member = object[key];
@@ -90,8 +90,8 @@ int proxy_answer_parse(const std::string &text, T_PROXY_ANSWER *answer, std::str
 
 int64_t proxy_remaining_ms(const T_PROXY_RULE &rule, uint64_t now_ms)
 {
-    /* The retention is a 32-bit figure also in ms and wraps above 35791 minutes;
-     * whoever sets up rules counts on it. Unsigned arithmetic wraps by rule. */
+    /* The retention is a 32-bit figure also in ms and wraps above 35791 minutes; the
+     * services that set up rules rely on it. Only unsigned arithmetic may wrap. */
     const auto retention_ms = static_cast<int32_t>(static_cast<uint32_t>(rule.retention_time) * 60000U);
     return static_cast<int64_t>(static_cast<uint64_t>(rule.last_access_time) + static_cast<uint64_t>(retention_ms) -
                                 now_ms);

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-/* Reverse-proxy rules: the configuration service's answers, and when a rule has
- * outlived its use. Nothing here throws on whatever an answer holds. */
+/* Reverse-proxy rules: the configuration service's answers, and when a rule expires.
+ * Nothing here throws, whatever an answer contains. */
 
 constexpr int kProxyNoErrCode = -1000;
 
@@ -20,17 +20,16 @@ struct T_PROXY_RULE {
 struct T_PROXY_ANSWER {
     int err_code = kProxyNoErrCode; // 0 is success; as preset where the answer has no such number
     std::vector<T_PROXY_RULE> rules;
-    int unreadable = 0; // elements of the list that are no rules
+    int unreadable = 0; // elements of the list that are not rules
 };
 
-/* Reads an answer. Members that are missing read as 0 or "". A list element
- * whose members are of another type or beyond their range, or a text above 4 KiB,
- * is left out: how old such a rule is cannot be told. 0; -1 when the text is no JSON or beyond the bounds of
- * base/json_bounds.h: then *error is the parser's message or one of that,
- * and *answer keeps what it had. */
+/* Reads an answer. Missing members read as 0 or "". A list element with a member of
+ * another type or range, or with a text above 4 KiB, is skipped: the age of such a rule
+ * is unknown. 0; -1 if the text is not JSON or exceeds the bounds of
+ * base/json_bounds.h: then *error is a message and *answer keeps what it had. */
 int proxy_answer_parse(const std::string &text, T_PROXY_ANSWER *answer, std::string *error);
 
-/* How much longer the rule is to stay, in ms; expired at 0 and below. */
+/* The remaining time of the rule in ms; at 0 and below it has expired. */
 int64_t proxy_remaining_ms(const T_PROXY_RULE &rule, uint64_t now_ms);
 
 /* Whether a GUID can be the name of a file in the folder of the rules, and

@@ -17,14 +17,14 @@ namespace {
 constexpr const char *kSource = "recording_stat.cpp";
 constexpr const char *kStartMarker = "/var/.Vnvrd_start_ok";
 constexpr int kPeriodS = 60;
-constexpr uint64_t kWindowMs = 60000; // asked about: one period
+constexpr uint64_t kWindowMs = 60000; // of a query: one period
 constexpr int kTimeoutS = 5;
 
 /* Results of one query. The log shows them as signed numbers. */
 constexpr int kRequestFailed = static_cast<int>(0x97090002U);
 constexpr int kNoAnswer = static_cast<int>(0x97090003U);
 constexpr int kBadAnswer = static_cast<int>(0x97090004U);
-constexpr int kCutOff = 1; // by a stop; never logged
+constexpr int kCancelled = 1; // by a stop; never logged
 
 constexpr const char *kStateWords[] = {"error", "normal"}; // by is_recording
 
@@ -56,7 +56,7 @@ int get_recording_state()
     const long long result =
         ssci_GET_request("localhost", 10187, "/recStreamService/recording_state", params, &answer, kTimeoutS);
     if (result == SSCI_CANCELLED)
-        return kCutOff;
+        return kCancelled;
     if (result != 0) {
         log_File_Debug(kLogRecState, "%s:%s (%d), ssci_GET_request fail\n", kSource, "get_recording_state", 109);
         const TLock guard(g_lock);
@@ -81,7 +81,7 @@ void send_report(const T_RECORDING &state)
     fill_report(report.get(), state);
     const long long result = dashboard_post("localhost", "camera_recording", json_text(report.get()));
     if (result != 0) {
-        /* The log's readers know the message with this verb. */
+        /* Readers of the log search for this verb. */
         log_File_Debug(kLogRecState, "%s:%s (%d), recording state ssci_PUT_request fail:%d\n", kSource,
                        "Recording_state_monitor_main", 193, static_cast<int>(result));
     }
@@ -96,17 +96,17 @@ void Recording_state_monitor_main(TWorker *self)
 {
     uint64_t last_second = monotonic_s();
     bool first_report = true;
-    int32_t last_reported = 0; // means nothing before the first report
-    /* One look. What a stop cut short is not gone on with. */
-    const auto look = [&] {
+    int32_t last_reported = 0; // unused before the first report
+    /* One pass, which a cancelled query ends. */
+    const auto pass = [&] {
         if (!check_system_init(kStartMarker))
             return;
         const uint64_t now_second = monotonic_s();
         if (now_second != last_second || first_report) {
             const int result = get_recording_state();
             last_second = now_second;
-            if (result == kCutOff)
-                return; // that says nothing about the recording
+            if (result == kCancelled)
+                return; // no finding about the recording
             if (result != 0)
                 log_File_Debug(kLogRecState, "%s:%s (%d), get_recording_state faile (%d)\n", kSource,
                                "Recording_state_monitor_main", 179, result);
@@ -117,11 +117,11 @@ void Recording_state_monitor_main(TWorker *self)
             if (!first_report)
                 tell("Recording state change \n");
             first_report = false;
-            last_reported = state.is_recording; // told or not: a report is not repeated
+            last_reported = state.is_recording; // even if it failed: a report is not repeated
         }
     };
     self->run_passes([&] {
-        look();
+        pass();
         self->wait_s(kPeriodS);
     });
 }

@@ -4,9 +4,9 @@
 
 #include "base/json.h"
 
-/* Whether any camera was recorded in the last minute, as the recording service
- * tells it, once a minute (thread RECSTAT-worker). The dashboard receiver is told
- * once after start and then of each change. */
+/* Whether any camera was recorded in the last minute: queried from the recording
+ * service once a minute (thread RECSTAT-worker), and reported to the dashboard receiver
+ * once after start and then at each change. */
 
 int recording_stat_init();   // starts the worker; always 0
 int recording_stat_uninit(); // ends it; harmless without a worker; always 0
@@ -18,6 +18,6 @@ int recording_stat_info(json_object **out);
 
 /* --- Parsing, for the worker and for tests --------------------------------- */
 
-/* Takes the state out of an answer of the recording service. 0; else the line
+/* Reads the state from an answer of the recording service. 0; else the line
  * under which the fault is logged, and *is_recording keeps what it had. */
 int recording_answer_parse(const std::string &answer, bool *is_recording);

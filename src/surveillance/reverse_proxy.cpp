@@ -19,7 +19,7 @@
 namespace {
 
 constexpr const char *kSource = "reverse_proxy.cpp";
-constexpr const char *kFunction = "rule_expired_detect"; // under which all of the log goes
+constexpr const char *kFunction = "rule_expired_detect"; // the name in all of its log lines
 constexpr const char *kHost = "127.0.0.1";
 constexpr int kPort = 10141;
 constexpr const char *kPath = "/cfg/ReverseProxy";
@@ -27,7 +27,7 @@ constexpr int kTimeoutS = 5;
 constexpr int kPeriodS = 300;
 constexpr int32_t kBusRuleValue = 60; // the platform's, always this
 
-/* What one pass took out of the configuration service and has to be removed
+/* What was deleted at the configuration service and remains to be removed
  * elsewhere. */
 struct T_REMOVED {
     std::vector<std::string> files; // GUIDs
@@ -78,8 +78,7 @@ int delete_rule(const T_PROXY_RULE &rule)
         log_File_Debug(kLogReverseProxy, "[%s][%d] delete rule ret=[%d]", kFunction, 116, static_cast<int>(result));
         log_transport_error(result);
     }
-    /* No answer reads as a refusal, and so does the answer of a call that failed,
-     * whatever it says. */
+    /* A missing answer counts as a refusal, as does any answer of a failed call. */
     T_PROXY_ANSWER answer;
     std::string error;
     (void)proxy_answer_parse(text, &answer, &error);
@@ -106,7 +105,7 @@ void remove_files(const std::vector<std::string> &guids)
 {
     for (const std::string &guid : guids) {
         const std::string path = "/etc/reverseproxy/extra/" + guid + ".conf";
-        /* A rule must not be able to take away files elsewhere. */
+        /* A rule must not be able to remove files elsewhere. */
         const int result = proxy_guid_is_name(guid) ? unlink(host_path(path).c_str()) : -1;
         if (result != 0)
             log_File_Debug(kLogReverseProxy, "[%s][%d] remove file [%s] failed, ret=[%d]", kFunction, 150, path.c_str(),
@@ -129,9 +128,9 @@ void remove_from_bus(const t_vbus_reverse_proxy_info &request)
                        static_cast<int>(result), answer.response.c_str());
 }
 
-/* Also when a stop was asked for: what the service deleted it does not list
- * again, so it would stay behind for good. Requests end by their time-outs; a
- * reload of the web server that hangs is given up after as long. */
+/* Also after a stop request: the service does not list a deleted rule again, so the
+ * rest of it would remain for good. Requests end by their time-outs; a reload of the
+ * web server that hangs is cancelled after as long. */
 void remove_elsewhere(TWorker *self, T_REMOVED *removed)
 {
     const T_REMOVED now = std::exchange(*removed, {});
@@ -143,8 +142,8 @@ void remove_elsewhere(TWorker *self, T_REMOVED *removed)
     remove_from_bus(now.bus);
 }
 
-/* One pass. *removed is what an earlier one deleted and could not go on with. False
- * when there was no list to go by. */
+/* One pass. *removed holds what an earlier pass deleted and did not remove elsewhere.
+ * False if there was no list. */
 bool remove_expired(TWorker *self, bool is_first, T_REMOVED *removed)
 {
     remove_elsewhere(self, removed);

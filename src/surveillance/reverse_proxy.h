@@ -1,7 +1,7 @@
 #pragma once
 
-/* Removes the reverse-proxy rules that nobody used for longer than they are to
- * be kept: every 300 s at the configuration service, then the web server's file
+/* Removes the reverse-proxy rules that were not used during their retention time:
+ * every 300 s at the configuration service, then the web server's file
  * or the rule on the message bus (thread PROXY-worker). The first pass after
  * start removes all rules that can be read, whatever their age. */
 

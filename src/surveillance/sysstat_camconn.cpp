@@ -26,7 +26,7 @@ struct T_ANSWER {
     json_object *data = nullptr;
 };
 
-/* Asks the recording service. 0; -1 no answer, -2 no JSON, -3 no array in it:
+/* Queries the recording service. 0; -1 no answer, -2 no JSON, -3 no array in it:
  * logged under the name of the caller. */
 int ask(const char *path, const char *caller, T_ANSWER *out)
 {
@@ -116,7 +116,7 @@ int sysstat_camconn_proc(const char *method, const char *count, json_object **ou
 {
     constexpr const char *kFunction = "sysstat_camconn_proc";
     if (g_p_CamConnstatManager == nullptr) {
-        /* Another kind's name, by which the log is searched. */
+        /* The name of another manager, for which the log is searched. */
         log_File_Debug(kLogCamConn, "%s:%s(%d) g_p_NetstatManager does not exist.", kSource, kFunction, 262);
         return kQueryNoManager;
     }

@@ -7,7 +7,7 @@
  * minute (thread CAMCONN-worker) and kept for 24 hours. */
 
 /* Null while the module is not up. Set before any reader runs, cleared after the
- * last one is gone. */
+ * last one has ended. */
 extern TCamConnStatManager *g_p_CamConnstatManager;
 
 int sysstat_camconn_init();   // always 0
@@ -17,9 +17,8 @@ int sysstat_camconn_uninit(); // ends the worker, then drops the history; always
  * failed, -2 the answer is no JSON, -3 it has no array "data". Logged. */
 int sysstat_caminfo_get();
 
-/* Takes one reading into the history. Where the service says that a channel's
- * configuration changed, the identities are loaded again. A reading that fails is
- * logged and left out. */
+/* Adds one reading to the history. If the service reports a changed configuration of a
+ * channel, the identities are loaded again. A failed reading is logged and skipped. */
 void sysstat_camconn_get();
 
 /* Answers a query: "cur_data" (the newest minute), "total" (count: the newest

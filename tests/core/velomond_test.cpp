@@ -214,7 +214,7 @@ TEST_F(Lifecycle, GoesOnWithoutAService)
     EXPECT_THAT(told_by_a_run(), HasSubstr("ssci_server_start failed, ret=[7]\n exit.\n"));
     fake::state()->start_result = 0;
     fake::state()->session_result = 11;
-    EXPECT_THAT(told_by_a_run(), HasSubstr("the notification session will not run: error 11\n"));
+    EXPECT_THAT(told_by_a_run(), HasSubstr("the notification session cannot be started: error 11\n"));
 }
 
 } // namespace
