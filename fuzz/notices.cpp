@@ -9,7 +9,7 @@
 /* The bodies of notices, which any program of the machine may send. */
 void fuzz_one(std::string_view text)
 {
-    T_SERVICE_NOTICE notice;
+    TServiceNotice notice;
     const int result = notice_parse(std::string(text), &notice);
     FUZZ_CHECK(result <= 0 && result >= -3);
     FUZZ_CHECK(memchr(notice.vbus_time, '\0', sizeof(notice.vbus_time)) != nullptr);
@@ -17,7 +17,7 @@ void fuzz_one(std::string_view text)
     if (result == -1)
         FUZZ_CHECK(notice.type == -1 && notice.vbus_type == -1);
     fuzz_large(text, [](const std::string &body) {
-        T_SERVICE_NOTICE ignored;
+        TServiceNotice ignored;
         (void)notice_parse(body, &ignored);
     });
 }

@@ -43,11 +43,11 @@ void take_cameras(const std::string &text)
 
 void take_rules(const std::string &text)
 {
-    T_PROXY_ANSWER answer;
+    TProxyAnswer answer;
     std::string error;
     if (proxy_answer_parse(text, &answer, &error) != 0)
         FUZZ_CHECK(!error.empty() && answer.rules.empty());
-    for (const T_PROXY_RULE &rule : answer.rules) {
+    for (const TProxyRule &rule : answer.rules) {
         (void)proxy_remaining_ms(rule, kNowMs);
         FUZZ_CHECK(!proxy_guid_is_name(rule.guid) || rule.guid.find('/') == std::string::npos);
     }

@@ -16,7 +16,7 @@ void start_failure_log(const TStartFailure &failure, int error);
 /* The worker thread of a monitor. Its owner alone starts and stops it. */
 class TWatcher {
 public:
-    TWatcher(const T_WORKER_PLAN &plan, const TStartFailure &failure) : m_plan(plan), m_failure(failure) {}
+    TWatcher(const TWorkerPlan &plan, const TStartFailure &failure) : m_plan(plan), m_failure(failure) {}
 
     /* Creates the thread; without one, which is logged, the daemon goes on. Always 0. */
     int start();
@@ -25,7 +25,7 @@ public:
     int stop();
 
 private:
-    T_WORKER_PLAN m_plan;
+    TWorkerPlan m_plan;
     TStartFailure m_failure;
     TWorker m_worker;
 };

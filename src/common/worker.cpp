@@ -21,7 +21,7 @@ void TWorker::prepare()
     m_ready = true;
 }
 
-int TWorker::start(const T_WORKER_PLAN &plan)
+int TWorker::start(const TWorkerPlan &plan)
 {
     prepare();
     m_terminate = false;
@@ -136,16 +136,16 @@ void *TWorker::enter(void *self)
 
 int thread_start_detached(const char *name, void (*body)())
 {
-    struct T_START {
+    struct TThreadStart {
         const char *name;
         void (*body)();
     };
-    auto *start = new (std::nothrow) T_START{name, body};
+    auto *start = new (std::nothrow) TThreadStart{name, body};
     if (start == nullptr)
         return ENOMEM;
     const auto entry = [](void *argument) -> void * {
-        const T_START plan = *static_cast<T_START *>(argument);
-        delete static_cast<T_START *>(argument);
+        const TThreadStart plan = *static_cast<TThreadStart *>(argument);
+        delete static_cast<TThreadStart *>(argument);
         thread_set_name(plan.name);
         try {
             plan.body();

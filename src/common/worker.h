@@ -9,7 +9,7 @@
 class TWorker;
 
 /* What a worker thread is. */
-struct T_WORKER_PLAN {
+struct TWorkerPlan {
     const char *name;     // of the thread; the kernel keeps its first 15 characters
     const char *function; // of the body, logged when it ends
     void (*body)(TWorker *self);
@@ -32,7 +32,7 @@ public:
     void prepare();
 
     /* Clears the flag and creates the thread. 0, or pthread_create's error. */
-    int start(const T_WORKER_PLAN &plan);
+    int start(const TWorkerPlan &plan);
 
     /* Ends the thread's present or next sleep; nothing before prepare or start. */
     void wake();
@@ -62,7 +62,7 @@ private:
     void set_up() const;
     bool run(const std::function<void()> &pass);
 
-    T_WORKER_PLAN m_plan = {};
+    TWorkerPlan m_plan = {};
     std::atomic<bool> m_terminate{false};
     vos_cond_t m_cond = {};
     std::atomic<bool> m_ready{false}; // the condition is initialised

@@ -34,12 +34,12 @@ constexpr const char *kSource = "VeloMond";
 
 /* A monitor's place in the lifecycle. The order is the order of start and of
  * stop alike. */
-struct T_MONITOR {
+struct TMonitor {
     const char *name; // in the log of a stop that hangs
     int (*init)();
     int (*stop)();
 };
-constexpr T_MONITOR kMonitors[] = {
+constexpr TMonitor kMonitors[] = {
     {"CPU statistics", sysstat_cpu_init, sysstat_cpu_uninit},
     {"network statistics", sysstat_net_init, sysstat_net_uninit},
     {"disk statistics", sysstat_disk_init, sysstat_disk_uninit},
@@ -81,13 +81,13 @@ TWorker g_main_worker;
 void monitor_init_all()
 {
     g_main_worker.prepare();
-    for (const T_MONITOR &monitor : kMonitors)
+    for (const TMonitor &monitor : kMonitors)
         monitor.init();
 }
 
 void monitor_uninit_all(TStopWatch *watch)
 {
-    for (const T_MONITOR &monitor : kMonitors) {
+    for (const TMonitor &monitor : kMonitors) {
         watch->step(monitor.name);
         monitor.stop();
     }

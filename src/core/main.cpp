@@ -61,10 +61,10 @@ void proc_test(int /*signal*/)
 }
 
 /* Before all static objects: their construction is part of the start. */
-struct T_START {
-    T_START() { std::set_terminate(end_orderly); }
+struct TStart {
+    TStart() { std::set_terminate(end_orderly); }
 };
-__attribute__((init_priority(101))) const T_START g_start;
+__attribute__((init_priority(101))) const TStart g_start;
 
 void print_usage()
 {

@@ -14,7 +14,7 @@ constexpr auto kLook = std::chrono::milliseconds(250);
 
 } // namespace
 
-bool stop_hangs(T_STOP_PROGRESS *seen, uint64_t moves, uint64_t now_ms)
+bool stop_hangs(TStopProgress *seen, uint64_t moves, uint64_t now_ms)
 {
     if (seen->since_ms == 0 || seen->moves != moves)
         *seen = {moves, now_ms};
@@ -52,7 +52,7 @@ void TStopWatch::step(const char *name)
 
 void TStopWatch::watch()
 {
-    T_STOP_PROGRESS seen;
+    TStopProgress seen;
     const TLock guard(m_lock);
     while (!m_done) {
         m_changed.wait_for(m_lock, kLook);

@@ -10,13 +10,13 @@
 constexpr uint64_t kStopHangMs = 10'000;
 
 /* The progress of a stop as last observed. */
-struct T_STOP_PROGRESS {
+struct TStopProgress {
     uint64_t moves = 0;
     uint64_t since_ms = 0; // the last change
 };
 
 /* Whether there was no progress for too long. */
-bool stop_hangs(T_STOP_PROGRESS *seen, uint64_t moves, uint64_t now_ms);
+bool stop_hangs(TStopProgress *seen, uint64_t moves, uint64_t now_ms);
 
 /* Watches a stop during its lifetime. A disk that does not respond can block a thread forever, and the stop with it: a
  * step that hangs is logged, and the process ends by _exit(0) without the steps behind it. If its own thread cannot be

@@ -11,7 +11,7 @@ constexpr char kLetters[] = "KMGTPE";
 constexpr const char *kUnitTokens[] = {"'$DEF_V001'", "'$DEF_V002'", "'$DEF_V003'"}; // MB, GB, TB
 
 /* An amount after one or more divisions by 1024. */
-struct T_SCALED {
+struct TScaled {
     uint64_t value;
     int tenth;
     size_t divisions;
@@ -19,9 +19,9 @@ struct T_SCALED {
     uint64_t rounded() const { return value + (tenth >= 5 ? 1 : 0); }
 };
 
-T_SCALED scale(uint64_t amount, size_t most_divisions)
+TScaled scale(uint64_t amount, size_t most_divisions)
 {
-    T_SCALED result = {amount, 0, 0};
+    TScaled result = {amount, 0, 0};
     uint64_t before = 0;
     do {
         before = result.value;
@@ -56,7 +56,7 @@ void format_size_human(char *out, size_t size, uint64_t count, uint64_t unit, ui
         snprintf(out, size, "%" PRIu64, bytes);
         return;
     }
-    const T_SCALED scaled = scale(bytes, sizeof(kLetters) - 1);
+    const TScaled scaled = scale(bytes, sizeof(kLetters) - 1);
     const char letter = kLetters[scaled.divisions - 1];
     if (unit == 0)
         snprintf(out, size, "%" PRIu64 " %*cB", scaled.rounded(), 1, letter);
@@ -70,7 +70,7 @@ void format_size_quoted(char *value, size_t value_size, char *unit_text, size_t 
     if (count == 0)
         return;
     const uint64_t bytes = amount_of(count, unit);
-    T_SCALED scaled = {bytes / kMb, 0, 0};
+    TScaled scaled = {bytes / kMb, 0, 0};
     if (bytes >= kGb)
         scaled = scale(bytes / kMb, 2);
     if (bytes < kGb || rounded || unit == 0)

@@ -19,7 +19,7 @@ namespace {
 constexpr const char *kHourFile = "/tmp/hdd_power_on_hour";
 constexpr size_t kRecordingDisksSize = 1024;
 
-struct T_HOURS {
+struct TPowerOnHours {
     int32_t hours = 0;
     bool too_old = false;
 };
@@ -36,7 +36,7 @@ std::string read_recording_disks()
 }
 
 /* Anyone may write to the folder, so only a regular file is opened. */
-void append_hours(const T_SMART_DISK &disk, int32_t hours)
+void append_hours(const TSmartDisk &disk, int32_t hours)
 {
     const TFd file = regular_file_open(host_path(kHourFile), O_WRONLY | O_CREAT | O_APPEND);
     if (!file.is_open())
@@ -46,7 +46,7 @@ void append_hours(const T_SMART_DISK &disk, int32_t hours)
 }
 
 /* Nothing if a stop cancelled the reading. */
-std::optional<T_HOURS> do_disk_smart_check(const t_auth &auth, int32_t number, int threshold)
+std::optional<TPowerOnHours> do_disk_smart_check(const t_auth &auth, int32_t number, int threshold)
 {
     t_storage_smart_info info;
     const uint32_t result = PAL_storage_get_disk_smart_info(auth, {number}, info);
@@ -55,35 +55,35 @@ std::optional<T_HOURS> do_disk_smart_check(const t_auth &auth, int32_t number, i
     if (result != 0) {
         log_File_Debug(kLogSmart, "%s:%s (%d) PAL_storage_get_disk_smart_info failed=[%d]", kSmartSource,
                        "do_disk_smart_check", 149, static_cast<int>(result));
-        return T_HOURS();
+        return TPowerOnHours();
     }
     const int32_t hours = std::max(info.power_on_hours, 0);
-    return T_HOURS{hours, hours > threshold};
+    return TPowerOnHours{hours, hours > threshold};
 }
 
 /* The hours of a disk in state hour_warning, from the last full check; the other disks
  * are skipped between full checks. */
-std::optional<T_HOURS> known_hours(const T_SMART_STATE &state, const std::string &name)
+std::optional<TPowerOnHours> known_hours(const TSmartState &state, const std::string &name)
 {
     const auto known = state.disks.find(name);
-    if (known == state.disks.end() || known->second.state != SMART_HOUR_WARNING)
+    if (known == state.disks.end() || known->second.state != kSmartHourWarning)
         return std::nullopt;
-    return T_HOURS{known->second.hours, true};
+    return TPowerOnHours{known->second.hours, true};
 }
 
 /* Checks one disk of the list and raises *highest to its level. False if a stop
  * cancelled the check. */
-bool check_disk(T_SMART_STATE *state, const t_auth &auth, const t_storage_disk &entry, bool full, int32_t *highest)
+bool check_disk(TSmartState *state, const t_auth &auth, const t_storage_disk &entry, bool full, int32_t *highest)
 {
     if (entry.presence.empty())
         return true;
     const int32_t number = smart_disk_number(entry.name);
-    const std::optional<T_HOURS> found =
+    const std::optional<TPowerOnHours> found =
         full ? do_disk_smart_check(auth, number, state->settings.threshold_hours) : known_hours(*state, entry.name);
     if (!found)
         return !full;
-    const T_SMART_LEVEL level = smart_disk_level(entry.status, found->too_old);
-    T_SMART_DISK &disk = state->disks[entry.name];
+    const TSmartLevel level = smart_disk_level(entry.status, found->too_old);
+    TSmartDisk &disk = state->disks[entry.name];
     disk.state = level;
     if (found->hours != 0)
         disk.hours = found->hours;
@@ -96,7 +96,7 @@ bool check_disk(T_SMART_STATE *state, const t_auth &auth, const t_storage_disk &
     return true;
 }
 
-void do_disk_list_check(T_SMART_STATE *state, const t_auth &auth, bool full)
+void do_disk_list_check(TSmartState *state, const t_auth &auth, bool full)
 {
     t_storage_enclosure_info enclosures;
     if (const uint32_t result = PAL_storage_get_enclosure_list(auth, {}, enclosures); result != 0) {
@@ -108,7 +108,7 @@ void do_disk_list_check(T_SMART_STATE *state, const t_auth &auth, bool full)
         (void)unlink(host_path(kHourFile).c_str());
         state->recording_disks = read_recording_disks();
     }
-    int32_t highest = SMART_NORMAL; // of all enclosures so far
+    int32_t highest = kSmartNormal; // of all enclosures so far
     for (int32_t enclosure = 0; enclosure < enclosures.enclosure_count; ++enclosure) {
         t_storage_disk_list list;
         const uint32_t result = PAL_storage_get_disk_list(auth, {enclosure}, list);
@@ -138,15 +138,15 @@ int32_t smart_disk_number(const std::string &name)
     return static_cast<int32_t>(strtol(name.c_str() + kPrefix, nullptr, 16));
 }
 
-T_SMART_LEVEL smart_disk_level(int32_t status, bool too_old)
+TSmartLevel smart_disk_level(int32_t status, bool too_old)
 {
     switch (status) {
     case 1:
-        return SMART_WARNING;
+        return kSmartWarning;
     case 2:
-        return SMART_ERROR;
+        return kSmartError;
     default:
-        return too_old ? SMART_HOUR_WARNING : SMART_NORMAL;
+        return too_old ? kSmartHourWarning : kSmartNormal;
     }
 }
 
@@ -154,11 +154,11 @@ std::string smart_label(std::string_view text)
 {
     std::string label(text);
     std::erase(label, '"');
-    label.resize(std::min(label.size(), sizeof(T_SMART_DISK::label) - 1));
+    label.resize(std::min(label.size(), sizeof(TSmartDisk::label) - 1));
     return label;
 }
 
-bool do_update_check(T_SMART_STATE *state)
+bool do_update_check(TSmartState *state)
 {
     const struct tm now = local_time_of(wall_clock_s());
     const bool full = smart_full_check(&state->schedule, state->settings, now);

@@ -12,7 +12,7 @@ constexpr uint32_t kPowerOnHours = 0x28030001;
 
 } // namespace
 
-void do_update(T_SMART_STATE *state)
+void do_update(TSmartState *state)
 {
     state->report_time = static_cast<uint32_t>(wall_clock_s());
     const long long result = dashboard_post(
@@ -21,17 +21,17 @@ void do_update(T_SMART_STATE *state)
         log_File_Debug(kLogSmart, "%s:%s (%d) ssci_POST_request failed (%lld)", kSmartSource, "do_update", 331, result);
 }
 
-void smart_send_disk_status(const T_SMART_STATE &state)
+void smart_send_disk_status(const TSmartState &state)
 {
     for (const auto &[name, disk] : state.disks) {
-        if (disk.state == SMART_WARNING)
+        if (disk.state == kSmartWarning)
             send_ostra_log(kDiskWarning, disk.label);
-        else if (disk.state == SMART_ERROR)
+        else if (disk.state == kSmartError)
             send_ostra_log(kDiskError, disk.label);
     }
 }
 
-void smart_send_power_on_hours(const T_SMART_STATE &state)
+void smart_send_power_on_hours(const TSmartState &state)
 {
     if (state.recording_disks.empty())
         return;

@@ -6,12 +6,12 @@ constexpr uint64_t kCheckPeriodMs = 60000;
 
 } // namespace
 
-bool smart_check_due(const T_SMART_SCHEDULE &schedule, uint64_t now_ms)
+bool smart_check_due(const TSmartSchedule &schedule, uint64_t now_ms)
 {
     return schedule.last_check_ms == 0 || now_ms - schedule.last_check_ms >= kCheckPeriodMs;
 }
 
-bool smart_full_check(T_SMART_SCHEDULE *schedule, const T_SMART_SETTINGS &settings, const struct tm &now)
+bool smart_full_check(TSmartSchedule *schedule, const TSmartSettings &settings, const struct tm &now)
 {
     bool full = false;
     if (now.tm_min == 0 && now.tm_hour != schedule->last_hour) {
@@ -27,7 +27,7 @@ bool smart_full_check(T_SMART_SCHEDULE *schedule, const T_SMART_SETTINGS &settin
     return full;
 }
 
-T_SMART_ANNOUNCE smart_announce(T_SMART_SCHEDULE *schedule, const T_SMART_SETTINGS &settings, const struct tm &now)
+TSmartAnnounce smart_announce(TSmartSchedule *schedule, const TSmartSettings &settings, const struct tm &now)
 {
     const bool due = now.tm_hour == settings.sch_hour && now.tm_min == 0 && now.tm_mday != schedule->last_day &&
                      schedule->scheduled_hour;

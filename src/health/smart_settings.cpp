@@ -13,25 +13,25 @@ namespace {
 
 constexpr size_t kOverrideSize = 128; // with the closing NUL
 
-enum class T_KEY_RESULT { FOUND, ABSENT, FAILED };
+enum class TKeyResult { kFound, kAbsent, kFailed };
 
-T_KEY_RESULT read_key(const T_SMART_KEY_READER &read, const char *key, std::string *value, int *err_no)
+TKeyResult read_key(const TSmartKeyReader &read, const char *key, std::string *value, int *err_no)
 {
     *err_no = 0;
     if (read(key, *value, err_no) == 0)
-        return T_KEY_RESULT::FOUND;
-    return *err_no == NVRCFG_ERR_ABSENT ? T_KEY_RESULT::ABSENT : T_KEY_RESULT::FAILED;
+        return TKeyResult::kFound;
+    return *err_no == NVRCFG_ERR_ABSENT ? TKeyResult::kAbsent : TKeyResult::kFailed;
 }
 
 /* The keys behind the threshold. */
-bool read_schedule(const T_SMART_KEY_READER &read, T_SMART_SETTINGS *settings)
+bool read_schedule(const TSmartKeyReader &read, TSmartSettings *settings)
 {
     std::string value;
     int err_no = 0;
-    T_KEY_RESULT result = read_key(read, "sch_type", &value, &err_no);
-    if (result == T_KEY_RESULT::FAILED)
+    TKeyResult result = read_key(read, "sch_type", &value, &err_no);
+    if (result == TKeyResult::kFailed)
         return false;
-    if (result == T_KEY_RESULT::FOUND)
+    if (result == TKeyResult::kFound)
         settings->sch_type = value;
 
     struct {
@@ -41,11 +41,11 @@ bool read_schedule(const T_SMART_KEY_READER &read, T_SMART_SETTINGS *settings)
                          {"sch_hour", "day hour", &settings->sch_hour}};
     for (const auto &[key, name, number] : numbers) {
         result = read_key(read, key, &value, &err_no);
-        if (result == T_KEY_RESULT::FAILED) {
+        if (result == TKeyResult::kFailed) {
             log_File_Debug(kLogSmart, "get_hdd_health_setting() : %s fail err_no=%d", name, err_no);
             return false;
         }
-        if (result == T_KEY_RESULT::FOUND)
+        if (result == TKeyResult::kFound)
             *number = text_to_int(value.c_str());
     }
     return true;
@@ -72,16 +72,16 @@ int smart_threshold(int configured)
     return hours != 0 ? hours : configured;
 }
 
-bool get_hdd_health_setting(const T_SMART_KEY_READER &read, T_SMART_SETTINGS *settings)
+bool get_hdd_health_setting(const TSmartKeyReader &read, TSmartSettings *settings)
 {
     std::string value;
     int err_no = 0;
     switch (read_key(read, "power_on_hour_threshold", &value, &err_no)) {
-    case T_KEY_RESULT::FAILED:
+    case TKeyResult::kFailed:
         return false;
-    case T_KEY_RESULT::ABSENT:
+    case TKeyResult::kAbsent:
         break;
-    case T_KEY_RESULT::FOUND:
+    case TKeyResult::kFound:
         settings->threshold_hours = smart_threshold(text_to_int(value.c_str()));
         if (!read_schedule(read, settings))
             return false;

@@ -5,7 +5,7 @@
 
 /* When disk events are due and when a disk counts as old: section "hdd_health" of
  * the recorder's configuration. */
-struct T_SMART_SETTINGS {
+struct TSmartSettings {
     int threshold_hours = 20000; // more power-on hours give a warning
     std::string sch_type = "daily";
     int sch_weekday = 0; // 0 Sunday
@@ -13,12 +13,12 @@ struct T_SMART_SETTINGS {
 };
 
 /* Reads one key of the section as __nvrcfg_get_key_value does. */
-using T_SMART_KEY_READER = std::function<int(const char *key, std::string &out, int *err_no)>;
+using TSmartKeyReader = std::function<int(const char *key, std::string &out, int *err_no)>;
 
 /* Reads the settings one by one, each directly into *settings. An absent key leaves its
  * setting unchanged; an absent threshold ends the load. Any other failure ends it with
  * false and leaves the settings behind it unchanged. The result goes to the SMART log. */
-bool get_hdd_health_setting(const T_SMART_KEY_READER &read, T_SMART_SETTINGS *settings);
+bool get_hdd_health_setting(const TSmartKeyReader &read, TSmartSettings *settings);
 
 /* The reader of the recorder's configuration. */
 int smart_read_key(const char *key, std::string &out, int *err_no);

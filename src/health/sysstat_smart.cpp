@@ -13,7 +13,7 @@
 
 namespace {
 
-T_SMART_STATE g_state;
+TSmartState g_state;
 
 void smart_monitor_main(TWorker *self)
 {
@@ -35,11 +35,11 @@ TWatcher g_watcher({"SMART-worker", "smart_monitor_main", smart_monitor_main},
 
 } // namespace
 
-bool smart_load_settings(T_SMART_STATE *state)
+bool smart_load_settings(TSmartState *state)
 {
     if (!get_hdd_health_setting(smart_read_key, &state->settings))
         return false;
-    state->schedule.last_day = T_SMART_SCHEDULE().last_day;
+    state->schedule.last_day = TSmartSchedule().last_day;
     return true;
 }
 
@@ -52,7 +52,7 @@ bool smart_take_change_marker()
     return true;
 }
 
-void smart_tick(T_SMART_STATE *state)
+void smart_tick(TSmartState *state)
 {
     /* One moment for the whole tick: a full check of slow disks may take minutes,
      * and the events of the hour it began in must not be lost over it. */
@@ -66,7 +66,7 @@ void smart_tick(T_SMART_STATE *state)
         }
         state->schedule.last_check_ms = now_ms;
     }
-    const T_SMART_ANNOUNCE announce = smart_announce(&state->schedule, state->settings, local);
+    const TSmartAnnounce announce = smart_announce(&state->schedule, state->settings, local);
     if (announce.disk_status)
         smart_send_disk_status(*state);
     if (announce.power_on_hours)

@@ -17,10 +17,10 @@ int sysstat_smart_proc(const char *method, json_object **out);
 /* --- The parts of the thread's loop, for tests ----------------------------- */
 
 /* Reads the settings; a success allows events once more on the same day. */
-bool smart_load_settings(T_SMART_STATE *state);
+bool smart_load_settings(TSmartState *state);
 
 /* Whether somebody has changed the settings since the last call. */
 bool smart_take_change_marker();
 
 /* One second: check, report and announce what is due. */
-void smart_tick(T_SMART_STATE *state);
+void smart_tick(TSmartState *state);

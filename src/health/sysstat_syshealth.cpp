@@ -17,7 +17,7 @@ constexpr const char *kSource = "sysstat_syshealth.cpp";
 constexpr uint64_t kCheckPeriodMs = 60000;
 constexpr int kFanFailed = 9;
 
-T_SYSHEALTH_STATE g_state; // lives as long as the process: a restart of the monitors keeps it
+TSyshealthState g_state; // lives as long as the process: a restart of the monitors keeps it
 
 const char *fan_text(bool fan_error)
 {
@@ -26,7 +26,7 @@ const char *fan_text(bool fan_error)
 
 /* A failed query counts as normal: an error is cleared silently, and reported again by
  * the next query that finds it. */
-bool do_get_fan_state(T_SYSHEALTH_STATE *state)
+bool do_get_fan_state(TSyshealthState *state)
 {
     t_auth auth;
     (void)PAL_auth_get_auth(auth);
@@ -46,7 +46,7 @@ bool do_get_fan_state(T_SYSHEALTH_STATE *state)
     return syshealth_fan_failed(info.fans);
 }
 
-void do_update(T_SYSHEALTH_STATE *state)
+void do_update(TSyshealthState *state)
 {
     state->last_utc_time = static_cast<uint32_t>(wall_clock_s());
     if (state->query_failed)
@@ -82,14 +82,14 @@ bool syshealth_check_due(uint64_t last_check_ms, uint64_t now_ms)
     return last_check_ms == 0 || now_ms - last_check_ms >= kCheckPeriodMs;
 }
 
-bool syshealth_adopt(T_SYSHEALTH_STATE *state, bool fan_error)
+bool syshealth_adopt(TSyshealthState *state, bool fan_error)
 {
     if (state->fan_error.exchange(fan_error) != fan_error)
         return true;
     return state->force_update || state->query_failed;
 }
 
-void syshealth_check(T_SYSHEALTH_STATE *state, uint64_t now_ms)
+void syshealth_check(TSyshealthState *state, uint64_t now_ms)
 {
     if (!syshealth_check_due(state->last_check_ms, now_ms))
         return;

@@ -15,7 +15,7 @@
  * hardware is kept for queries. */
 
 /* The watcher's state. Only its thread writes; queries read the first three. */
-struct T_SYSHEALTH_STATE {
+struct TSyshealthState {
     std::atomic<bool> fan_error{false};                                         // as last reported or adopted
     std::atomic<uint32_t> last_utc_time{static_cast<uint32_t>(wall_clock_s())}; // of the last report attempt
     TMutex text_lock;
@@ -44,7 +44,7 @@ bool syshealth_check_due(uint64_t last_check_ms, uint64_t now_ms);
 
 /* Stores the result of a check; query_failed is set already. Returns whether to
  * report. */
-bool syshealth_adopt(T_SYSHEALTH_STATE *state, bool fan_error);
+bool syshealth_adopt(TSyshealthState *state, bool fan_error);
 
 /* One pass of the watcher. */
-void syshealth_check(T_SYSHEALTH_STATE *state, uint64_t now_ms);
+void syshealth_check(TSyshealthState *state, uint64_t now_ms);

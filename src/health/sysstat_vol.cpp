@@ -16,13 +16,13 @@ constexpr int64_t kMinuteS = 60, kHourS = 3600;
 constexpr int kRaidHour = 0, kRaidMinute = 25;
 
 /* Both are VOL-worker's, one after the other over restarts. */
-T_VOL_SCHEDULE g_schedule;
-T_VOLUME_WATCH g_watch;
+TVolSchedule g_schedule;
+TVolumeWatch g_watch;
 
 void do_what_is_due(TWorker *self)
 {
     const time_t now = wall_clock_s();
-    const T_VOL_DUE due = vol_schedule_tick(&g_schedule, now, local_time_of(now));
+    const TVolDue due = vol_schedule_tick(&g_schedule, now, local_time_of(now));
     if (due.check)
         do_vol_check(&g_watch, due.force, self);
     if (due.raid)
@@ -48,18 +48,18 @@ TWatcher g_watcher({"VOL-worker", "vol_monitor_main", vol_monitor_main},
 
 } // namespace
 
-bool vol_warmup_elapsed(T_VOL_SCHEDULE *schedule, int64_t mono_s)
+bool vol_warmup_elapsed(TVolSchedule *schedule, int64_t mono_s)
 {
     if (!schedule->warmup_origin_s)
         schedule->warmup_origin_s = mono_s;
     return mono_s - *schedule->warmup_origin_s > kWarmupS;
 }
 
-T_VOL_DUE vol_schedule_tick(T_VOL_SCHEDULE *schedule, int64_t wall_s, const struct tm &local)
+TVolDue vol_schedule_tick(TVolSchedule *schedule, int64_t wall_s, const struct tm &local)
 {
     const int64_t next_minute = wall_s / kMinuteS * kMinuteS + kMinuteS;
     const int64_t next_hour = wall_s / kHourS * kHourS + kHourS;
-    T_VOL_DUE due = {};
+    TVolDue due = {};
     /* A clock that was set back, even by years, must not suspend the checks until it has
      * caught up. */
     if (schedule->next_check_s > next_minute + kMinuteS)

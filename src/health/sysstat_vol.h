@@ -17,7 +17,7 @@ int sysstat_vol_dump(const char *folder);
 
 /* --- The schedule ----------------------------------------------------------- */
 
-struct T_VOL_SCHEDULE {
+struct TVolSchedule {
     std::optional<int64_t> warmup_origin_s; // monotonic; set by the first call
     int64_t next_check_s = 0;               // wall clock, on a minute
     int64_t next_hour_s = 0;                // wall clock, on an hour
@@ -25,7 +25,7 @@ struct T_VOL_SCHEDULE {
 };
 
 /* What is due at one moment, in this order. */
-struct T_VOL_DUE {
+struct TVolDue {
     bool check;
     bool force; // the check repeats standing warnings
     bool raid;
@@ -33,9 +33,9 @@ struct T_VOL_DUE {
 
 /* Whether more than three minutes of monotonic time have passed since the first call:
  * the appliance's other services need them to start. */
-bool vol_warmup_elapsed(T_VOL_SCHEDULE *schedule, int64_t mono_s);
+bool vol_warmup_elapsed(TVolSchedule *schedule, int64_t mono_s);
 
 /* The volumes at every minute, by force at once and in the first check of every
  * hour; the array in the minute 00:25 of local time, once a day. However far the
  * clock is set back, the next check comes within two minutes. */
-T_VOL_DUE vol_schedule_tick(T_VOL_SCHEDULE *schedule, int64_t wall_s, const struct tm &local);
+TVolDue vol_schedule_tick(TVolSchedule *schedule, int64_t wall_s, const struct tm &local);

@@ -17,39 +17,39 @@ namespace {
 constexpr int64_t kMb = 1048576;
 constexpr int kDisableDelayS = 10;
 
-using T_VOLUME_IDS = std::array<int32_t, kVolumeRoles>;
+using TVolumeIds = std::array<int32_t, kVolumeRoles>;
 
 /* One check of one volume. */
-struct T_LOOK {
-    T_VOLUME_WATCH *watch;
+struct TVolumeCheck {
+    TVolumeWatch *watch;
     size_t role; // row of the table
     int32_t volume_id;
     bool force;
 };
 
 /* The ids in the order of the roles; all are read again while one was never read. */
-T_VOLUME_IDS volume_ids(T_VOLUME_WATCH *watch)
+TVolumeIds volume_ids(TVolumeWatch *watch)
 {
-    T_VOLUME_IDS ids = {g_system_volume_id.load(), watch->index_volume_id, watch->cs_volume_id};
+    TVolumeIds ids = {g_system_volume_id.load(), watch->index_volume_id, watch->cs_volume_id};
     if (std::find(ids.begin(), ids.end(), -1) == ids.end())
         return ids;
     std::transform(kVolumeRoleTable.begin(), kVolumeRoleTable.end(), ids.begin(),
-                   [](const T_VOLUME_ROLE &role) { return volume_id_read(role.key); });
+                   [](const TVolumeRole &role) { return volume_id_read(role.key); });
     g_system_volume_id = ids[0];
     watch->index_volume_id = ids[1];
     watch->cs_volume_id = ids[2];
     return ids;
 }
 
-void apply_rule(const T_LOOK &look, bool on_zfs, const char *name, int64_t free_mb)
+void apply_rule(const TVolumeCheck &check, bool on_zfs, const char *name, int64_t free_mb)
 {
-    const T_VOLUME_ROLE &role = kVolumeRoleTable[look.role];
-    TVolumeAlert &kept = look.watch->volume_alert_state[look.role][on_zfs ? 1 : 0];
+    const TVolumeRole &role = kVolumeRoleTable[check.role];
+    TVolumeAlert &kept = check.watch->volume_alert_state[check.role][on_zfs ? 1 : 0];
     TVolumeAlert state = kept;
-    const TVolumeAlert event = volume_rule_decide(role, free_mb, look.force, &state);
-    if (event == TVolumeAlert::error)
-        look.watch->ostra_disable_pending = true;
-    if (event != TVolumeAlert::none)
+    const TVolumeAlert event = volume_rule_decide(role, free_mb, check.force, &state);
+    if (event == TVolumeAlert::kError)
+        check.watch->ostra_disable_pending = true;
+    if (event != TVolumeAlert::kNone)
         volume_event_send(role, event, name, free_mb);
     kept = state; // if sending throws, the next check decides again
 }
@@ -63,26 +63,26 @@ t_auth authenticate(const char *function, int line)
     return auth;
 }
 
-void check_plain_volume(const T_LOOK &look, const t_volume_info &volumes)
+void check_plain_volume(const TVolumeCheck &check, const t_volume_info &volumes)
 {
     char name[kVolumeNameSize];
-    snprintf(name, sizeof(name), "DataVol%d", look.volume_id);
+    snprintf(name, sizeof(name), "DataVol%d", check.volume_id);
     std::string configured;
-    if (read_ini_value(kVolumeConf, volume_section(look.volume_id).c_str(), "volName", &configured))
+    if (read_ini_value(kVolumeConf, volume_section(check.volume_id).c_str(), "volName", &configured))
         text_copy(name, configured);
     for (const t_volume_usage &usage : volumes.usage) {
-        if (usage.volume_id == look.volume_id)
-            apply_rule(look, false, name, usage.free_bytes / kMb);
+        if (usage.volume_id == check.volume_id)
+            apply_rule(check, false, name, usage.free_bytes / kMb);
     }
 }
 
-void check_zfs_volume(const T_LOOK &look)
+void check_zfs_volume(const TVolumeCheck &check)
 {
     char name[kVolumeNameSize];
-    snprintf(name, sizeof(name), "DataVol%d", look.volume_id);
+    snprintf(name, sizeof(name), "DataVol%d", check.volume_id);
     t_storage_disk_vol_info request, reply;
-    find_zfs_volume(look.volume_id, name, &request.target_vol_id);
-    const char *function = kVolumeRoleTable[look.role].zfs_function;
+    find_zfs_volume(check.volume_id, name, &request.target_vol_id);
+    const char *function = kVolumeRoleTable[check.role].zfs_function;
     const t_auth auth = authenticate(function, 402);
     if (const uint32_t result = PAL_storage_get_volume_info(auth, request, reply); result != 0) {
         log_File_Debug(kLogVolume, "%s(%d), PAL_storage_get_volume_info failed,  ret=[%08x] target_vol_id=[%d]",
@@ -91,14 +91,14 @@ void check_zfs_volume(const T_LOOK &look)
     }
     /* 32 bits without a sign, whatever the text holds. */
     const auto free_mb = static_cast<uint32_t>(strtoll(reply.free_bytes.c_str(), nullptr, 10) / kMb);
-    apply_rule(look, true, name, free_mb);
+    apply_rule(check, true, name, free_mb);
 }
 
 } // namespace
 
-void do_vol_check(T_VOLUME_WATCH *watch, bool force, TWorker *self)
+void do_vol_check(TVolumeWatch *watch, bool force, TWorker *self)
 {
-    const T_VOLUME_IDS ids = volume_ids(watch);
+    const TVolumeIds ids = volume_ids(watch);
     if (std::all_of(ids.begin(), ids.end(), [](int32_t id) { return id < 1; }))
         return;
     const t_auth auth = authenticate("do_vol_check", 689);
@@ -108,13 +108,13 @@ void do_vol_check(T_VOLUME_WATCH *watch, bool force, TWorker *self)
 
     const bool on_zfs = volume_on_zfs();
     for (size_t role = 0; role < ids.size(); ++role) {
-        const T_LOOK look = {watch, role, ids[role], force};
-        if (look.volume_id < 1)
+        const TVolumeCheck check = {watch, role, ids[role], force};
+        if (check.volume_id < 1)
             continue;
         if (on_zfs)
-            check_zfs_volume(look);
+            check_zfs_volume(check);
         else
-            check_plain_volume(look, volumes);
+            check_plain_volume(check, volumes);
     }
 
     if (watch->ostra_disable_pending && !watch->ostra_disable_done) {

@@ -8,7 +8,7 @@ class TWorker;
 
 /* The state of the volume checks; it outlives a stop and new start of the monitors. For
  * one thread at a time. */
-struct T_VOLUME_WATCH {
+struct TVolumeWatch {
     /* The volume ids of the roles as last read, but for the system volume's,
      * which is g_system_volume_id. */
     int32_t index_volume_id = -1;
@@ -23,4 +23,4 @@ struct T_VOLUME_WATCH {
  * rule; `force` repeats warnings that were sent already. Ten seconds after the first
  * error of the process it disables the surveillance service, once. `self` is the worker
  * on whose thread this runs. */
-void do_vol_check(T_VOLUME_WATCH *watch, bool force, TWorker *self);
+void do_vol_check(TVolumeWatch *watch, bool force, TWorker *self);

@@ -12,18 +12,18 @@ namespace {
 
 constexpr uint64_t kMb = 1048576;
 
-const char *log_text(const T_VOLUME_TEXTS &texts, TLogText which)
+const char *log_text(const TVolumeTexts &texts, TLogText which)
 {
     switch (which) {
-    case TLogText::product:
+    case TLogText::kProduct:
         return "Ostra Surveillance";
-    case TLogText::threshold:
+    case TLogText::kThreshold:
         return texts.threshold_text;
-    case TLogText::volume:
+    case TLogText::kVolume:
         return texts.name;
-    case TLogText::free_space:
+    case TLogText::kFreeSpace:
         return texts.free_text;
-    case TLogText::none:
+    case TLogText::kNone:
         break;
     }
     return nullptr;
@@ -31,9 +31,9 @@ const char *log_text(const T_VOLUME_TEXTS &texts, TLogText which)
 
 } // namespace
 
-T_VOLUME_TEXTS volume_texts(const char *name, int64_t free_mb, int64_t threshold_mb)
+TVolumeTexts volume_texts(const char *name, int64_t free_mb, int64_t threshold_mb)
 {
-    T_VOLUME_TEXTS texts;
+    TVolumeTexts texts;
     text_copy(texts.name, name);
     snprintf(texts.quoted_name, sizeof(texts.quoted_name), "'%s'", texts.name);
     /* A negative figure is shown modulo 2^64. */
@@ -47,11 +47,11 @@ T_VOLUME_TEXTS volume_texts(const char *name, int64_t free_mb, int64_t threshold
     return texts;
 }
 
-void volume_event_send(const T_VOLUME_ROLE &role, TVolumeAlert event, const char *name, int64_t free_mb)
+void volume_event_send(const TVolumeRole &role, TVolumeAlert event, const char *name, int64_t free_mb)
 {
-    const bool is_error = event == TVolumeAlert::error;
-    const T_VOLUME_LIMIT &limit = is_error ? role.error : role.warning;
-    const T_VOLUME_TEXTS texts = volume_texts(name, free_mb, limit.below_mb);
+    const bool is_error = event == TVolumeAlert::kError;
+    const TVolumeLimit &limit = is_error ? role.error : role.warning;
+    const TVolumeTexts texts = volume_texts(name, free_mb, limit.below_mb);
     const auto &order = limit.log_texts;
     (void)send_ostra_log(limit.log_code, log_text(texts, order[0]), log_text(texts, order[1]),
                          log_text(texts, order[2]), log_text(texts, order[3]));

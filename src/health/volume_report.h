@@ -13,7 +13,7 @@ inline constexpr const char *kNotifyApplication = "\"'Ostra Surveillance'\"";
 inline constexpr const char *kNotifyVersion = "\"'5.2.0.3071'\"";
 
 /* The texts of one event. The sizes are limits that the receivers rely on. */
-struct T_VOLUME_TEXTS {
+struct TVolumeTexts {
     char name[kVolumeNameSize] = "";
     char quoted_name[256] = "";
     char free_text[16] = "";
@@ -21,11 +21,11 @@ struct T_VOLUME_TEXTS {
     char threshold_text[16] = ""; // whole GB
     char threshold_value[32] = "", threshold_unit[32] = "";
 };
-T_VOLUME_TEXTS volume_texts(const char *name, int64_t free_mb, int64_t threshold_mb);
+TVolumeTexts volume_texts(const char *name, int64_t free_mb, int64_t threshold_mb);
 
 /* Sends an error or a warning: to the event-log tool, then to the notification
  * centre. Waits for both and ignores their results. */
-void volume_event_send(const T_VOLUME_ROLE &role, TVolumeAlert event, const char *name, int64_t free_mb);
+void volume_event_send(const TVolumeRole &role, TVolumeAlert event, const char *name, int64_t free_mb);
 
 /* Writes to the volume log that the call `call` returned `result`. */
 void volume_log_failed(const char *function, int line, const char *call, uint32_t result);

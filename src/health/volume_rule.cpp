@@ -8,13 +8,13 @@ using enum TLogText;
 
 /* The orders differ between the roles: the log's message templates number their
  * texts differently. */
-constexpr T_LOG_TEXTS kErrorTexts = {product, threshold, volume, free_space};
-constexpr T_LOG_TEXTS kThresholdFirst = {threshold, volume, free_space, none};
-constexpr T_LOG_TEXTS kVolumeFirst = {volume, free_space, threshold, none};
+constexpr TLogTexts kErrorTexts = {kProduct, kThreshold, kVolume, kFreeSpace};
+constexpr TLogTexts kThresholdFirst = {kThreshold, kVolume, kFreeSpace, kNone};
+constexpr TLogTexts kVolumeFirst = {kVolume, kFreeSpace, kThreshold, kNone};
 
 } // namespace
 
-constexpr std::array<T_VOLUME_ROLE, kVolumeRoles> kVolumeRoleTable = {{
+constexpr std::array<TVolumeRole, kVolumeRoles> kVolumeRoleTable = {{
     {kSystemVolumeKey,
      "do_zfs_sys_vol_check",
      {1024, 0x25020001, "002007", kErrorTexts},
@@ -29,13 +29,13 @@ constexpr std::array<T_VOLUME_ROLE, kVolumeRoles> kVolumeRoleTable = {{
      {32768, 0x25010003, "002006", kThresholdFirst}},
 }};
 
-TVolumeAlert volume_rule_decide(const T_VOLUME_ROLE &role, int64_t free_mb, bool force, TVolumeAlert *state)
+TVolumeAlert volume_rule_decide(const TVolumeRole &role, int64_t free_mb, bool force, TVolumeAlert *state)
 {
     const TVolumeAlert before = *state;
     if (free_mb == 0 || free_mb >= role.warning.below_mb)
-        *state = TVolumeAlert::none;
+        *state = TVolumeAlert::kNone;
     else
-        *state = free_mb < role.error.below_mb ? TVolumeAlert::error : TVolumeAlert::warning;
-    const bool is_repeated = *state == TVolumeAlert::warning && before == TVolumeAlert::warning && !force;
-    return is_repeated ? TVolumeAlert::none : *state;
+        *state = free_mb < role.error.below_mb ? TVolumeAlert::kError : TVolumeAlert::kWarning;
+    const bool is_repeated = *state == TVolumeAlert::kWarning && before == TVolumeAlert::kWarning && !force;
+    return is_repeated ? TVolumeAlert::kNone : *state;
 }

@@ -7,35 +7,35 @@
 /* When a surveillance volume is short of space, and the events for it. */
 
 /* Texts that an event gives to the event-log tool. */
-enum class TLogText { none, product, threshold, volume, free_space };
-using T_LOG_TEXTS = std::array<TLogText, 4>;
+enum class TLogText { kNone, kProduct, kThreshold, kVolume, kFreeSpace };
+using TLogTexts = std::array<TLogText, 4>;
 
 /* One severity of a role's events. */
-struct T_VOLUME_LIMIT {
+struct TVolumeLimit {
     int64_t below_mb;        // free space less than this is an event
     uint32_t log_code;       // for the event-log tool
     const char *notify_code; // for the notification centre
-    T_LOG_TEXTS log_texts;   // in the order that the log tool expects
+    TLogTexts log_texts;     // in the order that the log tool expects
 };
 
 /* What the surveillance service uses a volume for. */
-struct T_VOLUME_ROLE {
+struct TVolumeRole {
     const char *key;          // the product key that holds the volume's id
     const char *zfs_function; // the name of its check on ZFS in the debug log
-    T_VOLUME_LIMIT error;
-    T_VOLUME_LIMIT warning;
+    TVolumeLimit error;
+    TVolumeLimit warning;
 };
 
 /* System, index and recording ("CS") volume, in the order of their checks. */
 inline constexpr size_t kVolumeRoles = 3;
-extern const std::array<T_VOLUME_ROLE, kVolumeRoles> kVolumeRoleTable;
+extern const std::array<TVolumeRole, kVolumeRoles> kVolumeRoleTable;
 
 /* The last event sent for a volume. */
-enum class TVolumeAlert { none = 0, warning = 1, error = 2 };
+enum class TVolumeAlert { kNone = 0, kWarning = 1, kError = 2 };
 
 /* The event to send now for a volume with `free_mb` free; updates *state.
  *
  * An error is sent at every check; a warning once, and again when forced or
  * after an error. No free space at all means that the figure is unknown, not that the
  * volume is full: it clears the state. */
-TVolumeAlert volume_rule_decide(const T_VOLUME_ROLE &role, int64_t free_mb, bool force, TVolumeAlert *state);
+TVolumeAlert volume_rule_decide(const TVolumeRole &role, int64_t free_mb, bool force, TVolumeAlert *state);

@@ -9,11 +9,11 @@ namespace {
 
 constexpr int64_t kThresholdMs = 2500;
 
-T_CLOCK_OFFSET g_offset; // the sampling round's alone
+TClockOffset g_offset; // the sampling round's alone
 
 } // namespace
 
-std::optional<int64_t> clock_change_step(T_CLOCK_OFFSET *offset, uint64_t real_ms, uint64_t mono_ms)
+std::optional<int64_t> clock_change_step(TClockOffset *offset, uint64_t real_ms, uint64_t mono_ms)
 {
     /* Unsigned differences: no step of the clock is too large for them. */
     const uint64_t now = real_ms - mono_ms;

@@ -10,11 +10,11 @@ int clock_change_check();
 
 /* --- The rule ---------------------------------------------------------------- */
 
-struct T_CLOCK_OFFSET {
+struct TClockOffset {
     bool first = true;       // no offset yet: the first call only stores it
     int64_t previous_ms = 0; // wall clock minus monotonic clock
 };
 
 /* Compares the offset with that of the call before and stores it. The change in ms,
  * positive if the clock was set back; nothing if it is small enough to ignore. */
-std::optional<int64_t> clock_change_step(T_CLOCK_OFFSET *offset, uint64_t real_ms, uint64_t mono_ms);
+std::optional<int64_t> clock_change_step(TClockOffset *offset, uint64_t real_ms, uint64_t mono_ms);

@@ -18,9 +18,9 @@ constexpr size_t kReadSize = 32768;
 
 } // namespace
 
-std::vector<T_FILE_EVENT> file_events_parse(std::string_view events)
+std::vector<TFileEvent> file_events_parse(std::string_view events)
 {
-    std::vector<T_FILE_EVENT> parsed;
+    std::vector<TFileEvent> parsed;
     struct inotify_event event = {};
     while (events.size() >= sizeof(event) && (parsed.empty() || !parsed.back().ends_watch)) {
         memcpy(&event, events.data(), sizeof(event));
@@ -56,7 +56,7 @@ void TFileWatcher::run()
  * that had no event. */
 bool TFileWatcher::register_anew()
 {
-    const T_FILE_IDS before = m_watched;
+    const TFileIds before = m_watched;
     for (int attempt = 0; attempt < 2 && m_needs_registering; ++attempt)
         m_needs_registering = !regsiter_notify();
     if (m_needs_registering) {
@@ -78,7 +78,7 @@ void TFileWatcher::handle_change()
 /* A path without a file keeps its watch: the file may return. */
 bool TFileWatcher::is_replaced() const
 {
-    const T_FILE_IDS now = file_ids();
+    const TFileIds now = file_ids();
     for (size_t i = 0; i < now.size(); ++i) {
         if (now[i] && now[i] != m_watched[i])
             return true;
@@ -86,13 +86,13 @@ bool TFileWatcher::is_replaced() const
     return false;
 }
 
-TFileWatcher::T_FILE_IDS TFileWatcher::file_ids() const
+TFileWatcher::TFileIds TFileWatcher::file_ids() const
 {
-    T_FILE_IDS ids;
+    TFileIds ids;
     for (const std::string &path : m_paths) {
         struct stat status = {};
         const bool exists = stat(host_path(path).c_str(), &status) == 0;
-        ids.push_back(exists ? std::optional(T_FILE_ID{status.st_dev, status.st_ino}) : std::nullopt);
+        ids.push_back(exists ? std::optional(TFileId{status.st_dev, status.st_ino}) : std::nullopt);
     }
     return ids;
 }
@@ -100,7 +100,7 @@ TFileWatcher::T_FILE_IDS TFileWatcher::file_ids() const
 bool TFileWatcher::regsiter_notify()
 {
     TFd notify(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-    T_FILE_IDS ids = file_ids(); // before the watch: a replacement in between is found by the next look
+    TFileIds ids = file_ids(); // before the watch: a replacement in between is found by the next look
     std::vector<int> watches;
     for (const std::string &path : m_paths) {
         /* Without an instance no path can be watched, which the first of them fails with. */
@@ -137,13 +137,13 @@ void TFileWatcher::watching()
             log_File_Debug(kLogServerName, "%s:%s (%d) read failed.", kSource, "watching", 136);
         return;
     }
-    const std::vector<T_FILE_EVENT> events = file_events_parse({buffer, static_cast<size_t>(got)});
+    const std::vector<TFileEvent> events = file_events_parse({buffer, static_cast<size_t>(got)});
     if (!events.empty() && events.back().ends_watch) { // before the changes are handled, which may throw
         m_needs_registering = true;
         m_notify.reset();
         m_watches.clear();
     }
-    for (const T_FILE_EVENT &event : events) {
+    for (const TFileEvent &event : events) {
         print_out(event.is_folder ? " [directory]\n" : " [file]\n");
         if (event.is_change)
             handle_change();

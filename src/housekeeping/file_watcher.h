@@ -24,36 +24,36 @@ public:
     void unregsiter_notify();
 
 private:
-    struct T_FILE_ID {
+    struct TFileId {
         dev_t device = 0;
         ino_t inode = 0;
-        bool operator==(const T_FILE_ID &) const = default;
+        bool operator==(const TFileId &) const = default;
     };
-    using T_FILE_IDS = std::vector<std::optional<T_FILE_ID>>; // of m_paths; missing: no file there
+    using TFileIds = std::vector<std::optional<TFileId>>; // of m_paths; missing: no file there
 
     bool register_anew();
     bool regsiter_notify();
     void watching();
     void handle_change();
     bool is_replaced() const;
-    T_FILE_IDS file_ids() const;
+    TFileIds file_ids() const;
 
     std::vector<std::string> m_paths;
     std::function<void()> m_changed;
     TFd m_notify;
     std::vector<int> m_watches; // of m_paths, while registered
-    T_FILE_IDS m_watched;       // as they were when registered last; empty: never
+    TFileIds m_watched;         // as they were when registered last; empty: never
     bool m_needs_registering = true;
     bool m_change_due = false; // seen and not handled to the end
 };
 
 /* The meaning of one event. */
-struct T_FILE_EVENT {
+struct TFileEvent {
     bool is_folder = false;
     bool is_change = false;  // the file was changed
     bool ends_watch = false; // the watched file no longer exists
-    bool operator==(const T_FILE_EVENT &) const = default;
+    bool operator==(const TFileEvent &) const = default;
 };
 
 /* The events of one read, up to the first that ends the watch or is truncated. */
-std::vector<T_FILE_EVENT> file_events_parse(std::string_view events);
+std::vector<TFileEvent> file_events_parse(std::string_view events);

@@ -20,7 +20,7 @@ constexpr int kWorkers = 2;
 
 /* Runs a handler for a platform that does not expect exceptions. One that throws (most
  * likely out of memory) answers as a failed operation does. */
-T_RESPONSE run_handler(const char *name, ssci_handler handler, const httpserver::http_request &request)
+TResponse run_handler(const char *name, ssci_handler handler, const httpserver::http_request &request)
 {
     try {
         return handler(request);

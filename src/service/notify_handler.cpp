@@ -21,7 +21,7 @@ constexpr int kVbusDisks = 8;
 
 } // namespace
 
-int notice_parse(const std::string &body, T_SERVICE_NOTICE *notice)
+int notice_parse(const std::string &body, TServiceNotice *notice)
 {
     const TJson parsed = json_parse(body); // a value other than an object has no members
     if (parsed == nullptr)
@@ -58,9 +58,9 @@ int vbus_notice_dispatch(int vbus_type, int vbus_action, const char * /*extra_in
     }
 }
 
-T_RESPONSE proc_notify_put(const httpserver::http_request &request)
+TResponse proc_notify_put(const httpserver::http_request &request)
 {
-    T_SERVICE_NOTICE notice;
+    TServiceNotice notice;
     /* A string_view in later versions of the library. */
     int result = notice_parse(std::string(request.get_content()), &notice);
     switch (notice.type) {

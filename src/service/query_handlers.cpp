@@ -32,13 +32,13 @@ std::string argument(const httpserver::http_request &request, const char *name, 
 }
 
 /* Calls a monitor and wraps its result. */
-template <typename OPERATION> T_RESPONSE answer(OPERATION operation)
+template <typename TOperation> TResponse answer(TOperation operation)
 {
-    struct T_OUT {
-        T_OUT() = default;
-        ~T_OUT() { TJson(json_is_valid(value) ? value : nullptr); }
-        T_OUT(const T_OUT &) = delete;
-        T_OUT &operator=(const T_OUT &) = delete;
+    struct TOutValue {
+        TOutValue() = default;
+        ~TOutValue() { TJson(json_is_valid(value) ? value : nullptr); }
+        TOutValue(const TOutValue &) = delete;
+        TOutValue &operator=(const TOutValue &) = delete;
         json_object *value = nullptr;
     } out;
     const int result = operation(&out.value);
@@ -46,10 +46,10 @@ template <typename OPERATION> T_RESPONSE answer(OPERATION operation)
 }
 
 /* The statistics kinds all take the method, a count and the name of an entity. */
-using T_STAT_PROC = int (*)(const char *method, const char *type, const char *name, json_object **out);
+using TStatProc = int (*)(const char *method, const char *type, const char *name, json_object **out);
 
-T_RESPONSE answer_statistics(const httpserver::http_request &request, T_STAT_PROC proc, const char *name_argument,
-                             size_t text_size)
+TResponse answer_statistics(const httpserver::http_request &request, TStatProc proc, const char *name_argument,
+                            size_t text_size)
 {
     const std::string method = argument(request, "method", text_size);
     const std::string type = argument(request, "type", 32);
@@ -69,54 +69,54 @@ TJson informed(json_object *value, int (*info)(json_object **out))
 
 } // namespace
 
-T_RESPONSE proc_cpu_get(const httpserver::http_request &request)
+TResponse proc_cpu_get(const httpserver::http_request &request)
 {
     return answer_statistics(request, sysstat_cpu_proc, "name", 64);
 }
 
-T_RESPONSE proc_mem_get(const httpserver::http_request &request)
+TResponse proc_mem_get(const httpserver::http_request &request)
 {
     return answer_statistics(request, sysstat_memory_proc, "name", 64);
 }
 
-T_RESPONSE proc_net_get(const httpserver::http_request &request)
+TResponse proc_net_get(const httpserver::http_request &request)
 {
     return answer_statistics(request, sysstat_net_proc, "if_name", 32);
 }
 
-T_RESPONSE proc_dsk_get(const httpserver::http_request &request)
+TResponse proc_dsk_get(const httpserver::http_request &request)
 {
     trace(kSource, "proc_dsk_get", 169);
     return answer_statistics(request, sysstat_disk_proc, "vol_name", 32);
 }
 
-T_RESPONSE proc_smart_get(const httpserver::http_request &request)
+TResponse proc_smart_get(const httpserver::http_request &request)
 {
     const std::string method = argument(request, "method", 32);
     return answer([&](json_object **out) { return sysstat_smart_proc(method.c_str(), out); });
 }
 
-T_RESPONSE proc_syshealth_get(const httpserver::http_request &request)
+TResponse proc_syshealth_get(const httpserver::http_request &request)
 {
     const std::string method = argument(request, "method", 32);
     return answer([&](json_object **out) { return sysstat_syshealth_proc(method.c_str(), out); });
 }
 
-T_RESPONSE proc_cam_conn_get(const httpserver::http_request &request)
+TResponse proc_cam_conn_get(const httpserver::http_request &request)
 {
     const std::string method = argument(request, "method", 32);
     const std::string count = argument(request, "count", 32);
     return answer([&](json_object **out) { return sysstat_camconn_proc(method.c_str(), count.c_str(), out); });
 }
 
-T_RESPONSE proc_recording_state_get(const httpserver::http_request & /*request*/)
+TResponse proc_recording_state_get(const httpserver::http_request & /*request*/)
 {
     trace(kSource, "proc_recording_state_get", 504);
     const TJson state = informed(json_object_new_object(), recording_stat_info);
     return json_response(json_text(state.get()));
 }
 
-T_RESPONSE proc_status_get(const httpserver::http_request & /*request*/)
+TResponse proc_status_get(const httpserver::http_request & /*request*/)
 {
     TJson cpu = informed(json_object_new_object(), sysstat_cpu_info);
     TJson memory = informed(json_object_new_object(), sysstat_memory_info);
@@ -142,12 +142,12 @@ T_RESPONSE proc_status_get(const httpserver::http_request & /*request*/)
     return json_response(json_text(root.get()));
 }
 
-T_RESPONSE proc_statistics_dump_get(const httpserver::http_request & /*request*/)
+TResponse proc_statistics_dump_get(const httpserver::http_request & /*request*/)
 {
     return json_response(envelope_text(VeloMond_statistics_dump(), nullptr));
 }
 
-T_RESPONSE proc_banip_mgr_put(const httpserver::http_request & /*request*/)
+TResponse proc_banip_mgr_put(const httpserver::http_request & /*request*/)
 {
     const TJson root(json_object_new_object());
     json_give(root.get(), "return", TJson(json_object_new_int(-1)));

@@ -38,16 +38,16 @@ bool take(const Json::Value &object, const char *key, int64_t *out)
     return member.isInt64() || member.isNull();
 }
 
-bool take_rule(const Json::Value &element, T_PROXY_RULE *rule)
+bool take_rule(const Json::Value &element, TProxyRule *rule)
 {
     return element.isObject() && take(element, "GUID", &rule->guid) && take(element, "rule_type", &rule->rule_type) &&
            take(element, "last_access_time", &rule->last_access_time) &&
            take(element, "retention_time", &rule->retention_time) && take(element, "bs_id", &rule->bs_id);
 }
 
-T_PROXY_ANSWER read_answer(const Json::Value &root)
+TProxyAnswer read_answer(const Json::Value &root)
 {
-    T_PROXY_ANSWER answer;
+    TProxyAnswer answer;
     if (!root.isObject())
         return answer;
     (void)take(root, "err_code", &answer.err_code);
@@ -55,7 +55,7 @@ T_PROXY_ANSWER read_answer(const Json::Value &root)
     if (!list.isArray())
         return answer;
     for (const Json::Value &element : list) {
-        T_PROXY_RULE rule;
+        TProxyRule rule;
         if (take_rule(element, &rule))
             answer.rules.push_back(std::move(rule));
         else
@@ -66,7 +66,7 @@ T_PROXY_ANSWER read_answer(const Json::Value &root)
 
 } // namespace
 
-int proxy_answer_parse(const std::string &text, T_PROXY_ANSWER *answer, std::string *error)
+int proxy_answer_parse(const std::string &text, TProxyAnswer *answer, std::string *error)
 {
     try {
         if (!json_is_bounded(text)) {
@@ -88,7 +88,7 @@ int proxy_answer_parse(const std::string &text, T_PROXY_ANSWER *answer, std::str
     }
 }
 
-int64_t proxy_remaining_ms(const T_PROXY_RULE &rule, uint64_t now_ms)
+int64_t proxy_remaining_ms(const TProxyRule &rule, uint64_t now_ms)
 {
     /* The retention is a 32-bit figure also in ms and wraps above 35791 minutes; the
      * services that set up rules rely on it. Only unsigned arithmetic may wrap. */

@@ -28,20 +28,20 @@ constexpr int kCancelled = 1; // by a stop; never logged
 
 constexpr const char *kStateWords[] = {"error", "normal"}; // by is_recording
 
-struct T_RECORDING {
+struct TRecording {
     int32_t is_recording = 0;   // 0 or 1
     int32_t state_utc_time = 0; // seconds
 };
 TMutex g_lock;
-T_RECORDING g_recording GUARDED_BY(g_lock); // only the worker changes it
+TRecording g_recording GUARDED_BY(g_lock); // only the worker changes it
 
-T_RECORDING recording()
+TRecording recording()
 {
     const TLock guard(g_lock);
     return g_recording;
 }
 
-void fill_report(json_object *object, const T_RECORDING &state)
+void fill_report(json_object *object, const TRecording &state)
 {
     json_give(object, "utc_time", TJson(json_object_new_int(state.state_utc_time)));
     json_give_text(object, "camera_recording_update", kStateWords[state.is_recording]);
@@ -75,7 +75,7 @@ int get_recording_state()
     return 0;
 }
 
-void send_report(const T_RECORDING &state)
+void send_report(const TRecording &state)
 {
     const TJson report(json_object_new_object());
     fill_report(report.get(), state);
@@ -111,7 +111,7 @@ void Recording_state_monitor_main(TWorker *self)
                 log_File_Debug(kLogRecState, "%s:%s (%d), get_recording_state faile (%d)\n", kSource,
                                "Recording_state_monitor_main", 179, result);
         }
-        const T_RECORDING state = recording();
+        const TRecording state = recording();
         if (first_report || state.is_recording != last_reported) {
             send_report(state);
             if (!first_report)

@@ -29,7 +29,7 @@ constexpr int32_t kBusRuleValue = 60; // the platform's, always this
 
 /* What was deleted at the configuration service and remains to be removed
  * elsewhere. */
-struct T_REMOVED {
+struct TDeletedRules {
     std::vector<std::string> files; // GUIDs
     t_vbus_reverse_proxy_info bus;
 };
@@ -43,7 +43,7 @@ void log_transport_error(long long result)
 }
 
 /* Lists the rules. 0, or -1, logged. */
-int list_rules(std::vector<T_PROXY_RULE> *rules)
+int list_rules(std::vector<TProxyRule> *rules)
 {
     std::string text;
     const long long result = ssci_GET_request(kHost, kPort, kPath, {{"act", "list"}}, &text, kTimeoutS);
@@ -52,7 +52,7 @@ int list_rules(std::vector<T_PROXY_RULE> *rules)
         log_transport_error(result);
         return -1;
     }
-    T_PROXY_ANSWER answer;
+    TProxyAnswer answer;
     std::string error;
     if (proxy_answer_parse(text, &answer, &error) != 0) {
         log_File_Debug(kLogReverseProxy, "[%s][%d] parse strResponse failed, error=[%s]", kFunction, 93, error.c_str());
@@ -69,7 +69,7 @@ int list_rules(std::vector<T_PROXY_RULE> *rules)
 }
 
 /* Deletes a rule at the configuration service. 0, or -1, logged. */
-int delete_rule(const T_PROXY_RULE &rule)
+int delete_rule(const TProxyRule &rule)
 {
     const ssci_params params = {{"act", "delete"}, {"GUID", rule.guid}, {"rule_type", std::to_string(rule.rule_type)}};
     std::string text;
@@ -79,7 +79,7 @@ int delete_rule(const T_PROXY_RULE &rule)
         log_transport_error(result);
     }
     /* A missing answer counts as a refusal, as does any answer of a failed call. */
-    T_PROXY_ANSWER answer;
+    TProxyAnswer answer;
     std::string error;
     (void)proxy_answer_parse(text, &answer, &error);
     if (result != 0 || answer.err_code != 0) {
@@ -89,7 +89,7 @@ int delete_rule(const T_PROXY_RULE &rule)
     return 0;
 }
 
-void remove_rule(const T_PROXY_RULE &rule, T_REMOVED *removed)
+void remove_rule(const TProxyRule &rule, TDeletedRules *removed)
 {
     if (delete_rule(rule) != 0)
         return;
@@ -131,9 +131,9 @@ void remove_from_bus(const t_vbus_reverse_proxy_info &request)
 /* Also after a stop request: the service does not list a deleted rule again, so the
  * rest of it would remain for good. Requests end by their time-outs; a reload of the
  * web server that hangs is cancelled after as long. */
-void remove_elsewhere(TWorker *self, T_REMOVED *removed)
+void remove_elsewhere(TWorker *self, TDeletedRules *removed)
 {
-    const T_REMOVED now = std::exchange(*removed, {});
+    const TDeletedRules now = std::exchange(*removed, {});
     if (!now.files.empty())
         remove_files(now.files);
     if (now.bus.rules.empty())
@@ -144,13 +144,13 @@ void remove_elsewhere(TWorker *self, T_REMOVED *removed)
 
 /* One pass. *removed holds what an earlier pass deleted and did not remove elsewhere.
  * False if there was no list. */
-bool remove_expired(TWorker *self, bool is_first, T_REMOVED *removed)
+bool remove_expired(TWorker *self, bool is_first, TDeletedRules *removed)
 {
     remove_elsewhere(self, removed);
-    std::vector<T_PROXY_RULE> rules;
+    std::vector<TProxyRule> rules;
     if (list_rules(&rules) != 0)
         return false;
-    for (const T_PROXY_RULE &rule : rules) {
+    for (const TProxyRule &rule : rules) {
         if (self->terminated())
             break;
         if (is_first || proxy_remaining_ms(rule, current_time_stamp()) <= 0) {
@@ -166,7 +166,7 @@ void rule_expired_detect(TWorker *self)
 {
     log_File_Debug(kLogReverseProxy, "[%s][%d] start", kFunction, 199);
     bool first_done = false;
-    T_REMOVED removed;
+    TDeletedRules removed;
     self->run_passes([&] {
         const bool complete = remove_expired(self, !first_done, &removed);
         self->wait_s(kPeriodS);

@@ -21,14 +21,14 @@ constexpr uint64_t kPeriodS = 60;
 TCameraTable g_cameras;
 
 /* The array "data" of an answer, lent by `root`. */
-struct T_ANSWER {
+struct TPeerAnswer {
     TJson root;
     json_object *data = nullptr;
 };
 
 /* Queries the recording service. 0; -1 no answer, -2 no JSON, -3 no array in it:
  * logged under the name of the caller. */
-int ask(const char *path, const char *caller, T_ANSWER *out)
+int ask(const char *path, const char *caller, TPeerAnswer *out)
 {
     std::string text;
     const long long result = ssci_GET_request(kService, path, ssci_params(), &text, kTimeoutS);
@@ -91,7 +91,7 @@ int sysstat_camconn_uninit()
 
 int sysstat_caminfo_get()
 {
-    T_ANSWER answer;
+    TPeerAnswer answer;
     const int result = ask("/recStreamService/ChannelConnInfo", "sysstat_caminfo_get", &answer);
     if (result == 0)
         g_cameras.replace(camera_table_parse(answer.data));
@@ -103,7 +103,7 @@ void sysstat_camconn_get()
     if (g_p_CamConnstatManager == nullptr)
         return;
     const uint64_t now_ms = current_time_stamp(); // before the request, which may take seconds
-    T_ANSWER answer;
+    TPeerAnswer answer;
     if (ask("/recStreamService/ChannelConnStat", "sysstat_camconn_get", &answer) != 0)
         return;
     const T_CAM_CONN_STAT reading = cam_conn_parse(answer.data, now_ms);

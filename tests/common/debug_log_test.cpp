@@ -31,7 +31,7 @@ TEST_F(DebugLog, RotatesAboveItsLimitAndKeepsOneBackup)
     EXPECT_EQ(read_file(std::string(kLogMain) + "_bak"), full + "1");
 }
 
-TEST_F(DebugLog, AFolderThatCannotBeMadeIsToldAndTheLineDropped)
+TEST_F(DebugLog, AFolderThatCannotBeMadeIsLoggedAndTheLineDropped)
 {
     EXPECT_EQ(fake::stderr_of([] { log_File_Debug("/Vdbglog/missing/deeper/x.log", "line"); }),
               "[VeloMond_log] create log folder /Vdbglog/missing/deeper/x.log failed, ret=-1\n");

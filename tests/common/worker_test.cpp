@@ -45,7 +45,7 @@ TEST_F(Worker, RunsNamedWithoutSignalsAndStopsFromItsSleep)
     EXPECT_TRUE(g_was_interrupted);
 }
 
-TEST_F(Worker, StoppingOneThatNeverRanOnlyTellsSo)
+TEST_F(Worker, StoppingOneThatNeverRanOnlyWritesItsLine)
 {
     TWorker worker;
     EXPECT_EQ(fake::stderr_of([&] {

@@ -83,7 +83,7 @@ TEST_F(Lifecycle, StartsInItsOrderAndStopsInTheSame)
               lines_without(of_daemon, "delete=|smp_num_cpus|^main:|^====|^is_daemon|^execute_time|_info\\("));
 }
 
-TEST_F(Lifecycle, WithoutThreadsEachTellsItWhereItAlwaysHas)
+TEST_F(Lifecycle, WithoutThreadsEachLogsItInItsUsualPlace)
 {
     fake::state()->thread_error = 11;
     fake::set_wall_ms(1'700'095'500'000); // 00:45

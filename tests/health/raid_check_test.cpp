@@ -34,7 +34,7 @@ protected:
     }
 };
 
-TEST_F(RaidCheck, WarnsOfABadArrayWhoseLastDiskExpectsToFailUnlessSomethingFails)
+TEST_F(RaidCheck, WarnsOfABadArrayWhoseLastDiskPredictsItsFailure)
 {
     EXPECT_EQ(check(0, {0, 0, 1}), 1U);
     EXPECT_EQ(fake::state()->enclosures_asked, std::vector<int>{2});

@@ -36,7 +36,7 @@ protected:
         return m_state.overall;
     }
 
-    T_SMART_STATE m_state;
+    TSmartState m_state;
     std::map<int, std::vector<t_storage_disk>> m_enclosures;
     std::map<int, int32_t> m_hours; // by disk number; the others cannot be read
 };
@@ -56,23 +56,23 @@ TEST_F(SmartCheck, ADiskIsAsBadAsTheWorseOfItsStatusAndItsAge)
     }
 }
 
-TEST_F(SmartCheck, BetweenFullChecksOnlyTheOldAreLookedAt)
+TEST_F(SmartCheck, BetweenFullChecksOnlyTheOldAreChecked)
 {
     m_enclosures[0] = {{"disk_01", "a", "yes", 2}, {"disk_02", "b", "yes", 0}, {"disk_03", "c", "", 2}};
     m_hours = {{1, 5}, {2, 101}};
-    EXPECT_EQ(check(kHalfPastMs), SMART_ERROR); // the first of all
+    EXPECT_EQ(check(kHalfPastMs), kSmartError); // the first of all
     EXPECT_EQ(m_state.disks.size(), 2U);        // the empty slot is none
-    EXPECT_EQ(check(kHalfPastMs + kMinuteMs), SMART_HOUR_WARNING);
+    EXPECT_EQ(check(kHalfPastMs + kMinuteMs), kSmartHourWarning);
     m_enclosures[0][1].status = 1; // seen once, then no longer merely old
-    EXPECT_EQ(check(kHalfPastMs + 2 * kMinuteMs), SMART_WARNING);
-    EXPECT_EQ(check(kHalfPastMs + 3 * kMinuteMs), SMART_NORMAL);
-    EXPECT_EQ(check(kFullHourMs + 59'000), SMART_ERROR);
-    EXPECT_EQ(check(kFullHourMs + 59'900), SMART_NORMAL); // the hour has had its full one
+    EXPECT_EQ(check(kHalfPastMs + 2 * kMinuteMs), kSmartWarning);
+    EXPECT_EQ(check(kHalfPastMs + 3 * kMinuteMs), kSmartNormal);
+    EXPECT_EQ(check(kFullHourMs + 59'000), kSmartError);
+    EXPECT_EQ(check(kFullHourMs + 59'900), kSmartNormal); // the hour has had its full one
 
     m_hours.erase(2); // the next full one cannot read this: no hours, but the old ones stay known
     m_enclosures[0][1].status = 0;
     check(kFullHourMs + 60 * kMinuteMs);
-    EXPECT_EQ(m_state.disks["disk_02"].state, SMART_NORMAL);
+    EXPECT_EQ(m_state.disks["disk_02"].state, kSmartNormal);
     EXPECT_EQ(m_state.disks["disk_02"].hours, 101);
 }
 
@@ -95,22 +95,22 @@ TEST_F(SmartCheck, EachFullCheckWritesTheHoursAnew)
     EXPECT_EQ(fake::programs(), (std::vector<fake::argv_t>{{"/usr/bin/vcmd", "get_rec_disk_list"}}));
 }
 
-TEST_F(SmartCheck, AStopSaysNothingOfTheDisks)
+TEST_F(SmartCheck, ACancelledReadingIsNoFinding)
 {
     m_enclosures[0] = {{"disk_01", "a", "yes", 0}, {"disk_02", "b", "yes", 0}};
     m_hours = {{1, 101}, {2, 5}};
-    EXPECT_EQ(check(kHalfPastMs), SMART_HOUR_WARNING);
+    EXPECT_EQ(check(kHalfPastMs), kSmartHourWarning);
     std::vector<int> asked;
     fake::state()->smart = [&](int id, t_storage_smart_info &) {
         asked.push_back(id);
         return PAL_CANCELLED;
     };
-    EXPECT_EQ(check(kFullHourMs), SMART_HOUR_WARNING);
+    EXPECT_EQ(check(kFullHourMs), kSmartHourWarning);
     EXPECT_EQ(asked, std::vector<int>{1});
     fake::state()->disk_list = [](int, t_storage_disk_list &) { return PAL_CANCELLED; };
-    EXPECT_EQ(check(kFullHourMs + 60 * kMinuteMs), SMART_HOUR_WARNING);
+    EXPECT_EQ(check(kFullHourMs + 60 * kMinuteMs), kSmartHourWarning);
     EXPECT_EQ(log_text(kLogSmart), "");
-    EXPECT_EQ(m_state.disks["disk_01"].state, SMART_HOUR_WARNING);
+    EXPECT_EQ(m_state.disks["disk_01"].state, kSmartHourWarning);
     EXPECT_EQ(m_state.disks["disk_02"].hours, 5);
 }
 
@@ -118,13 +118,13 @@ TEST_F(SmartCheck, FailuresEndTheCheckWithWhatWasFoundSoFar)
 {
     fake::state()->enclosure_result = 0xab;
     write_file("/tmp/hdd_power_on_hour", "hours");
-    EXPECT_EQ(check(kHalfPastMs), SMART_NORMAL);
+    EXPECT_EQ(check(kHalfPastMs), kSmartNormal);
     EXPECT_EQ(read_file("/tmp/hdd_power_on_hour"), "hours");
     EXPECT_TRUE(fake::programs().empty());
     fake::state()->enclosure_result = 0;
     fake::state()->enclosure.enclosure_count = 2; // but the second cannot be had
     m_enclosures[0] = {{"disk_01", "a", "yes", 2}};
-    EXPECT_EQ(check(kFullHourMs), SMART_ERROR);
+    EXPECT_EQ(check(kFullHourMs), kSmartError);
     EXPECT_THAT(log_text(kLogSmart),
                 testing::MatchesRegex(R"(do_disk_list_check.*, PAL_storage_get_enclosure_list failed,  ret=.000000ab.)"
                                       R"(.* \([0-9]+\) PAL_storage_get_disk_smart_info failed=.6.)"

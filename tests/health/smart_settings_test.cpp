@@ -41,7 +41,7 @@ TEST_F(SmartSettings, AreReadInOrderUntilOneFails)
             *err_no = value[1] - '0';
             return value[0] == '!' ? -1 : 0;
         };
-        T_SMART_SETTINGS now;
+        TSmartSettings now;
         EXPECT_EQ(get_hdd_health_setting(read, &now), one.result) << one.values[0] << one.log;
         EXPECT_EQ(now.threshold_hours, one.threshold_hours);
         log += *one.log != '\0' ? std::string("get_hdd_health_setting() : ") + one.log : "";

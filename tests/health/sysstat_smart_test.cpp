@@ -46,7 +46,7 @@ protected:
         return events;
     }
 
-    T_SMART_STATE m_state;
+    TSmartState m_state;
 };
 
 TEST_F(Smart, AWeeklyScheduleSendsHoursOnItsDayAndDiskStatusDaily)
@@ -98,16 +98,16 @@ TEST_F(Smart, ChecksOnceAMinuteAndReportsChangesOnce)
     EXPECT_EQ(told[1].body, R"({"utc_time":"1699749060","disk_update":"hour_warning"})"); // unheard, not repeated
 
     fake::state()->disk_list = nullptr; // none can be had: the first report goes out all the same
-    T_SMART_STATE blind;
+    TSmartState blind;
     smart_tick(&blind);
     EXPECT_EQ(fake::requests().back().body, R"({"utc_time":"1699749120","disk_update":"normal"})");
 }
 
 TEST_F(Smart, OnlyDisksThatRecordAreAnnouncedForTheirHours)
 {
-    m_state.disks = {{"a", {SMART_NORMAL, 101, 0, "good", "a"}},
-                     {"b", {SMART_WARNING, 100, 0, "bad", "b"}},
-                     {"d", {SMART_HOUR_WARNING, 101, 0, "old", "d"}}};
+    m_state.disks = {{"a", {kSmartNormal, 101, 0, "good", "a"}},
+                     {"b", {kSmartWarning, 100, 0, "bad", "b"}},
+                     {"d", {kSmartHourWarning, 101, 0, "old", "d"}}};
     m_state.settings.threshold_hours = 100;
     m_state.recording_disks = "b,c,a\n";
     smart_send_disk_status(m_state);

@@ -24,7 +24,7 @@ protected:
         return requests.size() == before ? "" : requests.back().body;
     }
 
-    T_SYSHEALTH_STATE m_state;
+    TSyshealthState m_state;
 };
 
 TEST_F(SysHealth, ReportsTheFirstFindingThenChangesOnlyHeardOrNot)

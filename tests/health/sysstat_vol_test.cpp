@@ -28,9 +28,9 @@ TEST_F(VolumeWatcher, ChecksMinutesAndHoursOfUtcButTheArrayByLocalTime)
                                                     {2465, ""},
                                                     {30 - kTenYears, ""}, // back by years
                                                     {60 - kTenYears, "check"}};
-    T_VOL_SCHEDULE schedule;
+    TVolSchedule schedule;
     for (const auto &[now, what] : moments) {
-        const T_VOL_DUE due = vol_schedule_tick(&schedule, kDay + now, local_time_of(kDay + now));
+        const TVolDue due = vol_schedule_tick(&schedule, kDay + now, local_time_of(kDay + now));
         const std::string text =
             std::string(due.check ? "check" : "") + (due.force ? " by force" : "") + (due.raid ? " raid" : "");
         EXPECT_EQ(text, what) << now;
@@ -43,7 +43,7 @@ TEST_F(VolumeWatcher, TheThreadWarmsUpAndOwesTheDisableThroughAStop)
     fake::state()->self_conf["OSTRAPRO_SYS_VOL"] = "1";
     const auto disabled = [] { return fake::state()->ostrapro_disabled; };
 
-    T_VOL_SCHEDULE schedule;
+    TVolSchedule schedule;
     for (const auto &[now_s, elapsed] : {std::pair(100, false), {280, false}, {281, true}, {282, true}})
         EXPECT_EQ(vol_warmup_elapsed(&schedule, now_s), elapsed) << now_s;
 

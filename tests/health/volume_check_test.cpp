@@ -69,7 +69,7 @@ protected:
         return fake::programs().size() - before;
     }
 
-    T_VOLUME_WATCH watch;
+    TVolumeWatch watch;
 };
 
 TEST_F(VolumeCheck, EveryEventHasItsTextsInItsOrder)
@@ -116,7 +116,7 @@ TEST_F(VolumeCheck, AnEventThatThrewIsSentByTheNextCheck)
     EXPECT_EQ(look(), 0U);
 }
 
-TEST_F(VolumeCheck, PlainAndZfsVolumesAreToldApart)
+TEST_F(VolumeCheck, PlainAndZfsVolumesHaveStatesOfTheirOwn)
 {
     configure({"3", "0", "0"});
     offer_volume(int64_t{9728} * 1048576);
@@ -127,8 +127,8 @@ TEST_F(VolumeCheck, PlainAndZfsVolumesAreToldApart)
     EXPECT_EQ(look(), 1U);
     offer_volume(-1048576); // 32 bits without a sign: a volume with plenty of space
     EXPECT_EQ(look(), 0U);
-    EXPECT_EQ(watch.volume_alert_state[0][0], warning);
-    EXPECT_EQ(watch.volume_alert_state[0][1], none);
+    EXPECT_EQ(watch.volume_alert_state[0][0], kWarning);
+    EXPECT_EQ(watch.volume_alert_state[0][1], kNone);
 }
 
 TEST_F(VolumeCheck, EachRoleIsWatchedByItselfAndAWarningDisablesNothing)
@@ -166,23 +166,23 @@ TEST_F(VolumeCheck, EachRoleIsWatchedByItselfAndAWarningDisablesNothing)
     }
 }
 
-TEST_F(VolumeCheck, FailuresOfThePlatformAreToldAndLeaveTheStatesAlone)
+TEST_F(VolumeCheck, FailuresOfThePlatformAreLoggedAndLeaveTheStatesAlone)
 {
     configure({"3", "0", "0"});
     offer_volume(0);
     fake::state()->auth_result = 7;
     fake::state()->usage_result = 0x1234abcd;
-    watch.volume_alert_state[0][0] = watch.volume_alert_state[0][1] = warning;
+    watch.volume_alert_state[0][0] = watch.volume_alert_state[0][1] = kWarning;
     look(true);
     write_file("/tarn/etc/TARN_ZFS", "");
     fake::state()->usage_result = 0;
     look(true); // garbage for free space is an unknown
-    EXPECT_EQ(watch.volume_alert_state[0][0], warning);
-    EXPECT_EQ(watch.volume_alert_state[0][1], none);
+    EXPECT_EQ(watch.volume_alert_state[0][0], kWarning);
+    EXPECT_EQ(watch.volume_alert_state[0][1], kNone);
     fake::state()->ini.erase(kConf + "7|zfsId");
-    watch.volume_alert_state[0][1] = error;
+    watch.volume_alert_state[0][1] = kError;
     look(true);
-    EXPECT_EQ(watch.volume_alert_state[0][1], error);
+    EXPECT_EQ(watch.volume_alert_state[0][1], kError);
     const std::string auth = "(402), PAL_auth_get_auth failed,  ret=[00000007]";
     const std::string checked = "do_vol_check(689), PAL_auth_get_auth failed,  ret=[00000007]";
     EXPECT_EQ(log_text(kLogVolume), checked + "do_vol_check(697), PAL_resmon_get_disk_usage failed,  ret=[1234abcd]" +
@@ -210,7 +210,7 @@ TEST_F(VolumeCheck, IdsAreReadUntilNoneIsUnread)
 std::string walk(size_t role, bool force, const std::vector<int64_t> &free_mb)
 {
     std::string events;
-    TVolumeAlert state = none;
+    TVolumeAlert state = kNone;
     for (const int64_t now_mb : free_mb)
         events += ".WE"[static_cast<int>(volume_rule_decide(kVolumeRoleTable[role], now_mb, force, &state))];
     return events;

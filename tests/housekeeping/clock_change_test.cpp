@@ -6,7 +6,7 @@ namespace {
 
 TEST(ClockChange, ReportsEachStepAboveTheThresholdOnce)
 {
-    T_CLOCK_OFFSET offset;
+    TClockOffset offset;
     uint64_t real = 1700000000000;
     uint64_t mono = 5000;
     const auto round = [&](int64_t step_ms) {

@@ -48,8 +48,8 @@ TEST(FileEvents, CountChangesUpToTheEndOfTheWatchOrOfTheText)
 {
     std::string endless = event(IN_MODIFY);
     memset(endless.data() + offsetof(inotify_event, len), 0xFF, sizeof(uint32_t));
-    constexpr T_FILE_EVENT kChange = {false, true, false}, kEnd = {false, false, true}, kOther = {};
-    const std::pair<std::string, std::vector<T_FILE_EVENT>> cases[] = {
+    constexpr TFileEvent kChange = {false, true, false}, kEnd = {false, false, true}, kOther = {};
+    const std::pair<std::string, std::vector<TFileEvent>> cases[] = {
         {event(IN_MODIFY) + event(IN_ATTRIB, 16) + event(IN_MOVE_SELF), {kChange, kChange, kOther}},
         {event(IN_ATTRIB) + event(IN_DELETE_SELF) + event(IN_MODIFY), {kChange, kEnd}},
         {event(IN_IGNORED), {kEnd}},

@@ -70,7 +70,7 @@ TEST_F(Notify, OneEventWithOneActionWakesTheMainWorker)
 
 TEST(NoticeParse, CutsTextsToTheirBuffers)
 {
-    T_SERVICE_NOTICE notice;
+    TServiceNotice notice;
     const std::string body = R"({"notice_reason":{"type":2048},"vbus_data":{"vbus_time":")" + std::string(40, 't') +
                              R"(","vbus_extra_info":")" + std::string(300, 'x') + R"("}})";
     EXPECT_EQ(notice_parse(body, &notice), 0);

@@ -29,7 +29,7 @@ TEST(Envelope, CarriesDataOnlyWithSuccessAndAValue)
     EXPECT_EQ(envelope_text(-4, value()), R"({ "return": -4 })"); // and lets go of the value
 }
 
-TEST(Service, TellsItsHealthAsFarAsTheBufferGoes)
+TEST(Service, ReportsItsHealthCutToTheBuffer)
 {
     char buffer[32] = "";
     EXPECT_TRUE(service_health_check(buffer, 4));
@@ -226,7 +226,7 @@ TEST_F(Handlers, ThatThrowAnswerAsAFailedOperationDoes)
     EXPECT_EQ(get("Notify", "PUT", R"({"notice_reason":{"type":1033}})"), "{ retCode: -1 }");
 }
 
-TEST_F(Handlers, EachRouteAsksItsMonitorWithItsArguments)
+TEST_F(Handlers, EachRouteCallsItsMonitorWithItsArguments)
 {
     EXPECT_EQ(fake::route_paths(),
               (std::vector<std::string>{

@@ -22,11 +22,11 @@ TEST(ProxyRules, RemainingTimeWrapsWithTheRetentionInMilliseconds)
         EXPECT_EQ(proxy_remaining_ms({"", 0, last_access, minutes, ""}, kNow), remaining) << minutes;
 }
 
-TEST(ProxyRules, AnAnswerIsASuccessOnlyWhenItSaysSo)
+TEST(ProxyRules, AnAnswerIsASuccessOnlyWithErrorCodeZero)
 {
     const std::string too_deep(100000, '[');
     const auto err_code_of = [](const std::string &text) {
-        T_PROXY_ANSWER answer;
+        TProxyAnswer answer;
         std::string error;
         const int result = proxy_answer_parse(text, &answer, &error);
         EXPECT_EQ(error.empty(), result == 0) << text;
@@ -43,7 +43,7 @@ TEST(ProxyRules, AnAnswerIsASuccessOnlyWhenItSaysSo)
 
 TEST(ProxyRules, LeavesOutWhatIsNoRule)
 {
-    T_PROXY_ANSWER answer;
+    TProxyAnswer answer;
     std::string error;
     ASSERT_EQ(proxy_answer_parse(R"({"err_code": 0, "ReverseProxyRuleList": [
         {"GUID": "a", "rule_type": 1, "last_access_time": 1700000000000, "retention_time": 5, "bs_id": "b"},
@@ -54,7 +54,7 @@ TEST(ProxyRules, LeavesOutWhatIsNoRule)
               0);
     EXPECT_EQ(answer.unreadable, 13);
     ASSERT_EQ(answer.rules.size(), 2U); // the last has zeros for what is missing
-    const T_PROXY_RULE &rule = answer.rules[0];
+    const TProxyRule &rule = answer.rules[0];
     EXPECT_EQ(std::tie(rule.guid, rule.rule_type, rule.last_access_time, rule.retention_time, rule.bs_id),
               std::make_tuple("a", 1, 1700000000000, 5, "b"));
 }

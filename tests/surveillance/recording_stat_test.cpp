@@ -37,7 +37,7 @@ TEST_F(RecordingStat, ReportsAtFirstAndThenEachChangeOnceHoweverTheReportFared)
     EXPECT_EQ(told(), "Recording state change \n");
 }
 
-TEST_F(RecordingStat, AsksOfTheLastMinuteWhileTheRecorderIsMarkedAsStarted)
+TEST_F(RecordingStat, QueriesTheLastMinuteWhileTheRecorderIsMarkedAsStarted)
 {
     start(kYes);
     const std::vector<fake::T_REQUEST> asked = fake::requests();
@@ -52,7 +52,7 @@ TEST_F(RecordingStat, AsksOfTheLastMinuteWhileTheRecorderIsMarkedAsStarted)
     EXPECT_EQ(current_time_stamp(), 1700000180000U);
 }
 
-TEST_F(RecordingStat, APeerThatFailsReadsAsNotRecordingAndOneThatBabblesAsNoNews)
+TEST_F(RecordingStat, AFailedRequestMeansNotRecordingAndAnInvalidAnswerChangesNothing)
 {
     start(kYes);
     std::string log;
@@ -75,7 +75,7 @@ TEST_F(RecordingStat, APeerThatFailsReadsAsNotRecordingAndOneThatBabblesAsNoNews
     EXPECT_EQ(log_text(kLogRecState), log);
 }
 
-TEST_F(RecordingStat, ARequestThatAStopCutsOffIsNoNewsAndOneThatFailedBeforeIs)
+TEST_F(RecordingStat, ACancelledRequestIsNoFindingAndAFailedOneIs)
 {
     write_file("/var/.Vnvrd_start_ok", "");
     const std::tuple<long long, const char *, size_t> cases[] = {
