@@ -3,17 +3,12 @@
 #include "base/text.h"
 #include "platform/ssci.h"
 
-namespace {
-
-constexpr int kPort = 10150;
-constexpr int kTimeoutS = 5;
-
-} // namespace
+constexpr int kPort = 10150, kTimeoutS = 5;
 
 long long dashboard_post(const char *host, const char *kind, const std::string &body)
 {
-    const std::string path = std::string("/logs/dashboard/status/receiver/") + kind;
     std::string ignored;
+    const std::string path = std::string("/logs/dashboard/status/receiver/") + kind;
     return ssci_POST_request(host, kPort, path.c_str(), body, &ignored, kTimeoutS);
 }
 

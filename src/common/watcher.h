@@ -2,8 +2,7 @@
 
 #include "common/worker.h"
 
-/* How a thread that cannot be created is logged. The line number is the name of a
- * place (common/trace.h). */
+/* How a thread that cannot be created is logged. */
 struct TStartFailure {
     const char *log; // one of the debug logs
     const char *source, *function;

@@ -76,16 +76,13 @@ bool get_hdd_health_setting(const TSmartKeyReader &read, TSmartSettings *setting
 {
     std::string value;
     int err_no = 0;
-    switch (read_key(read, "power_on_hour_threshold", &value, &err_no)) {
-    case TKeyResult::kFailed:
+    const TKeyResult result = read_key(read, "power_on_hour_threshold", &value, &err_no);
+    if (result == TKeyResult::kFailed)
         return false;
-    case TKeyResult::kAbsent:
-        break;
-    case TKeyResult::kFound:
+    if (result == TKeyResult::kFound) {
         settings->threshold_hours = smart_threshold(text_to_int(value.c_str()));
         if (!read_schedule(read, settings))
             return false;
-        break;
     }
     log_File_Debug(kLogSmart, "get_hdd_health_setting() : hour threshold=%d, type=%s, week day=%d, hour=%d",
                    settings->threshold_hours, settings->sch_type.c_str(), settings->sch_weekday, settings->sch_hour);

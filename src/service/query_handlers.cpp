@@ -34,15 +34,9 @@ std::string argument(const httpserver::http_request &request, const char *name, 
 /* Calls a monitor and wraps its result. */
 template <typename TOperation> TResponse answer(TOperation operation)
 {
-    struct TOutValue {
-        TOutValue() = default;
-        ~TOutValue() { TJson(json_is_valid(value) ? value : nullptr); }
-        TOutValue(const TOutValue &) = delete;
-        TOutValue &operator=(const TOutValue &) = delete;
-        json_object *value = nullptr;
-    } out;
-    const int result = operation(&out.value);
-    return json_response(envelope_text(result, std::exchange(out.value, nullptr)));
+    json_object *value = nullptr; // set last, so that an operation that throws leaves none
+    const int result = operation(&value);
+    return json_response(envelope_text(result, value));
 }
 
 /* The statistics kinds all take the method, a count and the name of an entity. */
