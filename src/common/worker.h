@@ -22,10 +22,9 @@ struct TWorkerPlan {
  *
  * The body is made of passes (run_passes) and sleeps in wait_s() only; a stop request
  * ends the sleep, even if it came just before, and no further sleep begins. It also
- * cancels the platform calls of the body.
- * Signals are blocked in the thread: they belong to the main thread. One object
- * serves one thread at a time; start, stop and release are the owner's, wake is
- * anyone's between. */
+ * cancels the platform calls of the body. Signals are blocked in the thread: they belong
+ * to the main thread. One object serves one thread at a time; its owner starts, stops
+ * and releases it, and any thread may wake it in between. */
 class TWorker {
 public:
     /* Initialises the condition, as start() does if it was not done before. */
@@ -53,6 +52,7 @@ public:
     void run_passes(const std::function<void()> &pass);
     /* Runs what the passes build on, and repeats it in the same way after an exception. */
     void run_once(const std::function<void()> &pass);
+
     static constexpr int kAfterFailureS = 60;
 
 private:
