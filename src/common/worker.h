@@ -47,6 +47,8 @@ public:
     /* For the body. */
     bool terminated() const { return m_terminate.load(); }
     void wait_s(int seconds);
+    /* A delay: a wait may be up to a second shorter, this one is not, but for a stop. */
+    void pause_s(int seconds);
     /* Makes one pass after the other until a stop is asked for; the pass sleeps by
      * itself. An exception (out of memory, most likely) ends the pass only: it is
      * logged, and the next pass begins kAfterFailureS later. */

@@ -36,6 +36,7 @@ struct T_SMART_STATE {
     std::map<std::string, T_SMART_DISK> disks; // every disk ever seen, by name
     T_SMART_SETTINGS settings;
     T_SMART_SCHEDULE schedule;
+    TLocalMinute local;
     std::string recording_disks; // what the recorder says of its disks, at most 1024 bytes
 };
 

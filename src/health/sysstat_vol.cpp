@@ -16,14 +16,15 @@ constexpr int64_t kMinuteS = 60, kHourS = 3600;
 constexpr int kRaidHour = 0, kRaidMinute = 25;
 
 TWorker g_vol_worker;
-/* Both are VOL-worker's, one after the other over restarts. */
+/* These are VOL-worker's, one after the other over restarts. */
 T_VOL_SCHEDULE g_schedule;
 T_VOLUME_WATCH g_watch;
+TLocalMinute g_local;
 
 void do_what_is_due(TWorker *self)
 {
     const time_t now = wall_clock_s();
-    const T_VOL_DUE due = vol_schedule_tick(&g_schedule, now, local_time_of(now));
+    const T_VOL_DUE due = vol_schedule_tick(&g_schedule, now, g_local.at(now));
     if (due.check)
         do_vol_check(&g_watch, due.force, self);
     if (due.raid)

@@ -122,7 +122,7 @@ void do_vol_check(T_VOLUME_WATCH *watch, bool force, TWorker *self)
         watch->ostra_disable_done = true;
         /* A stop cuts the delay short, not the disable: it was decided on, so it is
          * called at once then and is not given up for the stop. */
-        self->wait_s(kDisableDelayS);
+        self->pause_s(kDisableDelayS);
         self->see_through([] { (void)PAL_vbus_ostrapro_disable(); });
     }
 }
