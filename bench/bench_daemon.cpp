@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <memory>
+#include <random>
 #include <string>
 
 #include "core/VeloMond.h"
@@ -66,11 +66,14 @@ TDaemon::TDaemon()
         sysstat_disk_sample();
         sysstat_memory_sample();
     }
+    std::mt19937 any; // the same numbers in each run
+    T_CAM_CHANNELS channels;
+    channels.valid.set();
     for (uint32_t minute = 0; minute < kMinutes + kPriming; ++minute) {
-        auto channels = std::make_shared<T_CAM_CHANNELS>();
-        channels->conn_failed_count[0] = minute * minute; // no minute like the one before
+        for (uint32_t &count : channels.conn_failed_count)
+            count += static_cast<uint32_t>(any() % 256);
         T_CAM_CONN_STAT stat;
-        stat.channels = channels;
+        stat.channels = TCamChannelsPacked(channels);
         stat.interval = stat.timestamp = uint64_t{minute} * 60000;
         g_p_CamConnstatManager->add_sample(TCamConnStatManager::kKey, stat);
     }
