@@ -8,13 +8,14 @@ std::string envelope_text(int result, json_object *data)
 {
     const TJson value(json_is_valid(data) ? data : nullptr);
     const bool tells = result == 0 && value != nullptr;
-    const std::string_view told = tells ? json_view(value.get()) : "";
-    constexpr size_t kAround = 64; // what stands around the data
+    constexpr size_t kUsual = 480; // most answers fit
     std::string text;
-    text.reserve(kAround + told.size());
+    text.reserve(tells ? kUsual : 0);
     text.append("{ \"return\": ").append(std::to_string(result));
-    if (tells)
-        text.append(", \"data\": ").append(told);
+    if (tells) {
+        text.append(", \"data\": ");
+        json_write(value.get(), &text);
+    }
     return text.append(" }");
 }
 
