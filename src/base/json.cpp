@@ -46,15 +46,18 @@ void write_text(std::string_view value, std::string *text)
     const auto is_plain = [](char c) {
         return static_cast<unsigned char>(c) >= ' ' && c != '"' && c != '\\' && c != '/';
     };
-    text->push_back('"');
-    while (!value.empty()) {
-        const auto plain = std::find_if_not(value.begin(), value.end(), is_plain);
-        text->append(value.begin(), plain);
-        value.remove_prefix(static_cast<size_t>(plain - value.begin()));
-        if (value.empty())
-            break;
-        write_escaped(value.front(), text);
-        value.remove_prefix(1);
+    const size_t start = text->size();
+    text->resize(start + value.size() + 2, '"'); // as it is where all is plain, which figures are
+    const auto plain = std::find_if_not(value.begin(), value.end(), is_plain);
+    std::copy(value.begin(), plain, text->begin() + static_cast<std::ptrdiff_t>(start) + 1);
+    if (plain == value.end())
+        return;
+    text->resize(start + 1 + static_cast<size_t>(plain - value.begin()));
+    for (const char c : value.substr(static_cast<size_t>(plain - value.begin()))) {
+        if (is_plain(c))
+            text->push_back(c);
+        else
+            write_escaped(c, text);
     }
     text->push_back('"');
 }
