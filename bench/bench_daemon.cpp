@@ -25,22 +25,6 @@ constexpr int kMinutes = 1440;   // of a day, kept of the cameras
 constexpr int kPriming = 2;      // the first reading, and one for the running sums
 constexpr unsigned kRoundS = 11; // the first round is over
 
-/* A line of this process's memory, in MiB. */
-double memory_mib(const char *what)
-{
-    FILE *file = fopen("/proc/self/smaps_rollup", "re");
-    if (file == nullptr)
-        return 0;
-    char line[256];
-    long kib = 0;
-    while (fgets(line, sizeof(line), file) != nullptr) {
-        if (strncmp(line, what, strlen(what)) == 0)
-            kib = strtol(line + strlen(what), nullptr, 10);
-    }
-    (void)fclose(file);
-    return static_cast<double>(kib) / 1024;
-}
-
 template <typename T> size_t records(const TStatManagerBase<T> *manager, size_t count, size_t more = 0)
 {
     return manager->entries().size() * count * (sizeof(T) + more);
@@ -56,6 +40,21 @@ double records_mib()
 }
 
 } // namespace
+
+double bench_memory_mib(const char *what)
+{
+    FILE *file = fopen("/proc/self/smaps_rollup", "re");
+    if (file == nullptr)
+        return 0;
+    char line[256];
+    long kib = 0;
+    while (fgets(line, sizeof(line), file) != nullptr) {
+        if (strncmp(line, what, strlen(what)) == 0)
+            kib = strtol(line + strlen(what), nullptr, 10);
+    }
+    (void)fclose(file);
+    return static_cast<double>(kib) / 1024;
+}
 
 TDaemon::TDaemon()
 {
@@ -90,8 +89,8 @@ void bench_memory()
 {
     bench_in_child(bench_ask_all);
     sleep(kRoundS);
-    bench_line("memory, full histories (PSS)", memory_mib("Pss:"), records_mib(), "MiB");
-    bench_line("memory, of that ours (private, dirty)", memory_mib("Private_Dirty:"), records_mib(), "MiB");
+    bench_line("memory, full histories (PSS)", bench_memory_mib("Pss:"), records_mib(), "MiB");
+    bench_line("memory, of that ours (private, dirty)", bench_memory_mib("Private_Dirty:"), records_mib(), "MiB");
 }
 
 void bench_dump()
