@@ -11,9 +11,26 @@ void bench_memory(); // these three while a TDaemon is up, in this order
 void bench_dump();
 void bench_routes();
 void bench_rounds();
+void bench_whole();
+void bench_scale();
+
+/* The measuring half of bench_scale, a process of its own. Its exit status. */
+int bench_scale_child(const char *kind, int size);
 
 /* One line: what, ours, the floor, the unit, ours in relation to the floor. */
 void bench_line(const char *what, double ours, double floor, const char *unit);
+
+/* A figure at two sizes, and how it grows: 1 is as the size does, 0 not at all. */
+void bench_growth(const char *what, double small, double large, const char *unit, double size_ratio);
+
+/* A line of /proc/self/smaps_rollup, in MiB. */
+double bench_memory_mib(const char *what);
+
+/* A line of what a figure is made of. */
+void bench_part(const char *what, double ours, const char *unit);
+
+/* The files of a round, read and closed, the processes gone through once. */
+void bench_round_floor();
 
 /* Everything the daemon runs, in this process, its histories full. Once per
  * process. */
@@ -49,6 +66,8 @@ public:
     TChild(const TChild &) = delete;
     TChild &operator=(const TChild &) = delete;
 
+    pid_t pid() const { return m_pid; }
+
 private:
     pid_t m_pid;
 };
@@ -74,6 +93,9 @@ template <typename OURS, typename FLOOR> T_PAIR bench_medians(int count, OURS ou
     std::nth_element(b.begin(), b.begin() + count / 2, b.end());
     return {a[static_cast<size_t>(count) / 2], b[static_cast<size_t>(count) / 2]};
 }
+
+/* The CPU time that the threads of a process have taken so far, in microseconds. */
+double bench_cpu_of(pid_t pid);
 
 /* The CPU time of this process that a call takes, in microseconds. */
 template <typename WORK> double bench_cpu_us(WORK work)

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <memory>
+#include <random>
 #include <string>
 
 #include "core/VeloMond.h"
@@ -25,22 +25,6 @@ constexpr int kMinutes = 1440;   // of a day, kept of the cameras
 constexpr int kPriming = 2;      // the first reading, and one for the running sums
 constexpr unsigned kRoundS = 11; // the first round is over
 
-/* A line of this process's memory, in MiB. */
-double memory_mib(const char *what)
-{
-    FILE *file = fopen("/proc/self/smaps_rollup", "re");
-    if (file == nullptr)
-        return 0;
-    char line[256];
-    long kib = 0;
-    while (fgets(line, sizeof(line), file) != nullptr) {
-        if (strncmp(line, what, strlen(what)) == 0)
-            kib = strtol(line + strlen(what), nullptr, 10);
-    }
-    (void)fclose(file);
-    return static_cast<double>(kib) / 1024;
-}
-
 template <typename T> size_t records(const TStatManagerBase<T> *manager, size_t count, size_t more = 0)
 {
     return manager->entries().size() * count * (sizeof(T) + more);
@@ -57,6 +41,21 @@ double records_mib()
 
 } // namespace
 
+double bench_memory_mib(const char *what)
+{
+    FILE *file = fopen("/proc/self/smaps_rollup", "re");
+    if (file == nullptr)
+        return 0;
+    char line[256];
+    long kib = 0;
+    while (fgets(line, sizeof(line), file) != nullptr) {
+        if (strncmp(line, what, strlen(what)) == 0)
+            kib = strtol(line + strlen(what), nullptr, 10);
+    }
+    (void)fclose(file);
+    return static_cast<double>(kib) / 1024;
+}
+
 TDaemon::TDaemon()
 {
     VeloMond_start();
@@ -66,11 +65,14 @@ TDaemon::TDaemon()
         sysstat_disk_sample();
         sysstat_memory_sample();
     }
+    std::mt19937 any; // the same numbers in each run
+    T_CAM_CHANNELS channels;
+    channels.valid.set();
     for (uint32_t minute = 0; minute < kMinutes + kPriming; ++minute) {
-        auto channels = std::make_shared<T_CAM_CHANNELS>();
-        channels->conn_failed_count[0] = minute * minute; // no minute like the one before
+        for (uint32_t &count : channels.conn_failed_count)
+            count += static_cast<uint32_t>(any() % 256);
         T_CAM_CONN_STAT stat;
-        stat.channels = channels;
+        stat.channels = TCamChannelsPacked(channels);
         stat.interval = stat.timestamp = uint64_t{minute} * 60000;
         g_p_CamConnstatManager->add_sample(TCamConnStatManager::kKey, stat);
     }
@@ -87,8 +89,8 @@ void bench_memory()
 {
     bench_in_child(bench_ask_all);
     sleep(kRoundS);
-    bench_line("memory, full histories (PSS)", memory_mib("Pss:"), records_mib(), "MiB");
-    bench_line("memory, of that ours (private, dirty)", memory_mib("Private_Dirty:"), records_mib(), "MiB");
+    bench_line("memory, full histories (PSS)", bench_memory_mib("Pss:"), records_mib(), "MiB");
+    bench_line("memory, of that ours (private, dirty)", bench_memory_mib("Private_Dirty:"), records_mib(), "MiB");
 }
 
 void bench_dump()

@@ -1,10 +1,14 @@
 #include "bench.h"
 
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
+#include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <span>
+#include <string>
 #include <string_view>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -43,7 +47,7 @@ struct T_GROUP {
     void (*run)();
 };
 constexpr T_GROUP kOnDaemon[] = {{"memory", bench_memory}, {"dump", bench_dump}, {"routes", bench_routes}};
-constexpr T_GROUP kAlone[] = {{"rounds", bench_rounds}};
+constexpr T_GROUP kAlone[] = {{"rounds", bench_rounds}, {"whole", bench_whole}, {"scale", bench_scale}};
 
 /* The groups that are asked for; all of them where none is. */
 std::vector<T_GROUP> wanted(std::span<const T_GROUP> groups, std::span<char *> names)
@@ -59,8 +63,34 @@ std::vector<T_GROUP> wanted(std::span<const T_GROUP> groups, std::span<char *> n
 
 void bench_line(const char *what, double ours, double floor, const char *unit)
 {
-    printf("%-44s %12.1f %12.1f  %-10s %7.3g\n", what, ours, floor, unit, ours / floor);
+    const int decimals = floor < 10 ? 2 : 1;
+    printf("%-44s %12.*f %12.*f  %-10s %7.3g\n", what, decimals, ours, decimals, floor, unit, ours / floor);
     fflush(stdout);
+}
+
+void bench_growth(const char *what, double small, double large, const char *unit, double size_ratio)
+{
+    printf("%-44s %12.1f %12.1f  %-10s %7.2f\n", what, small, large, unit,
+           std::log(large / small) / std::log(size_ratio));
+    fflush(stdout);
+}
+
+void bench_part(const char *what, double ours, const char *unit)
+{
+    printf("%-44s %12.2f %12s  %-10s\n", what, ours, "", unit);
+    fflush(stdout);
+}
+
+double bench_cpu_of(pid_t pid)
+{
+    double sum_ns = 0;
+    std::error_code failed; // a thread may end meanwhile
+    for (const auto &thread : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task", failed)) {
+        double ns = 0;
+        std::ifstream(thread.path() / "schedstat") >> ns;
+        sum_ns += ns;
+    }
+    return sum_ns / 1000;
 }
 
 TIdleProcesses::TIdleProcesses(int count)
@@ -112,11 +142,15 @@ void bench_in_child(void (*body)())
 
 int main(int argc, char **argv)
 {
+    if (argc == 4 && std::string_view(argv[1]) == "--scale") {
+        silence_stderr();
+        return bench_scale_child(argv[2], std::stoi(argv[3]));
+    }
     const std::span<char *> names(argv + 1, static_cast<size_t>(argc - 1));
     const auto on_daemon = wanted(kOnDaemon, names);
     const auto alone = wanted(kAlone, names);
     if (!names.empty() && names.size() != on_daemon.size() + alone.size()) {
-        fprintf(stderr, "the groups are: memory dump routes rounds\n");
+        fprintf(stderr, "the groups are: memory dump routes rounds whole scale\n");
         return 2;
     }
     if (host_path("").empty()) {

@@ -57,6 +57,15 @@ void round_floor()
     scan(true, true);
 }
 
+} // namespace
+
+void bench_round_floor()
+{
+    round_floor();
+}
+
+namespace {
+
 void line(const char *what, int processes, const T_PAIR &pair)
 {
     bench_line((std::string(what) + ", " + std::to_string(processes) + " processes").c_str(), pair.ours, pair.floor,

@@ -111,14 +111,18 @@ std::string_view take(const TFd &peer)
     }
 }
 
-/* Requests per second over `count` kept-alive connections, one request under way
- * on each. */
-double rate(uint16_t port, int count, std::string_view request)
+/* One slice: requests per second over `count` kept-alive connections, one request
+ * under way on each, and the CPU time that the serving process takes for one. */
+struct T_SLICE {
+    double per_s, cpu_us;
+};
+T_SLICE slice(pid_t server, uint16_t port, int count, std::string_view request)
 {
     std::vector<TFd> peers;
     peers.reserve(static_cast<size_t>(count));
     for (int i = 0; i < count; ++i)
         peers.push_back(connect_to(port));
+    const double cpu_before_us = bench_cpu_of(server);
     const double start = now_s();
     double end = start;
     int answers = 0;
@@ -127,43 +131,65 @@ double rate(uint16_t port, int count, std::string_view request)
             (void)ask(peer, request);
         for (const TFd &peer : peers) {
             if (take(peer).empty())
-                return 0;
+                return {};
             ++answers;
         }
         end = now_s();
     }
-    return answers / (end - start);
+    return {answers / (end - start), (bench_cpu_of(server) - cpu_before_us) / answers};
 }
 
-/* Where the client, which is this process, and the daemon, its parent, may run.
- * With one request under way they take turns, and a figure would tell no more than
- * whether the scheduler has put them on one processor: there it keeps them. */
+/* Where the client, which is this process, and the servers may run. With one request
+ * under way client and server take turns, and a figure would show no more than
+ * whether the scheduler has put them on one processor: there it keeps them. With more
+ * each side has a processor of its own. */
 class TPlaces {
 public:
-    explicit TPlaces(bool together)
+    TPlaces(bool together, std::initializer_list<pid_t> servers) : m_pids(servers)
     {
         sched_getaffinity(0, sizeof(m_all), &m_all);
-        cpu_set_t one;
-        CPU_ZERO(&one);
-        CPU_SET(sched_getcpu(), &one);
-        if (together)
-            place(one);
+        const int client = sched_getcpu();
+        int server = client;
+        for (int cpu = 0; !together && server == client && cpu < CPU_SETSIZE; ++cpu)
+            server = CPU_ISSET(cpu, &m_all) && cpu != client ? cpu : server;
+        place(getpid(), only(client));
+        for (const pid_t pid : m_pids)
+            place(pid, only(server));
     }
-    ~TPlaces() { place(m_all); }
+    ~TPlaces()
+    {
+        place(getpid(), m_all);
+        for (const pid_t pid : m_pids)
+            place(pid, m_all);
+    }
     TPlaces(const TPlaces &) = delete;
     TPlaces &operator=(const TPlaces &) = delete;
 
 private:
-    static void place(const cpu_set_t &processors)
+    static cpu_set_t only(int cpu)
     {
-        for (const pid_t pid : {getpid(), getppid()}) {
-            for (const auto &thread : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task"))
-                sched_setaffinity(std::stoi(thread.path().filename()), sizeof(processors), &processors);
-        }
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(cpu, &one);
+        return one;
+    }
+    static void place(pid_t pid, const cpu_set_t &processors)
+    {
+        for (const auto &thread : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task"))
+            sched_setaffinity(std::stoi(thread.path().filename()), sizeof(processors), &processors);
     }
 
     cpu_set_t m_all;
+    std::vector<pid_t> m_pids;
 };
+
+double median(std::vector<T_SLICE> slices, double T_SLICE::*figure)
+{
+    const auto middle = slices.begin() + static_cast<std::ptrdiff_t>(slices.size() / 2);
+    std::nth_element(slices.begin(), middle, slices.end(),
+                     [figure](const T_SLICE &a, const T_SLICE &b) { return a.*figure < b.*figure; });
+    return (*middle).*figure;
+}
 
 void serve_bare()
 {
@@ -183,12 +209,17 @@ void measure(const T_ROUTE &route)
         return;
     }
     for (const int count : {1, 16}) {
-        const TPlaces places(count == 1);
         const TChild bare(serve_bare);
-        const T_PAIR pair = bench_medians(
-            kSlices, [&] { return rate(kOurPort, count, request); }, [&] { return rate(kBarePort, count, request); });
-        bench_line((std::string(route.what) + ", " + std::to_string(count) + " at a time").c_str(), pair.ours,
-                   pair.floor, "requests/s");
+        (void)connect_to(kBarePort); // it is up, with all its threads
+        const TPlaces places(count == 1, {getppid(), bare.pid()});
+        std::vector<T_SLICE> ours, floor;
+        for (int i = 0; i < kSlices; ++i) {
+            ours.push_back(slice(getppid(), kOurPort, count, request));
+            floor.push_back(slice(bare.pid(), kBarePort, count, request));
+        }
+        const std::string what = std::string(route.what) + ", " + std::to_string(count) + " at a time";
+        bench_line(what.c_str(), median(ours, &T_SLICE::per_s), median(floor, &T_SLICE::per_s), "requests/s");
+        bench_line("    CPU time of one", median(ours, &T_SLICE::cpu_us), median(floor, &T_SLICE::cpu_us), "us CPU");
     }
 }
 

@@ -1,9 +1,11 @@
 #include "base/json.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdint>
 #include <new>
+#include <string_view>
 
 #include "base/json_bounds.h"
 
@@ -16,6 +18,74 @@ TJson parse(json_tokener *tokener, const char *text, int length)
 {
     TJson value(json_tokener_parse_ex(tokener, text, length));
     return json_tokener_get_error(tokener) == json_tokener_success ? std::move(value) : nullptr;
+}
+
+/* What the library makes of a value. */
+std::string_view own_text(json_object *value)
+{
+    size_t length = 0;
+    errno = 0; // the library leaves out what it has no memory for, and does not say so
+    const char *text = json_object_to_json_string_length(value, JSON_C_TO_STRING_SPACED, &length);
+    if (text == nullptr || errno == ENOMEM)
+        throw std::bad_alloc();
+    return {text, length};
+}
+
+void write_escaped(char c, std::string *text)
+{
+    constexpr std::string_view kNamed = "\b\f\n\r\t\"\\/", kNames = "bfnrt\"\\/";
+    constexpr char kHex[] = "0123456789abcdef";
+    if (const size_t at = kNamed.find(c); at != std::string_view::npos)
+        text->append({'\\', kNames[at]});
+    else
+        text->append("\\u00").append({kHex[c >> 4], kHex[c & 15]});
+}
+
+void write_text(std::string_view value, std::string *text)
+{
+    const auto is_plain = [](char c) {
+        return static_cast<unsigned char>(c) >= ' ' && c != '"' && c != '\\' && c != '/';
+    };
+    const size_t start = text->size();
+    text->resize(start + value.size() + 2, '"'); // as it is where all is plain, which figures are
+    const auto plain = std::find_if_not(value.begin(), value.end(), is_plain);
+    std::copy(value.begin(), plain, text->begin() + static_cast<std::ptrdiff_t>(start) + 1);
+    if (plain == value.end())
+        return;
+    text->resize(start + 1 + static_cast<size_t>(plain - value.begin()));
+    for (const char c : value.substr(static_cast<size_t>(plain - value.begin()))) {
+        if (is_plain(c))
+            text->push_back(c);
+        else
+            write_escaped(c, text);
+    }
+    text->push_back('"');
+}
+
+void write_object(json_object *object, std::string *text)
+{
+    text->push_back('{');
+    const char *separator = " ";
+    const json_object_iterator end = json_object_iter_end(object);
+    for (auto at = json_object_iter_begin(object); json_object_iter_equal(&at, &end) == 0; json_object_iter_next(&at)) {
+        text->append(separator);
+        write_text(json_object_iter_peek_name(&at), text);
+        text->append(": ");
+        json_write(json_object_iter_peek_value(&at), text);
+        separator = ", ";
+    }
+    text->append(" }");
+}
+
+void write_array(json_object *array, std::string *text)
+{
+    text->push_back('[');
+    const size_t length = json_object_array_length(array);
+    for (size_t i = 0; i < length; ++i) {
+        text->append(i == 0 ? " " : ", ");
+        json_write(json_object_array_get_idx(array, i), text);
+    }
+    text->append(" ]");
 }
 
 } // namespace
@@ -78,19 +148,34 @@ void json_append_text(json_object *array, const std::string &text)
     json_append(array, TJson(json_object_new_string_len(text.data(), static_cast<int>(text.size()))));
 }
 
-std::string_view json_view(json_object *object)
+void json_write(json_object *value, std::string *text)
 {
-    if (object == nullptr)
-        return "null";
-    size_t length = 0;
-    errno = 0; // the library leaves out what it has no memory for, and does not say so
-    const char *text = json_object_to_json_string_length(object, JSON_C_TO_STRING_SPACED, &length);
-    if (text == nullptr || errno == ENOMEM)
-        throw std::bad_alloc();
-    return {text, length};
+    switch (json_object_get_type(value)) {
+    case json_type_null:
+        text->append("null");
+        return;
+    case json_type_boolean:
+        text->append(json_object_get_boolean(value) != 0 ? "true" : "false");
+        return;
+    case json_type_string:
+        write_text({json_object_get_string(value), static_cast<size_t>(json_object_get_string_len(value))}, text);
+        return;
+    case json_type_object:
+        write_object(value, text);
+        return;
+    case json_type_array:
+        write_array(value, text);
+        return;
+    case json_type_int:
+    case json_type_double:
+        break;
+    }
+    text->append(own_text(value));
 }
 
 std::string json_text(json_object *object)
 {
-    return std::string(json_view(object));
+    std::string text;
+    json_write(object, &text);
+    return text;
 }

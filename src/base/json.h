@@ -40,8 +40,8 @@ void json_append(json_object *array, TJson value);
 void json_give_text(json_object *parent, const char *key, const std::string &text);
 void json_append_text(json_object *array, const std::string &text);
 
-/* The value as text in json-c's default spacing; "null" for a null handle; throws
- * std::bad_alloc without memory. A view
- * is the value's own copy of its text: good until it is released or written again. */
-std::string_view json_view(json_object *object);
+/* The value as text in json-c's default spacing, to the byte as the library writes it,
+ * which takes several times as long; "null" for a null handle. json_write appends it.
+ * Throws std::bad_alloc. */
+void json_write(json_object *value, std::string *text);
 std::string json_text(json_object *object);

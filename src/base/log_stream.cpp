@@ -20,6 +20,7 @@ static_assert(kLogStreamMost <= PIPE_BUF);
 /* One lock for both streams, which may be the same pipe. Nobody sleeps with it but
  * in a write that a foreign process got in the way of, and then the others drop
  * their lines rather than wait with it. */
+constexpr int kWritingSignals[] = {SIGINT, SIGTERM, SIGHUP}; // and those of a crash, after which nothing waits
 constexpr int kYields = 64;
 constexpr int kPauses = 50; // of 1 ms each
 std::atomic<bool> g_busy{false};
@@ -27,15 +28,34 @@ std::atomic<uint64_t> g_dropped[2]; // of standard output, of standard error
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<uint64_t>::is_always_lock_free,
               "signal handlers touch them");
 
+/* Whether a signal for which there is a handler that writes may interrupt the calling
+ * thread. They are the main thread's; all others are born with them blocked and stay
+ * so, which is asked once. */
+bool takes_signals()
+{
+    enum { kUnknown, kTaken, kBlocked };
+    static thread_local int known = kUnknown;
+    if (known == kUnknown) {
+        sigset_t blocked;
+        pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+        const bool all = std::all_of(std::begin(kWritingSignals), std::end(kWritingSignals),
+                                     [&blocked](int signal) { return sigismember(&blocked, signal) == 1; });
+        known = all && gettid() != getpid() ? kBlocked : kTaken;
+    }
+    return known == kTaken;
+}
+
 /* Holds the lock, with all signals held back: a handler of this thread would wait
  * for the very thread that it interrupted. */
 class TStreamLock {
 public:
     TStreamLock()
     {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &m_before);
+        if (m_takes_signals) {
+            sigset_t all;
+            sigfillset(&all);
+            pthread_sigmask(SIG_SETMASK, &all, &m_before);
+        }
         for (int i = 0; !m_held && i < kYields + kPauses; ++i) {
             m_held = !g_busy.exchange(true, std::memory_order_acquire);
             if (!m_held && i < kYields)
@@ -48,7 +68,8 @@ public:
     {
         if (m_held)
             g_busy.store(false, std::memory_order_release);
-        pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+        if (m_takes_signals)
+            pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
     }
     TStreamLock(const TStreamLock &) = delete;
     TStreamLock &operator=(const TStreamLock &) = delete;
@@ -56,6 +77,7 @@ public:
     bool is_held() const { return m_held; }
 
 private:
+    const bool m_takes_signals = takes_signals();
     sigset_t m_before;
     bool m_held = false;
 };

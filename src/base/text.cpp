@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <charconv>
 #include <climits>
+#include <cmath>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 int text_to_int(const char *text)
 {
@@ -67,6 +69,34 @@ std::string_view text_trimmed(std::string_view text)
     const size_t first = text.find_first_not_of(kBlanks);
     return first == std::string_view::npos ? std::string_view()
                                            : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+std::string text_fixed(double value, int decimals)
+{
+    char text[328]; // the largest double has 309 digits before the point
+    double power = 1;
+    for (int i = 0; i < decimals; ++i)
+        power *= 10;
+    const double scaled = value * power;
+    /* Where the product is far from the middle of two figures, the error of the
+     * multiplication does not matter and whole numbers do. */
+    constexpr double kLargest = 1e9, kFar = 1e-6;
+    if (scaled < kLargest && !std::signbit(value) &&
+        std::abs(scaled - static_cast<double>(static_cast<int64_t>(scaled)) - 0.5) > kFar) {
+        auto number = static_cast<uint64_t>(std::llround(scaled));
+        char *begin = std::end(text);
+        for (int i = 0; i < decimals; ++i, number /= 10)
+            *--begin = static_cast<char>('0' + number % 10);
+        if (decimals > 0)
+            *--begin = '.';
+        do
+            *--begin = static_cast<char>('0' + number % 10);
+        while ((number /= 10) != 0);
+        return {begin, std::end(text)};
+    }
+    const auto [end, error] =
+        std::to_chars(std::begin(text), std::end(text), value, std::chars_format::fixed, decimals);
+    return error == std::errc() ? std::string(text, end) : std::string();
 }
 
 std::string text_format(const char *format, ...)

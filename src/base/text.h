@@ -28,6 +28,9 @@ std::string_view text_next_word(std::string_view *rest);
 /* Without the blanks, tabs and line ends around it. */
 std::string_view text_trimmed(std::string_view text);
 
+/* The digits of printf's "%.*f" with 0 to 9 decimals, at a fraction of its cost. */
+std::string text_fixed(double value, int decimals);
+
 /* The formatted text, whole. */
 std::string text_format(const char *format, ...) __attribute__((format(printf, 1, 2)));
 

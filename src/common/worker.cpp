@@ -7,6 +7,7 @@
 #include "base/thread.h"
 #include "common/trace.h"
 #include "platform/interrupt.h"
+#include "platform/time_stamp.h"
 
 namespace {
 
@@ -60,6 +61,15 @@ void TWorker::wait_s(int seconds)
     /* The signal of the stop may have ended an earlier sleep of the same pass. */
     if (!terminated())
         vos_cond_wait(&m_cond, seconds);
+}
+
+void TWorker::pause_s(int seconds)
+{
+    const uint64_t start_ms = current_time_stamp_mono_r();
+    wait_s(seconds);
+    const uint64_t missing_ms = start_ms + static_cast<uint64_t>(seconds) * 1000 - current_time_stamp_mono_r();
+    if (missing_ms != 0 && missing_ms < 1000)
+        wait_s(1);
 }
 
 TMustComplete::TMustComplete(TWorker *worker) : m_worker(*worker)

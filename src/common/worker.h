@@ -46,6 +46,9 @@ public:
     /* For the body. */
     bool terminated() const { return m_terminate.load(); }
     void wait_s(int seconds);
+    /* A delay: a wait may be up to a second shorter, this one is only shortened by a
+     * stop. */
+    void pause_s(int seconds);
     /* Repeats the pass, which sleeps by itself, until a stop request. An exception (most
      * likely out of memory) ends only its pass: it is logged, and the next pass begins
      * kAfterFailureS later. */

@@ -36,6 +36,7 @@ struct TSmartState {
     std::map<std::string, TSmartDisk> disks; // every disk ever seen, by name
     TSmartSettings settings;
     TSmartSchedule schedule;
+    TLocalMinute local;
     std::string recording_disks; // what the recorder says of its disks, at most 1024 bytes
 };
 

@@ -18,6 +18,8 @@ TSmartState g_state;
 void smart_monitor_main(TWorker *self)
 {
     bool load_due = true;
+    std::string marker;
+    self->run_once([&] { marker = smart_change_marker(); });
     self->run_passes([&] {
         if (load_due && !smart_load_settings(&g_state)) {
             self->wait_s(1);
@@ -26,7 +28,7 @@ void smart_monitor_main(TWorker *self)
         load_due = false;
         smart_tick(&g_state);
         self->wait_s(1);
-        load_due = smart_take_change_marker();
+        load_due = smart_take_change_marker(marker);
     });
 }
 
@@ -43,9 +45,13 @@ bool smart_load_settings(TSmartState *state)
     return true;
 }
 
-bool smart_take_change_marker()
+std::string smart_change_marker()
 {
-    const std::string marker = host_path("/var/.hdd_health_config_change");
+    return host_path("/var/.hdd_health_config_change");
+}
+
+bool smart_take_change_marker(const std::string &marker)
+{
     if (access(marker.c_str(), F_OK) != 0)
         return false;
     (void)remove(marker.c_str());
@@ -56,7 +62,7 @@ void smart_tick(TSmartState *state)
 {
     /* One moment for the whole tick: a full check of slow disks may take minutes,
      * and the events of the hour it began in must not be lost over it. */
-    const struct tm local = local_time_of(wall_clock_s());
+    const struct tm local = state->local.at(wall_clock_s());
     const uint64_t now_ms = current_time_stamp_mono_r();
     if (smart_check_due(state->schedule, now_ms)) {
         if (do_update_check(state) || state->report_pending) {

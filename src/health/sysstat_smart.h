@@ -19,8 +19,11 @@ int sysstat_smart_proc(const char *method, json_object **out);
 /* Reads the settings; a success allows events once more on the same day. */
 bool smart_load_settings(TSmartState *state);
 
-/* Whether somebody has changed the settings since the last call. */
-bool smart_take_change_marker();
+/* Where the file lies that is made when the settings were changed. */
+std::string smart_change_marker();
+
+/* Whether the settings were changed since the last call: removes the file. */
+bool smart_take_change_marker(const std::string &marker);
 
 /* One second: check, report and announce what is due. */
 void smart_tick(TSmartState *state);

@@ -62,7 +62,7 @@ void syshealth_monitor_main(TWorker *self)
 {
     self->run_passes([self] {
         syshealth_check(&g_state, current_time_stamp_mono_r());
-        self->wait_s(1);
+        self->wait_s(syshealth_wait_s(g_state.last_check_ms, current_time_stamp_mono_r()));
     });
 }
 
@@ -80,6 +80,13 @@ bool syshealth_fan_failed(const std::vector<std::pair<std::string, std::string>>
 bool syshealth_check_due(uint64_t last_check_ms, uint64_t now_ms)
 {
     return last_check_ms == 0 || now_ms - last_check_ms >= kCheckPeriodMs;
+}
+
+int syshealth_wait_s(uint64_t last_check_ms, uint64_t now_ms)
+{
+    if (syshealth_check_due(last_check_ms, now_ms))
+        return 1;
+    return static_cast<int>((kCheckPeriodMs - (now_ms - last_check_ms) + 999) / 1000);
 }
 
 bool syshealth_adopt(TSyshealthState *state, bool fan_error)

@@ -42,6 +42,10 @@ bool syshealth_fan_failed(const std::vector<std::pair<std::string, std::string>>
 /* Whether a check may run: at most one a minute. */
 bool syshealth_check_due(uint64_t last_check_ms, uint64_t now_ms);
 
+/* For how many seconds there is nothing to do: until the next check is due, one at
+ * least. */
+int syshealth_wait_s(uint64_t last_check_ms, uint64_t now_ms);
+
 /* Stores the result of a check; query_failed is set already. Returns whether to
  * report. */
 bool syshealth_adopt(TSyshealthState *state, bool fan_error);

@@ -15,14 +15,15 @@ constexpr int64_t kWarmupS = 180;
 constexpr int64_t kMinuteS = 60, kHourS = 3600;
 constexpr int kRaidHour = 0, kRaidMinute = 25;
 
-/* Both are VOL-worker's, one after the other over restarts. */
+/* Only VOL-worker uses these. */
 TVolSchedule g_schedule;
 TVolumeWatch g_watch;
+TLocalMinute g_local;
 
 void do_what_is_due(TWorker *self)
 {
     const time_t now = wall_clock_s();
-    const TVolDue due = vol_schedule_tick(&g_schedule, now, local_time_of(now));
+    const TVolDue due = vol_schedule_tick(&g_schedule, now, g_local.at(now));
     if (due.check)
         do_vol_check(&g_watch, due.force, self);
     if (due.raid)

@@ -121,7 +121,7 @@ void do_vol_check(TVolumeWatch *watch, bool force, TWorker *self)
         watch->ostra_disable_done = true;
         /* A stop ends the delay but not the disable, which is then called at once and
          * completes. */
-        self->wait_s(kDisableDelayS);
+        self->pause_s(kDisableDelayS);
         const TMustComplete scope(self);
         (void)PAL_vbus_ostrapro_disable();
     }

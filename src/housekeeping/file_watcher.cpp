@@ -78,36 +78,43 @@ void TFileWatcher::handle_change()
 /* A path without a file keeps its watch: the file may return. */
 bool TFileWatcher::is_replaced() const
 {
-    const TFileIds now = file_ids();
-    for (size_t i = 0; i < now.size(); ++i) {
-        if (now[i] && now[i] != m_watched[i])
+    for (size_t i = 0; i < m_host_paths.size(); ++i) {
+        const auto now = file_id(m_host_paths[i]);
+        if (now && now != m_watched[i])
             return true;
     }
     return false;
 }
 
+std::optional<TFileWatcher::TFileId> TFileWatcher::file_id(const std::string &host_path)
+{
+    struct stat status = {};
+    const bool exists = stat(host_path.c_str(), &status) == 0;
+    return exists ? std::optional(TFileId{status.st_dev, status.st_ino}) : std::nullopt;
+}
+
 TFileWatcher::TFileIds TFileWatcher::file_ids() const
 {
     TFileIds ids;
-    for (const std::string &path : m_paths) {
-        struct stat status = {};
-        const bool exists = stat(host_path(path).c_str(), &status) == 0;
-        ids.push_back(exists ? std::optional(TFileId{status.st_dev, status.st_ino}) : std::nullopt);
-    }
+    for (const std::string &path : m_host_paths)
+        ids.push_back(file_id(path));
     return ids;
 }
 
 bool TFileWatcher::regsiter_notify()
 {
+    m_host_paths.clear();
+    for (const std::string &path : m_paths)
+        m_host_paths.push_back(host_path(path));
     TFd notify(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     TFileIds ids = file_ids(); // before the watch: a replacement in between is found by the next look
     std::vector<int> watches;
-    for (const std::string &path : m_paths) {
+    for (size_t i = 0; i < m_paths.size(); ++i) {
         /* Without an instance no path can be watched, which the first of them fails with. */
-        const int watch = inotify_add_watch(notify.get(), host_path(path).c_str(), kWatched);
+        const int watch = inotify_add_watch(notify.get(), m_host_paths[i].c_str(), kWatched);
         if (watch < 0) {
             log_File_Debug(kLogServerName, "%s:%s (%d) Cannot watch '%s'.", kSource, "regsiter_notify", 106,
-                           path.c_str());
+                           m_paths[i].c_str());
             return false; // the new instance goes with it: one lost per second would be the last of them soon
         }
         watches.push_back(watch);

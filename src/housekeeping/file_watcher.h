@@ -36,9 +36,11 @@ private:
     void watching();
     void handle_change();
     bool is_replaced() const;
+    static std::optional<TFileId> file_id(const std::string &host_path);
     TFileIds file_ids() const;
 
     std::vector<std::string> m_paths;
+    std::vector<std::string> m_host_paths; // of m_paths; looked at every second
     std::function<void()> m_changed;
     TFd m_notify;
     std::vector<int> m_watches; // of m_paths, while registered

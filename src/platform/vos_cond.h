@@ -16,8 +16,8 @@ struct vos_cond_t {
  * on the wall clock. Returns 0 or an error number. */
 int vos_cond_wait_init(vos_cond_t *cond, int clock);
 
-/* Sleeps until a signal or for `seconds` at most. Returns 0 after a signal,
- * ETIMEDOUT otherwise. */
+/* Sleeps until a signal or for `seconds` at most, and less than one second less.
+ * Returns 0 after a signal, ETIMEDOUT otherwise. */
 int vos_cond_wait(vos_cond_t *cond, int seconds);
 
 /* Ends the wait in progress, or the next one. Returns 0. */

@@ -8,13 +8,14 @@ std::string envelope_text(int result, json_object *data)
 {
     const TJson value(json_is_valid(data) ? data : nullptr);
     const bool has_data = result == 0 && value != nullptr;
-    const std::string_view data_text = has_data ? json_view(value.get()) : "";
-    constexpr size_t kAround = 64; // the text around the data
+    constexpr size_t kUsual = 480; // most answers fit
     std::string text;
-    text.reserve(kAround + data_text.size());
+    text.reserve(has_data ? kUsual : 0);
     text.append("{ \"return\": ").append(std::to_string(result));
-    if (has_data)
-        text.append(", \"data\": ").append(data_text);
+    if (has_data) {
+        text.append(", \"data\": ");
+        json_write(value.get(), &text);
+    }
     return text.append(" }");
 }
 

@@ -1,10 +1,12 @@
 #include "service/handlers.h"
 
 #include <algorithm>
+#include <array>
 #include <new>
 #include <string>
 #include <utility>
 
+#include "base/mutex.h"
 #include "common/trace.h"
 #include "core/VeloMond.h"
 #include "health/sysstat_smart.h"
@@ -61,6 +63,53 @@ TJson informed(json_object *value, int (*info)(json_object **out))
     return owner;
 }
 
+/* The information operations behind "status", in the order of their calls. */
+constexpr int (*kStatusInfo[])(json_object **out) = {sysstat_cpu_info, sysstat_memory_info, sysstat_disk_info,
+                                                     sysstat_net_info};
+
+TResponse make_status()
+{
+    TJson cpu = informed(json_object_new_object(), kStatusInfo[0]);
+    TJson memory = informed(json_object_new_object(), kStatusInfo[1]);
+    TJson disk = informed(json_object_new_array(), kStatusInfo[2]);
+    TJson network = informed(json_object_new_array(), kStatusInfo[3]);
+
+    TJson daemons(json_object_new_array());
+    const int result = daemons != nullptr ? 0 : -1;
+    if (daemons != nullptr) {
+        for (const char *name : kProcessTable)
+            json_append_text(daemons.get(), name);
+    }
+    const TJson root(json_object_new_object());
+    json_give(root.get(), "return", TJson(json_object_new_int(result)));
+    json_give(root.get(), "cpu_info", std::move(cpu));
+    json_give(root.get(), "mem_info", std::move(memory));
+    json_give(root.get(), "disk_info", std::move(disk));
+    json_give(root.get(), "network_info", std::move(network));
+    if (result == 0)
+        json_give(root.get(), "daemon_list", std::move(daemons));
+    else
+        (void)json_object_object_add(root.get(), "daemon_list", nullptr); // null: it has all its keys
+    return json_response(json_text(root.get()));
+}
+
+/* What "status" names is fixed when the managers are made, so the answer is made
+ * once for them, not once for each request. */
+using T_STATUS_OF = std::array<unsigned, 4>; // serial numbers of the managers; 0: there is none
+
+T_STATUS_OF status_of()
+{
+    const auto serial = [](const auto *manager) { return manager != nullptr ? manager->serial() : 0; };
+    return {serial(g_p_CpustatManager), serial(g_p_MemorystatManager), serial(g_p_DiskstatManager),
+            serial(g_p_NetstatManager)};
+}
+
+struct {
+    TMutex lock;
+    T_STATUS_OF of GUARDED_BY(lock) = {};
+    TResponse response GUARDED_BY(lock);
+} g_status;
+
 } // namespace
 
 TResponse proc_cpu_get(const httpserver::http_request &request)
@@ -112,28 +161,25 @@ TResponse proc_recording_state_get(const httpserver::http_request & /*request*/)
 
 TResponse proc_status_get(const httpserver::http_request & /*request*/)
 {
-    TJson cpu = informed(json_object_new_object(), sysstat_cpu_info);
-    TJson memory = informed(json_object_new_object(), sysstat_memory_info);
-    TJson disk = informed(json_object_new_array(), sysstat_disk_info);
-    TJson network = informed(json_object_new_array(), sysstat_net_info);
-
-    TJson daemons(json_object_new_array());
-    const int result = daemons != nullptr ? 0 : -1;
-    if (daemons != nullptr) {
-        for (const char *name : kProcessTable)
-            json_append_text(daemons.get(), name);
+    const T_STATUS_OF now = status_of();
+    TResponse known;
+    {
+        const TLock lock(g_status.lock);
+        if (g_status.of == now)
+            known = g_status.response;
     }
-    const TJson root(json_object_new_object());
-    json_give(root.get(), "return", TJson(json_object_new_int(result)));
-    json_give(root.get(), "cpu_info", std::move(cpu));
-    json_give(root.get(), "mem_info", std::move(memory));
-    json_give(root.get(), "disk_info", std::move(disk));
-    json_give(root.get(), "network_info", std::move(network));
-    if (result == 0)
-        json_give(root.get(), "daemon_list", std::move(daemons));
-    else
-        (void)json_object_object_add(root.get(), "daemon_list", nullptr); // null: it has all its keys
-    return json_response(json_text(root.get()));
+    if (known == nullptr) {
+        known = make_status();
+        const TLock lock(g_status.lock);
+        g_status.of = now;
+        g_status.response = known;
+        return known;
+    }
+    /* Each request is to be seen in what the operations trace. */
+    json_object *no_output = nullptr;
+    for (const auto info : kStatusInfo)
+        info(&no_output);
+    return known;
 }
 
 TResponse proc_statistics_dump_get(const httpserver::http_request & /*request*/)

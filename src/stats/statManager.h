@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -45,6 +46,9 @@ public:
     }
     TStatManagerBase(const TStatManagerBase &) = delete;
     TStatManagerBase &operator=(const TStatManagerBase &) = delete;
+
+    /* Another number for each manager of its kind there has been, from 1. */
+    unsigned serial() const { return m_serial; }
 
     /* Stores one raw reading. 0, or -1 for an entity that is not tracked. Kinds whose
      * intervals are more than differences of counters override it around store(). */
@@ -139,6 +143,8 @@ protected:
     std::mutex m_lock;
 
 private:
+    static inline std::atomic<unsigned> s_made{0};
+    const unsigned m_serial = ++s_made;
     std::map<std::string, std::unique_ptr<StatEntry<T>>> m_entries;
 
 protected:

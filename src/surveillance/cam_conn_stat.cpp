@@ -12,45 +12,11 @@ constexpr int32_t kMaxSamples = 1440; // one reading in a minute: 24 hours
 
 } // namespace
 
-const T_CAM_CHANNELS &T_CAM_CONN_STAT::at() const
-{
-    static const T_CAM_CHANNELS nothing;
-    return channels != nullptr ? *channels : nothing;
-}
-
 T_CAM_CONN_STAT T_CAM_CONN_STAT::difference(const T_CAM_CONN_STAT &older) const
 {
-    auto element = std::make_shared<T_CAM_CHANNELS>(at());
-    const T_CAM_CHANNELS &before = older.at();
-    for (size_t i = 0; i < kCameraChannels; ++i)
-        element->conn_failed_count[i] -= before.conn_failed_count[i];
-    element->valid |= before.valid;
-    element->info_changed |= before.info_changed;
-    return {std::move(element), changed_flag || older.changed_flag, interval - older.interval, timestamp};
-}
-
-void T_CAM_CONN_STAT::add(const T_CAM_CONN_STAT &newer)
-{
-    auto sum = std::make_shared<T_CAM_CHANNELS>(at());
-    const T_CAM_CHANNELS &more = newer.at();
-    for (size_t i = 0; i < kCameraChannels; ++i)
-        sum->conn_failed_count[i] += more.conn_failed_count[i];
-    sum->valid |= more.valid;
-    sum->info_changed |= more.info_changed;
-    channels = std::move(sum);
-    changed_flag = changed_flag || newer.changed_flag;
-    interval += newer.interval;
-    timestamp = newer.timestamp;
-}
-
-void T_CAM_CONN_STAT::subtract(const T_CAM_CONN_STAT &element)
-{
-    auto rest = std::make_shared<T_CAM_CHANNELS>(at());
-    const T_CAM_CHANNELS &less = element.at();
-    for (size_t i = 0; i < kCameraChannels; ++i)
-        rest->conn_failed_count[i] -= less.conn_failed_count[i];
-    channels = std::move(rest);
-    interval -= element.interval;
+    T_CAM_CHANNELS element = at();
+    element -= older.at();
+    return {TCamChannelsPacked(element), changed_flag || older.changed_flag, interval - older.interval, timestamp};
 }
 
 TCamConnStatManager::TCamConnStatManager()
@@ -70,7 +36,7 @@ int TCamConnStatManager::add_sample(const std::string &key, const T_CAM_CONN_STA
     return store(key, raw, [this](const T_CAM_CONN_STAT &newer, const T_CAM_CONN_STAT &older) {
         T_CAM_CONN_STAT element = newer.difference(older);
         /* While nothing happens, every minute is like the one before. */
-        if (m_newest != nullptr && *m_newest == element.at())
+        if (m_newest.unpacked() == element.at())
             element.channels = m_newest;
         m_newest = element.channels;
         return element;
@@ -91,15 +57,21 @@ T_CAM_CONN_STAT TCamConnStatManager::get_total(const std::string &key, int n)
     size_t count = history->size();
     if (n > 0)
         count = std::min(count, static_cast<size_t>(n));
+    T_CAM_CHANNELS channels;
     /* Oldest first: the last one added leaves its time stamp. */
-    for (auto element = history->end() - static_cast<std::ptrdiff_t>(count); element != history->end(); ++element)
-        sum.add(*element);
+    for (auto element = history->end() - static_cast<std::ptrdiff_t>(count); element != history->end(); ++element) {
+        channels += element->at();
+        sum.changed_flag = sum.changed_flag || element->changed_flag;
+        sum.interval += element->interval;
+        sum.timestamp = element->timestamp;
+    }
+    sum.channels = TCamChannelsPacked(channels);
     return sum;
 }
 
 T_CAM_CONN_STAT cam_conn_parse(json_object *array, uint64_t now_ms)
 {
-    auto channels = std::make_shared<T_CAM_CHANNELS>();
+    T_CAM_CHANNELS channels;
     bool changed = false;
     const size_t length = json_object_array_length(array);
     for (size_t i = 0; i < length; ++i) {
@@ -114,18 +86,18 @@ T_CAM_CONN_STAT cam_conn_parse(json_object *array, uint64_t now_ms)
         json_object *info_changed = nullptr;
         if (json_object_object_get_ex(element, "info_changed", &info_changed) &&
             json_object_is_type(info_changed, json_type_boolean) && json_object_get_boolean(info_changed) != 0) {
-            channels->info_changed.set(channel);
+            channels.info_changed.set(channel);
             changed = true;
         }
-        channels->conn_failed_count[channel] = static_cast<uint32_t>(failed);
-        channels->valid.set(channel);
+        channels.conn_failed_count[channel] = static_cast<uint32_t>(failed);
+        channels.valid.set(channel);
     }
-    return {std::move(channels), changed, now_ms, now_ms};
+    return {TCamChannelsPacked(channels), changed, now_ms, now_ms};
 }
 
 TJson cam_conn_json(const T_CAM_CONN_STAT &stat)
 {
-    const T_CAM_CHANNELS &channels = stat.at();
+    const T_CAM_CHANNELS channels = stat.at();
     std::string states(kCameraChannels, '2');
     std::string changes(kCameraChannels, '0');
     for (size_t i = 0; i < kCameraChannels; ++i) {

@@ -51,17 +51,23 @@ int ask(const char *path, const char *caller, TPeerAnswer *out)
     return 0;
 }
 
+/* Until the next reading is due: a second at least. */
+int wait_of(uint64_t last_s, uint64_t now_s)
+{
+    return now_s < last_s + kPeriodS ? static_cast<int>(last_s + kPeriodS - now_s) : 1;
+}
+
 void camconn_monitor_main(TWorker *self)
 {
     self->run_once([] { sysstat_caminfo_get(); });
-    uint64_t last_s = 0;
+    uint64_t last_s = 0; // the first reading comes when the machine has been up for a period
     self->run_passes([&] {
         const uint64_t now_s = current_time_stamp_mono_r() / 1000;
         if (now_s >= last_s + kPeriodS) {
             sysstat_camconn_get();
             last_s = now_s;
         }
-        self->wait_s(1);
+        self->wait_s(wait_of(last_s, current_time_stamp_mono_r() / 1000));
     });
 }
 

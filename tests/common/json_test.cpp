@@ -37,4 +37,24 @@ TEST(JsonParse, TakesAllChannelsWithAllTheyHaveAndNoMoreThanATreeMayHold)
         EXPECT_FALSE(json_is_bounded(times(kJsonMaxDepth + 1, std::string("[") + close))) << close;
 }
 
+TEST(JsonText, IsToTheByteWhatTheLibraryWrites)
+{
+    std::string all;
+    for (int c = 1; c < 256; ++c)
+        all += static_cast<char>(c);
+    const TJson root(json_object_new_object());
+    json_give_text(root.get(), "all", all);
+    json_give_text(root.get(), "with \"/\\\n", std::string("a\0b", 3) + all + "end");
+    json_give_text(root.get(), "", "");
+    for (const char *text : {"{}", "[]", "[[],{}]", "null", "[null,1,-5,true,false,{\"a\":null}]", "0.1",
+                             "[1e300,-0.0,NaN]", "9223372036854775807", "18446744073709551615", "-9223372036854775808",
+                             "\"\\u00e9\"", "{\"b\":{\"c\":[{\"d\":\"/\"},2.50]},\"a\":1}"}) {
+        const TJson value = json_parse(text);
+        EXPECT_EQ(json_text(value.get()), json_object_to_json_string(value.get())) << text;
+        json_object_object_add(root.get(), text, json_object_get(value.get()));
+    }
+    EXPECT_EQ(json_text(root.get()), json_object_to_json_string(root.get()));
+    EXPECT_EQ(json_text(nullptr), "null");
+}
+
 } // namespace

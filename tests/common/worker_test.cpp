@@ -97,6 +97,22 @@ TEST_F(Worker, APassThatThrewIsLoggedAndTheNextOneComesAMinuteLater)
     EXPECT_TRUE(g_was_interrupted);
 }
 
+TEST_F(Worker, APauseIsNeverShorterAlthoughAWaitMayBe)
+{
+    for (const uint64_t passed_ms : {9'001U, 10'000U}) {
+        std::vector<int> waits;
+        fake::on_wait([&](vos_cond_t * /*cond*/, int seconds) {
+            fake::advance_ms(waits.empty() ? passed_ms : 1000);
+            waits.push_back(seconds);
+        });
+        TWorker worker;
+        worker.prepare();
+        worker.pause_s(10);
+        worker.release();
+        EXPECT_EQ(waits, passed_ms < 10'000 ? (std::vector{10, 1}) : std::vector{10});
+    }
+}
+
 TEST_F(Worker, AnExceptionOutsideOfThePassesEndsTheThreadAndNotTheProcess)
 {
     TWorker worker;

@@ -1,3 +1,4 @@
+#include <climits>
 #include <cstring>
 #include <gtest/gtest.h>
 
@@ -72,6 +73,14 @@ TEST(SsciServer, IsHarmlessAfterAFailedStart)
     ASSERT_EQ(create(taken.port(), 1), 0);
     EXPECT_NE(ssci_server_start(), 0);
     stop_and_destroy();
+}
+
+TEST(HubPresence, AHubThatIsAwayIsAskedEverLessOften)
+{
+    std::vector<uint64_t> waits_s;
+    for (const unsigned failures : {0U, 1U, 2U, 3U, 4U, 5U, 100U, UINT_MAX})
+        waits_s.push_back(hub_wait_ms(failures) / 1000);
+    EXPECT_EQ(waits_s, (std::vector<uint64_t>{30, 10, 20, 40, 60, 60, 60, 60}));
 }
 
 TEST(HubPresence, GivesTheNameUpSoonWithAHubThatStopsAnswering)

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 
+#include "platform/stock/process/wait_deadline.h"
+
 namespace {
 
 TEST(TimeStamp, LocalTimeIsThatOfTheZoneOfTheMoment)
@@ -16,6 +18,18 @@ TEST(TimeStamp, LocalTimeIsThatOfTheZoneOfTheMoment)
     EXPECT_EQ(text(1'700'000'000), "Wed 2023-11-15 03:58:20");
     setenv("TZ", "UTC", 1);
     EXPECT_EQ(text(1'700'000'000), "Tue 2023-11-14 22:13:20");
+}
+
+TEST(TimeStamp, WaitsOfWholeSecondsEndTogetherAndNeverLate)
+{
+    for (const long ns : {0L, 1L, 999'999'999L}) {
+        for (const int seconds : {1, 60}) {
+            const struct timespec end = wait_deadline({1000, ns}, seconds);
+            EXPECT_EQ(end.tv_sec, 1000 + seconds) << ns;
+            EXPECT_EQ(end.tv_nsec, 0) << ns;
+        }
+        EXPECT_EQ(wait_deadline({1000, ns}, 0).tv_nsec, ns); // no wait is none
+    }
 }
 
 TEST(TimeStamp, ClocksAreInMillisecondsAndAMonotonicMomentHasItsDate)

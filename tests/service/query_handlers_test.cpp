@@ -242,6 +242,12 @@ TEST_F(Handlers, EachRouteCallsItsMonitorWithItsArguments)
     EXPECT_TRUE(status.ends_with(std::string(" ] }, mem_info: { mem_phy: 0, mem_swap: 0 }, disk_info: [ ") + kDevice +
                                  " ], network_info: [ eth0, " + kName31 + " ], daemon_list: [ " + names + " ] }"))
         << status;
+    const std::string traced = "sysstat_disk.cpp:sysstat_disk_info(546)\nsysstat_net.cpp:sysstat_net_info(336)\n";
+    EXPECT_EQ(told_by([&] { EXPECT_EQ(get("status"), status); }), traced); // each time
+    sysstat_net_uninit();
+    EXPECT_EQ(told_by([] { EXPECT_THAT(get("status"), HasSubstr("network_info: [ ], daemon_list")); }), traced);
+    g_p_NetstatManager = new TNetstatManager(std::vector<std::string>{"eth1"});
+    EXPECT_THAT(get("status"), HasSubstr("network_info: [ eth1 ], daemon_list"));
     EXPECT_THAT(get("smart_info?method=disk_update"),
                 MatchesRegex(R"(\{ return: 0, data: \{ utc_time: [0-9]+, disk_update: [a-z_]+ \} \})"));
     EXPECT_THAT(get("syshealth_info?method=fan_update"),

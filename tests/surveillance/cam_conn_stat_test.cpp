@@ -1,6 +1,8 @@
 #include "surveillance/cam_conn_stat.h"
 
+#include <deque>
 #include <gtest/gtest.h>
+#include <random>
 
 #include "fake_platform/fake_platform.h"
 
@@ -62,6 +64,97 @@ TEST_F(CamConnStat, MinutesThatDifferInTheirFlagsAloneAreTwo)
     for (const T_CAM_CONN_STAT &element : *history)
         changed += element.at().info_changed[7] ? "1" : "0";
     EXPECT_EQ(changed, "01100");
+}
+
+/* Readings of any kind, all channels' or a few's, quiet or wild. */
+class TReadings {
+public:
+    explicit TReadings(uint32_t seed) : m_any(seed) {}
+
+    T_CAM_CHANNELS next()
+    {
+        if (one_of(40))
+            m_now = {};
+        const uint32_t range = 1U << below(32), share = 1 + below(30);
+        for (size_t i = 0; i < kCameraChannels; ++i) {
+            if (one_of(share) && !one_of(9))
+                m_now.valid.flip(i);
+            m_now.info_changed[i] = one_of(share * 7);
+            m_now.conn_failed_count[i] = m_now.valid[i] ? m_now.conn_failed_count[i] + below(range) : 0;
+        }
+        return m_now;
+    }
+    bool one_of(uint32_t count) { return below(count) == 0; }
+
+private:
+    uint32_t below(uint32_t end) { return static_cast<uint32_t>(m_any() % end); }
+
+    std::mt19937 m_any;
+    T_CAM_CHANNELS m_now;
+};
+
+TEST_F(CamConnStat, AnswersWhatTheUnpackedFormWould)
+{
+    TReadings readings(17);
+    struct TPlain {
+        T_CAM_CHANNELS channels;
+        bool changed_flag = false;
+        uint64_t at_ms = 0;
+    };
+    std::deque<TPlain> plain; // one reading more than there are intervals
+    for (uint64_t minute = 1; minute <= 2000; ++minute) {
+        plain.push_back({readings.next(), readings.one_of(5), 60000 * minute + minute % 7});
+        if (plain.size() > 1441)
+            plain.pop_front();
+        const TPlain &one = plain.back();
+        m_manager->add_sample("MINUTE", {TCamChannelsPacked(one.channels), one.changed_flag, one.at_ms, one.at_ms});
+        for (const int n : {1, 30, minute % 100 == 0 ? 0 : 2}) {
+            T_CAM_CHANNELS sum;
+            bool changed_flag = false;
+            size_t i = n == 0 || static_cast<size_t>(n) >= plain.size() ? 1 : plain.size() - static_cast<size_t>(n);
+            const uint64_t since_ms = plain[i - 1].at_ms;
+            const bool any = i < plain.size();
+            for (; i < plain.size(); ++i) {
+                for (size_t c = 0; c < kCameraChannels; ++c)
+                    sum.conn_failed_count[c] +=
+                        plain[i].channels.conn_failed_count[c] - plain[i - 1].channels.conn_failed_count[c];
+                sum.valid |= plain[i].channels.valid | plain[i - 1].channels.valid;
+                sum.info_changed |= plain[i].channels.info_changed | plain[i - 1].channels.info_changed;
+                changed_flag = changed_flag || plain[i].changed_flag || plain[i - 1].changed_flag;
+            }
+            const T_CAM_CONN_STAT got = total(n);
+            ASSERT_EQ(got.at(), sum) << minute << " " << n;
+            ASSERT_EQ(got.changed_flag, changed_flag);
+            ASSERT_EQ(got.interval, any ? one.at_ms - since_ms : 0);
+            ASSERT_EQ(got.timestamp, any ? one.at_ms : 0);
+        }
+    }
+}
+
+TEST(CamChannels, TakeFewBytesAndNeverMoreThanTheRecord)
+{
+    /* A day in 400 KiB: its records, and per minute what the heap adds to the bytes. */
+    constexpr size_t kHeapBytes = 32, kHeapStep = 16, kMinutes = 1440, kDayBytes = size_t{400} * 1024;
+    constexpr size_t kMostUsual = (kDayBytes / kMinutes - sizeof(T_CAM_CONN_STAT)) / kHeapStep * kHeapStep - kHeapBytes;
+    TReadings readings(23);
+    T_CAM_CHANNELS usual;
+    size_t most = 0;
+    for (int minute = 0; minute < 4000; ++minute) {
+        const T_CAM_CHANNELS any = readings.next();
+        most = std::max(most, TCamChannelsPacked::packed_bytes(any));
+        ASSERT_EQ(TCamChannelsPacked(any).unpacked(), any);
+        usual.valid = any.valid;
+        for (size_t i = 0; i < kCameraChannels; ++i)
+            usual.conn_failed_count[i] = usual.valid[i] ? any.conn_failed_count[i] % 256 : 0;
+        ASSERT_LE(TCamChannelsPacked::packed_bytes(usual), kMostUsual);
+    }
+    T_CAM_CHANNELS worst;
+    worst.valid.set();
+    worst.conn_failed_count.fill(UINT32_MAX);
+    for (size_t i = 0; i < kCameraChannels; i += 2)
+        worst.info_changed.set(i);
+    EXPECT_LE(std::max(most, TCamChannelsPacked::packed_bytes(worst)), TCamChannelsPacked::kMostBytes);
+    static_assert(TCamChannelsPacked::kMostBytes < sizeof(T_CAM_CHANNELS));
 }
 
 TEST(CamConnParse, TakesWholeNumbersOfKnownChannelsOnly)

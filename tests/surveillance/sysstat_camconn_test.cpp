@@ -2,6 +2,7 @@
 
 #include <tuple>
 
+#include "platform/time_stamp.h"
 #include "surveillance/watcher_test.h"
 
 namespace {
@@ -51,9 +52,9 @@ TEST_F(SysstatCamconn, ReadsOnceAMinuteAndTheChannelsAgainWhenOneChanged)
 {
     start(R"({"data": [{"id": 1, "name": "Old"}, {"id": "2"}, {"id": -5}, 7, null, {"name": "none"}]})",
           R"({"data": [{"id": 1, "conn_failed_count": 50}, {"id": 2, "conn_failed_count": 7}]})");
-    fake::pass_waits(59);
     EXPECT_EQ(asked(), "i");
     fake::pass_waits(1);
+    EXPECT_EQ(current_time_stamp_mono_r(), 60000U);
     EXPECT_EQ(asked(), "is");
     EXPECT_EQ(ask("cur_data"), sample("222", "000", "false", 0, "0")); // the first reading only primes
 
@@ -62,7 +63,7 @@ TEST_F(SysstatCamconn, ReadsOnceAMinuteAndTheChannelsAgainWhenOneChanged)
               R"(", "guid": 7, "umsid": null, "ip": "10.0.0.9", "port": "554", "brand": ["b"], "ums_name": "N"}]})",
           R"({"data": [{"id": 1, "conn_failed_count": 50}, {"id": 2, "conn_failed_count": 9},
                          {"id": 3, "conn_failed_count": 0, "info_changed": true}]})");
-    fake::pass_waits(60);
+    fake::pass_waits(1);
     EXPECT_EQ(asked(), "issi");
     EXPECT_EQ(ask("channel_info"),
               R"([ { "id": 191, "name": ")" + std::string(127, 'x') +
@@ -70,7 +71,7 @@ TEST_F(SysstatCamconn, ReadsOnceAMinuteAndTheChannelsAgainWhenOneChanged)
     EXPECT_EQ(ask("cur_data"), sample("010", "001", "true", 1, "1700000120000"));
 
     peers(kInfoPath, "", R"({"data": [{"id": 1, "conn_failed_count": 51}, {"id": 3, "info_changed": 1}]})");
-    fake::pass_waits(120);
+    fake::pass_waits(2);
     EXPECT_EQ(ask("cur_data"), sample("022", "000", "false", 1, "1700000240000"));
     EXPECT_EQ(ask("total", "2"), sample("110", "001", "true", 2, "1700000240000"));
     for (const char *count : {"0", "3", "99999999999", "", "abc"})
@@ -93,7 +94,7 @@ TEST_F(SysstatCamconn, ABadAnswerIsLoggedAndChangesNothing)
 {
     const char *const kGood = R"({"data": [{"id": 1, "conn_failed_count": 1}]})";
     start(kGood, kGood);
-    fake::pass_waits(120);
+    fake::pass_waits(2);
     const std::string before = ask("channel_info") + ask("total", "0");
     const std::tuple<long long, const char *, int, const char *> cases[] = {
         // result of the request, answer, result, pattern of the log
@@ -106,7 +107,7 @@ TEST_F(SysstatCamconn, ABadAnswerIsLoggedAndChangesNothing)
     for (const auto &[request, answer, result, logged] : cases) {
         peers(kInfoPath, answer, answer, request, request);
         EXPECT_EQ(sysstat_caminfo_get(), result) << answer;
-        fake::pass_waits(60);
+        fake::pass_waits(1);
         log += std::string(".*:sysstat_caminfo_get.[0-9]+.") + logged + ".*:sysstat_camconn_get.[0-9]+." + logged;
     }
     EXPECT_THAT(log_text(kLogCamConn), MatchesRegex(log));

@@ -1,5 +1,6 @@
 #include "platform/stock/hub/hub.h"
 
+#include <algorithm>
 #include <json-c/json.h>
 #include <memory>
 #include <new>
@@ -12,7 +13,8 @@
 namespace {
 
 constexpr uint64_t kPeriodMs = 30'000;
-constexpr uint64_t kRetryMs = 10'000; // while the hub is not there
+constexpr uint64_t kRetryMs = 10'000; // the first time that the hub is not there
+constexpr uint64_t kLongestRetryMs = 60'000;
 constexpr uint64_t kPutMs = 5000;
 constexpr uint64_t kDeleteMs = 300; // the daemon's stop waits for it
 
@@ -32,6 +34,16 @@ bool succeeded(int error, long status)
 T_HTTP_PEER hub_peer()
 {
     return {"127.0.0.1", 10182};
+}
+
+uint64_t hub_wait_ms(unsigned failures)
+{
+    if (failures == 0)
+        return kPeriodMs;
+    uint64_t wait_ms = kRetryMs;
+    for (unsigned i = 1; i < failures && wait_ms < kLongestRetryMs; ++i)
+        wait_ms *= 2;
+    return std::min(wait_ms, kLongestRetryMs);
 }
 
 THubPresence::THubPresence(T_HTTP_PEER hub, std::string target, std::string body)
@@ -54,14 +66,16 @@ bool THubPresence::put() const
 
 void THubPresence::keep()
 {
-    bool present = false; // what the hub last said
-    bool known = false;   // a PUT got through at some time
+    bool present = false;  // what the hub last said
+    bool known = false;    // a PUT got through at some time
+    unsigned failures = 0; // since it did
     do {
         const bool was_present = std::exchange(present, put());
         if (was_present && !present)
             log_Debug("hub: lost %s", m_target.c_str());
+        failures = present ? 0 : failures + 1;
         known = known || present;
-    } while (m_thread.wait_ms(present ? kPeriodMs : kRetryMs));
+    } while (m_thread.wait_ms(hub_wait_ms(failures)));
 
     if (!known)
         return;

@@ -13,8 +13,13 @@
 
 T_HTTP_PEER hub_peer();
 
-/* Keeps something of ours present at the hub: PUT at once, again about every 30 s,
- * and DELETE at the end if a PUT ever got through. A hub that is absent or hangs
+/* How long to wait after a PUT, when that many have failed since the last that got
+ * through: some 30 s while the hub is there; while it is not 10 s, then twice as
+ * long each time, to a minute. */
+uint64_t hub_wait_ms(unsigned failures);
+
+/* Keeps something of ours present at the hub: PUT at once, again as hub_wait_ms
+ * has it, and DELETE at the end if a PUT ever got through. A hub that is absent or hangs
  * is tried again and delays nobody. */
 class THubPresence {
 public:

@@ -40,7 +40,9 @@ void TBackgroundThread::join()
 bool TBackgroundThread::wait_ms(uint64_t time_ms)
 {
     const TLock guard(m_lock);
-    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(time_ms);
+    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(time_ms);
+    if (time_ms > 0 && time_ms % 1000 == 0) // these end as those of vos_cond_wait do
+        end = std::chrono::floor<std::chrono::seconds>(end);
     while (!m_stop && !m_woken && m_wake.wait_until(m_lock, end)) {
     }
     m_woken = false;

@@ -28,7 +28,8 @@ public:
         join();
     }
 
-    /* For the body: sleeps that long, less when a stop is asked for or anybody
+    /* For the body: sleeps that long (whole seconds to the beginning of a second, as
+     * process/wait_deadline.h has it), less when a stop is asked for or anybody
      * wakes it, which is kept for the next wait. False after a stop was asked for. */
     bool wait_ms(uint64_t time_ms);
     void wake();

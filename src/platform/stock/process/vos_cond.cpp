@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "platform/stock/process/call_wait.h"
+#include "platform/stock/process/wait_deadline.h"
 
 int vos_cond_wait_init(vos_cond_t *cond, int clock)
 {
@@ -26,9 +27,9 @@ int vos_cond_wait_init(vos_cond_t *cond, int clock)
 
 int vos_cond_wait(vos_cond_t *cond, int seconds)
 {
-    struct timespec deadline = {};
-    clock_gettime(cond->clock == 1 ? CLOCK_MONOTONIC : CLOCK_REALTIME, &deadline);
-    deadline.tv_sec += seconds;
+    struct timespec now = {};
+    clock_gettime(cond->clock == 1 ? CLOCK_MONOTONIC : CLOCK_REALTIME, &now);
+    const struct timespec deadline = wait_deadline(now, seconds);
 
     pthread_mutex_lock(&cond->mutex);
     int result = 0;
