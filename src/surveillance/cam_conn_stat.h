@@ -7,7 +7,7 @@
 #include <string>
 
 #include "base/json.h"
-#include "stats/statManager.h"
+#include "common/history.h"
 #include "surveillance/camera_table.h"
 
 /* How often the cameras failed to connect: the record of one minute and the
