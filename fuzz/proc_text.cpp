@@ -26,7 +26,7 @@ constexpr size_t kNameSize = 32;
 constexpr int64_t kPeriodMs = 10000;
 
 /* Readings and what a history does with them: what is added in parts is gone when
- * they are subtracted, whatever wrapped meanwhile. */
+ * they are subtracted, also where it wrapped. */
 template <typename TStat> class THistory {
 public:
     const TStat &take(const TStat &newer)
@@ -144,8 +144,8 @@ void take_arc(std::string_view text)
 
 } // namespace
 
-/* The kernel's files: all lines of a text to all who read lines, all of it to all
- * who read whole files. */
+/* The kernel's files: all lines of a text go to all parsers of lines, all of it to all
+ * parsers of whole files. */
 void fuzz_one(std::string_view text)
 {
     TLines lines;

@@ -132,8 +132,8 @@ void stat_block(std::string *text, std::string_view title, const TStatView<T, TS
     text->append("\n\n");
 }
 
-/* The figures that a print shows, by the type that a record has: one without a reading
- * is of the system. */
+/* The figures that a print shows, by the type of a record: one without a reading is the
+ * system's. */
 template <typename T> struct TStatPrint {
     TFigures<T> system, process = system;
 };
@@ -159,7 +159,7 @@ void stat_print_totals(const TStatManagerBase<T> &manager, const std::string &ke
     stat_print(figures, manager.get_total(key, newest));
 }
 
-/* What a method of a query answers from: a record, or a series where it makes none. */
+/* What a method of a query answers from: a record, or a series where `record` is null. */
 template <typename T> struct TStatSource {
     bool is_counted; // `type` is a count of intervals, 0 or more; else it is ignored
     T (*record)(const TStatManagerBase<T> &manager, const std::string &key, int count);

@@ -25,7 +25,7 @@ constexpr const char *kMapperFolder = "/dev/mapper";
 constexpr size_t kPathSize = 256;
 constexpr size_t kLine = 256;
 constexpr size_t kDumpKeySize = 32;
-constexpr int kPrintedNewest = 10; // intervals: more than the heading says, and so it has been read since
+constexpr int kPrintedNewest = 10; // intervals: more than the heading names, and readers expect it
 
 long g_ticks_per_s = 100; // set once by sysstat_disk_init, before any reader
 

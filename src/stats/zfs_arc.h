@@ -18,8 +18,8 @@ struct TArc {
 class TArcCache {
 public:
     /* Zeros when the tool cannot be started. Only figures that were read whole are
-     * kept, else the next call tries again. *ran_tool says whether this call had to
-     * ask the tool, which takes up to 5 s. */
+     * kept, else the next call tries again. *ran_tool: this call had to run the tool,
+     * which takes up to 5 s. */
     TArc read(bool *ran_tool);
 
 private:

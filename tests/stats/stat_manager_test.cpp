@@ -58,7 +58,7 @@ TEST_F(StatManager, TheFirstReadingOnlyPrimesAndAnUntrackedKeyIsRefused)
         EXPECT_EQ(manager.get_total(key, 0).count, 0U);
         EXPECT_EQ(manager.get_total(key, 2).count, 0U);
     }
-    EXPECT_EQ(manager.keys(), std::vector<std::string>{"cpu2"}) << "asking adds none";
+    EXPECT_EQ(manager.keys(), std::vector<std::string>{"cpu2"}) << "readers add no key";
 }
 
 TEST_F(StatManager, KeepsTheNewestNinetyIntervalsAndTheirSums)

@@ -33,7 +33,7 @@ TEST_F(CpuStat, SharesOfTheMachineCountInterruptsAsSystemAndNiceInTheWholeOnly)
         {"avg", "2", "system_all", "20.0 5.0 1.0 1.5 70.0"},
         {"avg", "abc", "system_all", "20.0 5.0 1.0 1.5 70.0"}, // all of it
         {"line_data", "x", "system_all", R"([ "20.0" ] [ "5.0" ] [ "1.0" ] [ "1.5" ] [ "70.0" ])"},
-        {"line_data", "", "nobody", "[ ] [ ] [ ] [ ] [ ]"},
+        {"line_data", "", "unknown", "[ ] [ ] [ ] [ ] [ ]"},
     };
     for (const auto &[method, type, name, values] : cases)
         EXPECT_EQ(ask(method, type, name), values) << method << type << name;
@@ -68,14 +68,14 @@ TEST_F(CpuStat, AProcessIsMeasuredInPercentOfOneCoreWithItsReapedChildren)
 TEST_F(CpuStat, TheFirstProcessWithUserTimeHoldsTheRowOfItsName)
 {
     TProcessScan scan;
-    write_process(1, "Vnvrd", -1, 7); // user time: -1 + 1 of its children is none
+    write_process(1, "Vnvrd", -1, 7); // user time: -1 + 1 of its children is 0
     write_process(2, "Vnvrd", 10, 20);
     write_process(3, "Vnvrd", 30, 40);
     scan.proc = TFd(open((root() + "/proc").c_str(), O_RDONLY | O_DIRECTORY));
     scan.processes = {{"9", 0}, {"1", 0}, {"2", 0}, {"3", 0}};
     const auto records = cpu_read_processes(scan);
     EXPECT_EQ(std::tie(records[0].cpu_user, records[0].cpu_sys, records[1].cpu_user), std::tuple(11, 22, 0));
-    for (const size_t before : {20U, 21U}) { // what comes behind the 21st that was read is not looked at
+    for (const size_t before : {20U, 21U}) { // what follows the 21st that was read is ignored
         scan.processes.assign(before, {"1", 0});
         scan.processes.push_back({"2", 0});
         const T_CPU_STAT first = cpu_read_processes(scan)[0];

@@ -9,7 +9,7 @@
 
 namespace {
 
-/* /proc/meminfo in the kernel's order, with lines that nobody asks for. */
+/* /proc/meminfo in the kernel's order, with lines that are not read. */
 std::string meminfo(uint64_t total, uint64_t available, uint64_t cached)
 {
     return text_format(
@@ -53,7 +53,7 @@ protected:
         sysstat_memory_uninit();
         fake::state()->platform_system = platform_system;
         sysstat_memory_init();
-        fake::advance_ms(1000000); // what it answered is kept for the whole process
+        fake::advance_ms(1000000); // its last answer is kept for the whole process
     }
     static uint64_t page_kb() { return static_cast<uint64_t>(sysconf(_SC_PAGESIZE)) / 1024; }
 };
@@ -116,7 +116,7 @@ TEST_F(MemoryStat, AServiceThatRestartsWhileTheToolRunsIsStillFound)
         fake::on_popen([new_pid](const fake::argv_t &) -> std::optional<std::string> {
             std::filesystem::remove_all(root() + text_format("/proc/%d", new_pid - 1));
             write_process(new_pid, "VeloMond", 10 + new_pid, 3, 1);
-            return std::nullopt; // and the tool fails: it is asked again in the next round
+            return std::nullopt; // and the tool fails: it runs again in the next round
         });
         write_file("/proc/meminfo", meminfo(1000, 0, 30));
         write_file("/proc/vmstat", "");
@@ -188,7 +188,7 @@ TEST_F(MemoryStat, TheFirstProcessOfANameWithAnySizeFillsTheRow)
     EXPECT_EQ(std::tuple(records[0].*kMajFlt, records[0].*kMinFlt), std::tuple(30, 300));
     EXPECT_EQ(sizes(records[1]), std::tuple(28, 0)); // died in between: what was read stays
     EXPECT_EQ(sizes(records[2]), std::tuple(0, 0));
-    for (const size_t before : {20U, 21U}) { // what comes behind the 21st that was read is not looked at
+    for (const size_t before : {20U, 21U}) { // what follows the 21st that was read is ignored
         scan.processes.assign(before, {"1", 0});
         scan.processes.push_back({"2", 0});
         EXPECT_EQ(sizes(memory_read_processes(scan, 4)[0]), before == 20 ? std::tuple(40, 80) : std::tuple(0, 36));

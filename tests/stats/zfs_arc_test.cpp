@@ -54,10 +54,10 @@ TEST_F(ZfsArcTool, IsAskedOnceInThirtySeconds)
     fake::advance_ms(1);
     EXPECT_EQ(read_of("1024\n0\n0\n").size_kb, 1U);
     fake::advance_ms(30000);
-    EXPECT_EQ(read_of(std::nullopt).size_kb, 0U) << "old figures are not told";
+    EXPECT_EQ(read_of(std::nullopt).size_kb, 0U) << "old figures are not answered";
 }
 
-TEST_F(ZfsArcTool, FiguresBehindABadLineAreNoneAndNothingIsKept)
+TEST_F(ZfsArcTool, FiguresBehindABadLineAreZeroAndNothingIsKept)
 {
     struct {
         std::optional<std::string> text;
