@@ -21,8 +21,8 @@
 /* A figure of a record: its label in answers and prints, its text, and its label in
  * dumps. */
 template <typename T> struct TFigure {
-    const char *label;
-    std::string (*text)(const T &record);
+    const char *label = nullptr;
+    std::string (*text)(const T &record) = nullptr;
     const char *row = label; // null: not in dumps
 };
 template <typename T> using TFigures = std::span<const TFigure<T>>;

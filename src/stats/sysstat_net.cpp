@@ -83,12 +83,10 @@ int sysstat_net_sample()
     if (g_p_NetstatManager == nullptr)
         return 0;
     const uint64_t now_ms = current_time_stamp();
-    size_t headings = 2;
-    for (std::string_view rest = *text, line; !(line = text_next_line(&rest, kLine)).empty();) {
-        if (headings > 0) {
-            --headings;
-            continue;
-        }
+    std::string_view rest = *text;
+    text_next_line(&rest, kLine); // two lines of headings
+    text_next_line(&rest, kLine);
+    for (std::string_view line; !(line = text_next_line(&rest, kLine)).empty();) {
         auto parsed = net_line_parse(line);
         if (!parsed)
             continue;

@@ -101,14 +101,14 @@ TEST_F(StatManager, ReadersAndTheWriterShareTheHistory) // the thread sanitizer 
 }
 
 /* A kind's record: the first so many of its fields are differences in an interval, the others levels. */
-template <typename T, size_t COUNTERS, auto... FIELDS> struct TKind {
-    using TValues = std::array<uint64_t, sizeof...(FIELDS)>;
-    static TValues values(const T &record) { return {static_cast<uint64_t>(record.*FIELDS)...}; }
+template <typename T, size_t kCounters, auto... kFields> struct TKind {
+    using TValues = std::array<uint64_t, sizeof...(kFields)>;
+    static TValues values(const T &record) { return {static_cast<uint64_t>(record.*kFields)...}; }
     static T record(const TValues &values)
     {
         T made;
         size_t i = 0;
-        ((made.*FIELDS = static_cast<std::remove_reference_t<decltype(made.*FIELDS)>>(values[i++])), ...);
+        ((made.*kFields = static_cast<std::remove_reference_t<decltype(made.*kFields)>>(values[i++])), ...);
         made.tp_ms = 5;
         return made;
     }
@@ -129,7 +129,7 @@ template <typename T, size_t COUNTERS, auto... FIELDS> struct TKind {
                 continue; // only the newest 90 count
             interval = reading(n);
             for (size_t i = 0; i < interval.size(); ++i) {
-                interval[i] -= i < COUNTERS ? reading(n - 1)[i] : 0;
+                interval[i] -= i < kCounters ? reading(n - 1)[i] : 0;
                 sum[i] += interval[i];
             }
         }
@@ -143,16 +143,18 @@ template <typename T, size_t COUNTERS, auto... FIELDS> struct TKind {
 
 TEST(StatRecords, TheSumOfAFullHistoryIsThatOfItsParts)
 {
-    using C = T_CPU_STAT;
-    TKind<C, 12, &C::cpu_user, &C::cpu_nice, &C::cpu_sys, &C::cpu_idle, &C::cpu_iowait, &C::cpu_steal, &C::cpu_hardirq,
-          &C::cpu_softirq, &C::cpu_guest, &C::cpu_guest_nice, &C::cpu_uptime, &C::inv_ms>::check();
+    using TCpu = T_CPU_STAT;
+    TKind<TCpu, 12, &TCpu::cpu_user, &TCpu::cpu_nice, &TCpu::cpu_sys, &TCpu::cpu_idle, &TCpu::cpu_iowait,
+          &TCpu::cpu_steal, &TCpu::cpu_hardirq, &TCpu::cpu_softirq, &TCpu::cpu_guest, &TCpu::cpu_guest_nice,
+          &TCpu::cpu_uptime, &TCpu::inv_ms>::check();
     TKind<T_NET_STAT, 3, &T_NET_STAT::tx, &T_NET_STAT::rx, &T_NET_STAT::inv_ms>::check();
-    using D = T_DISK_STAT;
-    TKind<D, 8, &D::rd_ios, &D::rd_sec, &D::rd_ticks, &D::wr_ios, &D::wr_sec, &D::wr_ticks, &D::rq_ticks,
-          &D::inv_ms>::check();
-    using M = T_MEMORY_STAT;
-    TKind<M, 2, &M::pgmajfault, &M::pgfault, &M::MemTotal, &M::MemUsed, &M::MemFree, &M::MemAvailable, &M::Buffers,
-          &M::Cached, &M::SReclaimable, &M::Shmem, &M::SwapTotal, &M::SwapFree, &M::VmRSS, &M::zfs_mem_cache>::check();
+    using TDisk = T_DISK_STAT;
+    TKind<TDisk, 8, &TDisk::rd_ios, &TDisk::rd_sec, &TDisk::rd_ticks, &TDisk::wr_ios, &TDisk::wr_sec, &TDisk::wr_ticks,
+          &TDisk::rq_ticks, &TDisk::inv_ms>::check();
+    using TMemory = T_MEMORY_STAT;
+    TKind<TMemory, 2, &TMemory::pgmajfault, &TMemory::pgfault, &TMemory::MemTotal, &TMemory::MemUsed, &TMemory::MemFree,
+          &TMemory::MemAvailable, &TMemory::Buffers, &TMemory::Cached, &TMemory::SReclaimable, &TMemory::Shmem,
+          &TMemory::SwapTotal, &TMemory::SwapFree, &TMemory::VmRSS, &TMemory::zfs_mem_cache>::check();
 }
 
 } // namespace
