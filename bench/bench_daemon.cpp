@@ -27,7 +27,7 @@ constexpr unsigned kRoundS = 11; // the first round is over
 
 template <typename T> size_t records(const TStatManagerBase<T> *manager, size_t count, size_t more = 0)
 {
-    return manager->entries().size() * count * (sizeof(T) + more);
+    return manager->keys().size() * count * (sizeof(T) + more);
 }
 
 /* The records alone, one behind the other, in MiB. */

@@ -39,10 +39,11 @@ void memory_floor()
 
 void round_ours()
 {
-    sysstat_cpu_sample();
+    TRoundProcesses processes;
+    sysstat_cpu_sample_round(&processes);
     sysstat_net_sample();
     sysstat_disk_sample();
-    sysstat_memory_sample();
+    sysstat_memory_sample_round(&processes);
 }
 
 /* One pass over the processes has the files of both samplers, though CPU and memory

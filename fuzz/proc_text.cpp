@@ -11,11 +11,11 @@
 
 #include "base/folder.h"
 #include "base/text.h"
+#include "stats/cpu_record.h"
+#include "stats/disk_record.h"
 #include "stats/memory_record.h"
+#include "stats/net_record.h"
 #include "stats/proc_text.h"
-#include "stats/sysstat_cpu.h"
-#include "stats/sysstat_disk.h"
-#include "stats/sysstat_net.h"
 #include "stats/zfs_arc.h"
 
 namespace {
@@ -26,7 +26,7 @@ constexpr size_t kNameSize = 32;
 constexpr int64_t kPeriodMs = 10000;
 
 /* Readings and what a history does with them: what is added in parts is gone when
- * they are subtracted, whatever wrapped meanwhile. */
+ * they are subtracted, also where it wrapped. */
 template <typename TStat> class THistory {
 public:
     const TStat &take(const TStat &newer)
@@ -50,7 +50,7 @@ private:
 };
 
 /* Lines of each kind, one reading each, a period apart. */
-struct T_LINES {
+struct TLines {
     THistory<T_CPU_STAT> cpu;
     THistory<T_NET_STAT> net;
     THistory<T_DISK_STAT> disk;
@@ -58,26 +58,21 @@ struct T_LINES {
 
     void take(std::string_view line)
     {
-        std::string name;
         now_ms += kPeriodMs;
-        T_CPU_STAT cpu_now;
-        if (cpu_line_parse(line, &name, &cpu_now)) {
-            FUZZ_CHECK(name == "system_all" || name.starts_with("cpu"));
-            cpu.take(cpu_now);
+        if (const auto parsed = cpu_line_parse(line)) {
+            FUZZ_CHECK(parsed->key == "system_all" || parsed->key.starts_with("cpu"));
+            cpu.take(parsed->stat);
         }
-        T_NET_STAT net_now;
-        if (net_line_parse(line, &name, &net_now)) {
-            FUZZ_CHECK(!name.empty() && name.size() <= kNameSize);
-            net_now.inv_ms = static_cast<uint64_t>(now_ms);
-            const T_NET_STAT sum = net.take(net_now), rate = net_rate(sum);
+        if (auto parsed = net_line_parse(line)) {
+            FUZZ_CHECK(!parsed->name.empty() && parsed->name.size() <= kNameSize);
+            parsed->stat.inv_ms = static_cast<uint64_t>(now_ms);
+            const T_NET_STAT sum = net.take(parsed->stat), rate = net_rate(sum);
             FUZZ_CHECK(is_rate(static_cast<double>(rate.tx), static_cast<double>(sum.tx), now_ms, 1));
         }
-        T_DISK_LINE disk_now;
-        if (disk_line_parse(line, &disk_now)) {
-            disk_now.stat.inv_ms = now_ms;
-            T_DISK_METRICS metrics = calc_disk_metrics(disk.take(disk_now.stat), 100);
-            const T_DISK_METRICS amounts = metrics;
-            disk_metrics_per_second(&metrics);
+        if (auto parsed = disk_line_parse(line)) {
+            parsed->stat.inv_ms = now_ms;
+            const TDiskMetrics amounts = calc_disk_metrics(disk.take(parsed->stat), 100);
+            const TDiskMetrics metrics = disk_metrics_per_second(amounts);
             FUZZ_CHECK(metrics.pctutil >= 0 && metrics.pctutil <= 100.0);
             FUZZ_CHECK(std::isfinite(metrics.rd_latency + metrics.wr_latency));
             FUZZ_CHECK(is_rate(metrics.throughput, amounts.throughput, now_ms, 0));
@@ -115,37 +110,32 @@ struct TFolder {
 };
 
 /* The text as the "stat" and the "statm" of two processes of one name. */
-void take_process(std::string_view text, const uint64_t (&fields)[kProcStatFields], bool is_stat)
+void take_process(std::string_view text, const std::optional<TProcStat> &fields)
 {
     static const TFolder holder;
     const std::string &folder = holder.name;
     for (const char *name : {"/1/stat", "/1/statm"})
         std::ofstream(folder + name) << text;
-    T_PROCESS_SCAN scan;
+    TProcessScan scan;
     scan.proc = TFd(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     scan.processes = {{"1", 3}, {"2", 5}};
-    T_CPU_SLOTS cpu;
-    cpu_read_slots(scan, &cpu);
-    T_MEMORY_SLOTS memory;
-    memory_read_slots(scan, 4, &memory);
+    const auto cpu = cpu_read_processes(scan);
+    const auto memory = memory_read_processes(scan, 4);
     constexpr size_t kStatRead = 1023;
     if (text.size() <= kStatRead) {
-        FUZZ_CHECK(cpu.user[3] == (is_stat ? fields[14] + fields[16] : 0));
-        FUZZ_CHECK(memory.vm_rss[3] == (is_stat ? 4 * fields[24] : 0));
+        FUZZ_CHECK(cpu[3].cpu_user == (fields ? fields->at(14) + fields->at(16) : 0));
+        FUZZ_CHECK(memory[3].VmRSS == (fields ? 4 * fields->at(24) : 0));
     }
-    FUZZ_CHECK(memory.vm_size[3] % 4 == 0 && (cpu.user[5] | cpu.sys[4] | memory.vm_size[5]) == 0);
+    FUZZ_CHECK(memory[3].*kVmSize % 4 == 0 && (cpu[5].cpu_user | cpu[4].cpu_sys | memory[5].*kVmSize) == 0);
 }
 
 void take_arc(std::string_view text)
 {
     std::string copy(text);
     const std::unique_ptr<FILE, int (*)(FILE *)> stream(fmemopen(copy.data(), copy.size(), "r"), fclose);
-    T_ARC arc;
-    if (stream != nullptr && !zfs_arc_parse(stream.get(), &arc))
-        FUZZ_CHECK(arc.min_kb == 0);
-    T_MEMORY_STAT memory;
-    memory_parse_meminfo(text, &memory);
-    memory_parse_vmstat(text, &memory);
+    const TArc arc = stream != nullptr ? zfs_arc_parse(stream.get()) : TArc();
+    FUZZ_CHECK(arc.is_complete || arc.min_kb == 0);
+    T_MEMORY_STAT memory = memory_parse(text, text);
     memory_account(zfs_arc_share(arc), &memory);
     THistory<T_MEMORY_STAT> history;
     memory_average(history.take(memory));
@@ -154,11 +144,11 @@ void take_arc(std::string_view text)
 
 } // namespace
 
-/* The kernel's files: all lines of a text to all who read lines, all of it to all
- * who read whole files. */
+/* The kernel's files: all lines of a text go to all parsers of lines, all of it to all
+ * parsers of whole files. */
 void fuzz_one(std::string_view text)
 {
-    T_LINES lines;
+    TLines lines;
     std::string seen;
     for (std::string_view rest = text; !rest.empty();) {
         const std::string_view line = text_next_line(&rest, kLineSize);
@@ -169,9 +159,8 @@ void fuzz_one(std::string_view text)
     FUZZ_CHECK(seen == text);
     lines.end();
 
-    uint64_t fields[kProcStatFields];
-    const bool is_stat = proc_stat_parse(text, fields) == 0;
-    FUZZ_CHECK(is_stat == (text.find(')') != std::string_view::npos));
-    take_process(text, fields, is_stat);
+    const auto fields = proc_stat_parse(text);
+    FUZZ_CHECK(fields.has_value() == (text.find(')') != std::string_view::npos));
+    take_process(text, fields);
     take_arc(text);
 }

@@ -54,10 +54,14 @@ constexpr TMonitor kMonitors[] = {
     {"proxy-rule watcher", reverse_proxy_init, reverse_proxy_uninit},
 };
 
-/* The steps of one sampling round, in order. */
-constexpr int (*kRoundSteps[])() = {
-    clock_change_check,    sysstat_cpu_sample,    sysstat_net_sample, sysstat_disk_sample,
-    sysstat_memory_sample, sysstat_autobak_check, cmv_info_check,
+/* The steps of one sampling round, in order. Some share the list of processes. */
+template <int (*kStep)()> int alone(TRoundProcesses * /*processes*/)
+{
+    return kStep();
+}
+constexpr int (*kRoundSteps[])(TRoundProcesses *processes) = {
+    alone<clock_change_check>,   sysstat_cpu_sample_round,     alone<sysstat_net_sample>, alone<sysstat_disk_sample>,
+    sysstat_memory_sample_round, alone<sysstat_autobak_check>, alone<cmv_info_check>,
 };
 
 /* The files of a statistics dump, in order. */
@@ -97,9 +101,10 @@ void monitor_uninit_all(TStopWatch *watch)
 void monitor_sample_round()
 {
     const TLock guard(g_statistics_lock);
+    TRoundProcesses processes;
     for (const auto step : kRoundSteps) {
         try {
-            step();
+            step(&processes);
         } catch (const std::exception &failure) {
             /* Out of memory, most likely. The other steps and the rounds to come go on. */
             tell("%s: a step of the round failed: %s\n", kSource, failure.what());

@@ -17,15 +17,15 @@ constexpr const char *kSource = "sysstat_disk.cpp";
 constexpr int kPeriodS = 60;
 constexpr int kMinutesApart = 10;
 
-/* What one update found out. */
-struct T_FINDING {
+/* The result of one update. */
+struct TFinding {
     int32_t disk_present = kDiskUnknown.number;
     int32_t storage_setting = 1;
 };
 
 /* Also for reading, changing and writing the shared record. */
 TMutex g_lock;
-T_FINDING g_newest GUARDED_BY(g_lock); // of the updates that have been written
+TFinding g_newest GUARDED_BY(g_lock); // of the updates that have been written
 uint64_t g_newest_number GUARDED_BY(g_lock) = 0;
 uint64_t g_last_number GUARDED_BY(g_lock) = 0; // updates are numbered as they begin
 
@@ -37,9 +37,9 @@ uint64_t begin_update()
     return ++g_last_number;
 }
 
-/* Asking for the disks may take long. An update that was overtaken by a later one
- * writes what that one found, or its old news would stand for ten minutes. */
-void write_finding(uint64_t number, const T_FINDING &finding)
+/* Listing the disks may take long. An update that was overtaken by a later one writes
+ * what that one found, or stale data would persist for ten minutes. */
+void write_finding(uint64_t number, const TFinding &finding)
 {
     const TLock guard(g_lock);
     if (number > g_newest_number) {
@@ -106,7 +106,7 @@ int32_t disk_flag_present()
 int disk_thread_start()
 {
     const int error = g_worker.start({"DISK-worker", "disk_monitor_main", disk_monitor_main});
-    if (error != 0) /* into the camera connections' log: the two have always shared it */
+    if (error != 0) /* the camera connections' log: the two have always shared it */
         log_File_Debug(kLogCamConn, "%s:%s(%d) pthread_create failed (%d)", kSource, "disk_thread_start", 730, error);
     return error;
 }

@@ -1,14 +1,23 @@
 #include "stats/process_table.h"
 
-static_assert(std::string_view(kProcessTable[13]) == "VeloMond");
+#include <algorithm>
+
+namespace {
+
+constexpr auto kNames = [] {
+    std::array<std::string_view, kProcessTable.size()> names;
+    std::copy(kProcessTable.begin(), kProcessTable.end(), names.begin());
+    return names;
+}();
+static_assert(kNames[13] == "VeloMond");
+static_assert(std::all_of(kNames.begin(), kNames.end(), [](std::string_view name) { return name.size() <= 15; }));
+
+} // namespace
 
 int process_table_row(std::string_view name)
 {
-    for (size_t row = 0; row < kProcessTable.size(); ++row) {
-        if (name == kProcessTable[row])
-            return static_cast<int>(row);
-    }
-    return -1;
+    const auto found = std::find(kNames.begin(), kNames.end(), name);
+    return found == kNames.end() ? -1 : static_cast<int>(found - kNames.begin());
 }
 
 bool is_daemon_name(std::string_view key)

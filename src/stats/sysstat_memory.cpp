@@ -1,17 +1,14 @@
 #include "stats/sysstat_memory.h"
 
 #include <cinttypes>
-#include <cstdio>
 #include <functional>
 #include <unistd.h>
 
-#include "common/query.h"
-#include "platform/host_path.h"
 #include "platform/system_info.h"
 #include "platform/time_stamp.h"
 #include "stats/proc_text.h"
-#include "stats/stat_answer.h"
 #include "stats/stat_dump.h"
+#include "stats/stat_kind.h"
 
 TMemorystatManager *g_p_MemorystatManager = nullptr;
 
@@ -23,44 +20,41 @@ constexpr const char *kSystemKey = "system_all";
 bool g_zfs = false;      // set once by sysstat_memory_init, before the first round
 TArcCache zfs_arc_cache; // of the sampling round, under the global statistics lock
 
-using T_MEMORY_FIGURE = T_FIGURE<T_MEMORY_STAT>;
-using T_MEMORY_FIGURES = T_FIGURES<T_MEMORY_STAT>;
+using TMemoryFigure = TFigure<T_MEMORY_STAT>;
 
-template <auto FIELD> std::string figure_kb(const T_MEMORY_STAT &record)
+template <auto kField> std::string figure_kb(const T_MEMORY_STAT &record)
 {
-    return figure_u64<FIELD>(record) + " kB";
+    return figure_u64<kField>(record) + " kB";
 }
 
-/* What is told of a key: in answers, in the dump, in the print. The newest interval
- * of the system has more figures than its means. */
-constexpr T_MEMORY_FIGURE kSystemNow[] = {{"MemTotal", figure_u64<&T_MEMORY_STAT::MemTotal>},
-                                          {"MemUsed", figure_u64<&T_MEMORY_STAT::MemUsed>},
-                                          {"MemFree", figure_u64<&T_MEMORY_STAT::MemFree>},
-                                          {"MemAvailable", figure_u64<&T_MEMORY_STAT::MemAvailable>},
-                                          {"Buffers", figure_u64<&T_MEMORY_STAT::Buffers>},
-                                          {"Cached", figure_u64<&T_MEMORY_STAT::Cached>},
-                                          {"SReclaimable", figure_u64<&T_MEMORY_STAT::SReclaimable>},
-                                          {"SwapTotal", figure_u64<&T_MEMORY_STAT::SwapTotal>},
-                                          {"SwapFree", figure_u64<&T_MEMORY_STAT::SwapFree>},
-                                          {"pgmajfault", figure_u64<&T_MEMORY_STAT::pgmajfault>},
-                                          {"pgfault", figure_u64<&T_MEMORY_STAT::pgfault>},
-                                          {"zfs_mem_cache", figure_u64<&T_MEMORY_STAT::zfs_mem_cache>}};
-constexpr T_MEMORY_FIGURE kSystemMean[] = {{"MemTotal", figure_u64<&T_MEMORY_STAT::MemTotal>},
-                                           {"MemFree", figure_u64<&T_MEMORY_STAT::MemFree>},
-                                           {"MemAvailable", figure_u64<&T_MEMORY_STAT::MemAvailable>},
-                                           {"Buffers", figure_u64<&T_MEMORY_STAT::Buffers>},
-                                           {"Cached", figure_u64<&T_MEMORY_STAT::Cached>},
-                                           {"SwapTotal", figure_u64<&T_MEMORY_STAT::SwapTotal>},
-                                           {"SwapFree", figure_u64<&T_MEMORY_STAT::SwapFree>},
-                                           {"pgmajfault", figure_u64<&T_MEMORY_STAT::pgmajfault>},
-                                           {"pgfault", figure_u64<&T_MEMORY_STAT::pgfault>}};
-constexpr T_MEMORY_FIGURE kSystemRows[] = {
-    {"time_stamp(ms)", figure_u64<&T_MEMORY_STAT::tp_ms>},   {"mem_free", figure_u64<&T_MEMORY_STAT::MemFree>},
-    {"mem_avail", figure_u64<&T_MEMORY_STAT::MemAvailable>}, {"buffers", figure_u64<&T_MEMORY_STAT::Buffers>},
-    {"cached", figure_u64<&T_MEMORY_STAT::Cached>},          {"SwapTotal", figure_u64<&T_MEMORY_STAT::SwapTotal>},
-    {"SwapFree", figure_u64<&T_MEMORY_STAT::SwapFree>},      {"pgmajfault", figure_u64<&T_MEMORY_STAT::pgmajfault>},
-    {"pgfault", figure_u64<&T_MEMORY_STAT::pgfault>}};
-constexpr T_MEMORY_FIGURE kSystemPrint[] = {
+/* The figures of a key: in answers and in the dump, and in the print. The newest interval
+ * of the system has more figures than its means, which the dump has too. */
+constexpr TMemoryFigure kSystemNow[] = {{"MemTotal", figure_u64<&T_MEMORY_STAT::MemTotal>},
+                                        {"MemUsed", figure_u64<&T_MEMORY_STAT::MemUsed>},
+                                        {"MemFree", figure_u64<&T_MEMORY_STAT::MemFree>},
+                                        {"MemAvailable", figure_u64<&T_MEMORY_STAT::MemAvailable>},
+                                        {"Buffers", figure_u64<&T_MEMORY_STAT::Buffers>},
+                                        {"Cached", figure_u64<&T_MEMORY_STAT::Cached>},
+                                        {"SReclaimable", figure_u64<&T_MEMORY_STAT::SReclaimable>},
+                                        {"SwapTotal", figure_u64<&T_MEMORY_STAT::SwapTotal>},
+                                        {"SwapFree", figure_u64<&T_MEMORY_STAT::SwapFree>},
+                                        {"pgmajfault", figure_u64<&T_MEMORY_STAT::pgmajfault>},
+                                        {"pgfault", figure_u64<&T_MEMORY_STAT::pgfault>},
+                                        {"zfs_mem_cache", figure_u64<&T_MEMORY_STAT::zfs_mem_cache>}};
+constexpr TMemoryFigure kSystemMean[] = {{"MemTotal", figure_u64<&T_MEMORY_STAT::MemTotal>, nullptr},
+                                         {"MemFree", figure_u64<&T_MEMORY_STAT::MemFree>, "mem_free"},
+                                         {"MemAvailable", figure_u64<&T_MEMORY_STAT::MemAvailable>, "mem_avail"},
+                                         {"Buffers", figure_u64<&T_MEMORY_STAT::Buffers>, "buffers"},
+                                         {"Cached", figure_u64<&T_MEMORY_STAT::Cached>, "cached"},
+                                         {"SwapTotal", figure_u64<&T_MEMORY_STAT::SwapTotal>},
+                                         {"SwapFree", figure_u64<&T_MEMORY_STAT::SwapFree>},
+                                         {"pgmajfault", figure_u64<&T_MEMORY_STAT::pgmajfault>},
+                                         {"pgfault", figure_u64<&T_MEMORY_STAT::pgfault>}};
+constexpr TMemoryFigure kProcess[] = {{"VmSize", figure_u64<kVmSize>},
+                                      {"VmRSS", figure_u64<&T_MEMORY_STAT::VmRSS>},
+                                      {"maj_flt", figure_u64<kMajFlt>},
+                                      {"min_flt", figure_u64<kMinFlt>}};
+constexpr TMemoryFigure kSystemPrint[] = {
     {"type         = ", [](const T_MEMORY_STAT &) { return std::string("system"); }},
     {"MemTotal     = ", figure_kb<&T_MEMORY_STAT::MemTotal>},
     {"MemUsed      = ", figure_kb<&T_MEMORY_STAT::MemUsed>},
@@ -77,15 +71,9 @@ constexpr T_MEMORY_FIGURE kSystemPrint[] = {
     {"pgfault      = ", figure_u64<&T_MEMORY_STAT::pgfault>},
     {"tp_ms        = ", figure_u64<&T_MEMORY_STAT::tp_ms>},
     {"data_cnt     = ", figure_i64<&T_MEMORY_STAT::data_cnt>}};
-constexpr T_MEMORY_FIGURE kProcessRows[] = {{"time_stamp(ms)", figure_u64<&T_MEMORY_STAT::tp_ms>},
-                                            {"VmSize", figure_u64<kVmSize>},
-                                            {"VmRSS", figure_u64<&T_MEMORY_STAT::VmRSS>},
-                                            {"maj_flt", figure_u64<kMajFlt>},
-                                            {"min_flt", figure_u64<kMinFlt>}};
-constexpr T_MEMORY_FIGURES kProcessAnswer = T_MEMORY_FIGURES(kProcessRows).subspan(1);
-constexpr T_MEMORY_FIGURE kProcessPrint[] = {
+constexpr TMemoryFigure kProcessPrint[] = {
     {"type    = ", [](const T_MEMORY_STAT &) { return std::string("daemon"); }},
-    {"name    = ", [](const T_MEMORY_STAT &record) { return record.name; }},
+    {"name    = ", [](const T_MEMORY_STAT &record) { return std::string(record.name); }},
     {"VmSize  = ", figure_kb<kVmSize>},
     {"VmRSS   = ", figure_kb<&T_MEMORY_STAT::VmRSS>},
     {"maj_flt = ", figure_u64<kMajFlt>},
@@ -93,95 +81,64 @@ constexpr T_MEMORY_FIGURE kProcessPrint[] = {
     {"tp_ms   = ", figure_u64<&T_MEMORY_STAT::tp_ms>},
     {"data_cnt= ", figure_i64<&T_MEMORY_STAT::data_cnt>}};
 
-T_MEMORY_FIGURES mean_of(const std::string &key)
-{
-    return is_daemon_name(key) ? kProcessAnswer : T_MEMORY_FIGURES(kSystemMean);
-}
-
-T_MEMORY_STAT told_average(const T_MEMORY_STAT &sum)
+T_MEMORY_STAT logged_average(const T_MEMORY_STAT &sum)
 {
     T_MEMORY_STAT mean = memory_average(sum);
     tell("%s=[%" PRId64 "]\n", "get_avg", static_cast<int64_t>(mean.zfs_mem_cache));
     return mean;
 }
 
-constexpr T_STAT_METHOD kMethods[] = {
-    {"cur_data", false,
-     [](const std::string &key, int) {
-         return stat_object(is_daemon_name(key) ? kProcessAnswer : T_MEMORY_FIGURES(kSystemNow),
-                            g_p_MemorystatManager->get_current(key));
-     }},
-    {"avg", true,
-     [](const std::string &key, int count) {
-         return stat_object(mean_of(key), told_average(g_p_MemorystatManager->get_total(key, count)));
-     }},
-    {"line_data", false,
-     [](const std::string &key, int) {
-         return stat_series(mean_of(key), g_p_MemorystatManager->copy_history(key), told_average);
-     }},
+constexpr TStatPrint<T_MEMORY_STAT> kPrint = {kSystemPrint, kProcessPrint};
+constexpr TStatViews<T_MEMORY_STAT> kNow = {{kSystemNow}, {kProcess}};
+constexpr TStatViews<T_MEMORY_STAT> kMeans = {{kSystemMean, logged_average}, {kProcess, logged_average}};
+constexpr TStatViews<T_MEMORY_STAT> kRows = {{kSystemMean}, {kProcess}};
+constexpr TStatMethod<T_MEMORY_STAT> kMethods[] = {
+    {"cur_data", kNewest<T_MEMORY_STAT>, kNow},
+    {"avg", kTotal<T_MEMORY_STAT>, kMeans},
+    {"line_data", kSeries<T_MEMORY_STAT>, kMeans},
 };
 
-T_ARC_SHARE read_zfs_share()
+TArcShare read_zfs_share(TRoundProcesses *processes)
 {
     if (!g_zfs)
         return {};
     bool ran_tool = false;
-    const T_ARC arc = zfs_arc_cache.read(&ran_tool);
-    /* The list of processes that the CPU step has left may be seconds old now. A
+    const TArc arc = zfs_arc_cache.read(&ran_tool);
+    /* The list of processes that an earlier step has made may be seconds old now. A
      * service that was restarted in between would read as gone: a row of zeros,
      * then a difference that wraps. */
     if (ran_tool)
-        process_scan_expire();
+        processes->expire();
     return zfs_arc_share(arc);
 }
 
-void sample_system_memory()
+void sample_system_memory(TRoundProcesses *processes)
 {
-    T_MEMORY_STAT stat;
-    stat.tp_ms = current_time_stamp();
-    std::string text;
-    bool complete = true;
-    if (proc_read(host_path("/proc/meminfo").c_str(), &text) == 0)
-        memory_parse_meminfo(text, &stat);
-    else
-        complete = false;
-    if (proc_read(host_path("/proc/vmstat").c_str(), &text) == 0)
-        memory_parse_vmstat(text, &stat);
-    else
-        complete = false;
-    memory_account(read_zfs_share(), &stat);
-    if (complete)
-        g_p_MemorystatManager->add_sample(kSystemKey, stat);
+    const uint64_t now_ms = current_time_stamp();
+    const auto meminfo = proc_read("/proc/meminfo");
+    const auto vmstat = proc_read("/proc/vmstat");
+    const TArcShare arc = read_zfs_share(processes);
+    if (!meminfo || !vmstat)
+        return;
+    T_MEMORY_STAT stat = memory_parse(*meminfo, *vmstat);
+    stat.tp_ms = now_ms;
+    memory_account(arc, &stat);
+    g_p_MemorystatManager->add_sample(kSystemKey, stat);
 }
 
-void sample_daemon_memory()
+void sample_daemon_memory(TRoundProcesses *processes)
 {
-    T_MEMORY_STAT stat;
-    stat.tp_ms = current_time_stamp();
-    const T_PROCESS_SCAN *scan = process_scan_of_round();
+    const uint64_t now_ms = current_time_stamp();
+    const TProcessScan *scan = processes->scan();
     if (scan == nullptr)
         return;
-    T_MEMORY_SLOTS slots;
-    memory_read_slots(*scan, static_cast<uint64_t>(sysconf(_SC_PAGESIZE)) / 1024, &slots);
-    stat.type = 1;
-    for (size_t row = 0; row < kProcessTable.size(); ++row) {
-        stat.*kVmSize = slots.vm_size[row];
-        stat.VmRSS = slots.vm_rss[row];
-        stat.*kMajFlt = slots.maj_flt[row];
-        stat.*kMinFlt = slots.min_flt[row];
-        stat.name = kProcessTable[row];
-        g_p_MemorystatManager->add_sample(stat.name, stat);
+    for (T_MEMORY_STAT &stat : memory_read_processes(*scan, static_cast<uint64_t>(sysconf(_SC_PAGESIZE)) / 1024)) {
+        stat.tp_ms = now_ms;
+        g_p_MemorystatManager->add_sample(std::string(stat.name), stat);
     }
 }
 
-void print_record(const T_MEMORY_STAT &stat)
-{
-    stat_print(stat.type == 0 ? T_MEMORY_FIGURES(kSystemPrint) : T_MEMORY_FIGURES(kProcessPrint), stat);
-}
-
 } // namespace
-
-/* --- Manager --------------------------------------------------------------- */
 
 TMemorystatManager::TMemorystatManager()
 {
@@ -207,19 +164,6 @@ void TMemorystatManager::init_map()
     track(kSystemKey);
 }
 
-/* --- Sampling -------------------------------------------------------------- */
-
-int sysstat_memory_sample()
-{
-    if (g_p_MemorystatManager == nullptr)
-        return 0;
-    sample_system_memory();
-    sample_daemon_memory();
-    return 0;
-}
-
-/* --- Lifecycle, queries, dump ---------------------------------------------- */
-
 int sysstat_memory_init()
 {
     trace(kSource, "sysstat_memory_init", 1096);
@@ -232,16 +176,27 @@ int sysstat_memory_init()
 
 int sysstat_memory_uninit()
 {
-    trace(kSource, "sysstat_memory_uninit", 1107);
-    delete g_p_MemorystatManager;
-    g_p_MemorystatManager = nullptr;
+    return stat_uninit(&g_p_MemorystatManager, kSource, "sysstat_memory_uninit", 1107);
+}
+
+int sysstat_memory_sample()
+{
+    TRoundProcesses processes;
+    return sysstat_memory_sample_round(&processes);
+}
+
+int sysstat_memory_sample_round(TRoundProcesses *processes)
+{
+    if (g_p_MemorystatManager == nullptr)
+        return 0;
+    sample_system_memory(processes);
+    sample_daemon_memory(processes);
     return 0;
 }
 
 int sysstat_memory_proc(const char *method, const char *type, const char *key, json_object **out)
 {
-    const int result = query_head(method, key, g_p_MemorystatManager, "g_p_MemorystatManager");
-    return result == kQueryOk ? stat_answer(kMethods, method, type, key, out) : result;
+    return stat_proc<T_MEMORY_STAT>(kMethods, g_p_MemorystatManager, "g_p_MemorystatManager", method, type, key, out);
 }
 
 int sysstat_memory_info(json_object **out)
@@ -259,22 +214,12 @@ int sysstat_memory_dump(const char *folder)
     if (g_p_MemorystatManager == nullptr)
         return 0;
     std::string text = "system\n";
-    if (const auto history = g_p_MemorystatManager->copy_history(kSystemKey)) {
-        text.append("mem_total, ").append(std::to_string(history->empty() ? 0 : history->front().MemTotal));
-        text.push_back('\n');
-        stat_rows(&text, kSystemRows, *history);
-        text.push_back('\n');
-    }
+    const auto history = stat_history(*g_p_MemorystatManager, kSystemKey);
+    const uint64_t total_kb = history.empty() ? 0 : history.front().MemTotal;
+    stat_block(&text, "mem_total, " + std::to_string(total_kb), kRows.of(kSystemKey), history);
     text.append("__daemon_list\n");
-    for (const char *name : kProcessTable) {
-        const auto history = g_p_MemorystatManager->copy_history(name);
-        if (!history)
-            continue;
-        constexpr size_t kNameTold = 31;
-        text.append(std::string_view(name).substr(0, kNameTold)).push_back('\n');
-        stat_rows(&text, kProcessRows, *history);
-        text.push_back('\n');
-    }
+    for (const char *name : kProcessTable)
+        stat_block(&text, name, kRows.of(name), stat_history(*g_p_MemorystatManager, name));
     csv_write(folder, "mem_stats.csv", text);
     return 0;
 }
@@ -284,8 +229,8 @@ int sysstat_memory_print()
     if (g_p_MemorystatManager == nullptr)
         return 0;
     print_out("get current memory info\n");
-    print_record(g_p_MemorystatManager->get_current(kSystemKey));
+    stat_print(kPrint, g_p_MemorystatManager->get_current(kSystemKey));
     for (const char *name : kProcessTable)
-        print_record(g_p_MemorystatManager->get_current(name));
+        stat_print(kPrint, g_p_MemorystatManager->get_current(name));
     return 0;
 }

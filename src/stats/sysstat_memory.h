@@ -1,8 +1,8 @@
 #pragma once
 
 #include "base/json.h"
+#include "common/history.h"
 #include "stats/memory_record.h"
-#include "stats/statManager.h"
 
 /* Memory of the whole machine (key "system_all") and of each process of the
  * process table (its name). */
@@ -26,10 +26,10 @@ extern TMemorystatManager *g_p_MemorystatManager;
 int sysstat_memory_init();   // always 0
 int sysstat_memory_uninit(); // always 0; harmless without init
 
-/* Takes one reading of everything; the step of the sampling round after the one of
- * the CPU, whose reading of the process names it uses unless it had to run a tool
- * in between. Always 0. */
+/* Takes one reading of everything; a step of the sampling round, which shares the
+ * processes with other steps, unless this one had to run a tool before. Always 0. */
 int sysstat_memory_sample();
+int sysstat_memory_sample_round(TRoundProcesses *processes);
 
 /* Answers a query for one key; *out gets a new object with whole numbers as texts:
  *     "cur_data"   the newest interval

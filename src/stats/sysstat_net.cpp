@@ -1,107 +1,47 @@
 #include "stats/sysstat_net.h"
 
-#include <algorithm>
-#include <net/if.h>
-#include <sys/socket.h>
 #include <utility>
 
-#include "base/text.h"
-#include "common/query.h"
-#include "platform/host_path.h"
 #include "platform/time_stamp.h"
 #include "stats/proc_text.h"
-#include "stats/stat_answer.h"
 #include "stats/stat_dump.h"
+#include "stats/stat_kind.h"
 
 TNetstatManager *g_p_NetstatManager = nullptr;
 
 namespace {
 
 constexpr const char *kSource = "sysstat_net.cpp";
-constexpr const char *kPrintedInterface = "eth0";
 constexpr size_t kLine = 256;
-constexpr size_t kName = 32;
 
-constexpr T_FIGURE<T_NET_STAT> kAnswer[] = {{"tx", figure_u64<&T_NET_STAT::tx>}, {"rx", figure_u64<&T_NET_STAT::rx>}};
-constexpr T_FIGURE<T_NET_STAT> kRows[] = {{"time_stamp(ms)", figure_u64<&T_NET_STAT::tp_ms>},
-                                          {"tx", figure_u64<&T_NET_STAT::tx>},
-                                          {"rx", figure_u64<&T_NET_STAT::rx>}};
-constexpr T_FIGURE<T_NET_STAT> kPrint[] = {{"tx    =", figure_u64<&T_NET_STAT::tx>},
-                                           {"rx    =", figure_u64<&T_NET_STAT::rx>},
-                                           {"inv_ms=", figure_i64<&T_NET_STAT::inv_ms>},
-                                           {"tp_ms =", figure_i64<&T_NET_STAT::tp_ms>}};
+/* The figures of an interface: in answers and in the dump, and in the print. */
+constexpr TFigure<T_NET_STAT> kFigures[] = {{"tx", figure_u64<&T_NET_STAT::tx>}, {"rx", figure_u64<&T_NET_STAT::rx>}};
+constexpr TFigure<T_NET_STAT> kPrintFigures[] = {{"tx    =", figure_u64<&T_NET_STAT::tx>},
+                                                 {"rx    =", figure_u64<&T_NET_STAT::rx>},
+                                                 {"inv_ms=", figure_i64<&T_NET_STAT::inv_ms>},
+                                                 {"tp_ms =", figure_i64<&T_NET_STAT::tp_ms>}};
+constexpr TStatPrint<T_NET_STAT> kPrint = {kPrintFigures};
+constexpr TStatViews<T_NET_STAT> kBytes = {{kFigures}};
+constexpr TStatViews<T_NET_STAT> kRates = {{kFigures, net_rate}};
 
-std::deque<T_NET_STAT> history_of(const std::string &name)
-{
-    return g_p_NetstatManager->copy_history(name).value_or(std::deque<T_NET_STAT>());
-}
+/* The extreme of one more interval than was asked for: the one that ended when these
+ * began counts. 0 asks for all. */
+template <auto kExtreme>
+constexpr TStatSource<T_NET_STAT> kExtremeOf = {
+    true, [](const TStatManagerBase<T_NET_STAT> &manager, const std::string &name, int count) {
+        const size_t wanted = count > 0 ? static_cast<size_t>(count) + 1 : SIZE_MAX;
+        return kExtreme(manager.copy_newest(name, wanted).value_or(std::vector<T_NET_STAT>()));
+    }};
 
-constexpr T_STAT_METHOD kMethods[] = {
-    {"cur_data", false,
-     [](const std::string &name, int) { return stat_object(kAnswer, g_p_NetstatManager->get_current(name)); }},
-    {"avg", true,
-     [](const std::string &name, int count) {
-         return stat_object(kAnswer, net_rate(g_p_NetstatManager->get_total(name, count)));
-     }},
-    {"total", true,
-     [](const std::string &name, int count) {
-         return stat_object(kAnswer, g_p_NetstatManager->get_total(name, count));
-     }},
-    {"line_data", false,
-     [](const std::string &name, int) {
-         return stat_series(kAnswer, g_p_NetstatManager->copy_history(name), net_rate);
-     }},
-    {"max", true,
-     [](const std::string &name, int count) { return stat_object(kAnswer, net_max(history_of(name), count)); }},
-    {"min", true,
-     [](const std::string &name, int count) { return stat_object(kAnswer, net_min(history_of(name), count)); }},
+constexpr TStatMethod<T_NET_STAT> kMethods[] = {
+    {"cur_data", kNewest<T_NET_STAT>, kBytes}, {"avg", kTotal<T_NET_STAT>, kRates},
+    {"total", kTotal<T_NET_STAT>, kBytes},     {"line_data", kSeries<T_NET_STAT>, kRates},
+    {"max", kExtremeOf<net_max>, kBytes},      {"min", kExtremeOf<net_min>, kBytes},
 };
-
-uint64_t per_second(uint64_t bytes, uint64_t ms)
-{
-    constexpr double kBeyond = 18446744073709551616.0; // 2^64: as an integer it would have no value
-    const double rate = static_cast<double>(bytes) / static_cast<double>(ms) * 1000.0;
-    return rate < kBeyond ? static_cast<uint64_t>(rate) : UINT64_MAX;
-}
-
-/* Starts from `start` and lets `pick` choose between what it has and an interval. */
-template <typename PICK> T_NET_STAT extreme(const std::deque<T_NET_STAT> &history, int count, uint64_t start, PICK pick)
-{
-    const size_t wanted = count > 0 ? static_cast<size_t>(count) + 1 : history.size();
-    T_NET_STAT found;
-    found.tx = found.rx = start;
-    for (size_t i = 0; i < std::min(wanted, history.size()); ++i) {
-        const T_NET_STAT &element = history[history.size() - 1 - i];
-        found.tx = pick(found.tx, element.tx);
-        found.rx = pick(found.rx, element.rx);
-    }
-    return found;
-}
 
 } // namespace
 
-/* --- Record and manager ---------------------------------------------------- */
-
-T_NET_STAT T_NET_STAT::difference(const T_NET_STAT &older) const
-{
-    return {tx - older.tx, rx - older.rx, inv_ms - older.inv_ms, tp_ms};
-}
-
-void T_NET_STAT::add(const T_NET_STAT &element)
-{
-    tx += element.tx;
-    rx += element.rx;
-    inv_ms += element.inv_ms;
-}
-
-void T_NET_STAT::subtract(const T_NET_STAT &element)
-{
-    tx -= element.tx;
-    rx -= element.rx;
-    inv_ms -= element.inv_ms;
-}
-
-TNetstatManager::TNetstatManager(T_NET_NAMES interfaces) : m_interfaces(std::move(interfaces))
+TNetstatManager::TNetstatManager(TNetNames interfaces) : m_interfaces(std::move(interfaces))
 {
     trace("sysstat_net.h", "TNetstatManager", 90);
     TNetstatManager::init_map();
@@ -123,96 +63,6 @@ void TNetstatManager::init_map()
         track(name);
 }
 
-std::vector<std::string> net_tracked(const ifaddrs *list)
-{
-    std::vector<std::string> names;
-    for (const ifaddrs *entry = list; entry != nullptr; entry = entry->ifa_next) {
-        if (entry->ifa_addr != nullptr && entry->ifa_addr->sa_family == AF_PACKET &&
-            (entry->ifa_flags & IFF_LOOPBACK) == 0)
-            names.emplace_back(entry->ifa_name);
-    }
-    return names;
-}
-
-T_NET_NAMES net_interfaces()
-{
-    ifaddrs *list = nullptr;
-    if (getifaddrs(&list) != 0)
-        return std::nullopt;
-    std::vector<std::string> names = net_tracked(list);
-    freeifaddrs(list);
-    return names;
-}
-
-/* --- Sampling -------------------------------------------------------------- */
-
-bool net_line_parse(std::string_view line, std::string *name, T_NET_STAT *stat)
-{
-    const size_t colon = line.find(':');
-    if (colon == std::string_view::npos)
-        return false;
-    std::string_view counters = line.substr(colon + 1);
-    std::string_view word = text_next_word(&line);
-    word = word.substr(0, std::min(word.find(':'), kName));
-    if (word.empty())
-        return false;
-    name->assign(word);
-    constexpr size_t kReceived = 0;
-    constexpr size_t kSent = 8;
-    uint64_t columns[kSent + 1] = {};
-    for (uint64_t &column : columns) {
-        if (!text_next_u64(&counters, &column))
-            break;
-    }
-    stat->rx = columns[kReceived];
-    stat->tx = columns[kSent];
-    return true;
-}
-
-int sysstat_net_sample()
-{
-    std::string text;
-    if (proc_read(host_path("/proc/net/dev").c_str(), &text) != 0)
-        return -1;
-    if (g_p_NetstatManager == nullptr)
-        return 0;
-    std::string_view rest = text;
-    text_next_line(&rest, kLine); // two lines of headings
-    text_next_line(&rest, kLine);
-    T_NET_STAT stat;
-    stat.inv_ms = stat.tp_ms = current_time_stamp();
-    std::string name;
-    for (std::string_view line = text_next_line(&rest, kLine); !line.empty(); line = text_next_line(&rest, kLine)) {
-        if (net_line_parse(line, &name, &stat))
-            g_p_NetstatManager->add_sample(name, stat);
-    }
-    return 0;
-}
-
-/* --- Computing ------------------------------------------------------------- */
-
-T_NET_STAT net_rate(const T_NET_STAT &sum)
-{
-    T_NET_STAT rate = sum;
-    if (sum.inv_ms != 0) {
-        rate.tx = per_second(sum.tx, sum.inv_ms);
-        rate.rx = per_second(sum.rx, sum.inv_ms);
-    }
-    return rate;
-}
-
-T_NET_STAT net_max(const std::deque<T_NET_STAT> &history, int count)
-{
-    return extreme(history, count, 0, [](uint64_t a, uint64_t b) { return std::max(a, b); });
-}
-
-T_NET_STAT net_min(const std::deque<T_NET_STAT> &history, int count)
-{
-    return extreme(history, count, UINT64_MAX, [](uint64_t a, uint64_t b) { return std::min(a, b); });
-}
-
-/* --- Lifecycle, queries, dump ---------------------------------------------- */
-
 int sysstat_net_init()
 {
     trace(kSource, "sysstat_net_init", 405);
@@ -222,16 +72,33 @@ int sysstat_net_init()
 
 int sysstat_net_uninit()
 {
-    trace(kSource, "sysstat_net_uninit", 412);
-    delete g_p_NetstatManager;
-    g_p_NetstatManager = nullptr;
+    return stat_uninit(&g_p_NetstatManager, kSource, "sysstat_net_uninit", 412);
+}
+
+int sysstat_net_sample()
+{
+    const auto text = proc_read("/proc/net/dev");
+    if (!text)
+        return -1;
+    if (g_p_NetstatManager == nullptr)
+        return 0;
+    const uint64_t now_ms = current_time_stamp();
+    std::string_view rest = *text;
+    text_next_line(&rest, kLine); // two lines of headings
+    text_next_line(&rest, kLine);
+    for (std::string_view line; !(line = text_next_line(&rest, kLine)).empty();) {
+        auto parsed = net_line_parse(line);
+        if (!parsed)
+            continue;
+        parsed->stat.inv_ms = parsed->stat.tp_ms = now_ms;
+        g_p_NetstatManager->add_sample(parsed->name, parsed->stat);
+    }
     return 0;
 }
 
 int sysstat_net_proc(const char *method, const char *type, const char *name, json_object **out)
 {
-    const int result = query_head(method, name, g_p_NetstatManager, "g_p_NetstatManager");
-    return result == kQueryOk ? stat_answer(kMethods, method, type, name, out) : result;
+    return stat_proc<T_NET_STAT>(kMethods, g_p_NetstatManager, "g_p_NetstatManager", method, type, name, out);
 }
 
 int sysstat_net_info(json_object **out)
@@ -241,7 +108,7 @@ int sysstat_net_info(json_object **out)
         return -1;
     if (g_p_NetstatManager == nullptr)
         return 0;
-    for (const auto &[name, entry] : g_p_NetstatManager->entries())
+    for (const std::string &name : g_p_NetstatManager->keys())
         json_append_text(*out, name);
     return 0;
 }
@@ -252,22 +119,15 @@ int sysstat_net_dump(const char *folder)
     if (g_p_NetstatManager == nullptr)
         return 0;
     std::string text;
-    for (const auto &[name, entry] : g_p_NetstatManager->entries()) {
-        text.append(name).push_back('\n');
-        stat_rows(&text, kRows, history_of(name));
-        text.push_back('\n');
-    }
+    for (const std::string &name : g_p_NetstatManager->keys())
+        stat_block(&text, name, kBytes.of(name), stat_history(*g_p_NetstatManager, name));
     csv_write(folder, "net_stats.csv", text);
     return 0;
 }
 
 int sysstat_net_print()
 {
-    if (g_p_NetstatManager == nullptr)
-        return 0;
-    tell("get_total 15min\n");
-    stat_print(kPrint, g_p_NetstatManager->get_total(kPrintedInterface, 0));
-    tell("get_total 10sec\n");
-    stat_print(kPrint, g_p_NetstatManager->get_total(kPrintedInterface, 1));
+    if (g_p_NetstatManager != nullptr)
+        stat_print_totals(*g_p_NetstatManager, "eth0", 1, kPrint);
     return 0;
 }

@@ -10,23 +10,24 @@ bool zfs_arc_is_stale(uint64_t read_ms, uint64_t now_ms)
     return read_ms == 0 || now_ms > read_ms + kKeptMs;
 }
 
-bool zfs_arc_parse(FILE *stream, T_ARC *arc)
+TArc zfs_arc_parse(FILE *stream)
 {
-    *arc = {};
-    for (uint64_t *figure : {&arc->size_kb, &arc->evictable_kb, &arc->min_kb}) {
+    TArc arc;
+    for (uint64_t *figure : {&arc.size_kb, &arc.evictable_kb, &arc.min_kb}) {
         char line[64];
         uint64_t bytes = 0;
         if (fgets(line, sizeof(line), stream) == nullptr)
-            return false;
+            return arc;
         std::string_view rest = line;
         if (!text_next_u64(&rest, &bytes))
-            return false;
+            return arc;
         *figure = bytes >> 10;
     }
-    return true;
+    arc.is_complete = true;
+    return arc;
 }
 
-T_ARC_SHARE zfs_arc_share(const T_ARC &arc)
+TArcShare zfs_arc_share(const TArc &arc)
 {
     const uint64_t kept_kb = arc.size_kb >= arc.evictable_kb ? arc.size_kb - arc.evictable_kb : 0;
     if (arc.size_kb < arc.min_kb)
@@ -36,18 +37,18 @@ T_ARC_SHARE zfs_arc_share(const T_ARC &arc)
     return {arc.evictable_kb, kept_kb};
 }
 
-T_ARC TArcCache::read(bool *ran_tool)
+TArc TArcCache::read(bool *ran_tool)
 {
     const uint64_t now_ms = current_time_stamp_mono();
     *ran_tool = zfs_arc_is_stale(m_read_ms, now_ms);
     if (!*ran_tool)
         return m_arc;
-    T_ARC arc;
     FILE *stream = kestrel_popen("/usr/sbin/sysctl", "-n", "kstat.zfs.misc.arcstats.size",
                                  "kstat.zfs.misc.arcstats.evictable", "kstat.zfs.misc.arcstats.c_min", nullptr);
     if (stream == nullptr)
-        return arc;
-    if (zfs_arc_parse(stream, &arc)) {
+        return {};
+    const TArc arc = zfs_arc_parse(stream);
+    if (arc.is_complete) {
         m_arc = arc;
         m_read_ms = now_ms;
     }

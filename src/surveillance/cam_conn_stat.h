@@ -4,7 +4,7 @@
 #include <string>
 
 #include "base/json.h"
-#include "stats/statManager.h"
+#include "common/history.h"
 #include "surveillance/cam_channels.h"
 
 /* How often the cameras failed to connect: the record of one minute and the

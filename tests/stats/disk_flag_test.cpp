@@ -11,7 +11,7 @@ using fake::state;
 
 class DiskFlag : public fake::TPlatformTest {};
 
-TEST_F(DiskFlag, EveryStepRunsWhateverBecameOfThoseBefore)
+TEST_F(DiskFlag, AStepThatFailsDoesNotStopTheOthers)
 {
     struct {
         const char *name;
@@ -50,7 +50,7 @@ TEST_F(DiskFlag, EveryStepRunsWhateverBecameOfThoseBefore)
     }
 }
 
-TEST_F(DiskFlag, AnUpdateThatWasOvertakenDoesNotBringItsOldNewsBack)
+TEST_F(DiskFlag, AnUpdateThatWasOvertakenDoesNotRestoreStaleData)
 {
     std::promise<void> asked, overtaken;
     std::atomic<bool> slow{true};

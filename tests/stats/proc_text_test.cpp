@@ -25,33 +25,30 @@ class ProcFile : public fake::TPlatformTest {};
 
 TEST_F(ProcFile, IsReadToItsEndHoweverLong)
 {
-    std::string text, wanted;
+    std::string wanted;
     for (int i = 0; i < 10000; ++i)
         wanted += std::to_string(i) + "\n";
     write_file("/long", wanted);
-    EXPECT_EQ(proc_read((root() + "/long").c_str(), &text), 0);
-    EXPECT_EQ(text, wanted);
-    EXPECT_EQ(proc_read((root() + "/none").c_str(), &text), -1);
+    EXPECT_EQ(proc_read("/long"), wanted);
+    EXPECT_EQ(proc_read("/missing"), std::nullopt);
 }
 
 TEST(ProcText, StatFieldsStartBehindTheLastParenthesisOfTheCommand)
 {
     struct {
         const char *text;
-        int result;
         uint64_t utime, rss;
     } const cases[] = {
-        {"7 (a) b) (c) S 1 2 3 0 -1 4 10 11 12 13 14 15 16 17 20 0 1 0 5 999 24 18446744073709551615 1\n", 0, 14, 24},
-        {"7 (x) S 1 2 3 0 -1 4 10 11 12 13 14", 0, 14, 0},
-        {"7 (x) S 1 2 garbage 0 -1 4 10 11 12 13 14 15", 0, 0, 0},
-        {"7 (x)", 0, 0, 0},
-        {"7 (x", -1, 0, 0},
+        {"7 (a) b) (c) S 1 2 3 0 -1 4 10 11 12 13 14 15 16 17 20 0 1 0 5 999 24 18446744073709551615 1\n", 14, 24},
+        {"7 (x) S 1 2 3 0 -1 4 10 11 12 13 14", 14, 0},
+        {"7 (x) S 1 2 garbage 0 -1 4 10 11 12 13 14 15", 0, 0},
+        {"7 (x)", 0, 0},
     };
-    for (const auto &one : cases) {
-        uint64_t fields[kProcStatFields] = {};
-        EXPECT_EQ(proc_stat_parse(one.text, fields), one.result) << one.text;
-        EXPECT_EQ(std::tie(fields[14], fields[24]), std::tie(one.utime, one.rss)) << one.text;
+    for (const auto &[text, utime, rss] : cases) {
+        const auto fields = proc_stat_parse(text);
+        EXPECT_EQ(std::tuple(fields->at(kUserTime), fields->at(kResidentPages)), std::tie(utime, rss)) << text;
     }
+    EXPECT_EQ(proc_stat_parse("7 (x"), std::nullopt);
 }
 
 } // namespace

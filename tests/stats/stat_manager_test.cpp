@@ -1,27 +1,28 @@
-#include "stats/statManager.h"
+#include "common/history.h"
 
 #include <array>
 #include <gtest/gtest.h>
 #include <thread>
 
 #include "fake_platform/fake_platform.h"
+#include "stats/cpu_record.h"
+#include "stats/disk_record.h"
 #include "stats/memory_record.h"
-#include "stats/sysstat_cpu.h"
-#include "stats/sysstat_disk.h"
-#include "stats/sysstat_net.h"
+#include "stats/net_record.h"
+#include "stats/stat_kind.h"
 
 namespace {
 
-struct T_RECORD {
+struct TRecord {
     uint64_t count = 0;
     uint64_t level = 0; // not summed
 
-    T_RECORD difference(const T_RECORD &older) const { return {count - older.count, level}; }
-    void add(const T_RECORD &element) { *this = {count + element.count, element.level}; }
-    void subtract(const T_RECORD &element) { *this = {count - element.count, element.level}; }
+    TRecord difference(const TRecord &older) const { return {count - older.count, level}; }
+    void add(const TRecord &element) { *this = {count + element.count, element.level}; }
+    void subtract(const TRecord &element) { *this = {count - element.count, element.level}; }
 };
 
-template <typename T = T_RECORD> class TManager : public TStatManagerBase<T> {
+template <typename T = TRecord> class TManager : public TStatManagerBase<T> {
 public:
     TManager() { TManager::init_map(); }
 
@@ -40,7 +41,7 @@ protected:
     std::vector<uint64_t> minutes()
     {
         std::vector<uint64_t> points;
-        stat_per_minute(*manager.copy_history("cpu2"), [&](const T_RECORD &sum) { points.push_back(sum.count); });
+        stat_minutes(*manager.copy_history("cpu2"), [&](const TRecord &sum) { points.push_back(sum.count); });
         return points;
     }
     TManager<> manager;
@@ -57,7 +58,7 @@ TEST_F(StatManager, TheFirstReadingOnlyPrimesAndAnUntrackedKeyIsRefused)
         EXPECT_EQ(manager.get_total(key, 0).count, 0U);
         EXPECT_EQ(manager.get_total(key, 2).count, 0U);
     }
-    EXPECT_EQ(manager.entries().size(), 1U) << "asking adds none";
+    EXPECT_EQ(manager.keys(), std::vector<std::string>{"cpu2"}) << "readers add no key";
 }
 
 TEST_F(StatManager, KeepsTheNewestNinetyIntervalsAndTheirSums)
@@ -100,20 +101,20 @@ TEST_F(StatManager, ReadersAndTheWriterShareTheHistory) // the thread sanitizer 
 }
 
 /* A kind's record: the first so many of its fields are differences in an interval, the others levels. */
-template <typename T, size_t COUNTERS, auto... FIELDS> struct T_KIND {
-    using T_VALUES = std::array<uint64_t, sizeof...(FIELDS)>;
-    static T_VALUES values(const T &record) { return {static_cast<uint64_t>(record.*FIELDS)...}; }
-    static T record(const T_VALUES &values)
+template <typename T, size_t kCounters, auto... kFields> struct TKind {
+    using TValues = std::array<uint64_t, sizeof...(kFields)>;
+    static TValues values(const T &record) { return {static_cast<uint64_t>(record.*kFields)...}; }
+    static T record(const TValues &values)
     {
         T made;
         size_t i = 0;
-        ((made.*FIELDS = static_cast<std::remove_reference_t<decltype(made.*FIELDS)>>(values[i++])), ...);
+        ((made.*kFields = static_cast<std::remove_reference_t<decltype(made.*kFields)>>(values[i++])), ...);
         made.tp_ms = 5;
         return made;
     }
-    static T_VALUES reading(uint64_t n) // goes up and down
+    static TValues reading(uint64_t n) // goes up and down
     {
-        T_VALUES values;
+        TValues values;
         for (size_t i = 0; i < values.size(); ++i)
             values[i] = 7919 * n % 1009 * (i + 1);
         return values;
@@ -121,14 +122,14 @@ template <typename T, size_t COUNTERS, auto... FIELDS> struct T_KIND {
     static void check()
     {
         TManager<T> manager;
-        T_VALUES interval, sum = {};
+        TValues interval, sum = {};
         for (uint64_t n = 0; n < 200; ++n) {
             manager.add_sample("cpu2", record(reading(n)));
             if (n < 110)
                 continue; // only the newest 90 count
             interval = reading(n);
             for (size_t i = 0; i < interval.size(); ++i) {
-                interval[i] -= i < COUNTERS ? reading(n - 1)[i] : 0;
+                interval[i] -= i < kCounters ? reading(n - 1)[i] : 0;
                 sum[i] += interval[i];
             }
         }
@@ -142,16 +143,18 @@ template <typename T, size_t COUNTERS, auto... FIELDS> struct T_KIND {
 
 TEST(StatRecords, TheSumOfAFullHistoryIsThatOfItsParts)
 {
-    using C = T_CPU_STAT;
-    T_KIND<C, 12, &C::cpu_user, &C::cpu_nice, &C::cpu_sys, &C::cpu_idle, &C::cpu_iowait, &C::cpu_steal, &C::cpu_hardirq,
-           &C::cpu_softirq, &C::cpu_guest, &C::cpu_guest_nice, &C::cpu_uptime, &C::inv_ms>::check();
-    T_KIND<T_NET_STAT, 3, &T_NET_STAT::tx, &T_NET_STAT::rx, &T_NET_STAT::inv_ms>::check();
-    using D = T_DISK_STAT;
-    T_KIND<D, 8, &D::rd_ios, &D::rd_sec, &D::rd_ticks, &D::wr_ios, &D::wr_sec, &D::wr_ticks, &D::rq_ticks,
-           &D::inv_ms>::check();
-    using M = T_MEMORY_STAT;
-    T_KIND<M, 2, &M::pgmajfault, &M::pgfault, &M::MemTotal, &M::MemUsed, &M::MemFree, &M::MemAvailable, &M::Buffers,
-           &M::Cached, &M::SReclaimable, &M::Shmem, &M::SwapTotal, &M::SwapFree, &M::VmRSS, &M::zfs_mem_cache>::check();
+    using TCpu = T_CPU_STAT;
+    TKind<TCpu, 12, &TCpu::cpu_user, &TCpu::cpu_nice, &TCpu::cpu_sys, &TCpu::cpu_idle, &TCpu::cpu_iowait,
+          &TCpu::cpu_steal, &TCpu::cpu_hardirq, &TCpu::cpu_softirq, &TCpu::cpu_guest, &TCpu::cpu_guest_nice,
+          &TCpu::cpu_uptime, &TCpu::inv_ms>::check();
+    TKind<T_NET_STAT, 3, &T_NET_STAT::tx, &T_NET_STAT::rx, &T_NET_STAT::inv_ms>::check();
+    using TDisk = T_DISK_STAT;
+    TKind<TDisk, 8, &TDisk::rd_ios, &TDisk::rd_sec, &TDisk::rd_ticks, &TDisk::wr_ios, &TDisk::wr_sec, &TDisk::wr_ticks,
+          &TDisk::rq_ticks, &TDisk::inv_ms>::check();
+    using TMemory = T_MEMORY_STAT;
+    TKind<TMemory, 2, &TMemory::pgmajfault, &TMemory::pgfault, &TMemory::MemTotal, &TMemory::MemUsed, &TMemory::MemFree,
+          &TMemory::MemAvailable, &TMemory::Buffers, &TMemory::Cached, &TMemory::SReclaimable, &TMemory::Shmem,
+          &TMemory::SwapTotal, &TMemory::SwapFree, &TMemory::VmRSS, &TMemory::zfs_mem_cache>::check();
 }
 
 } // namespace

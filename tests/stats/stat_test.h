@@ -4,7 +4,6 @@
 
 #include "base/json.h"
 #include "fake_platform/fake_platform.h"
-#include "stats/process_scan.h"
 
 /* A kind's tests, with the kind up. */
 template <auto INIT, auto UNINIT, auto SAMPLE, auto PROC> class TStatTest : public fake::TQuietTest {
@@ -13,7 +12,6 @@ protected:
     {
         TQuietTest::SetUp();
         fake::set_wall_ms(1000000);
-        process_scan_of_round(); // takes what another test has left
         INIT();
     }
     void TearDown() override
@@ -50,6 +48,6 @@ protected:
     }
 };
 
-struct T_STAT_ANSWER {
+struct TStatAnswer {
     const char *method, *type, *name, *values;
 };

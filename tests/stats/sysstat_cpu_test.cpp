@@ -26,14 +26,14 @@ TEST_F(CpuStat, SharesOfTheMachineCountInterruptsAsSystemAndNiceInTheWholeOnly)
     round("/proc/stat", "cpu  0 0 0 0 0 0 0 0 0 0\ncpu0 0 0 0 0 0 0 0 0 0 0\nintr 1 2 3\n");
     round("/proc/stat", "cpu  100 50 30 700 20 10 60 30 5 5\ncpu0 10 0 0 90 0 0 0 0 0 0\nintr 1 2 3\n");
     round("/proc/stat", "cpu  400 50 30 1400 20 10 60 30 5 5\n");
-    const T_STAT_ANSWER cases[] = {
+    const TStatAnswer cases[] = {
         {"cur_data", "", "system_all", "30.0 0.0 0.0 0.0 70.0"},
         {"avg", "1", "cpu0", "10.0 0.0 0.0 0.0 90.0"},
         {"avg", "1", "system_all", "30.0 0.0 0.0 0.0 70.0"},
         {"avg", "2", "system_all", "20.0 5.0 1.0 1.5 70.0"},
         {"avg", "abc", "system_all", "20.0 5.0 1.0 1.5 70.0"}, // all of it
         {"line_data", "x", "system_all", R"([ "20.0" ] [ "5.0" ] [ "1.0" ] [ "1.5" ] [ "70.0" ])"},
-        {"line_data", "", "nobody", "[ ] [ ] [ ] [ ] [ ]"},
+        {"line_data", "", "unknown", "[ ] [ ] [ ] [ ] [ ]"},
     };
     for (const auto &[method, type, name, values] : cases)
         EXPECT_EQ(ask(method, type, name), values) << method << type << name;
@@ -67,22 +67,19 @@ TEST_F(CpuStat, AProcessIsMeasuredInPercentOfOneCoreWithItsReapedChildren)
 
 TEST_F(CpuStat, TheFirstProcessWithUserTimeHoldsTheRowOfItsName)
 {
-    T_PROCESS_SCAN scan;
-    write_process(1, "Vnvrd", -1, 7); // user time: -1 + 1 of its children is none
+    TProcessScan scan;
+    write_process(1, "Vnvrd", -1, 7); // user time: -1 + 1 of its children is 0
     write_process(2, "Vnvrd", 10, 20);
     write_process(3, "Vnvrd", 30, 40);
     scan.proc = TFd(open((root() + "/proc").c_str(), O_RDONLY | O_DIRECTORY));
     scan.processes = {{"9", 0}, {"1", 0}, {"2", 0}, {"3", 0}};
-    T_CPU_SLOTS slots;
-    slots.user[0] = slots.user[1] = 5; // of the scan before
-    cpu_read_slots(scan, &slots);
-    EXPECT_EQ(std::tie(slots.user[0], slots.sys[0], slots.user[1]), std::tuple(11, 22, 0));
-    for (const size_t before : {20U, 21U}) { // what comes behind the 21st that was read is not looked at
+    const auto records = cpu_read_processes(scan);
+    EXPECT_EQ(std::tie(records[0].cpu_user, records[0].cpu_sys, records[1].cpu_user), std::tuple(11, 22, 0));
+    for (const size_t before : {20U, 21U}) { // what follows the 21st that was read is ignored
         scan.processes.assign(before, {"1", 0});
         scan.processes.push_back({"2", 0});
-        T_CPU_SLOTS of_many;
-        cpu_read_slots(scan, &of_many);
-        EXPECT_EQ(std::tie(of_many.user[0], of_many.sys[0]), before == 20 ? std::tuple(11, 22) : std::tuple(0, 9));
+        const T_CPU_STAT first = cpu_read_processes(scan)[0];
+        EXPECT_EQ(std::tie(first.cpu_user, first.cpu_sys), before == 20 ? std::tuple(11, 22) : std::tuple(0, 9));
     }
 }
 
@@ -96,17 +93,19 @@ TEST_F(CpuStat, AScanNamesTheProcessesOfTheTableOnceAndTheRoundScansOnce)
                                                                                                  {"54", "Vnvrd\n\n"},
                                                                                                  {"sys", "Vnvrd\n"}})
         write_file("/proc/" + folder + "/comm", comm);
-    const auto found = [](const T_PROCESS_SCAN *scan) {
+    const auto found = [](const TProcessScan *scan) {
         std::map<std::string, size_t> rows;
         for (const auto &[pid, row] : scan->processes)
             rows[pid] = row;
         return rows;
     };
     const std::map<std::string, size_t> rows = {{"50", 13}, {"51", 0}, {"sys", 0}}, later = {{"50", 13}, {"sys", 0}};
-    EXPECT_EQ(found(process_scan_new()), rows);
+    TRoundProcesses processes;
+    EXPECT_EQ(found(processes.scan()), rows);
     write_file("/proc/51/comm", "other");
-    EXPECT_EQ(found(process_scan_of_round()), rows);
-    EXPECT_EQ(found(process_scan_of_round()), later);
+    EXPECT_EQ(found(processes.scan()), rows);
+    processes.expire();
+    EXPECT_EQ(found(processes.scan()), later);
 }
 
 TEST_F(CpuStat, InfoAndPrintAreWhole)
@@ -137,19 +136,12 @@ TEST_F(CpuStat, InfoAndPrintAreWhole)
 
 TEST_F(CpuStat, ForeignAndTruncatedLinesGiveWhatTheyHold)
 {
-    std::string key;
-    T_CPU_STAT stat;
-    EXPECT_TRUE(cpu_line_parse("cpu  1 2 3", &key, &stat));
-    EXPECT_EQ(key, "system_all");
-    EXPECT_EQ(stat.cpu_uptime, 6U);
-    EXPECT_TRUE(cpu_line_parse("cpu12 1 2 3 4 5 6 7 8 9 10\n", &key, &stat));
-    EXPECT_EQ(key, "cpu12");
-    EXPECT_EQ(stat.cpu_uptime, 36U); // guests are in user and nice
-    EXPECT_EQ(stat.cpu_guest_nice, 10U);
+    const auto machine = cpu_line_parse("cpu  1 2 3"), core = cpu_line_parse("cpu12 1 2 3 4 5 6 7 8 9 10\n");
+    EXPECT_EQ(std::tie(machine->key, machine->stat.cpu_uptime), std::tuple("system_all", 6));
+    EXPECT_EQ(std::tie(core->key, core->stat.cpu_uptime, core->stat.cpu_guest_nice),
+              std::tuple("cpu12", 36, 10)); // guests are in user and nice
     for (const char *line : {"", "cp", "cpu", "cpux 1 2", "intr 5", " cpu 1"})
-        EXPECT_FALSE(cpu_line_parse(line, &key, &stat)) << line;
-    EXPECT_TRUE(cpu_line_parse("cpu  7 1", &key, &stat));
-    EXPECT_EQ(std::tie(stat.cpu_uptime, stat.cpu_guest_nice), std::tuple(8, 0)) << "left from the line before";
+        EXPECT_FALSE(cpu_line_parse(line)) << line;
 }
 
 TEST_F(CpuStat, RefusalsAndTheTwoThatAreOnlyLogged)

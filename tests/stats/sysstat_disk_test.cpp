@@ -37,7 +37,7 @@ TEST_F(DiskStat, AnswersAmountsAndAmountsPerSecondAndDumpsNewestFirst)
                       "   1       5 dm-1 1 0 1 1 1 0 1 1 0 1\n"); // a column short: no reading of this one
     round(kDiskstats, "   1       3 dm-0 110 5 1101 420 20 6 190 20030 0 7 3500\n"
                       "   1       5 dm-1 1 0 1 1 1 0 1 1 0 1 1\n");
-    const T_STAT_ANSWER cases[] = {
+    const TStatAnswer cases[] = {
         {"cur_data", "x", kDevice, "100 1.7 2000.0 6 10"},
         {"total", "0", kDevice, "200 10 10"},
         {"avg", "", kDevice, "10.0 2.0 2000.0 0.5 0.5"},
@@ -80,8 +80,9 @@ TEST_F(DiskStat, OfTwoNamesTheFirstInTheListingHasTheDevice)
     sysstat_disk_init();
     for (int i = 0; i < 2; ++i)
         round(kDiskstats, "1 3 dm-0 5 5 5 5 5 5 5 5 5 5 5\n");
-    for (const auto &[key, entry] : g_p_DiskstatManager->entries())
-        EXPECT_EQ(entry->history.size(), key == "/dev/mapper/" + first + " 1 3" ? 1U : 0U) << key;
+    for (const std::string &key : g_p_DiskstatManager->keys())
+        EXPECT_EQ(g_p_DiskstatManager->copy_history(key)->size(), key == "/dev/mapper/" + first + " 1 3" ? 1U : 0U)
+            << key;
 }
 
 TEST_F(DiskStat, MethodsWithoutAnObjectAndRefusalsInTheirOrder)
@@ -115,14 +116,13 @@ TEST_F(DiskStat, RunsOnWithoutMapperAndWithoutDiskstats)
 
 TEST(DiskLine, FourteenColumnsOrNothing)
 {
-    T_DISK_LINE parsed;
     for (const char *text : {"253 0 dm-0 1 2 3 4 5 6 7 8 9 10", "253 0 1 2 3 4 5 6 7 8 9 10 11", "253 0", "\n",
                              "253 0 dm-0 1 2 x 4 5 6 7 8 9 10 11", "x 0 dm-0 1 2 3 4 5 6 7 8 9 10 11"})
-        EXPECT_FALSE(disk_line_parse(text, &parsed)) << text;
-    EXPECT_TRUE(
-        disk_line_parse("1 3 d 99999999999999999999 2 3 4 5 6 7 18446744073709551615 9 10 4294967297 12", &parsed));
-    EXPECT_EQ(parsed.stat.rd_ios, UINT64_MAX);
-    EXPECT_EQ(parsed.stat.rq_ticks, 1U);
+        EXPECT_FALSE(disk_line_parse(text)) << text;
+    const auto parsed =
+        disk_line_parse("1 3 d 99999999999999999999 2 3 4 5 6 7 18446744073709551615 9 10 4294967297 12");
+    EXPECT_EQ(parsed->stat.rd_ios, UINT64_MAX);
+    EXPECT_EQ(parsed->stat.rq_ticks, 1U);
 }
 
 TEST(DiskMetrics, HaveTheScaleAndTheCapThatReadersKnow)

@@ -9,7 +9,7 @@
 
 namespace {
 
-/* /proc/meminfo in the kernel's order, with lines that nobody asks for. */
+/* /proc/meminfo in the kernel's order, with lines that are not read. */
 std::string meminfo(uint64_t total, uint64_t available, uint64_t cached)
 {
     return text_format(
@@ -53,7 +53,7 @@ protected:
         sysstat_memory_uninit();
         fake::state()->platform_system = platform_system;
         sysstat_memory_init();
-        fake::advance_ms(1000000); // what it answered is kept for the whole process
+        fake::advance_ms(1000000); // its last answer is kept for the whole process
     }
     static uint64_t page_kb() { return static_cast<uint64_t>(sysconf(_SC_PAGESIZE)) / 1024; }
 };
@@ -111,13 +111,16 @@ TEST_F(MemoryStat, AServiceThatRestartsWhileTheToolRunsIsStillFound)
 {
     restart_on_zfs(2);
     const auto sample_after_restart = [](int new_pid) {
-        process_scan_new(); // as the CPU step does
+        TRoundProcesses processes;
+        (void)processes.scan(); // as the CPU step does
         fake::on_popen([new_pid](const fake::argv_t &) -> std::optional<std::string> {
             std::filesystem::remove_all(root() + text_format("/proc/%d", new_pid - 1));
             write_process(new_pid, "VeloMond", 10 + new_pid, 3, 1);
-            return std::nullopt; // and the tool fails: it is asked again in the next round
+            return std::nullopt; // and the tool fails: it runs again in the next round
         });
-        round(meminfo(1000, 0, 30), "");
+        write_file("/proc/meminfo", meminfo(1000, 0, 30));
+        write_file("/proc/vmstat", "");
+        sysstat_memory_sample_round(&processes);
     };
     write_process(70, "VeloMond", 10, 2, 1);
     for (const int new_pid : {71, 72})
@@ -127,10 +130,11 @@ TEST_F(MemoryStat, AServiceThatRestartsWhileTheToolRunsIsStillFound)
 
 TEST_F(MemoryStat, WithoutTheToolTheNamesAreReadOncePerRound)
 {
+    TRoundProcesses processes;
     write_file("/proc/vmstat", "");
-    process_scan_new();
+    (void)processes.scan();
     write_process(70, "VeloMond", 10, 2, 1); // started between the two steps
-    round(meminfo(1000, 0, 30), "");
+    sysstat_memory_sample_round(&processes);
     round(meminfo(1000, 0, 30), "");
     EXPECT_EQ(g_p_MemorystatManager->get_current("VeloMond").pgfault, 10U); // of a first row of zeros
 }
@@ -175,23 +179,19 @@ TEST_F(MemoryStat, TheFirstProcessOfANameWithAnySizeFillsTheRow)
     write_process(3, "Vnvrd", 50, 60, 70);
     write_process(4, "VrecStream", 7, 8, 9);
     ASSERT_EQ(unlink((root() + "/proc/4/stat").c_str()), 0);
-    T_PROCESS_SCAN scan;
+    TProcessScan scan;
     scan.proc = TFd(open((root() + "/proc").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     scan.processes = {{"9", 0}, {"1", 0}, {"2", 0}, {"3", 0}, {"4", 1}};
-    T_MEMORY_SLOTS slots;
-    slots.vm_size[0] = slots.vm_size[2] = 5; // of the scan before
-    memory_read_slots(scan, 64, &slots);
-    EXPECT_EQ(slots.vm_size[2], 0U);
-    EXPECT_EQ(std::tie(slots.vm_size[0], slots.vm_rss[0], slots.maj_flt[0], slots.min_flt[0]),
-              std::tuple(40, 1280, 30, 300));                                  // of 4 kB, whatever the pages are
-    EXPECT_EQ(std::tie(slots.vm_size[1], slots.vm_rss[1]), std::tuple(28, 0)); // died in between: what was read stays
-    for (const size_t before : {20U, 21U}) { // what comes behind the 21st that was read is not looked at
+    const auto sizes = [](const T_MEMORY_STAT &record) { return std::tuple(record.*kVmSize, record.VmRSS); };
+    const auto records = memory_read_processes(scan, 64);
+    EXPECT_EQ(sizes(records[0]), std::tuple(40, 1280)); // of 4 kB, whatever the pages are
+    EXPECT_EQ(std::tuple(records[0].*kMajFlt, records[0].*kMinFlt), std::tuple(30, 300));
+    EXPECT_EQ(sizes(records[1]), std::tuple(28, 0)); // died in between: what was read stays
+    EXPECT_EQ(sizes(records[2]), std::tuple(0, 0));
+    for (const size_t before : {20U, 21U}) { // what follows the 21st that was read is ignored
         scan.processes.assign(before, {"1", 0});
         scan.processes.push_back({"2", 0});
-        T_MEMORY_SLOTS of_many;
-        memory_read_slots(scan, 4, &of_many);
-        EXPECT_EQ(std::tie(of_many.vm_size[0], of_many.vm_rss[0]),
-                  before == 20 ? std::tuple(40, 80) : std::tuple(0, 36));
+        EXPECT_EQ(sizes(memory_read_processes(scan, 4)[0]), before == 20 ? std::tuple(40, 80) : std::tuple(0, 36));
     }
 }
 
@@ -210,20 +210,16 @@ TEST(MemoryParse, TakesTenDigitsOfLinesAsTheyFitTheBuffer)
         {std::string(255, 'x') + "MemTotal: 5 kB\nMemFree: 6 kB\n", 5, 6}, // the rest of a long line is a line
         {std::string(254, 'x') + "MemTotal: 5 kB\nMemFree: 6 kB\n", 0, 6},
     };
-    T_MEMORY_STAT stat; // one for all: a figure that a text lacks is not that of the text before
     for (const auto &one : cases) {
-        memory_parse_meminfo(one.text, &stat);
+        const T_MEMORY_STAT stat = memory_parse(one.text, "pgfault 5\n");
         EXPECT_EQ(std::tie(stat.MemTotal, stat.MemFree), std::tie(one.total, one.free)) << one.text;
+        EXPECT_EQ(std::tie(stat.pgfault, stat.pgmajfault), std::tuple(5, 0));
     }
-    memory_parse_vmstat("pgfault 3\npgmajfault 4\n", &stat);
-    memory_parse_vmstat("pgfault 5\n", &stat);
-    EXPECT_EQ(std::tie(stat.pgfault, stat.pgmajfault, stat.MemFree), std::tuple(5, 0, 6));
 }
 
 TEST(MemoryAccount, UsedIsNeverNegative)
 {
-    T_MEMORY_STAT stat;
-    memory_parse_meminfo(meminfo(149, 999, 30), &stat);
+    T_MEMORY_STAT stat = memory_parse(meminfo(149, 999, 30), "");
     memory_account({}, &stat);
     EXPECT_EQ(stat.MemAvailable, 150U);
     EXPECT_EQ(stat.MemUsed, 0U);

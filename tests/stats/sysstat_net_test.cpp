@@ -42,7 +42,7 @@ protected:
 
 TEST_F(NetStat, AnswersBytesRatesAndExtremesOfOneMoreIntervalThanAsked)
 {
-    const T_STAT_ANSWER cases[] = {
+    const TStatAnswer cases[] = {
         {"cur_data", "", "eth0", "5001 40000"},
         {"avg", "2", "eth0", "500 2000"}, // 500.03 cut short
         {"total", "letters", "eth0", "105001 60090"},
@@ -122,24 +122,20 @@ TEST(NetLine, NameUpToTheFirstColonAndTwoOfItsCounters)
 {
     const std::string n32(32, 'n');
     const struct {
-        std::string line;
-        bool result;
-        std::string name;
+        std::string line, name;
         uint64_t rx, tx;
     } cases[] = {
-        {"  eth0: 10 2 3 4 5 6 7 8 90 10 11 12 13 14 15 16\n", true, "eth0", 10, 90},
-        {"eth0:1: 7 2 3 4 5 6 7 8 90\n", true, "eth0", 1, 0}, // counters end at the second colon
-        {n32 + "nnnnnnnn: 1 2 3 4 5 6 7 8 9\n", true, n32, 1, 9},
-        {"eth0: 10 2 3\n", true, "eth0", 10, 0},
-        {"eth0 10 2 3 4 5 6 7 8 90\n", false, "", 0, 0},
-        {" \n", false, "", 0, 0},
+        {"  eth0: 10 2 3 4 5 6 7 8 90 10 11 12 13 14 15 16\n", "eth0", 10, 90},
+        {"eth0:1: 7 2 3 4 5 6 7 8 90\n", "eth0", 1, 0}, // counters end at the second colon
+        {n32 + "nnnnnnnn: 1 2 3 4 5 6 7 8 9\n", n32, 1, 9},
+        {"eth0: 10 2 3\n", "eth0", 10, 0},
     };
-    for (const auto &one : cases) {
-        std::string name;
-        T_NET_STAT stat;
-        EXPECT_EQ(net_line_parse(one.line, &name, &stat), one.result) << one.line;
-        EXPECT_EQ(std::tie(name, stat.rx, stat.tx), std::tie(one.name, one.rx, one.tx)) << one.line;
+    for (const auto &[line, name, rx, tx] : cases) {
+        const auto parsed = net_line_parse(line);
+        EXPECT_EQ(std::tie(parsed->name, parsed->stat.rx, parsed->stat.tx), std::tie(name, rx, tx)) << line;
     }
+    for (const char *line : {"eth0 10 2 3 4 5 6 7 8 90\n", " \n", " : 1\n"})
+        EXPECT_FALSE(net_line_parse(line)) << line;
 }
 
 } // namespace

@@ -11,7 +11,7 @@ constexpr uint64_t kGb = 1U << 20; // in kB
 TEST(ZfsArc, IsNeverCountedAsFreeBelowItsMinimum)
 {
     struct {
-        T_ARC arc;
+        TArc arc;
         uint64_t reclaimable_kb, cache_kb;
     } const cases[] = {
         {{8 * kGb, 6 * kGb, 4 * kGb}, 4 * kGb, 4 * kGb}, // what is in use lies below the minimum
@@ -20,7 +20,7 @@ TEST(ZfsArc, IsNeverCountedAsFreeBelowItsMinimum)
         {{1, 9, 0}, 9, 0}, // more evictable than there is
     };
     for (const auto &one : cases) {
-        const T_ARC_SHARE share = zfs_arc_share(one.arc);
+        const TArcShare share = zfs_arc_share(one.arc);
         EXPECT_EQ(std::tie(share.reclaimable_kb, share.cache_kb), std::tie(one.reclaimable_kb, one.cache_kb))
             << one.arc.size_kb << " " << one.arc.evictable_kb;
     }
@@ -33,7 +33,7 @@ protected:
         TPlatformTest::SetUp();
         fake::set_mono_ms(1000000);
     }
-    T_ARC read_of(const std::optional<std::string> &text)
+    TArc read_of(const std::optional<std::string> &text)
     {
         fake::on_popen([text](const fake::argv_t &) { return text; });
         return cache.read(&ran_tool);
@@ -54,10 +54,10 @@ TEST_F(ZfsArcTool, IsAskedOnceInThirtySeconds)
     fake::advance_ms(1);
     EXPECT_EQ(read_of("1024\n0\n0\n").size_kb, 1U);
     fake::advance_ms(30000);
-    EXPECT_EQ(read_of(std::nullopt).size_kb, 0U) << "old figures are not told";
+    EXPECT_EQ(read_of(std::nullopt).size_kb, 0U) << "old figures are not answered";
 }
 
-TEST_F(ZfsArcTool, FiguresBehindABadLineAreNoneAndNothingIsKept)
+TEST_F(ZfsArcTool, FiguresBehindABadLineAreZeroAndNothingIsKept)
 {
     struct {
         std::optional<std::string> text;
@@ -71,7 +71,7 @@ TEST_F(ZfsArcTool, FiguresBehindABadLineAreNoneAndNothingIsKept)
         {std::string(63, '0') + "8192\n", 0, 8, 0}, // a line ends after 63 characters
     };
     for (const auto &one : cases) {
-        const T_ARC arc = read_of(one.text);
+        const TArc arc = read_of(one.text);
         EXPECT_EQ(std::tie(arc.size_kb, arc.evictable_kb, arc.min_kb),
                   std::tie(one.size_kb, one.evictable_kb, one.min_kb))
             << one.text.value_or("none").substr(0, 80);

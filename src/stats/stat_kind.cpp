@@ -1,0 +1,3 @@
+#include "stats/stat_kind.h"
+
+#include <iterator>

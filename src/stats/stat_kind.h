@@ -1,0 +1,217 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+#include <span>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "base/json.h"
+#include "common/history.h"
+#include "common/query.h"
+#include "stats/process_table.h"
+
+/* What all kinds of statistics do in the same way: show records as an object, as a
+ * series per minute, as rows of a dump and as lines of a print; answer a query; end. */
+
+/* A figure of a record: its label in answers and prints, its text, and its label in
+ * dumps. */
+template <typename T> struct TFigure {
+    const char *label = nullptr;
+    std::string (*text)(const T &record) = nullptr;
+    const char *row = label; // null: not in dumps
+};
+template <typename T> using TFigures = std::span<const TFigure<T>>;
+
+/* Texts of figures: a field as a whole number, as "%llu" and "%lld" have it. */
+template <auto kField, typename T> std::string figure_u64(const T &record)
+{
+    return std::to_string(record.*kField);
+}
+template <auto kField, typename T> std::string figure_i64(const T &record)
+{
+    return std::to_string(static_cast<int64_t>(record.*kField));
+}
+template <typename T> T stat_as_it_is(const T &record)
+{
+    return record;
+}
+
+/* One way to show a record or a sum of records: what is computed from it (a mean, a
+ * rate, or nothing), and the figures of the result. */
+template <typename T, typename TShown = T> struct TStatView {
+    TFigures<TShown> figures;
+    TShown (*computed)(const T &record) = stat_as_it_is<T>;
+};
+
+/* The views of a kind's keys. */
+template <typename T, typename TShown = T> struct TStatViews {
+    TStatView<T, TShown> system;
+    TStatView<T, TShown> process = system; // of the processes of the table
+
+    const TStatView<T, TShown> &of(const std::string &key) const { return is_daemon_name(key) ? process : system; }
+};
+
+/* The history of a key; empty for one that is not tracked. */
+template <typename T> std::vector<T> stat_history(const TStatManagerBase<T> &manager, const std::string &key)
+{
+    return manager.copy_history(key).value_or(std::vector<T>());
+}
+
+/* An object with one text per figure. */
+template <typename T, typename TShown> TJson stat_object(const TStatView<T, TShown> &view, const T &record)
+{
+    const TShown shown = view.computed(record);
+    TJson object(json_object_new_object());
+    for (const auto &figure : view.figures)
+        json_give_text(object.get(), figure.label, figure.text(shown));
+    return object;
+}
+
+/* Calls `point` with the sums of a history per minute: groups of six intervals from the
+ * newest on, the last one may be shorter; at most 15, newest first. */
+template <typename T, typename TPoint> void stat_minutes(const std::vector<T> &history, TPoint point)
+{
+    constexpr size_t kGroup = 6;
+    for (size_t rest = history.size(); rest > 0;) {
+        T minute{};
+        for (const size_t end = rest - std::min(rest, kGroup); rest > end; --rest)
+            minute.add(history[rest - 1]);
+        point(minute);
+    }
+}
+
+/* An object with one array per figure and in each a point per minute, newest first. */
+template <typename T, typename TShown>
+TJson stat_series(const TStatView<T, TShown> &view, const std::vector<T> &history)
+{
+    TJson object(json_object_new_object());
+    std::vector<json_object *> arrays; // borrowed from the object
+    arrays.reserve(view.figures.size());
+    for (const auto &figure : view.figures) {
+        TJson array(json_object_new_array());
+        arrays.push_back(array.get());
+        json_give(object.get(), figure.label, std::move(array));
+    }
+    stat_minutes(history, [&](const T &minute) {
+        const TShown shown = view.computed(minute);
+        for (size_t i = 0; i < arrays.size(); ++i)
+            json_append_text(arrays[i], view.figures[i].text(shown));
+    });
+    return object;
+}
+
+/* A block of a dump: its title, a row of time stamps, a row per figure, an empty line.
+ * A row is the label and a column per interval, newest first, each after a comma and a
+ * blank. */
+template <typename T, typename TShown>
+void stat_block(std::string *text, std::string_view title, const TStatView<T, TShown> &view,
+                const std::vector<T> &history)
+{
+    text->append(title).append("\ntime_stamp(ms)");
+    std::vector<TShown> columns;
+    columns.reserve(history.size());
+    for (auto interval = history.rbegin(); interval != history.rend(); ++interval) {
+        text->append(", ").append(std::to_string(interval->tp_ms));
+        columns.push_back(view.computed(*interval));
+    }
+    for (const auto &figure : view.figures) {
+        if (figure.row == nullptr)
+            continue;
+        text->append("\n").append(figure.row);
+        for (const TShown &column : columns)
+            text->append(", ").append(figure.text(column));
+    }
+    text->append("\n\n");
+}
+
+/* The figures that a print shows, by the type of a record: one without a reading is the
+ * system's. */
+template <typename T> struct TStatPrint {
+    TFigures<T> system, process = system;
+};
+
+/* Lines on standard error, one per figure: four blanks, its label, its text. */
+template <typename T> void stat_print(const TStatPrint<T> &figures, const T &record)
+{
+    bool is_process = false;
+    if constexpr (requires { record.type; })
+        is_process = record.type != 0;
+    for (const auto &figure : is_process ? figures.process : figures.system)
+        tell("    %s%s\n", figure.label, figure.text(record).c_str());
+}
+
+/* Prints the sum of the whole history, then that of the newest intervals. */
+template <typename T>
+void stat_print_totals(const TStatManagerBase<T> &manager, const std::string &key, int newest,
+                       const TStatPrint<T> &figures)
+{
+    tell("get_total 15min\n");
+    stat_print(figures, manager.get_total(key, 0));
+    tell("get_total 10sec\n");
+    stat_print(figures, manager.get_total(key, newest));
+}
+
+/* What a method of a query answers from: a record, or a series where `record` is null. */
+template <typename T> struct TStatSource {
+    bool is_counted; // `type` is a count of intervals, 0 or more; else it is ignored
+    T (*record)(const TStatManagerBase<T> &manager, const std::string &key, int count);
+};
+template <typename T>
+inline constexpr TStatSource<T> kNewest = {
+    false, [](const TStatManagerBase<T> &manager, const std::string &key, int) { return manager.get_current(key); }};
+template <typename T>
+inline constexpr TStatSource<T> kTotal = {true, [](const TStatManagerBase<T> &manager, const std::string &key,
+                                                   int count) { return manager.get_total(key, count); }};
+template <typename T> inline constexpr TStatSource<T> kSeries = {false, nullptr};
+
+/* A method of a kind's query operation. */
+template <typename T, typename TShown = T> struct TStatMethod {
+    const char *name;
+    TStatSource<T> source;
+    TStatViews<T, TShown> views;
+};
+
+/* Has the method of that name answer into *out. kQueryOk, kQueryBadCount or
+ * kQueryNoMethod; failures are logged and leave *out as it is. */
+template <typename T, typename TShown, size_t kMethods>
+int stat_answer(const TStatMethod<T, TShown> (&methods)[kMethods], const TStatManagerBase<T> &manager,
+                const char *method, const char *type, const std::string &key, json_object **out)
+{
+    for (const auto &[name, source, views] : methods) {
+        if (!query_is(method, name))
+            continue;
+        int count = 0;
+        const int result = source.is_counted ? query_count(type, &count) : kQueryOk;
+        if (result != kQueryOk)
+            return result;
+        const TStatView<T, TShown> &view = views.of(key);
+        TJson answer = source.record != nullptr ? stat_object(view, source.record(manager, key, count))
+                                                : stat_series(view, stat_history(manager, key));
+        *out = answer.release();
+        return kQueryOk;
+    }
+    return query_unknown(method);
+}
+
+/* A kind's query operation: the checks of query_head, then the answer. */
+template <typename T, typename TShown, size_t kMethods>
+int stat_proc(const TStatMethod<T, TShown> (&methods)[kMethods], const TStatManagerBase<T> *manager,
+              const char *manager_name, const char *method, const char *type, const char *key, json_object **out)
+{
+    const int result = query_head(method, key, manager, manager_name);
+    return result == kQueryOk ? stat_answer(methods, *manager, method, type, key, out) : result;
+}
+
+/* Ends a kind: its trace line, then those of its manager. Always 0. */
+template <typename TManager> int stat_uninit(TManager **manager, const char *source, const char *function, int line)
+{
+    trace(source, function, line);
+    delete *manager;
+    *manager = nullptr;
+    return 0;
+}
