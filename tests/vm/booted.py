@@ -208,15 +208,17 @@ def mirror(it):
             time.sleep(3)
         it.check(what, fresh == expected)
 
-    it.must('mdadm --fail /dev/md/sys /dev/sdb && mdadm --remove /dev/md/sys /dev/sdb')
+    md = it.must('findmnt -n -o SOURCE /share/System')
+    folder = f'/sys/block/{pathlib.Path(md).name}/md'
+    it.must(f'mdadm --fail {md} /dev/sdb && mdadm --remove {md} /dev/sdb')
     day(10, 'a degraded mirror with a failing disk is in the daily notice', 1)
-    it.must('for one in min max; do echo 400 >/sys/block/$(basename $(readlink -f /dev/md/sys))/md/sync_speed_$one; done; '
-            'dd if=/dev/urandom of=/share/System/new bs=1M count=96 conv=fsync && mdadm --re-add /dev/md/sys /dev/sdb')
-    state = 'cat /sys/block/$(basename $(readlink -f /dev/md/sys))/md/sync_action'
+    it.must(f'for one in min max; do echo 400 >{folder}/sync_speed_$one; done; '
+            f'dd if=/dev/urandom of=/share/System/new bs=1M count=96 conv=fsync && mdadm --re-add {md} /dev/sdb')
+    state = f'cat {folder}/sync_action'
     it.check('the mirror rebuilds', it.must(state) == 'recover', it.must(state))
     day(11, 'no daily notice while it does', 0)
     it.check('it still rebuilds by then', it.must(state) == 'recover', it.must(state))
-    it.must('for one in min max; do echo 500000 >/sys/block/$(basename $(readlink -f /dev/md/sys))/md/sync_speed_$one; done')
+    it.must(f'for one in min max; do echo 500000 >{folder}/sync_speed_$one; done')
     it.eventually('the mirror is whole again', lambda: it.must(state) == 'idle', 120)
     day(12, 'and the notice is back', 1)
 
@@ -261,15 +263,15 @@ def stop(it, unit):
 
 
 def check_stop(it, limit_s):
-    """In the emulator systemd itself takes its time, so what a unit with the same
-    walls and an idle process takes is not counted."""
+    """In the emulator systemd itself takes its time over any unit: counted is what the
+    process takes, and what is above the time of an idle one behind the same walls."""
     it.must("sed 's/^ExecStart=.*/ExecStart=sleep infinity/; s/^Type=.*/Type=exec/; /^Wants=/d' "
             '/usr/lib/systemd/system/velomond.service >/run/systemd/system/idle.service; '
             'systemctl daemon-reload; systemctl start idle')
     idle_s = stop(it, 'idle')[0]
     whole_s, process_s = stop(it, 'velomond')
-    it.check(f'stops within {limit_s} s', whole_s - idle_s < limit_s,
-             f'{whole_s - idle_s:.2f} s: {whole_s:.2f} less {idle_s:.2f} of an idle unit; the process: {process_s:.2f}')
+    it.check(f'stops within {limit_s} s', max(process_s, whole_s - idle_s) < limit_s,
+             f'{process_s:.2f} s; {whole_s:.2f} with systemd, which takes {idle_s:.2f} for an idle unit')
     left = it.run('pgrep -l VeloMond')[1]
     it.check('and leaves no process', left == '', left)
 
