@@ -208,6 +208,7 @@ def mirror(it):
             time.sleep(3)
         it.check(what, fresh == expected)
 
+    it.wait_age(VOLUME_GRACE_S)
     md = it.must('findmnt -n -o SOURCE /share/System')
     folder = f'/sys/block/{pathlib.Path(md).name}/md'
     it.must(f'mdadm --fail {md} /dev/sdb && mdadm --remove {md} /dev/sdb')
