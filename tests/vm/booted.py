@@ -9,12 +9,13 @@ import re
 import sys
 import time
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / 'tools/vm'))
-
-from machine import TMachine  # noqa: E402
-
 HERE = pathlib.Path(__file__).resolve().parent
 TREE = HERE.parents[1]
+sys.path[:0] = [str(TREE / 'tools/vm'), str(TREE / 'tools')]
+
+from machine import TMachine  # noqa: E402
+from progress import TProgress  # noqa: E402
+
 PAYLOAD = '/payload'
 HUB_NOTIFY, DISABLE = '/vbus/nc_notify', '/vbus/ostrapro_disable'
 DISK_REPORT = '/logs/dashboard/status/receiver/disk'
@@ -25,12 +26,12 @@ PSS_LIMIT_KB = 7 * 1024
 class TRecorder:
     """What the checks share: the machine, and how to look at the daemon in it."""
 
-    def __init__(self, machine):
-        self.machine, self.must, self.run = machine, machine.must, machine.run
+    def __init__(self, machine, line):
+        self.machine, self.must, self.run, self._line = machine, machine.must, machine.run, line
         self.failed, self.start = 0, time.monotonic()
 
     def say(self, what, figure, verdict=''):
-        print(f'{time.monotonic() - self.start:6.0f} s  {verdict:<6}  {what:<66}  {figure}'.rstrip(), flush=True)
+        self._line(f'{time.monotonic() - self.start:6.0f} s  {verdict:<6}  {what:<66}  {figure}'.rstrip())
 
     def check(self, what, holds, figure=''):
         self.failed += not holds
@@ -93,7 +94,6 @@ class TRecorder:
 
 def install(it):
     it.must(f'mkdir -p {PAYLOAD} && mount -o ro LABEL=payload {PAYLOAD}')
-    it.must('mkdir -p /Vtmp && chmod 1777 /Vtmp')
     it.must(f'dpkg -i {PAYLOAD}/before.deb')
     it.eventually('the package before serves once it is installed', it.serves, 30)
     before = it.pid()
@@ -107,7 +107,7 @@ def install(it):
 
 
 def set_up(it):
-    it.must(f'bash {PAYLOAD}/set_up.sh {PAYLOAD}')
+    it.must(f'chmod 1777 /Vtmp && bash {PAYLOAD}/set_up.sh {PAYLOAD}')
     took_s = it.machine.reboot()
     it.must(f'mount -o ro LABEL=payload {PAYLOAD}')
     it.eventually('serves after a boot', it.serves, 60)
@@ -116,7 +116,8 @@ def set_up(it):
     it.check('no unit has failed', failed == '', failed)
     mode = it.must('stat -c %a /Vtmp')
     it.check('folders of others keep their mode through a boot', mode == '1777', mode)
-    it.say('huge pages are', it.must('cat /sys/kernel/mm/transparent_hugepage/enabled'))
+    huge = it.must('cat /sys/kernel/mm/transparent_hugepage/enabled')
+    it.check('huge pages are given always', huge.startswith('[always]'), huge)
 
 
 def hardening(it):
@@ -207,15 +208,18 @@ def mirror(it):
             time.sleep(3)
         it.check(what, fresh == expected)
 
-    it.must('mdadm --fail /dev/md/sys /dev/sdb && mdadm --remove /dev/md/sys /dev/sdb')
+    it.wait_age(VOLUME_GRACE_S)
+    md = it.must('findmnt -n -o SOURCE /share/System')
+    folder = f'/sys/block/{pathlib.Path(md).name}/md'
+    it.must(f'mdadm --fail {md} /dev/sdb && mdadm --remove {md} /dev/sdb')
     day(10, 'a degraded mirror with a failing disk is in the daily notice', 1)
-    it.must('for one in min max; do echo 400 >/sys/block/$(basename $(readlink -f /dev/md/sys))/md/sync_speed_$one; done; '
-            'dd if=/dev/urandom of=/share/System/new bs=1M count=96 conv=fsync && mdadm --re-add /dev/md/sys /dev/sdb')
-    state = 'cat /sys/block/$(basename $(readlink -f /dev/md/sys))/md/sync_action'
+    it.must(f'for one in min max; do echo 400 >{folder}/sync_speed_$one; done; '
+            f'dd if=/dev/urandom of=/share/System/new bs=1M count=96 conv=fsync && mdadm --re-add {md} /dev/sdb')
+    state = f'cat {folder}/sync_action'
     it.check('the mirror rebuilds', it.must(state) == 'recover', it.must(state))
     day(11, 'no daily notice while it does', 0)
     it.check('it still rebuilds by then', it.must(state) == 'recover', it.must(state))
-    it.must('for one in min max; do echo 500000 >/sys/block/$(basename $(readlink -f /dev/md/sys))/md/sync_speed_$one; done')
+    it.must(f'for one in min max; do echo 500000 >{folder}/sync_speed_$one; done')
     it.eventually('the mirror is whole again', lambda: it.must(state) == 'idle', 120)
     day(12, 'and the notice is back', 1)
 
@@ -251,9 +255,24 @@ def hung_tools(it):
     it.check('nothing was refused to the daemon in all that time', denied == '', denied[:200])
 
 
+def stop(it, unit):
+    """Seconds of systemctl, and of them those until the main process had ended."""
+    whole = it.must(f"bash -c 'TIMEFORMAT=%R; time systemctl stop {unit}' 2>&1 | tail -n 1")
+    begin, end = (int(it.must(f'systemctl show -P {what}TimestampMonotonic {unit}'))
+                  for what in ('ActiveExit', 'ExecMainExit'))
+    return float(whole), (end - begin) / 1e6
+
+
 def check_stop(it, limit_s):
-    took = it.must("bash -c 'TIMEFORMAT=%R; time systemctl stop velomond' 2>&1 | tail -n 1")
-    it.check(f'stops within {limit_s} s', float(took) < limit_s, f'{took} s')
+    """In the emulator systemd itself takes its time over any unit: counted is what the
+    process takes, and what is above the time of an idle one behind the same walls."""
+    it.must("sed 's/^ExecStart=.*/ExecStart=sleep infinity/; s/^Type=.*/Type=exec/; /^Wants=/d' "
+            '/usr/lib/systemd/system/velomond.service >/run/systemd/system/idle.service; '
+            'systemctl daemon-reload; systemctl start idle')
+    idle_s = stop(it, 'idle')[0]
+    whole_s, process_s = stop(it, 'velomond')
+    it.check(f'stops within {limit_s} s', max(process_s, whole_s - idle_s) < limit_s,
+             f'{process_s:.2f} s; {whole_s:.2f} with systemd, which takes {idle_s:.2f} for an idle unit')
     left = it.run('pgrep -l VeloMond')[1]
     it.check('and leaves no process', left == '', left)
 
@@ -271,26 +290,51 @@ def removed(it):
     it.check('a purge leaves nothing', left == '', left[:200])
 
 
+def left_out_tests(it):
+    """Those that the emulator of programs cannot run."""
+    for program in ('velomond_tests', 'velomond_stock_tests'):
+        status, text = it.run(f'{PAYLOAD}/tests/{program} --gtest_brief=1 --gtest_filter={it.filter}')
+        ran = re.search(r'^\[==========\] ([1-9]\d* tests?) ', text, re.M)
+        passed = status == 0 and bool(ran)
+        it.check(f'{program}: what was left out', passed, ran[1] if passed else text[-1000:])
+
+
+# What the steps take, in s, on a machine with nothing else to do.
+BOOT_S = 20
+STEPS = {install: 25, set_up: 40, left_out_tests: 20, killed: 8, failing_disk: 110, hardening: 50, filled: 120, mirror: 120,
+         memory: 40, half_an_hour: 1800, hung_tools: 30, removed: 10}
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument('--long', action='store_true', help='half an hour of running too')
     for name in ('architecture', 'image', 'package', 'before'):
         parser.add_argument('--' + name, required=True)
+    parser.add_argument('--tests', help='folder of test programs')
+    parser.add_argument('--filter', help='which of their tests to run there')
     options = parser.parse_args()
-    steps = [install, set_up, killed, failing_disk, hardening, filled, mirror, memory, hung_tools, removed]
-    if options.long:
-        steps.insert(steps.index(memory) + 1, half_an_hour)
-    machine = TMachine(options.architecture, options.image,
-                       {'velomond.deb': options.package, 'before.deb': options.before, 'set_up.sh': HERE / 'set_up.sh',
-                        'appliance_sim': TREE / 'tools/appliance_sim'})
+    steps = dict(STEPS)
+    if not options.long:
+        del steps[half_an_hour]
+    if not options.tests:
+        del steps[left_out_tests]
+    payload = {'velomond.deb': options.package, 'before.deb': options.before, 'set_up.sh': HERE / 'set_up.sh',
+               'appliance_sim': TREE / 'tools/appliance_sim'}
+    if options.tests:
+        payload['tests'] = options.tests
+    machine = TMachine(options.architecture, options.image, payload)
     try:
-        it = TRecorder(machine)
-        it.say('the machine boots', f'{machine.wait_up():.0f} s')
-        for step in steps:
-            try:
-                step(it)
-            except (RuntimeError, ValueError, KeyError, TypeError) as failure:
-                it.check(f'{step.__name__} ended early', False, str(failure)[:1000])
+        with TProgress('vm', BOOT_S + sum(steps.values()), unit_s=1) as shown:
+            it = TRecorder(machine, shown.line)
+            it.filter = options.filter
+            shown.step('boot', BOOT_S)
+            it.say('the machine boots', f'{machine.wait_up():.0f} s')
+            for step, usual_s in steps.items():
+                shown.step(step.__name__, usual_s)
+                try:
+                    step(it)
+                except (RuntimeError, ValueError, KeyError, TypeError) as failure:
+                    it.check(f'{step.__name__} ended early', False, str(failure)[:1000])
     finally:
         machine.close()
     it.say('assertions that failed', it.failed)

@@ -16,6 +16,14 @@ tree=$(mktemp -d "${TMPDIR:-/tmp}/velomond_image_XXXXXX")
 trap 'rm -rf "$tree"' EXIT
 mkdir -p "$folder"
 
+# Packages of another architecture are set up by its programs. The kernel starts
+# them by the emulator where that was registered, at the boot or here.
+if [ "$architecture" != "$(dpkg --print-architecture)" ] && ! arch-test "$architecture" >/dev/null; then
+    formats=/proc/sys/fs/binfmt_misc
+    [ -e $formats/register ] || mount -t binfmt_misc binfmt_misc $formats
+    update-binfmts --enable "qemu-$([ "$architecture" = arm64 ] && echo aarch64 || echo x86_64)"
+fi
+
 # The first file system holds what it takes to find the root, and no more.
 printf '%s\n' "$sources" | mmdebstrap --quiet --variant=minbase --architectures="$architecture" \
     --include="$(IFS=,; echo "${packages[*]}")" \
@@ -51,5 +59,5 @@ cp "$root"/boot/initrd.img-* "$folder/initrd.img"
 rm -f "$root"/etc/dpkg/dpkg.cfg.d/99mmdebstrap # what comes later is installed whole
 rm -rf "$root"/boot/* "$root"/var/cache/apt "$root"/var/lib/apt/lists/*
 rm -f "$folder/root.img" "$folder/recipe"
-mke2fs -q -t ext4 -L root -d "$root" "$folder/root.img" 3G
+mke2fs -q -t ext4 -L root -d "$root" "$folder/root.img" 3G >/dev/null
 printf '%s\n' "$recipe" >"$folder/recipe"

@@ -71,12 +71,13 @@ class TMachine:
         for name, source in files.items():
             (shutil.copytree if pathlib.Path(source).is_dir() else shutil.copy2)(source, tree / name)
         subprocess.run(['mke2fs', '-q', '-t', 'ext4', '-L', 'payload', '-d', tree, self._folder / 'payload.img', '128M'],
-                       check=True)
+                       check=True, stdout=subprocess.DEVNULL)
 
     def _command(self):
         arguments = [*QEMU[self._architecture], '-accel', 'tcg', '-smp', '1', '-m', '1024', '-display', 'none',
                      '-nodefaults', '-kernel', self._image / 'vmlinuz', '-initrd', self._image / 'initrd.img',
-                     '-append', f'root=LABEL=root rw quiet net.ifnames=0 console={CONSOLE[self._architecture]}',
+                     '-append', f'root=LABEL=root rw quiet net.ifnames=0 '
+                     f'transparent_hugepage=always console={CONSOLE[self._architecture]}',
                      '-serial', f'file:{self._image / "console.log"}',
                      '-qmp', f'unix:{self._folder / "qmp"},server=on,wait=off',
                      '-chardev', f'socket,id=agent,path={self._folder / "agent"},server=on,wait=off']
