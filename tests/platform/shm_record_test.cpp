@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <optional>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -12,6 +13,21 @@
 
 #include "base/fd.h"
 
+static std::optional<uid_t> g_owner; // of all files
+static uid_t g_user = 0;             // that we are; root can only play another one
+
+/* In place of the C library's. */
+extern "C" int fstat(int fd, struct stat *out)
+{
+    const int result = fstatat(fd, "", out, AT_EMPTY_PATH);
+    out->st_uid = g_owner.value_or(out->st_uid);
+    return result;
+}
+extern "C" uid_t geteuid() noexcept
+{
+    return g_owner ? g_user : getuid();
+}
+
 namespace {
 
 class ShmRecord : public testing::Test {
@@ -19,6 +35,7 @@ protected:
     ShmRecord() : m_name("/velomond_test_" + std::to_string(getpid())) { (void)shm_unlink(m_name.c_str()); }
     ~ShmRecord() override
     {
+        g_owner.reset();
         (void)shm_unlink(m_name.c_str());
         (void)shm_unlink((m_name + kShmLockSuffix).c_str());
     }
@@ -64,6 +81,29 @@ TEST_F(ShmRecord, TakesOverWhatACrashLeft)
     EXPECT_EQ(get().reserved, 7);
 }
 
+TEST_F(ShmRecord, IsReadByAllAndTakenFromItsOwnerOrRootOnly)
+{
+    const mode_t before = umask(0);
+    ASSERT_EQ(set(1), 0);
+    umask(before);
+    for (const auto &[name, mode] : {std::pair(m_name, 0644U), {m_name + kShmLockSuffix, 0600U}}) {
+        struct stat status = {};
+        ASSERT_EQ(stat(("/dev/shm" + name).c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777U, mode);
+    }
+    g_user = 1000;
+    for (const uid_t owner : {1000U, 0U}) {
+        g_owner = owner;
+        EXPECT_EQ(get().reserved, 1);
+    }
+    g_owner = 1001;
+    t_velomond_shm record = {};
+    EXPECT_EQ(shm_record_get(m_name.c_str(), &record), -EPERM);
+    EXPECT_EQ(set(2), -EPERM); // those that it makes are another's as well
+    g_owner.reset();
+    EXPECT_EQ(shm_unlink((m_name + kShmLockSuffix).c_str()), -1); // it has made way
+}
+
 TEST_F(ShmRecord, AFolderInTheWayIsRemovedWhereItIsEmpty)
 {
     for (const std::string &name : {m_name, m_name + kShmLockSuffix}) {
@@ -94,6 +134,29 @@ TEST_F(ShmRecord, ReadersAndTwoWritersNeverMixRecords)
 {
     ASSERT_EQ(set(1), 0);
     std::atomic<bool> done = false;
+    const TFd fd(shm_open(m_name.c_str(), O_RDWR, 0));
+    auto *segment = static_cast<T_SHM_SEGMENT *>(
+        mmap(nullptr, sizeof(T_SHM_SEGMENT), PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), 0));
+    const auto store = [](auto &word, int value) {
+        std::atomic_ref(word).store(static_cast<std::remove_reference_t<decltype(word)>>(value));
+    };
+    std::thread anew([&] {
+        while (!done) {
+            const int32_t seen = get().disk_present;
+            EXPECT_TRUE(seen == 0 || seen == 1);
+        }
+    });
+    for (int i = 0; i < 2000; ++i) { // one of another form is made ready
+        store(segment->version, kShmVersion + 1);
+        store(segment->slots[0].disk_present, 9);
+        store(segment->slots[1].disk_present, 9);
+        EXPECT_EQ(set(1), 0);
+    }
+    done = true;
+    anew.join();
+    (void)munmap(segment, sizeof(T_SHM_SEGMENT));
+    done = false;
+
     const auto write_all = [&](int32_t first) {
         for (int32_t i = 0; i < 2000; ++i)
             EXPECT_EQ(set(first + i), 0);

@@ -40,8 +40,9 @@ TEST_F(SsciClient, CarriesArgumentsAndBodies)
     EXPECT_EQ(m_answer, "GET a=x&y=1 #%/\xc3\xa9 b c= body=");
     EXPECT_EQ(ssci_DELETE_request("localhost", port, "told", {{"b c", "2"}}, &m_answer, 5), SSCI_OK);
     EXPECT_EQ(m_answer, "DELETE a= b c=2 body=");
-    EXPECT_EQ(ssci_PUT_request("LOCALHOST", port, "told?a=3", "{}", &m_answer, 5), SSCI_OK);
-    EXPECT_EQ(m_answer, "PUT a=3 b c= body={}");
+    const std::string with_nul("{\0}", 3);
+    EXPECT_EQ(ssci_PUT_request("LOCALHOST", port, "told?a=3", with_nul, &m_answer, 5), SSCI_OK);
+    EXPECT_EQ(m_answer, "PUT a=3 b c= body=" + with_nul);
     EXPECT_EQ(ssci_POST_request("localhost", port, "/told", std::string(40000, 'x'), &m_answer, 5), SSCI_OK);
     EXPECT_EQ(m_answer, "POST a= b c= body=" + std::string(40000, 'x'));
     EXPECT_EQ(ssci_PUT_request("localhost", port, "/told", "", nullptr, 5), SSCI_OK);
