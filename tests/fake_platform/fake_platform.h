@@ -53,6 +53,7 @@ struct T_REPLY {
  * result of one call; outputs are filled in on 0 only. */
 struct T_STATE {
     /* Service calls. */
+    std::string created; // the arguments of ssci_server_create
     long long create_result = 0, start_result = 0, stop_result = 0;
     int session_result = 0;
     std::vector<T_NOTICE> notices;

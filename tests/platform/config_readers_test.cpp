@@ -1,14 +1,18 @@
 #include "platform/config_readers.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <thread>
 
+#include "base/json.h"
 #include "platform/cmv_info.h"
+#include "platform/comutil.h"
 #include "platform/ostra.h"
 #include "platform/pal.h"
 #include "platform/stock_root.h"
+#include "platform/system_info.h"
 
 namespace {
 
@@ -85,6 +89,39 @@ TEST(ConfigReaders, AVolumesIdOutlivesDamageToTheFileAndTheFile)
     EXPECT_EQ(name(0), "Data");
     g_stock_root.write("/tarn/etc/volume.conf", "[VOL_8]\n");
     EXPECT_EQ(name(0), "-");
+}
+
+TEST(SystemInfo, IsZfsWhereItsMarkerIsAndUnknownWhereItCannotBeLookedFor)
+{
+    constexpr const char *kMarker = "/tarn/etc/TARN_ZFS";
+    g_stock_root.remove("/tarn");
+    uint32_t type = 7;
+    EXPECT_EQ(get_platform_system(&type), 0);
+    EXPECT_EQ(type, 0U);
+    g_stock_root.write(kMarker, "");
+    EXPECT_EQ(get_platform_system(&type), 0);
+    EXPECT_TRUE(check_system_init(kMarker) && !check_system_init("/tarn/other") && !check_system_init(nullptr));
+    g_stock_root.remove(kMarker);
+    g_stock_root.link("TARN_ZFS", kMarker);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(get_platform_system(&type), -ELOOP);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "/tarn/etc/TARN_ZFS cannot be looked for: Too many levels of symbolic links\n");
+    EXPECT_EQ(type, 2U);
+}
+
+TEST(Comutil, TakesIntegersAndTextsAndLeavesTheRestAlone)
+{
+    const TJson object = json_parse(R"({"n": 99999999999, "t": "abcdef"})");
+    int number = 7;
+    char text[4] = "old";
+    EXPECT_EQ(comutil_get_json_int_by_key(object.get(), "t", &number), -1);
+    EXPECT_EQ(comutil_get_json_str_by_key(object.get(), "n", text, sizeof(text)), -1);
+    EXPECT_EQ(comutil_get_json_str_by_key(object.get(), "t", text, 0), -1);
+    EXPECT_EQ(text + std::to_string(number), "old7");
+    EXPECT_EQ(comutil_get_json_int_by_key(object.get(), "n", &number), 0);
+    EXPECT_EQ(comutil_get_json_str_by_key(object.get(), "t", text, sizeof(text)), 0);
+    EXPECT_EQ(text + std::to_string(number), "abc" + std::to_string(INT_MAX));
 }
 
 TEST(ConfigMissing, NamesWhatIsNotThereAndIsSilentOnACompleteMachine)

@@ -134,29 +134,6 @@ TEST_F(ShmRecord, ReadersAndTwoWritersNeverMixRecords)
 {
     ASSERT_EQ(set(1), 0);
     std::atomic<bool> done = false;
-    const TFd fd(shm_open(m_name.c_str(), O_RDWR, 0));
-    auto *segment = static_cast<T_SHM_SEGMENT *>(
-        mmap(nullptr, sizeof(T_SHM_SEGMENT), PROT_READ | PROT_WRITE, MAP_SHARED, fd.get(), 0));
-    const auto store = [](auto &word, int value) {
-        std::atomic_ref(word).store(static_cast<std::remove_reference_t<decltype(word)>>(value));
-    };
-    std::thread anew([&] {
-        while (!done) {
-            const int32_t seen = get().disk_present;
-            EXPECT_TRUE(seen == 0 || seen == 1);
-        }
-    });
-    for (int i = 0; i < 2000; ++i) { // one of another form is made ready
-        store(segment->version, kShmVersion + 1);
-        store(segment->slots[0].disk_present, 9);
-        store(segment->slots[1].disk_present, 9);
-        EXPECT_EQ(set(1), 0);
-    }
-    done = true;
-    anew.join();
-    (void)munmap(segment, sizeof(T_SHM_SEGMENT));
-    done = false;
-
     const auto write_all = [&](int32_t first) {
         for (int32_t i = 0; i < 2000; ++i)
             EXPECT_EQ(set(first + i), 0);

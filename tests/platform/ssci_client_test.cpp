@@ -46,6 +46,7 @@ TEST_F(SsciClient, CarriesArgumentsAndBodies)
     EXPECT_EQ(ssci_POST_request("localhost", port, "/told", std::string(40000, 'x'), &m_answer, 5), SSCI_OK);
     EXPECT_EQ(m_answer, "POST a= b c= body=" + std::string(40000, 'x'));
     EXPECT_EQ(ssci_PUT_request("localhost", port, "/told", "", nullptr, 5), SSCI_OK);
+    EXPECT_EQ(ssci_GET_request("localhost", port, "/x/../told", {}, nullptr, 5), SSCI_BAD_STATUS); // as it stands
 }
 
 TEST_F(SsciClient, RefusesWrongArguments)

@@ -96,6 +96,8 @@ public:
                 return "cut off";
             text.append(chunk, static_cast<size_t>(got));
         }
+        EXPECT_NE(text.find("\r\nContent-Type: application/json\r\n") == std::string::npos,
+                  !text.starts_with("DELETE"));
         const std::string answer = "HTTP/1.1 " + std::to_string(status) + " x\r\nContent-Length: 0\r\n\r\n";
         if (status == kNoAnswer)
             m_hanging = std::move(client);

@@ -63,14 +63,14 @@ TEST(Volumes, AMountIsFoundByItsExactPlace)
     const std::string text = "27 1 254:0 / / rw,relatime - ext4 /dev/vda rw\n"
                              "40 27 8:1 / /share/a\\040b rw shared:5 master:1 - ext4 /dev/sda1 rw\n"
                              "41 27 9:1 / /share/top rw - ext4 /dev/md1 rw\n"
-                             "44 27 8:2 / /share/b\\134c\\189\\1z2 rw - ext4 /dev/sdb1 rw\n"
+                             "44 27 8:2 / /share/b\\134c\\188\\1z2 rw - ext4 /dev/sdb1 rw\n"
                              "42 41 0:50 /sub /share/top rw,relatime shared:7 - btrfs /dev/md\\0542 rw,ssd\n"
                              "43 27";
     T_MOUNT mount;
     EXPECT_FALSE(mount_find(text, "/share", &mount));
     ASSERT_TRUE(mount_find(text, "/share/a b", &mount));
     EXPECT_EQ(mount.device, "8:1");
-    ASSERT_TRUE(mount_find(text, "/share/b\\c\\189\\1z2", &mount));
+    ASSERT_TRUE(mount_find(text, "/share/b\\c\\188\\1z2", &mount));
     EXPECT_EQ(mount.device, "8:2");
     ASSERT_TRUE(mount_find(text, "/share/top", &mount)); // the upper of two
     EXPECT_EQ(mount.device, "0:50");
