@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char *kProduct = "/tarn/etc/config/OstraPro.conf";
 
-TEST(ConfigReaders, TellAMissingKeyFromAMissingFile)
+TEST(ConfigReaders, DistinguishAMissingKeyFromAMissingFile)
 {
     std::string out = "before";
     g_stock_root.remove("/tarn");
@@ -227,7 +227,7 @@ protected:
     static constexpr const char *kFile = "/tarn/etc/config/Tarnix.conf";
 };
 
-TEST_F(ServerName, TheHostNameStandsInWhereTheFileNamesNoneAndNotForAFileAtFault)
+TEST_F(ServerName, TheHostNameStandsInWhereTheFileHasNoNameAndNotForADamagedFile)
 {
     const std::string bad_line = "x = " + std::string(300, 'x') + "\n";
     const struct {

@@ -118,10 +118,13 @@ TEST(HubTexts, AreAsTheHubReadsThem)
     EXPECT_EQ(hub_notice_text("svc", 1, -2, "t\n", 3),
               R"({"session":"svc","category":1,"code":-2,"text":"t\n","level":3})");
     T_HTTP_PEER peer = {"", 0};
-    const std::pair<const char *, int> answers[] = {
-        {R"({"host":"127.0.0.1","port":1})", 1},  {R"({"host":"localhost","port":65535})", 65535},
-        {R"({"host":"localhost","port":0})", -1}, {R"({"host":"localhost","port":65536})", -1},
-        {R"({"host":"localhost"})", -1},          {R"({"port":80})", -1}};
+    const std::pair<const char *, int> answers[] = {{R"({"host":"127.0.0.1","port":1})", 1},
+                                                    {R"({"host":"localhost","port":65535})", 65535},
+                                                    {R"({"host":"localhost","port":0})", -1},
+                                                    {R"({"host":"localhost","port":65536})", -1},
+                                                    {R"({"host":"localhost"})", -1},
+                                                    {R"({"host":null,"port":80})", -1},
+                                                    {R"({"port":80})", -1}};
     for (const auto &[text, port] : answers) {
         EXPECT_EQ(hub_address_parse(text, &peer), port < 0 ? -1 : 0) << text;
         EXPECT_TRUE(port < 0 || peer.port == port);
