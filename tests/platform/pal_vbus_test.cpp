@@ -12,15 +12,29 @@
 
 static std::string g_syslog; // one line for each call
 
-/* In place of the C library's. */
-extern "C" void syslog(int priority, const char *format, ...)
+static void log_line(int priority, const char *format, va_list arguments)
 {
     char text[256];
+    (void)vsnprintf(text, sizeof(text), format, arguments);
+    g_syslog += std::to_string(priority) + " " + text + "\n";
+}
+
+/* In place of the C library's, and of the one that hardened code calls. */
+extern "C" void test_syslog(int priority, const char *format, ...) __asm__("syslog");
+extern "C" void test_syslog(int priority, const char *format, ...)
+{
     va_list arguments;
     va_start(arguments, format);
-    (void)vsnprintf(text, sizeof(text), format, arguments);
+    log_line(priority, format, arguments);
     va_end(arguments);
-    g_syslog += std::to_string(priority) + " " + text + "\n";
+}
+extern "C" void test_syslog_chk(int priority, int flag, const char *format, ...) __asm__("__syslog_chk");
+extern "C" void test_syslog_chk(int priority, int /*flag*/, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    log_line(priority, format, arguments);
+    va_end(arguments);
 }
 
 namespace {
