@@ -68,7 +68,9 @@ TEST_F(SsciClient, RefusesWrongArguments)
     for (const auto &one : cases)
         EXPECT_EQ(ssci_GET_request(one.host, one.port, one.path, {}, &m_answer, one.timeout_s), SSCI_WRONG_ARGUMENTS)
             << &one - cases;
-    EXPECT_EQ(ssci_GET_request("", "/", {}, &m_answer, 1), SSCI_WRONG_ARGUMENTS);
+    for (const auto &[service, path, timeout_s] :
+         {std::tuple("", "/", 1), {nullptr, "/", 1}, {"x", nullptr, 1}, {"x", "/", 0}})
+        EXPECT_EQ(ssci_GET_request(service, path, {}, &m_answer, timeout_s), SSCI_WRONG_ARGUMENTS);
     EXPECT_EQ(ssci_nameserver_init(nullptr, 80), SSCI_WRONG_ARGUMENTS);
     EXPECT_EQ(m_answer, "before");
 }
