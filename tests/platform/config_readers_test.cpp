@@ -182,6 +182,13 @@ TEST(Ostra, TheDatabaseIsMeasuredWithinItsFolder)
     EXPECT_EQ(size.folders, 2U);
     EXPECT_EQ(size.largest_mb, 2U);
     EXPECT_EQ(size.total_mb, 3U);
+    std::string deep = "/db";
+    for (int i = 0; i < 70; ++i)
+        deep += "/d";
+    g_stock_root.write(deep + "/f", "");
+    ASSERT_EQ(probe.check_database_size(size), 0);
+    EXPECT_EQ(size.files, 2U);
+    EXPECT_EQ(size.folders, 2U + 65); // not entered any more
 }
 
 TEST(CmvInfo, FillsFromZerosClampsAndCuts)

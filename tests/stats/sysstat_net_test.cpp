@@ -133,6 +133,7 @@ TEST(NetLine, NameUpToTheFirstColonAndTwoOfItsCounters)
         {"eth0: 10 2 3\n", true, "eth0", 10, 0},
         {"eth0 10 2 3 4 5 6 7 8 90\n", false, "", 0, 0},
         {" \n", false, "", 0, 0},
+        {": 1 2 3 4 5 6 7 8 9\n", false, "", 0, 0},
     };
     for (const auto &one : cases) {
         std::string name;

@@ -246,7 +246,8 @@ def drawn(paths, seeds, count):
     all_faults = []
     for path in paths:
         all_faults += faults.faults_of(path, (ROOT / path).read_text())
-    none = [one for one in all_faults if (one.path, one.before, one.after) in no_faults]
+    none = [one for one in all_faults
+            if (one.path, one.before, one.after) in no_faults or one.kind == faults.NOTHING]
     say(f'{len(all_faults)} faults can be planted in {len(paths)} files; {len(none)} of them are known to be none')
     # Of all of them, so that one more that is known leaves the order of the others as it is.
     orders = [[one for one in random.Random(seed).sample(all_faults, len(all_faults)) if one not in none]
