@@ -9,6 +9,7 @@
 #include "base/json.h"
 #include "platform/cmv_info.h"
 #include "platform/comutil.h"
+#include "platform/logging.h"
 #include "platform/ostra.h"
 #include "platform/pal.h"
 #include "platform/stock_root.h"
@@ -108,6 +109,23 @@ TEST(SystemInfo, IsZfsWhereItsMarkerIsAndUnknownWhereItCannotBeLookedFor)
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "/tarn/etc/TARN_ZFS cannot be looked for: Too many levels of symbolic links\n");
     EXPECT_EQ(type, 2U);
+}
+
+TEST(SurveillanceLog, ThatIsThereGoesToTheToolInItsOrder)
+{
+    g_stock_root.tool("/usr/bin/ostra_log_tool", "printf '<%s>' \"$@\" >$VELOMOND_ROOT/logged; exit $(($# - 5))\n");
+    log_info info;
+    info.code = 0x4A;
+    info.user = "System";
+    info.source_address = "127.0.0.1";
+    EXPECT_EQ(logtool_send_surveillance_log(info), 0);
+    info.args[0] = "a b";
+    info.args[2] = "c";
+    EXPECT_EQ(logtool_send_surveillance_log(info), -2);
+    std::string logged;
+    std::getline(std::ifstream(g_stock_root.real("/logged")), logged);
+    EXPECT_EQ(logged, "<2><0x0000004a><-1><System><127.0.0.1><a b><c>");
+    g_stock_root.remove("/usr/bin");
 }
 
 TEST(Comutil, TakesIntegersAndTextsAndLeavesTheRestAlone)
