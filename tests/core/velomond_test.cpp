@@ -75,6 +75,7 @@ TEST_F(Lifecycle, StartsInItsOrderAndStopsInTheSame)
         all = threads();
         EXPECT_EQ(VeloMond_stop(), 0);
     });
+    EXPECT_EQ(fake::state()->created, "sysmonService localhost:10191 2 localhost:10182 0 0 []");
     EXPECT_EQ(std::vector(all.end() - std::min<std::ptrdiff_t>(10, std::ssize(all)), all.end()), workers);
     /* But for what the machine has, the lines are those of the whole daemon, which asks for its status too. */
     std::ifstream of_daemon(TEXT_FOLDER "/start_and_stop.txt");

@@ -171,14 +171,12 @@ int CDBSize::check_database_size(db_size_m &size)
 
 int get_cmv_info(st_cmv_info &info)
 {
-    info = state()->cmv_now;
-    return 0;
+    return fake::give(state()->cmv_result, state()->cmv_now, info);
 }
 
 int check_cmv_info(st_cmv_info &info)
 {
-    info = state()->cmv_record;
-    return 0;
+    return fake::give(state()->cmv_result, state()->cmv_record, info);
 }
 
 int velomond_shm_get(t_velomond_shm *record)

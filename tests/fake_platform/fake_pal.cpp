@@ -51,6 +51,7 @@ uint32_t PAL_storage_get_disk_smart_info(const t_auth & /*auth*/, const t_storag
 
 uint32_t PAL_system_get_syssetting(const t_auth & /*auth*/, const t_system & /*request*/, t_system &reply)
 {
+    ++state()->syssetting_calls;
     return give(state()->syssetting_result, state()->syssetting, reply);
 }
 

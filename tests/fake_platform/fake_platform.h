@@ -53,6 +53,7 @@ struct T_REPLY {
  * result of one call; outputs are filled in on 0 only. */
 struct T_STATE {
     /* Service calls. */
+    std::string created; // the arguments of ssci_server_create
     long long create_result = 0, start_result = 0, stop_result = 0;
     int session_result = 0;
     std::vector<T_NOTICE> notices;
@@ -66,6 +67,7 @@ struct T_STATE {
     t_storage_enclosure_info enclosure;
     std::vector<int> enclosures_asked; // device ids
     t_system syssetting;
+    int syssetting_calls = 0;
     t_syshealth_info syshealth;
     std::function<uint32_t(int id, t_storage_disk_vol_info &out)> volume_info; // these three fail where not set
     std::function<uint32_t(int enclosure, t_storage_disk_list &out)> disk_list;
@@ -86,6 +88,7 @@ struct T_STATE {
     int ostra_open = 0; // how many are open now
     std::optional<int> storage_flag;
     db_size_m db_size;
+    int cmv_result = 0; // of both
     st_cmv_info cmv_now = {}, cmv_record = {};
     int shm_get_result = 0, shm_gets = 0, shm_sets = 0;
     t_velomond_shm shm;

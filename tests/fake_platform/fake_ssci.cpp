@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "base/text.h"
 #include "fake_platform/fake_platform.h"
 
 using fake::state;
@@ -81,9 +82,11 @@ common_http_resource::~common_http_resource()
 common_service_resource::common_service_resource(const char *, bool (*)(char *, size_t), size_t) {}
 common_service_resource::~common_service_resource() {} // the health text goes with the process
 
-/* What they are called with, and in which order, is for tests/e2e to see. */
-long long ssci_server_create(const char *, const char *, int, int, const char *, int, bool, int, const char *)
+long long ssci_server_create(const char *name, const char *host, int port, int workers, const char *nameserver_host,
+                             int nameserver_port, bool flag, int number, const char *text)
 {
+    state()->created = text_format("%s %s:%d %d %s:%d %d %d [%s]", name, host, port, workers, nameserver_host,
+                                   nameserver_port, flag ? 1 : 0, number, text);
     return state()->create_result;
 }
 

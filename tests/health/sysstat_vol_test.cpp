@@ -37,6 +37,12 @@ TEST_F(VolumeWatcher, ChecksMinutesAndHoursOfUtcButTheArrayByLocalTime)
     }
 }
 
+TEST_F(VolumeWatcher, HasNothingToDump)
+{
+    EXPECT_EQ(fake::stderr_of([] { EXPECT_EQ(sysstat_vol_dump("/x"), 0); }),
+              "sysstat_vol.cpp:sysstat_vol_dump(943) str_stats_folder=[/x]\n");
+}
+
 TEST_F(VolumeWatcher, TheThreadWarmsUpAndOwesTheDisableThroughAStop)
 {
     g_system_volume_id = -1;

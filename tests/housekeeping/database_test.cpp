@@ -38,16 +38,16 @@ TEST_F(DatabaseThread, ChecksEachHourAndEveryMinuteUntilThereIsAVolume)
     testing::internal::CaptureStderr();
     sysdb_thread_start();
     fake::pass_waits(0);
-    fake::state()->self_conf["OSTRAPRO_SYS_VOL"] = "3";
+    fake::state()->self_conf["OSTRAPRO_SYS_VOL"] = "12";
     fake::pass_waits(3); // 00:01
-    fake::state()->usage = {{2, 1, 1, 0, 0, {}}, {3, 10 * kGb, 9 * kGb / 2, 0, 0, {}}};
+    fake::state()->usage = {{2, 1, 1, 0, 0, {}}, {12, 10 * kGb, 9 * kGb / 2, 0, 0, {}}};
     fake::state()->auth_result = 1;
     fake::pass_waits(1);
     EXPECT_EQ(events(), 0U);
     fake::state()->auth_result = 0;
     fake::pass_waits(1); // 00:03
     ASSERT_EQ(events(), 1U);
-    EXPECT_EQ(fake::programs()[0][7], "DataVol3");
+    EXPECT_EQ(fake::programs()[0][7], "DataVol12");
     EXPECT_EQ(fake::programs()[0][8], "4.500000 GB");
     fake::state()->self_conf.clear(); // the id stays
     fake::pass_waits(56);             // 00:59

@@ -184,6 +184,7 @@ TEST_F(ServerName, ThreeFailuresAreAnEmptyNameAndAFailedSendIsDropped)
     servername_changed();
     do_handling();
     EXPECT_TRUE(fake::requests().empty());
+    EXPECT_EQ(fake::state()->syssetting_calls, 2);
     fake::state()->syssetting_result = 0xAB;
     do_handling(); // every request fails
     do_handling();

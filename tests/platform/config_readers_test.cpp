@@ -1,20 +1,25 @@
 #include "platform/config_readers.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <thread>
 
+#include "base/json.h"
 #include "platform/cmv_info.h"
+#include "platform/comutil.h"
+#include "platform/logging.h"
 #include "platform/ostra.h"
 #include "platform/pal.h"
 #include "platform/stock_root.h"
+#include "platform/system_info.h"
 
 namespace {
 
 constexpr const char *kProduct = "/tarn/etc/config/OstraPro.conf";
 
-TEST(ConfigReaders, TellAMissingKeyFromAMissingFile)
+TEST(ConfigReaders, DistinguishAMissingKeyFromAMissingFile)
 {
     std::string out = "before";
     g_stock_root.remove("/tarn");
@@ -87,6 +92,56 @@ TEST(ConfigReaders, AVolumesIdOutlivesDamageToTheFileAndTheFile)
     EXPECT_EQ(name(0), "-");
 }
 
+TEST(SystemInfo, IsZfsWhereItsMarkerIsAndUnknownWhereItCannotBeLookedFor)
+{
+    constexpr const char *kMarker = "/tarn/etc/TARN_ZFS";
+    g_stock_root.remove("/tarn");
+    uint32_t type = 7;
+    EXPECT_EQ(get_platform_system(&type), 0);
+    EXPECT_EQ(type, 0U);
+    g_stock_root.write(kMarker, "");
+    EXPECT_EQ(get_platform_system(&type), 0);
+    EXPECT_TRUE(check_system_init(kMarker) && !check_system_init("/tarn/other") && !check_system_init(nullptr));
+    g_stock_root.remove(kMarker);
+    g_stock_root.link("TARN_ZFS", kMarker);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(get_platform_system(&type), -ELOOP);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "/tarn/etc/TARN_ZFS cannot be looked for: Too many levels of symbolic links\n");
+    EXPECT_EQ(type, 2U);
+}
+
+TEST(SurveillanceLog, ThatIsThereGoesToTheToolInItsOrder)
+{
+    g_stock_root.tool("/usr/bin/ostra_log_tool", "printf '<%s>' \"$@\" >$VELOMOND_ROOT/logged; exit $(($# - 5))\n");
+    log_info info;
+    info.code = 0x4A;
+    info.user = "System";
+    info.source_address = "127.0.0.1";
+    EXPECT_EQ(logtool_send_surveillance_log(info), 0);
+    info.args[0] = "a b";
+    info.args[2] = "c";
+    EXPECT_EQ(logtool_send_surveillance_log(info), -2);
+    std::string logged;
+    std::getline(std::ifstream(g_stock_root.real("/logged")), logged);
+    EXPECT_EQ(logged, "<2><0x0000004a><-1><System><127.0.0.1><a b><c>");
+    g_stock_root.remove("/usr/bin");
+}
+
+TEST(Comutil, TakesIntegersAndTextsAndLeavesTheRestAlone)
+{
+    const TJson object = json_parse(R"({"n": 99999999999, "t": "abcdef"})");
+    int number = 7;
+    char text[4] = "old";
+    EXPECT_EQ(comutil_get_json_int_by_key(object.get(), "t", &number), -1);
+    EXPECT_EQ(comutil_get_json_str_by_key(object.get(), "n", text, sizeof(text)), -1);
+    EXPECT_EQ(comutil_get_json_str_by_key(object.get(), "t", text, 0), -1);
+    EXPECT_EQ(text + std::to_string(number), "old7");
+    EXPECT_EQ(comutil_get_json_int_by_key(object.get(), "n", &number), 0);
+    EXPECT_EQ(comutil_get_json_str_by_key(object.get(), "t", text, sizeof(text)), 0);
+    EXPECT_EQ(text + std::to_string(number), "abc" + std::to_string(INT_MAX));
+}
+
 TEST(ConfigMissing, NamesWhatIsNotThereAndIsSilentOnACompleteMachine)
 {
     for (const char *folder : {"/tarn", "/usr"})
@@ -145,6 +200,13 @@ TEST(Ostra, TheDatabaseIsMeasuredWithinItsFolder)
     EXPECT_EQ(size.folders, 2U);
     EXPECT_EQ(size.largest_mb, 2U);
     EXPECT_EQ(size.total_mb, 3U);
+    std::string deep = "/db";
+    for (int i = 0; i < 70; ++i)
+        deep += "/d";
+    g_stock_root.write(deep + "/f", "");
+    ASSERT_EQ(probe.check_database_size(size), 0);
+    EXPECT_EQ(size.files, 2U);
+    EXPECT_EQ(size.folders, 2U + 65); // not entered any more
 }
 
 TEST(CmvInfo, FillsFromZerosClampsAndCuts)
@@ -190,7 +252,7 @@ protected:
     static constexpr const char *kFile = "/tarn/etc/config/Tarnix.conf";
 };
 
-TEST_F(ServerName, TheHostNameStandsInWhereTheFileNamesNoneAndNotForAFileAtFault)
+TEST_F(ServerName, TheHostNameStandsInWhereTheFileHasNoNameAndNotForADamagedFile)
 {
     const std::string bad_line = "x = " + std::string(300, 'x') + "\n";
     const struct {

@@ -35,6 +35,8 @@ TEST(IniParse, GivesWholeValuesAndLeavesOutTheLinesThatItCannotRead)
                  {"[Sys]\nkey=1\n[" + std::string(50, 's') + "]\nkey=2\n", "1", 2, 3},
                  {"rubbish\n[Sys]\nrubbish\nkey=1\nrubbish\n", "1", 3, 1},
                  {std::string("[Sys]\nkey=1\0a\n", 14), nullptr, 1, 2},
+                 {"[Sys]\nkey=1\x7f\n", nullptr, 1, 2},
+                 {"[Sys]\nkey=1\t2\nother=\x1f\n", "1\t2", 1, 3},
                  {"[Sys]\nkey=1\n[\x01]\nkey=2\n", "1", 2, 3},
                  {std::string(300, '\0'), nullptr, 1, 1}};
     for (const auto &one : cases) {

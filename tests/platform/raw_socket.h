@@ -90,6 +90,13 @@ public:
     {
         return hear([](const std::string &) { return false; });
     }
+    /* Whether the peer has closed, with nothing left to hear. */
+    bool is_over() const
+    {
+        char byte = 0;
+        const ssize_t got = recv(m_fd.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+        return got == 0 || (got < 0 && errno == ECONNRESET);
+    }
     std::string hear_answer() const
     {
         return hear([](const std::string &text) {

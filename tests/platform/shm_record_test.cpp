@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <optional>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -12,6 +13,21 @@
 
 #include "base/fd.h"
 
+static std::optional<uid_t> g_owner; // of all files
+static uid_t g_user = 0;             // that we are; root can only play another one
+
+/* In place of the C library's. */
+extern "C" int fstat(int fd, struct stat *out)
+{
+    const int result = fstatat(fd, "", out, AT_EMPTY_PATH);
+    out->st_uid = g_owner.value_or(out->st_uid);
+    return result;
+}
+extern "C" uid_t geteuid() noexcept
+{
+    return g_owner ? g_user : getuid();
+}
+
 namespace {
 
 class ShmRecord : public testing::Test {
@@ -19,6 +35,7 @@ protected:
     ShmRecord() : m_name("/velomond_test_" + std::to_string(getpid())) { (void)shm_unlink(m_name.c_str()); }
     ~ShmRecord() override
     {
+        g_owner.reset();
         (void)shm_unlink(m_name.c_str());
         (void)shm_unlink((m_name + kShmLockSuffix).c_str());
     }
@@ -62,6 +79,29 @@ TEST_F(ShmRecord, TakesOverWhatACrashLeft)
     EXPECT_EQ(get().reserved, 5);
     EXPECT_EQ(set(7), 0);
     EXPECT_EQ(get().reserved, 7);
+}
+
+TEST_F(ShmRecord, IsReadByAllAndTakenFromItsOwnerOrRootOnly)
+{
+    const mode_t before = umask(0);
+    ASSERT_EQ(set(1), 0);
+    umask(before);
+    for (const auto &[name, mode] : {std::pair(m_name, 0644U), {m_name + kShmLockSuffix, 0600U}}) {
+        struct stat status = {};
+        ASSERT_EQ(stat(("/dev/shm" + name).c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777U, mode);
+    }
+    g_user = 1000;
+    for (const uid_t owner : {1000U, 0U}) {
+        g_owner = owner;
+        EXPECT_EQ(get().reserved, 1);
+    }
+    g_owner = 1001;
+    t_velomond_shm record = {};
+    EXPECT_EQ(shm_record_get(m_name.c_str(), &record), -EPERM);
+    EXPECT_EQ(set(2), -EPERM); // those that it makes are another's as well
+    g_owner.reset();
+    EXPECT_EQ(shm_unlink((m_name + kShmLockSuffix).c_str()), -1); // it has made way
 }
 
 TEST_F(ShmRecord, AFolderInTheWayIsRemovedWhereItIsEmpty)

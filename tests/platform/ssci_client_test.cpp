@@ -13,7 +13,7 @@ namespace {
 using httpserver::http_request;
 
 /* Answers with the request as it came in. */
-T_HTTP_HANDLER told(const std::string &method)
+T_HTTP_HANDLER echo(const std::string &method)
 {
     return [method](const http_request &request) {
         return std::make_shared<ssci_response>(method + " a=" + request.get_arg("a") +
@@ -23,7 +23,7 @@ T_HTTP_HANDLER told(const std::string &method)
 
 class SsciClient : public testing::Test {
 protected:
-    SsciClient() : m_server({{"/told", {told("GET"), told("PUT"), told("POST"), told("DELETE")}}}, {})
+    SsciClient() : m_server({{"/echo", {echo("GET"), echo("PUT"), echo("POST"), echo("DELETE")}}}, {})
     {
         setenv("http_proxy", "http://127.0.0.1:1", 1); // must not be asked
         EXPECT_EQ(m_server.start(0, 1), 0);
@@ -36,15 +36,17 @@ TEST_F(SsciClient, CarriesArgumentsAndBodies)
 {
     const int port = m_server.port();
     const ssci_params params = {{"a", "x&y=1 #%/\xc3\xa9"}, {"b c", ""}, {"a", "second"}};
-    EXPECT_EQ(ssci_GET_request("127.0.0.1", port, "/told", params, &m_answer, 5), SSCI_OK);
+    EXPECT_EQ(ssci_GET_request("127.0.0.1", port, "/echo", params, &m_answer, 5), SSCI_OK);
     EXPECT_EQ(m_answer, "GET a=x&y=1 #%/\xc3\xa9 b c= body=");
-    EXPECT_EQ(ssci_DELETE_request("localhost", port, "told", {{"b c", "2"}}, &m_answer, 5), SSCI_OK);
+    EXPECT_EQ(ssci_DELETE_request("localhost", port, "echo", {{"b c", "2"}}, &m_answer, 5), SSCI_OK);
     EXPECT_EQ(m_answer, "DELETE a= b c=2 body=");
-    EXPECT_EQ(ssci_PUT_request("LOCALHOST", port, "told?a=3", "{}", &m_answer, 5), SSCI_OK);
-    EXPECT_EQ(m_answer, "PUT a=3 b c= body={}");
-    EXPECT_EQ(ssci_POST_request("localhost", port, "/told", std::string(40000, 'x'), &m_answer, 5), SSCI_OK);
+    const std::string with_nul("{\0}", 3);
+    EXPECT_EQ(ssci_PUT_request("LOCALHOST", port, "echo?a=3", with_nul, &m_answer, 5), SSCI_OK);
+    EXPECT_EQ(m_answer, "PUT a=3 b c= body=" + with_nul);
+    EXPECT_EQ(ssci_POST_request("localhost", port, "/echo", std::string(40000, 'x'), &m_answer, 5), SSCI_OK);
     EXPECT_EQ(m_answer, "POST a= b c= body=" + std::string(40000, 'x'));
-    EXPECT_EQ(ssci_PUT_request("localhost", port, "/told", "", nullptr, 5), SSCI_OK);
+    EXPECT_EQ(ssci_PUT_request("localhost", port, "/echo", "", nullptr, 5), SSCI_OK);
+    EXPECT_EQ(ssci_GET_request("localhost", port, "/x/../echo", {}, nullptr, 5), SSCI_BAD_STATUS); // as it stands
 }
 
 TEST_F(SsciClient, RefusesWrongArguments)
@@ -66,7 +68,9 @@ TEST_F(SsciClient, RefusesWrongArguments)
     for (const auto &one : cases)
         EXPECT_EQ(ssci_GET_request(one.host, one.port, one.path, {}, &m_answer, one.timeout_s), SSCI_WRONG_ARGUMENTS)
             << &one - cases;
-    EXPECT_EQ(ssci_GET_request("", "/", {}, &m_answer, 1), SSCI_WRONG_ARGUMENTS);
+    for (const auto &[service, path, timeout_s] :
+         {std::tuple("", "/", 1), {nullptr, "/", 1}, {"x", nullptr, 1}, {"x", "/", 0}})
+        EXPECT_EQ(ssci_GET_request(service, path, {}, &m_answer, timeout_s), SSCI_WRONG_ARGUMENTS);
     EXPECT_EQ(ssci_nameserver_init(nullptr, 80), SSCI_WRONG_ARGUMENTS);
     EXPECT_EQ(m_answer, "before");
 }
@@ -87,7 +91,7 @@ TEST_F(SsciClient, GivesADefinedResultWhateverThePeerDoes)
                  {"HTTP/1.1 200 OK\r\n\r\nx", 1024, false, SSCI_TRANSPORT_ERROR},
                  {"HTTP/1.1 200 OK\r\nX: ", 100000, false, SSCI_TRANSPORT_ERROR},
                  {"HTTP/1.1 204 No Content\r\n\r\n", 0, true, SSCI_OK},
-                 {"HTTP/1.1 302 Found\r\nLocation: /told\r\nContent-Length: 0\r\n\r\n", 0, true, SSCI_BAD_STATUS},
+                 {"HTTP/1.1 302 Found\r\nLocation: /echo\r\nContent-Length: 0\r\n\r\n", 0, true, SSCI_BAD_STATUS},
                  {"HTTP/1.1 409 No\r\nContent-Length: 2\r\n\r\n{}", 0, true, SSCI_BAD_STATUS}};
     for (const auto &one : cases) {
         SCOPED_TRACE(&one - cases);
@@ -98,7 +102,7 @@ TEST_F(SsciClient, GivesADefinedResultWhateverThePeerDoes)
         EXPECT_EQ(__ssci_errno() != 0, one.result == SSCI_TRANSPORT_ERROR) << ssci_strerror(__ssci_errno());
         EXPECT_EQ(m_answer == "before", one.result == SSCI_TRANSPORT_ERROR);
     }
-    EXPECT_EQ(m_answer, "{}") << "what the peer said about its refusal";
+    EXPECT_EQ(m_answer, "{}") << "the reason of the refusal";
     EXPECT_EQ(ssci_GET_request("localhost", free_port(), "/", {}, &m_answer, 5), SSCI_TRANSPORT_ERROR);
     EXPECT_NE(std::string(ssci_strerror(__ssci_errno())).find("connect"), std::string::npos);
     std::thread([] { EXPECT_EQ(__ssci_errno(), 0); }).join(); // each thread has its own
@@ -115,12 +119,12 @@ TEST_F(SsciClient, GivesUpWhenAskedTo)
     EXPECT_EQ(m_answer, "before");
 }
 
-TEST_F(SsciClient, FindsAServiceByNameOrSaysSo)
+TEST_F(SsciClient, FindsAServiceByNameOrFails)
 {
     const auto ask = [this](const std::string &name_server_answer) {
         const TScriptedPeer name_server(name_server_answer, 0, name_server_answer.empty());
         EXPECT_EQ(ssci_nameserver_init("localhost", name_server.port()), SSCI_OK);
-        return ssci_GET_request("some service", "told", {{"a", "1"}}, &m_answer, 2);
+        return ssci_GET_request("some service", "echo", {{"a", "1"}}, &m_answer, 2);
     };
     const std::string ok = "HTTP/1.1 200 OK\r\n\r\n";
     const std::string port = std::to_string(m_server.port());

@@ -83,41 +83,36 @@ TEST(HubPresence, AHubThatIsAwayIsAskedEverLessOften)
     EXPECT_EQ(waits_s, (std::vector<uint64_t>{30, 10, 20, 40, 60, 60, 60, 60}));
 }
 
-TEST(HubPresence, GivesTheNameUpSoonWithAHubThatStopsAnswering)
-{
-    const TScriptedPeer hub("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", 0, true); // once
-    THubPresence presence({"localhost", hub.port()}, "/x", "{}");
-    ASSERT_EQ(presence.start("test"), 0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    const TAtMost limit(1000);
-    presence.request_stop();
-    presence.join();
-}
-
-/* Takes one request after the other, when the test says so, and keeps their bodies. */
-class TNoticeBoard {
+/* Takes one request after the other, when the test says so. */
+class THub {
 public:
+    static constexpr int kNoAnswer = 0;
+
     T_HTTP_PEER peer() const { return {"127.0.0.1", m_listener.port()}; }
-    std::string take(bool answers = true)
+    /* The method, the path and the body of a request that comes within that time. */
+    std::string take(int status = 200, int within_ms = 2000)
     {
         pollfd ready = {m_listener.fd(), POLLIN, 0};
-        if (poll(&ready, 1, 2000) != 1)
-            return "nothing came";
+        if (poll(&ready, 1, within_ms) != 1)
+            return "nothing";
         TFd client(accept4(m_listener.fd(), nullptr, nullptr, SOCK_CLOEXEC));
         std::string text;
         char chunk[4096];
-        while (text.find("\r\n\r\n") == std::string::npos || text.ends_with("\r\n\r\n")) {
+        while (text.find("\r\n\r\n") == std::string::npos ||
+               (text.ends_with("\r\n\r\n") && !text.starts_with("DELETE"))) {
             const ssize_t got = recv(client.get(), chunk, sizeof(chunk), 0);
             if (got <= 0)
                 return "cut off";
             text.append(chunk, static_cast<size_t>(got));
         }
-        if (answers)
-            (void)send(client.get(), "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", 38, MSG_NOSIGNAL);
-        else
+        EXPECT_NE(text.find("\r\nContent-Type: application/json\r\n") == std::string::npos,
+                  !text.starts_with("DELETE"));
+        const std::string answer = "HTTP/1.1 " + std::to_string(status) + " x\r\nContent-Length: 0\r\n\r\n";
+        if (status == kNoAnswer)
             m_hanging = std::move(client);
-        EXPECT_TRUE(text.starts_with("POST /notify/notices HTTP/1.1\r\n")) << text;
-        return text.substr(text.find("\r\n\r\n") + 4);
+        else if (send(client.get(), answer.data(), answer.size(), MSG_NOSIGNAL) > 0)
+            (void)recv(client.get(), chunk, sizeof(chunk), 0); // up to the end: it has been heard
+        return text.substr(0, text.find(" HTTP/1.1\r\n") + 1) + text.substr(text.find("\r\n\r\n") + 4);
     }
 
 private:
@@ -125,9 +120,48 @@ private:
     TFd m_hanging;
 };
 
+TEST(HubTexts, AreAsTheHubReadsThem)
+{
+    EXPECT_EQ(hub_address_text("localhost", 10191), R"({"host":"localhost","port":10191})");
+    EXPECT_EQ(hub_route_text("/a\"b"), R"({"route":"\/a\"b"})");
+    EXPECT_EQ(hub_notice_text("svc", 1, -2, "t\n", 3),
+              R"({"session":"svc","category":1,"code":-2,"text":"t\n","level":3})");
+    T_HTTP_PEER peer = {"", 0};
+    const std::pair<const char *, int> answers[] = {{R"({"host":"127.0.0.1","port":1})", 1},
+                                                    {R"({"host":"localhost","port":65535})", 65535},
+                                                    {R"({"host":"localhost","port":0})", -1},
+                                                    {R"({"host":"localhost","port":65536})", -1},
+                                                    {R"({"host":"localhost"})", -1},
+                                                    {R"({"host":null,"port":80})", -1},
+                                                    {R"({"port":80})", -1}};
+    for (const auto &[text, port] : answers) {
+        EXPECT_EQ(hub_address_parse(text, &peer), port < 0 ? -1 : 0) << text;
+        EXPECT_TRUE(port < 0 || peer.port == port);
+    }
+}
+
+TEST(HubPresence, IsTakenBackAtTheEndWhereTheHubTookIt)
+{
+    for (const int status : {200, 299, 300, 500, THub::kNoAnswer}) {
+        SCOPED_TRACE(status);
+        THub hub;
+        THubPresence presence(hub.peer(), "/x", "{}");
+        ASSERT_EQ(presence.start("test"), 0);
+        EXPECT_EQ(hub.take(status), "PUT /x {}");
+        const TAtMost limit(1000);
+        presence.request_stop();
+        const bool taken = status == 200 || status == 299;
+        EXPECT_TRUE(!taken || hub.take(status == 200 ? 200 : THub::kNoAnswer) == "DELETE /x ");
+        presence.join();
+        EXPECT_EQ(hub.take(200, 0), "nothing");
+    }
+}
+
+const std::string kPost = "POST /notify/notices ";
+
 TEST(NoticeSender, DeliversInOrderWhateverTheHubDoesAndSendsEqualOnesInARowOnce)
 {
-    TNoticeBoard hub;
+    THub hub;
     std::thread end;
     testing::internal::CaptureStderr();
     {
@@ -138,19 +172,19 @@ TEST(NoticeSender, DeliversInOrderWhateverTheHubDoesAndSendsEqualOnesInARowOnce)
                 EXPECT_EQ(sender.send(one), 0);
         };
         send({"a"});
-        EXPECT_EQ(hub.take(false), "a"); // and no answer: it is not sent again
+        EXPECT_EQ(hub.take(THub::kNoAnswer), kPost + "a"); // and no answer: it is not sent again
         send({"a", "a", "b", "b", "a"});
         for (const char *expected : {"a", "b", "a"})
-            EXPECT_EQ(hub.take(), expected);
+            EXPECT_EQ(hub.take(), kPost + expected);
         send({"c"});
-        EXPECT_EQ(hub.take(false), "c");
+        EXPECT_EQ(hub.take(THub::kNoAnswer), kPost + "c");
         send({"1", "2", "3", "4", "4"});
         for (const char *expected : {"2", "3"})
-            EXPECT_EQ(hub.take(), expected);
+            EXPECT_EQ(hub.take(), kPost + expected);
         send({"last"});
         end = std::thread([&hub] {
-            EXPECT_EQ(hub.take(), "4");
-            EXPECT_EQ(hub.take(), "last");
+            EXPECT_EQ(hub.take(), kPost + "4");
+            EXPECT_EQ(hub.take(), kPost + "last");
         });
     } // while the sender ends
     end.join();
@@ -159,13 +193,13 @@ TEST(NoticeSender, DeliversInOrderWhateverTheHubDoesAndSendsEqualOnesInARowOnce)
 
 TEST(NoticeSender, EndsInTimeWithAHubThatHangs)
 {
-    TNoticeBoard hub;
+    THub hub;
     testing::internal::CaptureStderr();
     const TAtMost limit(1500);
     {
         TNoticeSender sender(hub.peer(), {.queued = 3, .call_ms = 60'000, .farewell_ms = 50});
         EXPECT_EQ(sender.send("a"), 0);
-        EXPECT_EQ(hub.take(false), "a");
+        EXPECT_EQ(hub.take(THub::kNoAnswer), kPost + "a");
         EXPECT_EQ(sender.send("b"), 0);
     }
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "1 notices dropped: the hub did not take them in time\n");

@@ -16,7 +16,7 @@ public:
         if (mkdtemp(name) == nullptr)
             abort();
         m_folder = name;
-        setenv("VELOMOND_ROOT", name, 1);
+        setenv("VELOMOND_ROOT", (m_folder + "//").c_str(), 1);
         for (const char *path : {"/bin", "/etc"}) // the shell, and what is everywhere
             link(path, path);
     }

@@ -1,26 +1,11 @@
 #include "platform/stock/storage/volumes.h"
 
 #include <array>
-#include <atomic>
-#include <chrono>
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <thread>
 
-#include "base/fd.h"
 #include "platform/pal.h"
 #include "platform/stock/storage/md_array.h"
 #include "platform/stock_root.h"
-
-/* In place of the C library's: the call for one volume comes back when it may. */
-static std::atomic<bool> g_statvfs_stuck = false;
-extern "C" int statvfs(const char *path, struct statvfs *out)
-{
-    if (std::string_view(path).ends_with("/share/one"))
-        g_statvfs_stuck.wait(true);
-    const TFd place(open(path, O_PATH | O_CLOEXEC));
-    return place.is_open() ? fstatvfs(place.get(), out) : -1;
-}
 
 namespace {
 
@@ -38,7 +23,7 @@ TEST(Volumes, AreTheSectionsThatNameAMountPoint)
     EXPECT_EQ(volumes[1].name, "B");
 }
 
-TEST(Volumes, SpaceIsToldInBytesAndNeverWraps)
+TEST(Volumes, SpaceIsInBytesAndNeverWraps)
 {
     struct statvfs space = {};
     space.f_frsize = 4096;
@@ -53,7 +38,7 @@ TEST(Volumes, SpaceIsToldInBytesAndNeverWraps)
     EXPECT_EQ(usage.reserved_bytes, 50 * 4096);
 
     space.f_blocks = space.f_bfree = UINT64_MAX / 2;
-    space.f_bavail = UINT64_MAX; // a file system that owes space says so this way
+    space.f_bavail = UINT64_MAX; // of a file system that owes space
     EXPECT_EQ(volume_usage({}, space).free_bytes, INT64_MAX);
     EXPECT_EQ(volume_usage({}, space).reserved_bytes, 0);
 }
@@ -63,18 +48,21 @@ TEST(Volumes, AMountIsFoundByItsExactPlace)
     const std::string text = "27 1 254:0 / / rw,relatime - ext4 /dev/vda rw\n"
                              "40 27 8:1 / /share/a\\040b rw shared:5 master:1 - ext4 /dev/sda1 rw\n"
                              "41 27 9:1 / /share/top rw - ext4 /dev/md1 rw\n"
+                             "44 27 8:2 / /share/b\\134c\\188\\1z2 rw - ext4 /dev/sdb1 rw\n"
                              "42 41 0:50 /sub /share/top rw,relatime shared:7 - btrfs /dev/md\\0542 rw,ssd\n"
                              "43 27";
     T_MOUNT mount;
     EXPECT_FALSE(mount_find(text, "/share", &mount));
     ASSERT_TRUE(mount_find(text, "/share/a b", &mount));
     EXPECT_EQ(mount.device, "8:1");
+    ASSERT_TRUE(mount_find(text, "/share/b\\c\\188\\1z2", &mount));
+    EXPECT_EQ(mount.device, "8:2");
     ASSERT_TRUE(mount_find(text, "/share/top", &mount)); // the upper of two
     EXPECT_EQ(mount.device, "0:50");
     EXPECT_EQ(mount.source, "/dev/md,2");
 }
 
-TEST(MdStatus, TellsReadyFailedAndRebuilding)
+TEST(MdStatus, IsReadyFailedOrRebuilding)
 {
     const struct {
         T_MD_TEXTS texts;
@@ -156,7 +144,7 @@ TEST_F(VolumeCalls, FindTheArrayUnderPartitionsMappersAndPooledFileSystems)
     EXPECT_EQ(status_of(2), 1);
 }
 
-TEST_F(VolumeCalls, TakeThePoolsStateWhereZfsTellsIt)
+TEST_F(VolumeCalls, TakeThePoolsStateWhereZfsHasOne)
 {
     g_stock_root.write("/proc/self/mountinfo", "1 0 0:60 / /share/one rw - zfs tank/a/b rw\n"
                                                "2 0 0:61 / /share/two rw - zfs old rw\n");
@@ -184,24 +172,6 @@ TEST_F(VolumeCalls, ReportAMissingVolumeOncePerChange)
     g_stock_root.remove("/share/none");
     EXPECT_EQ(lines_of(3, 3), 1);
     EXPECT_LE(lines_of(4, 3), 1);
-}
-
-TEST_F(VolumeCalls, GoOnWithTheOthersWhenOneDoesNotAnswer)
-{
-    g_statvfs_stuck = true;
-    t_volume_info info;
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(PAL_resmon_get_disk_usage({}, {}, info), 0U);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
-    ASSERT_EQ(info.usage.size(), 1U);
-    EXPECT_EQ(info.usage[0].volume_id, 2);
-    EXPECT_EQ(status_of(1), 99); // at once
-    EXPECT_NE(m_result, 0U);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
-    g_statvfs_stuck = false;
-    g_statvfs_stuck.notify_all();
-    while (status_of(1) != 0)
-        std::this_thread::yield();
 }
 
 } // namespace

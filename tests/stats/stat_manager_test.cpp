@@ -136,6 +136,9 @@ template <typename T, size_t kCounters, auto... kFields> struct TKind {
         EXPECT_EQ(values(manager.get_current("cpu2")), values(record(interval)));
         EXPECT_EQ(values(manager.get_total("cpu2", 0)), values(record(sum)));
         EXPECT_EQ(values(manager.get_total("cpu2", 90)), values(record(sum)));
+        if constexpr (requires(T one) { one.data_cnt; }) {
+            EXPECT_EQ(manager.get_total("cpu2", 0).data_cnt, 90);
+        }
         EXPECT_EQ(manager.get_current("cpu2").tp_ms, 5U);
         EXPECT_EQ(manager.get_total("cpu2", 0).tp_ms, 0U) << "is no amount";
     }

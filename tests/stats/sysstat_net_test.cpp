@@ -134,7 +134,7 @@ TEST(NetLine, NameUpToTheFirstColonAndTwoOfItsCounters)
         const auto parsed = net_line_parse(line);
         EXPECT_EQ(std::tie(parsed->name, parsed->stat.rx, parsed->stat.tx), std::tie(name, rx, tx)) << line;
     }
-    for (const char *line : {"eth0 10 2 3 4 5 6 7 8 90\n", " \n", " : 1\n"})
+    for (const char *line : {"eth0 10 2 3 4 5 6 7 8 90\n", " \n", " : 1\n", ": 1 2 3 4 5 6 7 8 9\n"})
         EXPECT_FALSE(net_line_parse(line)) << line;
 }
 

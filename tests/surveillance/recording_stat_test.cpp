@@ -35,6 +35,8 @@ TEST_F(RecordingStat, ReportsAtFirstAndThenEachChangeOnceHoweverTheReportFared)
     fake::pass_waits(2);
     EXPECT_EQ(sent("POST").size(), 2U);
     EXPECT_EQ(told(), "Recording state change \n");
+    EXPECT_EQ(log_text(kLogRecState), "recording_stat.cpp:Recording_state_monitor_main (193), "
+                                      "recording state ssci_PUT_request fail:3\n");
 }
 
 TEST_F(RecordingStat, QueriesTheLastMinuteWhileTheRecorderIsMarkedAsStarted)

@@ -73,6 +73,7 @@ TEST_F(SysstatCamconn, ReadsOnceAMinuteAndTheChannelsAgainWhenOneChanged)
     peers(kInfoPath, "", R"({"data": [{"id": 1, "conn_failed_count": 51}, {"id": 3, "info_changed": 1}]})");
     fake::pass_waits(2);
     EXPECT_EQ(ask("cur_data"), sample("022", "000", "false", 1, "1700000240000"));
+    EXPECT_EQ(ask("total", "1"), ask("cur_data"));
     EXPECT_EQ(ask("total", "2"), sample("110", "001", "true", 2, "1700000240000"));
     for (const char *count : {"0", "3", "99999999999", "", "abc"})
         EXPECT_EQ(ask("total", count), sample("110", "001", "true", 3, "1700000240000")) << count;

@@ -23,6 +23,7 @@ OPERATORS = {
     '+=': [('-=', 'sign')], '-=': [('+=', 'sign')], '|=': [('&=', 'sign')], '|': [('&', 'sign')], '&': [('|', 'sign')],
     '>>': [('<<', 'sign')], '<<': [('>>', 'sign')],
 }
+NOTHING = 'nothing'  # the kind of a fault that is none
 WORDS = {'true': 'false', 'false': 'true'}
 NO_STATEMENT = set('''alignas auto case catch class const constexpr default delete do else enum explicit extern for
     friend goto if inline namespace operator private protected public static static_assert struct switch template
@@ -117,6 +118,14 @@ def statement_end(tokens, index):
     return index if index < len(tokens) else None
 
 
+def ends_switch(tokens, index):
+    """Whether it is the last break of a switch, without which all goes the same way."""
+    if tokens[index].text != 'break' or tokens[index + 2].text != '}':
+        return False
+    close = tokens[tokens[index + 2].partner - 1]
+    return close.text == ')' and tokens[close.partner - 1].text == 'switch'
+
+
 def dropped(tokens, index):
     before = tokens[index - 1].text if index > 0 else ''
     behind_header = before == ')' and is_header(tokens, index - 1)
@@ -125,7 +134,8 @@ def dropped(tokens, index):
     end = statement_end(tokens, index)
     if end is None or tokens[index].text == 'return' and tokens[index + 1].text != ';' and not behind_header:
         return
-    yield tokens[index].start, tokens[end].start - tokens[index].start, '', 'statement'
+    kind = NOTHING if ends_switch(tokens, index) else 'statement'
+    yield tokens[index].start, tokens[end].start - tokens[index].start, '', kind
 
 
 def swapped(tokens, index):

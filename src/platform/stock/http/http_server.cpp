@@ -25,7 +25,6 @@
 #include "platform/stock/http/mhd_request.h"
 #include "platform/stock/hub/waiting_calls.h"
 #include "platform/stock/process/call_wait.h"
-#include "platform/time_stamp.h"
 
 using T_RESPONSE = std::shared_ptr<httpserver::http_response>;
 
@@ -148,10 +147,11 @@ T_DECISION decide(THttpServer::T_STATE *server, T_HTTP_CONNECTION *connection, M
 
 /* Hands the answer to the library. Its text is not copied: the connection keeps
  * the answer until the request is over. */
-MHD_Result send_answer(T_HTTP_CONNECTION *connection, MHD_Connection *mhd, T_DECISION decision)
+MHD_Result send_answer(const THttpServer::T_STATE &server, T_HTTP_CONNECTION *connection, MHD_Connection *mhd,
+                       T_DECISION decision)
 {
     connection->answer = std::move(decision.response);
-    connection->send(current_time_stamp_mono_r());
+    connection->send(server.limits.clock_ms());
     const std::string &text = connection->answer->get_body();
     MHD_Response *response =
         MHD_create_response_from_buffer(text.size(), const_cast<char *>(text.data()), MHD_RESPMEM_PERSISTENT);
@@ -174,9 +174,9 @@ MHD_Result take_head(const THttpServer::T_STATE &server, T_HTTP_CONNECTION *conn
 {
     connection->head = mhd_head(mhd);
     if (!connection->head.is_clear())
-        return send_answer(connection, mhd, {refusal(400, "end of body not clear"), ""});
+        return send_answer(server, connection, mhd, {refusal(400, "end of body not clear"), ""});
     if (connection->head.length > server.limits.body_bytes)
-        return send_answer(connection, mhd, {refusal(413, "body too large"), ""});
+        return send_answer(server, connection, mhd, {refusal(413, "body too large"), ""});
     return MHD_YES;
 }
 
@@ -195,11 +195,11 @@ MHD_Result answer(THttpServer::T_STATE *server, T_HTTP_CONNECTION *connection, M
                   const char *method)
 {
     if (std::exchange(connection->waits, false)) // and the wait is over
-        return connection->answer != nullptr ? send_answer(connection, mhd, {connection->answer, ""}) : MHD_NO;
+        return connection->answer != nullptr ? send_answer(*server, connection, mhd, {connection->answer, ""}) : MHD_NO;
     platform_interrupt_on(&server->stopping);
     connection->work();
     T_DECISION decision = decide(server, connection, mhd, path, method);
-    return decision.response != nullptr ? send_answer(connection, mhd, std::move(decision)) : MHD_YES;
+    return decision.response != nullptr ? send_answer(*server, connection, mhd, std::move(decision)) : MHD_YES;
 }
 
 /* The library calls once when the head is there, for each piece of the body, and
@@ -224,7 +224,7 @@ MHD_Result on_request(void *cls, MHD_Connection *mhd, const char *path, const ch
     }
 }
 
-void on_completed(void * /*cls*/, MHD_Connection * /*mhd*/, void **request_state, MHD_RequestTerminationCode /*why*/)
+void on_completed(void *cls, MHD_Connection * /*mhd*/, void **request_state, MHD_RequestTerminationCode /*why*/)
 {
     auto *connection = static_cast<T_HTTP_CONNECTION *>(*request_state);
     if (connection == nullptr)
@@ -233,7 +233,7 @@ void on_completed(void * /*cls*/, MHD_Connection * /*mhd*/, void **request_state
     connection->body.clear();
     if (connection->body.capacity() > kBodyKept)
         connection->body.shrink_to_fit();
-    connection->receive(current_time_stamp_mono_r());
+    connection->receive(static_cast<THttpServer::T_STATE *>(cls)->limits.clock_ms());
 }
 
 /* There is room again: a client was let in, or one has left. */
@@ -252,7 +252,7 @@ void on_connection(void *cls, MHD_Connection *mhd, void **socket_context, MHD_Co
         const MHD_ConnectionInfo *info = MHD_get_connection_info(mhd, MHD_CONNECTION_INFO_CONNECTION_FD);
         bool crowded = false;
         if (info != nullptr)
-            *socket_context = server->connections.add(info->connect_fd, current_time_stamp_mono_r(), &crowded);
+            *socket_context = server->connections.add(info->connect_fd, server->limits.clock_ms(), &crowded);
         if (crowded)
             server->reaper.wake();
     } else if (*socket_context != nullptr) {
@@ -287,13 +287,6 @@ unsigned connection_limit(unsigned wanted)
     return wanted;
 }
 
-void cut_slow_clients(THttpServer::T_STATE *server)
-{
-    uint64_t next_ms = 0;
-    while (server->reaper.wait_ms(next_ms))
-        next_ms = server->connections.cut_overdue(current_time_stamp_mono_r(), server->turned_away > 0);
-}
-
 } // namespace
 
 THttpServer::THttpServer(const std::vector<T_HTTP_ROUTE> &routes, const T_HTTP_LIMITS &limits)
@@ -315,7 +308,10 @@ int THttpServer::start(uint16_t port, unsigned workers)
     m_state->stopping = false;
     m_state->started = false;
     m_state->turned_away = 0;
-    int error = m_state->reaper.start("SSCI-reaper", [this] { cut_slow_clients(m_state.get()); });
+    int error = m_state->reaper.start("SSCI-reaper", [this] {
+        for (uint64_t next_ms = 0; m_state->reaper.wait_ms(next_ms);)
+            next_ms = cut_overdue();
+    });
     if (error == 0 && std::any_of(m_state->routes.begin(), m_state->routes.end(),
                                   [](const auto &route) { return route.second.may_wait; }))
         error = m_state->waiting_calls.start("SSCI-waiting");
@@ -359,6 +355,11 @@ void THttpServer::stop()
     MHD_stop_daemon(m_state->daemon);
     m_state->daemon = nullptr;
     m_state->reaper.stop();
+}
+
+uint64_t THttpServer::cut_overdue()
+{
+    return m_state->connections.cut_overdue(m_state->limits.clock_ms(), m_state->turned_away > 0);
 }
 
 uint16_t THttpServer::port() const

@@ -9,6 +9,7 @@
 
 #include "platform/httpserver.hpp"
 #include "platform/stock/http/http_rules.h"
+#include "platform/time_stamp.h"
 
 using T_HTTP_HANDLER = std::function<std::shared_ptr<httpserver::http_response>(const httpserver::http_request &)>;
 
@@ -28,6 +29,7 @@ struct T_HTTP_LIMITS {
     size_t head_bytes = 16384;  // request line and headers
     size_t body_bytes = 65536;
     size_t waiting = 32; // requests whose handler may wait
+    uint64_t (*clock_ms)() = current_time_stamp_mono_r;
 };
 
 /* An HTTP server on 127.0.0.1. What no handler answers has a small JSON body:
@@ -51,6 +53,10 @@ public:
     void stop();
 
     uint16_t port() const; // while it listens
+
+    /* Ends the connections whose phase has lasted too long by now, as the server does
+     * by itself when one can be due. Returns after how many ms the next one can be. */
+    uint64_t cut_overdue();
 
     struct T_STATE; // the source's own
 
