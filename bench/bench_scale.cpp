@@ -51,8 +51,9 @@ struct T_KIND {
 
 int sample_processes()
 {
-    sysstat_cpu_sample();
-    return sysstat_memory_sample();
+    TRoundProcesses processes;
+    sysstat_cpu_sample_round(&processes);
+    return sysstat_memory_sample_round(&processes);
 }
 
 std::string g_cameras; // an answer of the recording service

@@ -36,6 +36,7 @@ template <auto kField, typename T> std::string figure_i64(const T &record)
 {
     return std::to_string(static_cast<int64_t>(record.*kField));
 }
+
 template <typename T> T stat_as_it_is(const T &record)
 {
     return record;

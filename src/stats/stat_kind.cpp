@@ -1,3 +1,0 @@
-#include "stats/stat_kind.h"
-
-#include <iterator>
