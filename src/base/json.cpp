@@ -9,7 +9,7 @@
 
 namespace {
 
-/* What json_tokener_parse does, which crashes without memory for its tokener. */
+/* Not json_tokener_parse, which crashes when its tokener cannot be allocated. */
 using TTokener = std::unique_ptr<json_tokener, decltype(&json_tokener_free)>;
 
 TJson parse(json_tokener *tokener, const char *text, int length)
@@ -58,7 +58,7 @@ void json_give(json_object *parent, const char *key, TJson value)
     constexpr unsigned kKey = JSON_C_OBJECT_ADD_CONSTANT_KEY | JSON_C_OBJECT_ADD_KEY_IS_NEW; // no copy, no search
     if (parent == nullptr || value == nullptr || json_object_object_add_ex(parent, key, value.get(), kKey) != 0)
         throw std::bad_alloc();
-    (void)value.release(); // the parent's now
+    (void)value.release(); // owned by the parent now
 }
 
 void json_append(json_object *array, TJson value)
@@ -83,7 +83,7 @@ std::string_view json_view(json_object *object)
     if (object == nullptr)
         return "null";
     size_t length = 0;
-    errno = 0; // the library leaves out what it has no memory for, and does not say so
+    errno = 0; // the library omits what it cannot allocate; only errno shows it
     const char *text = json_object_to_json_string_length(object, JSON_C_TO_STRING_SPACED, &length);
     if (text == nullptr || errno == ENOMEM)
         throw std::bad_alloc();
