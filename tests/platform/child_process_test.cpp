@@ -178,9 +178,9 @@ TEST_F(StuckChildren, AreFourOfAProgramAtMostOrOneOfEachListOfArguments)
         EXPECT_EQ(child_run({kTool, argument}, kLimits, nullptr), -EBUSY);
     EXPECT_EQ(child_run({kOther, "backup"}, kOneOfEach, nullptr), -EBUSY);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "/usr/bin/stuck not started: earlier ones hang and cannot be ended\n"
-              "/usr/bin/stuck not started: earlier ones hang and cannot be ended\n"
-              "/usr/bin/other not started: earlier ones hang and cannot be ended\n");
+              "/usr/bin/stuck not started: too many earlier ones hang and cannot be killed\n"
+              "/usr/bin/stuck not started: too many earlier ones hang and cannot be killed\n"
+              "/usr/bin/other not started: too many earlier ones hang and cannot be killed\n");
     g_stock_root.write("/stuck/free", "");
     EXPECT_EQ(child_run({kOther, "backup", "-c"}, kOneOfEach, nullptr), 7);
     EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "exit 3", nullptr), 3);

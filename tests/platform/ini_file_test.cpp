@@ -55,7 +55,7 @@ TEST(IniLoad, LogsTheLinesLeftOutOncePerChangeOfTheFile)
         EXPECT_EQ(ini_load("/ini/damaged", &ini), 0);
         return testing::internal::GetCapturedStderr();
     };
-    const std::string line = "/ini/damaged: unreadable, left out: 1 lines, the first is line ";
+    const std::string line = "/ini/damaged: 1 unreadable lines ignored, the first is line ";
     EXPECT_EQ(logged("[Sys]\nkey\n"), line + "2\n");
     EXPECT_EQ(logged("[Sys]\nkey\n"), "");
     EXPECT_EQ(logged("[Sys]\nother=1\nkey\n"), line + "3\n");

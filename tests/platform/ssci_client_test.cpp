@@ -135,7 +135,7 @@ TEST_F(SsciClient, FindsAServiceByNameOrSaysSo)
     for (const std::string &answer : answers)
         EXPECT_EQ(ask(answer), SSCI_UNKNOWN_SERVICE) << answer;
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "name server: the answer for some service is no address on this machine and is ignored: " +
+              "name server: the answer for some service is not an address on this machine, ignored: " +
                   answers[0].substr(ok.size()) + "\n"); // once
     EXPECT_EQ(m_answer, "before");
     EXPECT_EQ(ask(ok + R"({"host":"localhost","port":)" + port + "}"), SSCI_OK);

@@ -145,7 +145,7 @@ TEST(NoticeSender, DeliversInOrderWhateverTheHubDoesAndSendsEqualOnesInARowOnce)
         });
     } // while the sender ends
     end.join();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "notice dropped, 3 are waiting for the hub: 1\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "notice dropped, 3 are queued for the hub: 1\n");
 }
 
 TEST(NoticeSender, EndsInTimeWithAHubThatHangs)
@@ -159,7 +159,7 @@ TEST(NoticeSender, EndsInTimeWithAHubThatHangs)
         EXPECT_EQ(hub.take(false), "a");
         EXPECT_EQ(sender.send("b"), 0);
     }
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "1 notices dropped: the hub did not take them in time\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "1 notices dropped: the hub did not accept them in time\n");
     const TNoticeSender unused(hub.peer(), T_NOTICE_LIMITS());
 }
 

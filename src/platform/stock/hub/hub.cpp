@@ -12,7 +12,7 @@
 namespace {
 
 constexpr uint64_t kPeriodMs = 30'000;
-constexpr uint64_t kRetryMs = 10'000; // while the hub is not there
+constexpr uint64_t kRetryMs = 10'000; // while the hub is missing
 constexpr uint64_t kPutMs = 5000;
 constexpr uint64_t kDeleteMs = 300; // the daemon's stop waits for it
 
@@ -54,8 +54,8 @@ bool THubPresence::put() const
 
 void THubPresence::keep()
 {
-    bool present = false; // what the hub last said
-    bool known = false;   // a PUT got through at some time
+    bool present = false; // the result of the last PUT
+    bool known = false;   // some PUT succeeded
     do {
         const bool was_present = std::exchange(present, put());
         if (was_present && !present)
@@ -65,7 +65,7 @@ void THubPresence::keep()
 
     if (!known)
         return;
-    platform_interrupt_on(nullptr); // this one is made because of the stop
+    platform_interrupt_on(nullptr); // the stop must not cancel this call
     long status = 0;
     std::string answer;
     (void)http_call({"DELETE", m_hub, m_target, nullptr, kDeleteMs}, &status, &answer);
