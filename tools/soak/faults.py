@@ -66,7 +66,7 @@ class LastDump(TStage):
             get('statistics_dump')
         whole = [one for one, text in zip(files, before)
                  if one.read_bytes() == text and is_whole(text.decode())]
-        report.row('CSV files kept whole', f'{len(whole)} of {len(files)}', 'all',
+        report.row('CSV files kept unchanged', f'{len(whole)} of {len(files)}', 'all',
                    len(whole) == len(files) == len(list((folder / '.sys_stats/log_0').iterdir())))
         report.row('bytes in the smallest of them', min(len(text) for text in before if text))
         failures = daemon.text().count('cannot write /Vtmp/.sys_stats/log_0/')

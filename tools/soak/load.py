@@ -32,10 +32,10 @@ class Load(TStage):
         report.row('failed', len(clients.failures), '0', not clients.failures)
         report.row('requests/s', f'{rate:.0f}')
         report.row('slowest answer', seconds(clients.slowest_s), '< 1 s', clients.slowest_s < 1)
-        report.row('dumps beside it, one a second', dumps)
+        report.row('dumps in parallel, one a second', dumps)
         report.row('sampling period', f'{min(gaps):.2f} to {max(gaps):.2f} s', '10 +- 1 s',
                    len(gaps) >= 2 and all(abs(one - 10) <= 1 for one in gaps))
-        report.row('CSV files not whole', f'{len(torn)} of {len(self.csv_files())}', '0', not torn)
+        report.row('CSV files incomplete', f'{len(torn)} of {len(self.csv_files())}', '0', not torn)
         for one in sorted(set(clients.failures))[:5]:
             report.row('  failure', one)
         self.check_stop(daemon)
@@ -137,7 +137,7 @@ class Descriptors(TStage):
         clients = open_sockets(self.CLIENTS)
         time.sleep(15)
         spent_s = self.processor_s(daemon) - began_s
-        report.row('none left: processor time', f'{spent_s:.2f} s of 15 s', '< 1 s', spent_s < 1)
+        report.row('no descriptors left: processor time', f'{spent_s:.2f} s of 15 s', '< 1 s', spent_s < 1)
         for one in clients:
             one.close()
         resource.prlimit(daemon.pid, resource.RLIMIT_NOFILE, limits)

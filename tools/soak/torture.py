@@ -186,7 +186,7 @@ class Torture(TStage):
         moving.join()
         self.faults.fail_allocation(0)
         report.row('passes: allocations failed', tried)
-        report.row('passes: workers that stand still', ' '.join(still) or 0, '0', not still)
+        report.row('passes: workers that do not continue', ' '.join(still) or 0, '0', not still)
         self.tell_end('passes', daemon)
 
     def rename(self, stop):
