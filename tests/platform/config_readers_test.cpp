@@ -14,7 +14,7 @@ namespace {
 
 constexpr const char *kProduct = "/tarn/etc/config/OstraPro.conf";
 
-TEST(ConfigReaders, TellAMissingKeyFromAMissingFile)
+TEST(ConfigReaders, DistinguishAMissingKeyFromAMissingFile)
 {
     std::string out = "before";
     g_stock_root.remove("/tarn");
@@ -28,7 +28,7 @@ TEST(ConfigReaders, TellAMissingKeyFromAMissingFile)
     EXPECT_EQ(out, "");
 }
 
-TEST(ConfigReaders, WithoutARecordersFileTheDefaultsHoldAndADamagedOneIsAnError)
+TEST(ConfigReaders, WithoutTheRecordersFileTheDefaultsApplyAndADamagedOneIsAnError)
 {
     constexpr const char *kFile = "/tarn/etc/config/nvr.conf";
     const auto error_for = [](const char *key) {
@@ -51,7 +51,7 @@ TEST(ConfigReaders, WithoutARecordersFileTheDefaultsHoldAndADamagedOneIsAnError)
     EXPECT_EQ(__nvrcfg_get_key_value("hdd_health", "sch_type", out, nullptr), 0);
 }
 
-TEST(ConfigReaders, AVolumesIdOutlivesDamageToTheFileAndTheFile)
+TEST(ConfigReaders, KeepAVolumesIdWhileTheFileIsDamagedOrMissing)
 {
     const auto ids = [] {
         std::string all;
@@ -72,7 +72,7 @@ TEST(ConfigReaders, AVolumesIdOutlivesDamageToTheFileAndTheFile)
     g_stock_root.remove(kProduct);
     EXPECT_EQ(ids(), "1 6 0! ");
     g_stock_root.write(kProduct, "[System]\nOSTRAPRO_CS_VOL = 3\n");
-    EXPECT_EQ(ids(), "0! 0! 3 "); // taken out on purpose
+    EXPECT_EQ(ids(), "0! 0! 3 "); // removed on purpose
 
     const auto name = [](int expected) {
         std::string out;
@@ -87,7 +87,7 @@ TEST(ConfigReaders, AVolumesIdOutlivesDamageToTheFileAndTheFile)
     EXPECT_EQ(name(0), "-");
 }
 
-TEST(ConfigMissing, NamesWhatIsNotThereAndIsSilentOnACompleteMachine)
+TEST(ConfigMissing, ListsMissingFilesAndIsEmptyOnACompleteMachine)
 {
     for (const char *folder : {"/tarn", "/usr"})
         g_stock_root.remove(folder);
@@ -101,7 +101,7 @@ TEST(ConfigMissing, NamesWhatIsNotThereAndIsSilentOnACompleteMachine)
     EXPECT_EQ(config_missing(), "");
 
     g_stock_root.remove("/tarn/etc/volume.conf");
-    std::filesystem::permissions(g_stock_root.real(tools[0]), std::filesystem::perms::owner_read); // of no use
+    std::filesystem::permissions(g_stock_root.real(tools[0]), std::filesystem::perms::owner_read); // not executable
     EXPECT_EQ(config_missing(),
               "missing: /tarn/etc/volume.conf (volumes are not checked), /usr/sbin/smartctl (no SMART)");
     for (const char *tool : tools)
@@ -157,7 +157,7 @@ TEST(CmvInfo, FillsFromZerosClampsAndCuts)
     ASSERT_EQ(get_cmv_info(got), 0);
     st_cmv_info expected = {1, 255, 0, 0, INT32_MIN, "cam", {}};
     memset(expected.text2, 'y', 63);
-    EXPECT_LT(check_cmv_info(got), 0); // has no file
+    EXPECT_LT(check_cmv_info(got), 0); // without a file
     for (const char *damaged : {"[cmv]\nvalue1=1\nvalue2\n", "[cmv\nvalue1=1\n"}) {
         g_stock_root.write("/tarn/etc/config/cmv_record.conf", damaged);
         EXPECT_EQ(check_cmv_info(got), -EINVAL) << damaged;
@@ -190,7 +190,7 @@ protected:
     static constexpr const char *kFile = "/tarn/etc/config/Tarnix.conf";
 };
 
-TEST_F(ServerName, TheHostNameStandsInWhereTheFileNamesNoneAndNotForAFileAtFault)
+TEST_F(ServerName, IsTheHostNameWhenTheFileHasNoNameButNotForAFaultyFile)
 {
     const std::string bad_line = "x = " + std::string(300, 'x') + "\n";
     const struct {
@@ -212,7 +212,7 @@ TEST_F(ServerName, TheHostNameStandsInWhereTheFileNamesNoneAndNotForAFileAtFault
     EXPECT_EQ(read(ENOENT), "before");
 }
 
-TEST_F(ServerName, AFileThatIsBeingWrittenInPlaceIsAwaited)
+TEST_F(ServerName, WaitsForAFileThatIsBeingWrittenInPlace)
 {
     const std::string text = "[System]\nTime Zone = 1\nServer Name = recorder\n[Time]\n";
     for (const size_t written : {size_t{0}, size_t{9}, size_t{20}, text.find("order")}) {

@@ -40,7 +40,7 @@ protected:
     ~LogStream() override
     {
         (void)read_all();
-        (void)write_to_stderr("\n"); // takes a count along that would be the next test's
+        (void)write_to_stderr("\n"); // writes a count that would appear in the next test
         dup2(m_before.get(), STDERR_FILENO);
     }
 
@@ -63,7 +63,7 @@ TEST_F(LogStream, DropsWhatWouldWaitAndReportsTheCountBeforeTheNextText)
 {
     EXPECT_TRUE(write_to_stderr("read\n"));
     EXPECT_EQ(read_all(), "read\n");
-    fill(); // one that is dropped too
+    fill(); // its last write is dropped too
     log_Debug("a %d", 1);
     EXPECT_FALSE(write_to_stderr("b\n"));
     EXPECT_EQ(read_all().find_first_not_of('f'), std::string::npos);
@@ -105,7 +105,7 @@ TEST_F(LogStream, ManyWritersAndAHandlerNeverWaitAndNeverMixLines)
     for (uint64_t n = 1; n <= kLines; ++n) {
         round.arrive_and_wait();
         const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (written < n * kThreads && !is_late) { // nobody reads meanwhile
+        while (written < n * kThreads && !is_late) { // without a reader
             std::this_thread::yield();
             is_late = std::chrono::steady_clock::now() > until;
         }
@@ -135,7 +135,7 @@ TEST_F(LogStream, ManyWritersAndAHandlerNeverWaitAndNeverMixLines)
     EXPECT_EQ(seen, kThreads * kLines + by_handler + 1);
 }
 
-TEST_F(LogStream, ACrashEndsTheProcessAlsoWhenNobodyReads)
+TEST_F(LogStream, ACrashEndsTheProcessAlsoWithoutAReader)
 {
     for (const bool is_full : {true, false}) {
         (void)read_all();

@@ -12,7 +12,7 @@ namespace {
 
 using httpserver::http_request;
 
-/* Answers with the request as it came in. */
+/* Answers with the received request. */
 T_HTTP_HANDLER told(const std::string &method)
 {
     return [method](const http_request &request) {
@@ -32,7 +32,7 @@ protected:
     std::string m_answer = "before";
 };
 
-TEST_F(SsciClient, CarriesArgumentsAndBodies)
+TEST_F(SsciClient, SendsArgumentsAndBodies)
 {
     const int port = m_server.port();
     const ssci_params params = {{"a", "x&y=1 #%/\xc3\xa9"}, {"b c", ""}, {"a", "second"}};
@@ -47,7 +47,7 @@ TEST_F(SsciClient, CarriesArgumentsAndBodies)
     EXPECT_EQ(ssci_PUT_request("localhost", port, "/told", "", nullptr, 5), SSCI_OK);
 }
 
-TEST_F(SsciClient, RefusesWrongArguments)
+TEST_F(SsciClient, RejectsWrongArguments)
 {
     const struct {
         const char *host;
@@ -71,7 +71,7 @@ TEST_F(SsciClient, RefusesWrongArguments)
     EXPECT_EQ(m_answer, "before");
 }
 
-TEST_F(SsciClient, GivesADefinedResultWhateverThePeerDoes)
+TEST_F(SsciClient, ReturnsADefinedResultWhateverThePeerDoes)
 {
     const struct {
         const char *answer;
@@ -104,7 +104,7 @@ TEST_F(SsciClient, GivesADefinedResultWhateverThePeerDoes)
     std::thread([] { EXPECT_EQ(__ssci_errno(), 0); }).join(); // each thread has its own
 }
 
-TEST_F(SsciClient, GivesUpWhenAskedTo)
+TEST_F(SsciClient, IsCancelledByAStop)
 {
     const TScriptedPeer peer("", 0, true);
     const TStopSoon stop;
@@ -115,7 +115,7 @@ TEST_F(SsciClient, GivesUpWhenAskedTo)
     EXPECT_EQ(m_answer, "before");
 }
 
-TEST_F(SsciClient, FindsAServiceByNameOrSaysSo)
+TEST_F(SsciClient, FindsAServiceByNameOrReportsItAsUnknown)
 {
     const auto ask = [this](const std::string &name_server_answer) {
         const TScriptedPeer name_server(name_server_answer, 0, name_server_answer.empty());

@@ -42,7 +42,7 @@ TEST(SsciServer, ServesItsRoutesWhileItIsStartedWhateverTheHubDoes)
     const common_http_resource route("/svc/route", handler);
     const common_service_resource service("svc", health, 4);
     const int port = free_port();
-    const TListener hanging; // takes the connection and says nothing
+    const TListener hanging; // accepts the connection and sends nothing
     for (const int hub_port : {hanging.port(), free_port()}) {
         ASSERT_EQ(create(port, hub_port), 0);
         EXPECT_EQ(ask(port, "/svc/route"), "none");
@@ -74,7 +74,7 @@ TEST(SsciServer, IsHarmlessAfterAFailedStart)
     stop_and_destroy();
 }
 
-TEST(HubPresence, GivesTheNameUpSoonWithAHubThatStopsAnswering)
+TEST(HubPresence, UnregistersSoonWithAHubThatStopsAnswering)
 {
     const TScriptedPeer hub("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", 0, true); // once
     THubPresence presence({"localhost", hub.port()}, "/x", "{}");
@@ -85,7 +85,7 @@ TEST(HubPresence, GivesTheNameUpSoonWithAHubThatStopsAnswering)
     presence.join();
 }
 
-/* Takes one request after the other, when the test says so, and keeps their bodies. */
+/* Accepts one request after the other, when the test calls take(), and keeps their bodies. */
 class TNoticeBoard {
 public:
     T_HTTP_PEER peer() const { return {"127.0.0.1", m_listener.port()}; }
@@ -129,7 +129,7 @@ TEST(NoticeSender, DeliversInOrderWhateverTheHubDoesAndSendsEqualOnesInARowOnce)
                 EXPECT_EQ(sender.send(one), 0);
         };
         send({"a"});
-        EXPECT_EQ(hub.take(false), "a"); // and no answer: it is not sent again
+        EXPECT_EQ(hub.take(false), "a"); // without an answer: it is not sent again
         send({"a", "a", "b", "b", "a"});
         for (const char *expected : {"a", "b", "a"})
             EXPECT_EQ(hub.take(), expected);

@@ -5,9 +5,8 @@
 #include <fstream>
 #include <string>
 
-/* A folder that stands for "/" in the stock platform for the whole test program,
- * in place before main and gone with the process. Every test writes the files it
- * needs, by their plain paths. */
+/* A folder that replaces "/" in the stock platform for the whole test program, created before main and removed with the
+ * process. Every test writes the files it needs, by their plain paths. */
 class TStockRoot {
 public:
     TStockRoot()
@@ -17,7 +16,7 @@ public:
             abort();
         m_folder = name;
         setenv("VELOMOND_ROOT", name, 1);
-        for (const char *path : {"/bin", "/etc"}) // the shell, and what is everywhere
+        for (const char *path : {"/bin", "/etc"}) // the shell, and files of every machine
             link(path, path);
     }
     ~TStockRoot() { remove(""); }

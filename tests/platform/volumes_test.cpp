@@ -12,7 +12,7 @@
 #include "platform/stock/storage/md_array.h"
 #include "platform/stock_root.h"
 
-/* In place of the C library's: the call for one volume comes back when it may. */
+/* Replaces the C library's: the call for one volume blocks until it is released. */
 static std::atomic<bool> g_statvfs_stuck = false;
 extern "C" int statvfs(const char *path, struct statvfs *out)
 {
@@ -24,7 +24,7 @@ extern "C" int statvfs(const char *path, struct statvfs *out)
 
 namespace {
 
-TEST(Volumes, AreTheSectionsThatNameAMountPoint)
+TEST(Volumes, AreTheSectionsWithAMountPoint)
 {
     const std::vector<T_VOLUME> volumes =
         volumes_of(ini_parse_text("[VOL_10]\nmountPoint=/b//\nvolName=B\n[VOL_2]\nmountPoint=/\n[VOL_3]\nvolName=none\n"
@@ -38,7 +38,7 @@ TEST(Volumes, AreTheSectionsThatNameAMountPoint)
     EXPECT_EQ(volumes[1].name, "B");
 }
 
-TEST(Volumes, SpaceIsToldInBytesAndNeverWraps)
+TEST(Volumes, SpaceIsInBytesAndNeverWraps)
 {
     struct statvfs space = {};
     space.f_frsize = 4096;
@@ -48,12 +48,12 @@ TEST(Volumes, SpaceIsToldInBytesAndNeverWraps)
     space.f_bavail = 250;
     const t_volume_usage usage = volume_usage({7, "name", "/v"}, space);
     EXPECT_EQ(usage.size_bytes, 4096000);
-    EXPECT_EQ(usage.free_bytes, 300 * 4096); // root's too
+    EXPECT_EQ(usage.free_bytes, 300 * 4096); // root's share included
     EXPECT_EQ(usage.used_bytes, 700 * 4096);
     EXPECT_EQ(usage.reserved_bytes, 50 * 4096);
 
     space.f_blocks = space.f_bfree = UINT64_MAX / 2;
-    space.f_bavail = UINT64_MAX; // a file system that owes space says so this way
+    space.f_bavail = UINT64_MAX; // as reported by an overcommitted file system
     EXPECT_EQ(volume_usage({}, space).free_bytes, INT64_MAX);
     EXPECT_EQ(volume_usage({}, space).reserved_bytes, 0);
 }
@@ -74,7 +74,7 @@ TEST(Volumes, AMountIsFoundByItsExactPlace)
     EXPECT_EQ(mount.source, "/dev/md,2");
 }
 
-TEST(MdStatus, TellsReadyFailedAndRebuilding)
+TEST(MdStatus, DistinguishesReadyFailedAndRebuilding)
 {
     const struct {
         T_MD_TEXTS texts;
@@ -115,7 +115,7 @@ protected:
     t_storage_disk_vol_info m_info;
 };
 
-TEST_F(VolumeCalls, MeasureWhatIsThereAndLeaveOutWhatIsNot)
+TEST_F(VolumeCalls, MeasureMountedVolumesAndOmitTheOthers)
 {
     t_volume_info info;
     ASSERT_EQ(PAL_resmon_get_disk_usage({}, {}, info), 0U);
@@ -156,7 +156,7 @@ TEST_F(VolumeCalls, FindTheArrayUnderPartitionsMappersAndPooledFileSystems)
     EXPECT_EQ(status_of(2), 1);
 }
 
-TEST_F(VolumeCalls, TakeThePoolsStateWhereZfsTellsIt)
+TEST_F(VolumeCalls, UseTheStateOfAZfsPool)
 {
     g_stock_root.write("/proc/self/mountinfo", "1 0 0:60 / /share/one rw - zfs tank/a/b rw\n"
                                                "2 0 0:61 / /share/two rw - zfs old rw\n");
@@ -177,7 +177,7 @@ TEST_F(VolumeCalls, ReportAMissingVolumeOncePerChange)
         const std::string text = testing::internal::GetCapturedStderr();
         return std::count(text.begin(), text.end(), '\n');
     };
-    EXPECT_LE(lines_of(3, 3), 1); // an earlier test may have seen it away
+    EXPECT_LE(lines_of(3, 3), 1); // an earlier test may have logged it
     EXPECT_EQ(lines_of(3, 3), 0);
     g_stock_root.folder("/share/none");
     EXPECT_EQ(lines_of(3, 3), 0);
@@ -186,7 +186,7 @@ TEST_F(VolumeCalls, ReportAMissingVolumeOncePerChange)
     EXPECT_LE(lines_of(4, 3), 1);
 }
 
-TEST_F(VolumeCalls, GoOnWithTheOthersWhenOneDoesNotAnswer)
+TEST_F(VolumeCalls, ContinueWithTheOthersWhenOneDoesNotAnswer)
 {
     g_statvfs_stuck = true;
     t_volume_info info;
