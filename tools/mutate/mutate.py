@@ -233,7 +233,7 @@ def drawn(paths, seeds, count):
     for path in paths:
         all_faults += faults.faults_of(path, (ROOT / path).read_text())
     none = [one for one in all_faults if (one.path, one.before, one.after) in no_faults]
-    say(f'{len(all_faults)} faults can be planted in {len(paths)} files; {len(none)} of them are known to be none')
+    say(f'{len(all_faults)} faults can be planted in {len(paths)} files; {len(none)} of them are known to be harmless')
     # Drawn from all of them, so that another known fault does not change the order of the others.
     orders = [[one for one in random.Random(seed).sample(all_faults, len(all_faults)) if one not in none]
               for seed in seeds]
