@@ -105,7 +105,7 @@ TEST_F(LogStream, ManyWritersAndAHandlerNeverWaitAndNeverMixLines)
     for (uint64_t n = 1; n <= kLines; ++n) {
         round.arrive_and_wait();
         const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (written < n * kThreads && !is_late) { // without a reader
+        while (written < n * kThreads && !is_late) { // the pipe is not read meanwhile
             std::this_thread::yield();
             is_late = std::chrono::steady_clock::now() > until;
         }
@@ -135,7 +135,7 @@ TEST_F(LogStream, ManyWritersAndAHandlerNeverWaitAndNeverMixLines)
     EXPECT_EQ(seen, kThreads * kLines + by_handler + 1);
 }
 
-TEST_F(LogStream, ACrashEndsTheProcessAlsoWithoutAReader)
+TEST_F(LogStream, ACrashEndsTheProcessAlsoWhenThePipeIsNotRead)
 {
     for (const bool is_full : {true, false}) {
         (void)read_all();

@@ -37,7 +37,7 @@ void on_crash(int signal)
     (void)log_stream_write(STDERR_FILENO, line.text, line.length);
     void *frames[48];
     const int depth = backtrace(frames, sizeof(frames) / sizeof(frames[0]));
-    /* Written frame by frame: each is one write, which may have no reader. */
+    /* Frame by frame, one write each: standard error may be a pipe that is not read. */
     for (int i = 0; i < depth; ++i) {
         (void)log_stream_call(
             STDERR_FILENO, [](int fd, void *frame) { backtrace_symbols_fd(static_cast<void **>(frame), 1, fd); },
