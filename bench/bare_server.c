@@ -20,7 +20,7 @@ static enum MHD_Result answer(void *cls, struct MHD_Connection *connection, cons
         *request = &seen;
         return MHD_YES;
     }
-    if (*data_size != 0) { /* a body is taken and dropped */
+    if (*data_size != 0) { /* a body is read and discarded */
         *data_size = 0;
         return MHD_YES;
     }

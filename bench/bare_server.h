@@ -2,9 +2,9 @@
 
 #include <stddef.h>
 
-/* The floor for the query service: a bare libmicrohttpd server (epoll, a pool of
- * two threads, one response object per request) that answers every request with
- * the same bytes. Serves on 127.0.0.1 until the process ends; -1 when it cannot. */
+/* The floor for the query service: a bare libmicrohttpd server (epoll, a pool of two threads, one response object per
+ * request) that answers every request with the same bytes. Serves on 127.0.0.1 until the process ends; returns -1 on
+ * failure. */
 #ifdef __cplusplus
 extern "C"
 #endif

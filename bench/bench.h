@@ -5,8 +5,8 @@
 #include <sys/types.h>
 #include <vector>
 
-/* The groups of the benchmark. Each prints its own lines of the table; a figure
- * stands beside its floor from the same run, since only their ratio is portable. */
+/* The groups of the benchmark. Each prints its own lines of the table; a figure is shown with its floor from the same
+ * run, since only their ratio is portable. */
 void bench_memory(); // these three while a TDaemon is up, in this order
 void bench_dump();
 void bench_routes();
@@ -42,11 +42,10 @@ public:
     TDaemon &operator=(const TDaemon &) = delete;
 };
 
-/* Has every route answer once. */
+/* Queries every route once. */
 void bench_ask_all();
 
-/* Sleeping processes that end with their owner; the first ones bear the names of
- * the process table. */
+/* Sleeping processes that end with their owner; the first ones have the names of the process table. */
 class TIdleProcesses {
 public:
     explicit TIdleProcesses(int count);
@@ -72,16 +71,14 @@ private:
     pid_t m_pid;
 };
 
-/* Runs `body` in a child process, to its end: what it leaves on the heap, and the
- * time it takes, are not this process's. */
+/* Runs `body` in a child process to its end, so that its heap and its time do not count for this process. */
 void bench_in_child(void (*body)());
 
 struct T_PAIR {
     double ours, floor;
 };
 
-/* Medians of `count` turns, in each of which both are measured once: what disturbs
- * one disturbs the other. */
+/* Medians of `count` turns, in each of which both are measured once: a disturbance affects both. */
 template <typename OURS, typename FLOOR> T_PAIR bench_medians(int count, OURS ours, FLOOR floor)
 {
     std::vector<double> a, b;
@@ -110,7 +107,7 @@ template <typename WORK> double bench_cpu_us(WORK work)
     return now_us() - start;
 }
 
-/* Both as CPU time: enough turns for a median that stands. */
+/* Both as CPU time, with enough turns for a stable median. */
 template <typename OURS, typename FLOOR> T_PAIR bench_cpu(OURS ours, FLOOR floor)
 {
     constexpr int kTurns = 41;

@@ -34,7 +34,7 @@ void end(pid_t pid)
     waitpid(pid, nullptr, 0);
 }
 
-/* The monitors' trace lines would be part of the table otherwise. */
+/* Without this the monitors' trace lines would be part of the table. */
 void silence_stderr()
 {
     const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
@@ -49,7 +49,7 @@ struct T_GROUP {
 constexpr T_GROUP kOnDaemon[] = {{"memory", bench_memory}, {"dump", bench_dump}, {"routes", bench_routes}};
 constexpr T_GROUP kAlone[] = {{"rounds", bench_rounds}, {"whole", bench_whole}, {"scale", bench_scale}};
 
-/* The groups that are asked for; all of them where none is. */
+/* The requested groups; all of them by default. */
 std::vector<T_GROUP> wanted(std::span<const T_GROUP> groups, std::span<char *> names)
 {
     std::vector<T_GROUP> found;
@@ -159,7 +159,7 @@ int main(int argc, char **argv)
     }
     silence_stderr();
     printf("%-44s %12s %12s  %-10s %7s\n", "", "ours", "floor", "", "ratio");
-    fflush(stdout); // what is left would be the children's as well
+    fflush(stdout); // the children would print buffered output again
     if (!on_daemon.empty()) {
         const TDaemon daemon;
         for (const T_GROUP &group : on_daemon)

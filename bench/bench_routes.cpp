@@ -47,7 +47,7 @@ constexpr T_ROUTE kRoutes[] = {
     {"GET", "statistics_dump", "", kDone, "statistics_dump"},
 };
 
-std::string g_body; // what the bare server answers
+std::string g_body; // the bare server's answer
 
 std::string request_of(const T_ROUTE &route)
 {
@@ -79,7 +79,7 @@ TFd connect_to(uint16_t port)
         if (connect(peer.get(), reinterpret_cast<const struct sockaddr *>(&address), sizeof(address)) == 0)
             return peer;
         const struct timespec pause = {0, 20000000};
-        nanosleep(&pause, nullptr); // the server is coming up
+        nanosleep(&pause, nullptr); // until the server is up
     }
     return {};
 }
@@ -89,7 +89,7 @@ bool ask(const TFd &peer, std::string_view request)
     return send(peer.get(), request.data(), request.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(request.size());
 }
 
-/* The body of one answer, good until the next call; empty where there is none. */
+/* The body of one answer, valid until the next call; empty on failure. */
 std::string_view take(const TFd &peer)
 {
     static char buffer[65536];

@@ -2,7 +2,7 @@
 
 #include <stddef.h>
 
-/* The floor for a dump: the same bytes in the same files, nothing to format. */
+/* The floor for a dump: the same bytes in the same files, without formatting. */
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -13,8 +13,8 @@ struct T_FLOOR_FILE {
     size_t size;
 };
 
-/* Makes the folder where it is missing and writes each file in one piece, created
- * or truncated. Returns the files written. */
+/* Creates the folder if missing and writes each file in one piece, created or truncated. Returns the number of files
+ * written. */
 size_t floor_dump(const char *folder, const struct T_FLOOR_FILE *files, size_t count);
 
 #ifdef __cplusplus

@@ -2,18 +2,17 @@
 
 #include <stddef.h>
 
-/* The floor that the samplers are measured against: the same readings of the
- * kernel's files made with the fewest system calls, in plain C, nothing parsed
- * but what decides which file to open next. */
+/* The floor for the samplers: the same readings of the kernel's files with the fewest system calls, in plain C, parsing
+ * only what decides which file to open next. */
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/* Opens, reads to its end and closes one file. Returns the bytes read. */
+/* Opens a file, reads it to its end and closes it. Returns the bytes read. */
 long floor_read(const char *path);
 
-/* Reads the name of every process below `proc` once; of those that bear one of the names also
- * "stat" and, where wanted, "statm". Returns the processes that did. */
+/* Reads the name of every process below `proc` once; for those with one of the names also "stat" and, if wanted,
+ * "statm". Returns the number of these processes. */
 long floor_scan(const char *proc, const char *const *names, size_t count, int want_stat, int want_statm);
 
 #ifdef __cplusplus

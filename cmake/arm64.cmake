@@ -1,6 +1,5 @@
-# Toolchain for the target, 64-bit Arm: Debian's cross compiler, and the target's
-# libraries where its packages put them beside this machine's. What is built runs
-# here under the emulator.
+# Toolchain for the target, 64-bit Arm: Debian's cross compiler, and the target's libraries as its packages install them
+# next to this machine's. The programs run here under the emulator.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)

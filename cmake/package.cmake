@@ -1,5 +1,4 @@
-# What is installed beside the daemon, and the Debian package of it all:
-# cpack --config BUILD/CPackConfig.cmake
+# The files installed with the daemon, and the Debian package of it all: cpack --config BUILD/CPackConfig.cmake
 
 set(VELOMOND_MAINTAINER "VeloMond developers <developers@velomond.example>" CACHE STRING "Maintainer of the package")
 
@@ -38,8 +37,8 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER ${VELOMOND_MAINTAINER})
 set(CPACK_DEBIAN_PACKAGE_SECTION admin)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# By its symbols any libcurl would do, but not by an option that is set: 7.85 was
-# the first to have it. The package is named by the TLS library of the build.
+# By its symbols any libcurl would do, but an option that is set exists only since 7.85. The name of the package follows
+# the TLS library of the build.
 find_library(VELOMOND_CURL curl REQUIRED)
 file(REAL_PATH ${VELOMOND_CURL} package_curl)
 if(package_curl MATCHES "gnutls|nss")

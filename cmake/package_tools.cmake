@@ -1,5 +1,5 @@
-# The package velomond-tools: command, exporter, completion, dashboards. Everything that
-# names no component is the daemon's package, which is the same with and without it.
+# The package velomond-tools: command, exporter, completion, dashboards. Everything without a component belongs to the
+# daemon's package, which is the same with and without this one.
 
 velomond_gzipped(packaging/tools/velomondctl.1 velomondctl.1.gz)
 velomond_gzipped(packaging/tools/velomond-exporter.8 velomond-exporter.8.gz)
@@ -22,7 +22,7 @@ set(CPACK_COMPONENTS_ALL Unspecified tools)
 set(CPACK_DEBIAN_UNSPECIFIED_PACKAGE_NAME ${CPACK_PACKAGE_NAME})
 set(CPACK_DEBIAN_UNSPECIFIED_DESCRIPTION
     "${CPACK_PACKAGE_DESCRIPTION_SUMMARY}\n${CPACK_DEBIAN_PACKAGE_DESCRIPTION}")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # CPack would put it before each package's own
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # CPack would prepend it to each package's own
 set(CPACK_DEBIAN_UNSPECIFIED_PACKAGE_CONTROL_EXTRA ${CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA})
 set(CPACK_DEBIAN_UNSPECIFIED_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 

@@ -1,4 +1,4 @@
-# What every target of ours is built with, and how its sources are listed.
+# Options of all our targets, and the function that lists their sources.
 
 add_library(velomond_options INTERFACE)
 target_include_directories(velomond_options INTERFACE ${CMAKE_SOURCE_DIR}/src)
@@ -16,14 +16,14 @@ target_link_options(velomond_options INTERFACE
 if(VELOMOND_SANITIZE)
     target_compile_options(velomond_options INTERFACE
         -fsanitize=${VELOMOND_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-    target_compile_definitions(velomond_options INTERFACE VELOMOND_THREAD_STACK=1048576) # for what they add to frames
+    target_compile_definitions(velomond_options INTERFACE VELOMOND_THREAD_STACK=1048576) # sanitizers enlarge the frames
     target_link_options(velomond_options INTERFACE -fsanitize=${VELOMOND_SANITIZE})
 else()
     target_compile_definitions(velomond_options INTERFACE $<$<CONFIG:Release,RelWithDebInfo>:_FORTIFY_SOURCE=2>)
 endif()
 
-# velomond_sources(target file...): the sources of this folder that belong to the
-# target. A source file that no call in the folder lists stops the configuration.
+# velomond_sources(target file...): adds sources of this folder to the target. A source file in the folder that no call
+# lists fails the configuration.
 function(velomond_sources target)
     foreach(file IN LISTS ARGN)
         target_sources(${target} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/${file})

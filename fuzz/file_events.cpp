@@ -4,7 +4,7 @@
 
 #include "housekeeping/file_watcher.h"
 
-/* What a read of an inotify descriptor may give. */
+/* Data that a read of an inotify descriptor may return. */
 void fuzz_one(std::string_view text)
 {
     const std::vector<TFileEvent> events = file_events_parse(text);

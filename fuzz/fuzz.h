@@ -4,12 +4,11 @@
 #include <cstdlib>
 #include <string_view>
 
-/* What reads foreign text, offered any text there is. A target lies in a source of
- * its own and defines this one function, which returns whatever the text holds.
- * The text's end is the end of an allocation, with no NUL behind it. */
+/* A parser of untrusted text, called with arbitrary text. A target lies in a source of its own and defines this one
+ * function, which must return for any text. The text ends at the end of an allocation, without a NUL after it. */
 void fuzz_one(std::string_view text);
 
-/* What must hold whatever the text was. */
+/* A condition that must hold for any text. */
 #define FUZZ_CHECK(condition)                                                                                          \
     do {                                                                                                               \
         if (!(condition)) {                                                                                            \

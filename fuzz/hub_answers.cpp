@@ -8,7 +8,7 @@
 #include "platform/stock/hub/pal_vbus_body.h"
 #include "platform/stock/storage/volumes.h"
 
-/* What the hub answers, and other texts that the stock platform takes apart. */
+/* The hub's answers, and other texts that the stock platform parses. */
 void fuzz_one(std::string_view text)
 {
     T_HTTP_PEER peer = {"", 0};

@@ -21,7 +21,7 @@ void fuzz_one(std::string_view text)
     const T_INI ini = ini_parse_text(text);
     FUZZ_CHECK((ini.left_out == 0) == (ini.first_left_out == 0));
     const T_INI more = ini_parse_text(std::string(text) + "\nno key\n");
-    FUZZ_CHECK(more.entries == ini.entries && more.left_out == ini.left_out + 1); // a bad line costs itself
+    FUZZ_CHECK(more.entries == ini.entries && more.left_out == ini.left_out + 1); // a bad line only affects itself
     for (const T_INI_ENTRY &entry : ini.entries) {
         FUZZ_CHECK(is_clean(entry.section) && is_clean(entry.key) && is_clean(entry.value));
         FUZZ_CHECK(ini.find(entry.section, entry.key) != nullptr);

@@ -6,7 +6,7 @@
 #include "large.h"
 #include "service/notify_handler.h"
 
-/* The bodies of notices, which any program of the machine may send. */
+/* Bodies of notices, which any program of the machine may send. */
 void fuzz_one(std::string_view text)
 {
     TServiceNotice notice;

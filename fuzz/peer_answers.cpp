@@ -12,7 +12,7 @@ namespace {
 
 constexpr uint64_t kNowMs = 1'700'000'000'000;
 
-/* An id beyond the channels ends the process, as it is meant to. */
+/* An id beyond the channels ends the process, as intended. */
 bool is_beyond_channels(json_object *array)
 {
     for (size_t i = 0; i < json_object_array_length(array); ++i) {
@@ -64,7 +64,7 @@ void take_answer(const std::string &answer)
 
 } // namespace
 
-/* What the recording and the configuration service answer. */
+/* Answers of the recording and the configuration service. */
 void fuzz_one(std::string_view text)
 {
     take_answer(std::string(text));

@@ -15,15 +15,15 @@ constexpr size_t kMostCuts = 512;
 
 void replay(std::string_view text)
 {
-    const auto exact = std::make_unique<char[]>(text.size()); // a sanitizer sees who reads on
+    const auto exact = std::make_unique<char[]>(text.size()); // a sanitizer detects reads beyond it
     memcpy(exact.get(), text.data(), text.size());
     fuzz_one({exact.get(), text.size()});
 }
 
 } // namespace
 
-/* replay FOLDER: each kept input once more, and each of its beginnings, as a writer
- * that was cut off leaves them. The last name told is that of the input at fault. */
+/* replay FOLDER: runs each kept input, and each of its beginnings, as an interrupted writer leaves them. The last name
+ * printed is that of the failing input. */
 int main(int argc, char **argv)
 {
     std::vector<std::filesystem::path> inputs;

@@ -15,7 +15,7 @@
 
 namespace {
 
-/* The kinds that answer, with a history to answer from. */
+/* The statistics that answer queries, with a history each. */
 class TKinds : fake::TPlatformTest {
 public:
     TKinds()
@@ -52,7 +52,7 @@ private:
     void TestBody() override {}
 };
 
-/* Up to `end`, which goes too. */
+/* Takes the text up to `end`, which is removed too. */
 std::string_view take_until(std::string_view *rest, char end)
 {
     const size_t size = std::min(rest->find(end), rest->size());
@@ -75,8 +75,7 @@ void check_answer(const fake::T_REPLY &reply)
 
 } // namespace
 
-/* Requests as "METHOD TARGET\nBODY", the arguments as the server hands them over:
- * decoded, cut at a NUL. */
+/* Requests as "METHOD TARGET\nBODY", with the arguments as the server passes them: decoded, truncated at a NUL. */
 void fuzz_one(std::string_view text)
 {
     static const TKinds kinds;
@@ -91,5 +90,5 @@ void fuzz_one(std::string_view text)
     }
     if (const auto reply = fake::call_route(method, path, arguments, std::string(text)))
         check_answer(*reply);
-    fake::state()->notices.clear(); // else they would fill the memory
+    fake::state()->notices.clear(); // they would fill the memory
 }

@@ -3,7 +3,7 @@
 #include "large.h"
 #include "platform/stock/storage/smartctl.h"
 
-/* The documents of the tool that reads the disks' health. */
+/* The documents of smartctl. */
 void fuzz_one(std::string_view text)
 {
     T_SMART_READING reading;

@@ -1,7 +1,7 @@
 #!/bin/bash
-# try.sh DEB [TOOLS_DEB]: installs the packages into an empty tree, starts the daemon
-# there as its unit does, asks it, also with the tools, then removes and purges the
-# packages. In network and mount namespaces of its own: this machine stays as it is.
+# try.sh DEB [TOOLS_DEB]: installs the packages into an empty tree, starts the daemon there as its unit does, queries
+# it, also with the tools, then removes and purges the packages. Runs in network and mount namespaces of its own: this
+# machine is not changed.
 set -euo pipefail
 if [ -z "${VELOMOND_APART:-}" ]; then
     for apart in -nm -rnm; do
@@ -9,7 +9,7 @@ if [ -z "${VELOMOND_APART:-}" ]; then
             VELOMOND_APART=1 exec unshare $apart "$0" "$@"
         fi
     done
-    echo 'no namespaces are allowed here: nothing was tried' >&2
+    echo 'namespaces are not allowed here: nothing was tested' >&2
     exit 1
 fi
 deb=$(readlink -f "$1") tools=${2:+$(readlink -f "$2")}
@@ -31,7 +31,7 @@ in_tree()
         { cat "$tree/dpkg.log" >&2; fail "dpkg $*"; }
 }
 
-# Files and links that are not dpkg's own, nor what this script put there.
+# Files and links that neither dpkg nor this script created.
 left_over()
 {
     find "$tree" -path "$tree/var/lib/dpkg" -prune -o ! -type d -printf '%P\n' | sort | comm -23 - <(sort "$1")
@@ -41,22 +41,22 @@ ip link set lo up
 mount -t tmpfs tmpfs /dev/shm
 mkdir -p "$tree"/var/lib/dpkg/{info,updates,triggers} "$tree"/{run/lock,Vtmp}
 ln -s ../run/lock "$tree/var/lock"
-chmod 1777 "$tree/Vtmp" # others were here first
+chmod 1777 "$tree/Vtmp" # created by others before
 touch "$tree/var/lib/dpkg/status" "$tree/stderr" "$tree/dpkg.log"
 
 in_tree --install "$deb"
 unit=$tree/usr/lib/systemd/system/velomond.service
 for link in multi-user.target.wants/velomond.service sockets.target.wants/velomond-smart.socket; do
-    [ -L "$tree/etc/systemd/system/$link" ] || fail "$link is not there"
+    [ -L "$tree/etc/systemd/system/$link" ] || fail "$link is missing"
 done
 for folder in Vtmp Vdbglog etc/reverseproxy/extra; do
-    [ -d "$tree/$folder" ] || fail "no /$folder"
+    [ -d "$tree/$folder" ] || fail "/$folder is missing"
 done
 systemd-tmpfiles --root="$tree" --create velomond.conf
 [ "$(stat -c %a "$tree/Vtmp" "$tree/Vdbglog" | xargs)" = '1777 755' ] || fail 'the modes of folders were changed'
 (cd "$tree" && md5sum --quiet -c var/lib/dpkg/info/velomond.md5sums) || fail 'files are not as packaged'
 
-# The packaged examples and stand-ins make the tree a root to run on.
+# With the packaged examples and stand-ins the tree is a complete root.
 {
     (cd "$tree/usr/share/doc/velomond/examples" && find . ! -type d -printf '%P\n')
     printf '%s\n' proc sys stderr dpkg.log var/lock usr/bin/{ostra_log_tool,vcmd} var/log/velomond_tools.jsonl
@@ -68,7 +68,7 @@ for tool in ostra_log_tool vcmd; do
 done
 ln -s /proc /sys "$tree"
 
-# As the unit does it; the process that stays tells its id.
+# As the unit does; the remaining process logs its id.
 read -ra start < <(sed -n 's/^ExecStart=//p' "$unit")
 VELOMOND_ROOT=$tree "$tree${start[0]}" "${start[@]:1}" 2>>"$tree/stderr" || fail 'the daemon did not start'
 for _ in {1..100}; do
@@ -90,7 +90,7 @@ if [ -n "$tools" ]; then
         metrics=$(curl -sf http://127.0.0.1:10192/metrics) && break
         sleep 0.1
     done
-    kill -TERM $! && wait $! || fail 'the exporter does not end well'
+    kill -TERM $! && wait $! || fail 'the exporter failed at its end'
     [[ $metrics == *$'\nvelomond_up 1\n'* ]] || fail "the metrics are [${metrics:-}]"
     in_tree --purge velomond-tools
 fi
@@ -103,10 +103,10 @@ done
 pid=
 
 in_tree --remove velomond
-[ ! -e "$tree/usr/sbin/VeloMond" ] && [ ! -e "$unit" ] || fail 'removal left files'
-[ -e "$tree/Vtmp/.sys_stats/log_0/cpu_stats.csv" ] || fail 'removal took the dumps'
+[ ! -e "$tree/usr/sbin/VeloMond" ] && [ ! -e "$unit" ] || fail 'the removal left files'
+[ -e "$tree/Vtmp/.sys_stats/log_0/cpu_stats.csv" ] || fail 'the removal deleted the dumps'
 in_tree --purge velomond
 left=$(left_over "$tree/var/lib/dpkg/ours")
 [ -z "$left" ] || fail "left after the purge: $left"
 [ ! -e "$tree/Vtmp" ] && [ ! -e "$tree/Vdbglog" ] || fail 'the purge left empty folders'
-echo "installed, started, asked, stopped, removed, purged: ${deb##*/} ${tools##*/}"
+echo "installed, started, queried, stopped, removed, purged: ${deb##*/} ${tools##*/}"

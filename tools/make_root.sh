@@ -1,8 +1,7 @@
 #!/bin/bash
-# make_root.sh FOLDER: prepares a tree that stands for "/" of the appliance (see
-# VELOMOND_ROOT), with this machine's /proc, /sys and /dev in it, the example
-# configuration, and stand-ins for the appliance's tools. A tree that is there
-# already keeps its files.
+# make_root.sh FOLDER: prepares a tree to replace "/" of the appliance (see VELOMOND_ROOT), with this machine's /proc,
+# /sys and /dev in it, the example configuration, and stand-ins for the appliance's tools. Files of an existing tree are
+# kept.
 set -euo pipefail
 packaging=$(cd "$(dirname "${BASH_SOURCE[0]}")/../packaging" && pwd)
 root=$1
@@ -16,7 +15,7 @@ cp -R --no-clobber "$packaging"/examples/. "$root"
 for tool in usr/bin/ostra_log_tool usr/bin/vcmd usr/local/cmsbin/cfg_bak_tool usr/sbin/apache2; do
     cp --no-clobber "$packaging"/standins/appliance_tool "$root/$tool"
 done
-# Where this machine has them, the figures are real.
+# With this machine's tools the figures are real.
 for tool in usr/sbin/smartctl usr/sbin/sysctl; do
     [ -e "$root/$tool" ] || [ ! -e "/$tool" ] || ln -s "/$tool" "$root/$tool"
 done

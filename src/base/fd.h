@@ -3,7 +3,7 @@
 #include <unistd.h>
 #include <utility>
 
-/* A descriptor, closed with its owner; -1 is none. */
+/* Owns a file descriptor and closes it; -1 is no descriptor. */
 class TFd {
 public:
     TFd() = default;

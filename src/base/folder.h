@@ -9,7 +9,7 @@ struct TFolderClose {
     void operator()(DIR *folder) const { (void)closedir(folder); }
 };
 
-/* An open folder, closed with its owner; one thread at a time reads it. */
+/* Owns an open folder and closes it; for one thread at a time. */
 using TFolder = std::unique_ptr<DIR, TFolderClose>;
 
 /* Opens a folder; null with errno set on failure. */
@@ -18,5 +18,5 @@ inline TFolder folder_open(const std::string &path)
     return TFolder(opendir(path.c_str()));
 }
 
-/* The names in a folder, sorted, without "." and "..". 0 or -errno, which leaves *out as it is. */
+/* Lists the names in a folder, sorted, without "." and "..". Returns 0 or -errno; *out is unchanged on failure. */
 int folder_names(const std::string &path, std::vector<std::string> *out);

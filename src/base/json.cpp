@@ -11,7 +11,7 @@
 
 namespace {
 
-/* What json_tokener_parse does, which crashes without memory for its tokener. */
+/* Not json_tokener_parse, which crashes when its tokener cannot be allocated. */
 using TTokener = std::unique_ptr<json_tokener, decltype(&json_tokener_free)>;
 
 TJson parse(json_tokener *tokener, const char *text, int length)
@@ -128,7 +128,7 @@ void json_give(json_object *parent, const char *key, TJson value)
     constexpr unsigned kKey = JSON_C_OBJECT_ADD_CONSTANT_KEY | JSON_C_OBJECT_ADD_KEY_IS_NEW; // no copy, no search
     if (parent == nullptr || value == nullptr || json_object_object_add_ex(parent, key, value.get(), kKey) != 0)
         throw std::bad_alloc();
-    (void)value.release(); // the parent's now
+    (void)value.release(); // owned by the parent now
 }
 
 void json_append(json_object *array, TJson value)

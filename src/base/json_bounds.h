@@ -3,17 +3,17 @@
 #include <cstddef>
 #include <string_view>
 
-/* What a parser may be given to make a tree of. A tree takes far more than its text: json-c makes 800 bytes of an empty
- * object, 80 to 190 of any other value or member. Within these bounds it stays below 4 MB, and 192 channels may have
- * eighty members each. */
+/* Limits for what a parser may turn into a tree. A tree takes far more memory than its text: json-c allocates 800 bytes
+ * for an empty object, 80 to 190 for any other value or member. Within these limits a tree stays below 4 MB, and 192
+ * channels may have eighty members each. */
 constexpr size_t kJsonMaxNodes = 16384;
-constexpr size_t kJsonObjectNodes = 5; // an object counts for so many
+constexpr size_t kJsonObjectNodes = 5; // an object counts as this many
 constexpr size_t kJsonMaxDepth = 64;
 
-/* The one look at foreign JSON before any parser's: false when its tree would be larger than the bounds. It never
- * counts less than a parser makes, also of what is no JSON: each value but the first comes behind a bracket, a brace or
- * a comma. Only what stands in strings is not counted, and only up to the first comment or single quote, from where on
- * parsers may differ about what a string is. */
+/* Checks untrusted JSON before any parser reads it: false when its tree would exceed the limits. The count is never
+ * lower than the number of nodes a parser makes, even for text that is not JSON: each value but the first follows a
+ * bracket, a brace or a comma. Only the content of strings is not counted, and only up to the first comment or single
+ * quote; from there on parsers may disagree on what a string is. */
 constexpr bool json_is_bounded(std::string_view text)
 {
     size_t nodes = 1, depth = 0;

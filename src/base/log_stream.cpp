@@ -24,7 +24,7 @@ constexpr int kWritingSignals[] = {SIGINT, SIGTERM, SIGHUP}; // and those of a c
 constexpr int kYields = 64;
 constexpr int kPauses = 50; // of 1 ms each
 std::atomic<bool> g_busy{false};
-std::atomic<uint64_t> g_dropped[2]; // of standard output, of standard error
+std::atomic<uint64_t> g_dropped[2]; // for standard output, for standard error
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<uint64_t>::is_always_lock_free,
               "signal handlers touch them");
 
@@ -82,8 +82,8 @@ private:
     bool m_held = false;
 };
 
-/* A pipe that has room takes PIPE_BUF bytes; files always have, and a stream that
- * is broken fails at once. */
+/* A writable pipe has room for PIPE_BUF bytes; files are always writable, and a write to a broken stream fails at
+ * once. */
 bool has_room(int fd)
 {
     struct pollfd one = {fd, POLLOUT, 0};
@@ -95,8 +95,8 @@ bool write_whole(int fd, const char *text, size_t length)
     return has_room(fd) && write(fd, text, length) == static_cast<ssize_t>(length);
 }
 
-/* With the lock: the text, and before it how many were dropped. In one write where
- * that has room: the last free page of a pipe would take the count alone. */
+/* Called with the lock held. Writes the number of dropped lines, if any, and the text; in one write where both fit,
+ * since the last free page of a pipe would take only the number. */
 bool write_with_count(int fd, const char *text, size_t length, std::atomic<uint64_t> *dropped)
 {
     const uint64_t count = dropped->load();
@@ -110,14 +110,14 @@ bool write_with_count(int fd, const char *text, size_t length, std::atomic<uint6
         end = std::copy_n(text, length, end);
     if (!write_whole(fd, both, static_cast<size_t>(end - both)))
         return false;
-    *dropped -= count; // others may have dropped one meanwhile, for want of the lock
+    *dropped -= count; // threads that did not get the lock may have dropped lines meanwhile
     return together || write_whole(fd, text, length);
 }
 
-/* `write_once` gets the count of dropped lines and says whether it wrote. */
+/* `write_once` receives the counter of dropped lines and returns whether it wrote. */
 template <typename TWrite> bool write_or_drop(int fd, TWrite write_once)
 {
-    const int error = errno; // an interrupted thread may be about to look at it
+    const int error = errno; // an interrupted thread may be about to read it
     std::atomic<uint64_t> &dropped = g_dropped[fd == STDOUT_FILENO ? 0 : 1];
     const TStreamLock lock;
     const bool written = lock.is_held() && write_once(&dropped);

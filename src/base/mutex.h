@@ -4,8 +4,8 @@
 #include <condition_variable>
 #include <mutex>
 
-/* Locks that the compiler checks: clang, in `./dev lint`, refuses an access to what
- * VELOMOND_GUARDED_BY names without its lock. GCC ignores all of it. */
+/* Locks that the compiler checks: clang, in `./dev lint`, rejects access to a GUARDED_BY member without its lock. GCC
+ * ignores the annotations. */
 #ifdef __clang__
 #define VELOMOND_LOCKS(x) __attribute__((x))
 #else
@@ -28,8 +28,7 @@ private:
     std::mutex m_mutex;
 };
 
-/* Holds a lock from here to the end of the block, but for the time between unlock()
- * and lock(). */
+/* Holds a lock to the end of the block, except between unlock() and lock(). */
 class VELOMOND_LOCKS(scoped_lockable) TLock {
 public:
     explicit TLock(TMutex &mutex) VELOMOND_LOCKS(acquire_capability(mutex)) : m_held(mutex) {}
@@ -44,8 +43,8 @@ private:
     std::unique_lock<TMutex> m_held;
 };
 
-/* Waits for a change of what a lock guards. The callers test in a loop, so that the
- * analysis sees them hold the lock: `while (!ready) changed.wait(lock);`. */
+/* Waits for a change of what a lock guards. Callers test the condition in a loop of their own, so that the analysis
+ * sees the lock held: `while (!ready) changed.wait(mutex);`. */
 class TCondition {
 public:
     void notify_one() { m_condition.notify_one(); }
@@ -54,13 +53,13 @@ public:
     {
         std::unique_lock<std::mutex> held(mutex.m_mutex, std::adopt_lock);
         m_condition.wait(held);
-        (void)held.release(); // the caller's, as before
+        (void)held.release(); // still locked, as the caller expects
     }
     void wait_for(TMutex &mutex, std::chrono::steady_clock::duration time) REQUIRES(mutex)
     {
         (void)wait_until(mutex, std::chrono::steady_clock::now() + time);
     }
-    /* False when the time has come. */
+    /* False on timeout. */
     bool wait_until(TMutex &mutex, std::chrono::steady_clock::time_point time) REQUIRES(mutex)
     {
         std::unique_lock<std::mutex> held(mutex.m_mutex, std::adopt_lock);

@@ -30,7 +30,7 @@ int thread_create(TThreadKind kind, void *(*entry)(void *), void *argument, pthr
 
 void thread_set_name(const char *name)
 {
-    char kernel_name[16]; // the kernel refuses longer ones
+    char kernel_name[16]; // the kernel rejects longer names
     text_copy(kernel_name, name);
     (void)pthread_setname_np(pthread_self(), kernel_name);
 }

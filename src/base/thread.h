@@ -3,8 +3,8 @@
 #include <csignal>
 #include <pthread.h>
 
-/* While it exists, the calling thread takes no signal but those of a crash; a
- * thread that is created meanwhile never does. */
+/* While it exists, the calling thread blocks all signals but those of a crash; threads created meanwhile block them for
+ * good. */
 class TSignalsHeld {
 public:
     TSignalsHeld();
@@ -18,8 +18,8 @@ private:
 
 enum TThreadKind { kJoinable, kDetached };
 
-/* Creates a thread that takes no signal but those of a crash: the others belong to the
- * main thread. 0, or pthread_create's error. */
+/* Creates a thread that blocks all signals but those of a crash: the main thread handles them. Returns 0 or
+ * pthread_create's error. */
 int thread_create(TThreadKind kind, void *(*entry)(void *), void *argument, pthread_t *thread);
 
 /* Names the calling thread; the kernel keeps the first 15 characters. */

@@ -2,8 +2,7 @@
 
 #include <cstdint>
 
-/* The camera-management record. It is compared byte for byte, so whoever fills
- * one starts from zeros. */
+/* The camera-management record. Records are compared byte for byte, so they are filled starting from zeros. */
 struct st_cmv_info {
     uint8_t value1;
     uint8_t value2;
@@ -15,5 +14,5 @@ struct st_cmv_info {
 };
 static_assert(sizeof(st_cmv_info) == 136);
 
-int get_cmv_info(st_cmv_info &info);   // what holds now
-int check_cmv_info(st_cmv_info &info); // what is on record
+int get_cmv_info(st_cmv_info &info);   // the current record
+int check_cmv_info(st_cmv_info &info); // the recorded one

@@ -15,8 +15,7 @@ public:
     http_request(const http_request &) = delete;
     http_request &operator=(const http_request &) = delete;
 
-    /* The first argument of that name in the query string, decoded; empty when
-     * there is none. A NUL inside ends the value. */
+    /* The first argument of that name in the query string, decoded; empty when missing. It ends at the first NUL. */
     virtual std::string get_arg(const std::string &key) const = 0;
 
     /* The whole body. */

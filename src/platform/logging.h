@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string>
 
-/* The platform's general debug trace: one line, told on standard error. A line
- * feed is added when the text has none. */
+/* The platform's general debug trace: writes one line to standard error, adding a line feed when the text has none at
+ * its end. */
 void log_Debug(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 /* One entry of the surveillance event log. */

@@ -6,14 +6,14 @@
 class COstraStorage {
 public:
     int create_storage_setting();    // opens; 0, else negative
-    int get_storage_flag(int *flag); // 0; negative and *flag untouched when it is not set
+    int get_storage_flag(int *flag); // 0; negative, with *flag unchanged, when it is not set
     void destroy_storage_setting();  // releases; harmless when not open
 
 private:
     bool m_open = false;
 };
 
-/* Sizes of the surveillance database in MB. The last one is the whole. */
+/* Sizes of the surveillance database in MB. The last one is the total. */
 struct db_size_m {
     uint64_t files = 0;
     uint64_t folders = 0;
@@ -25,5 +25,5 @@ struct db_size_m {
 class CDBSize {
 public:
     int init();                               // 0, else negative
-    int check_database_size(db_size_m &size); // 0; negative and size untouched on failure
+    int check_database_size(db_size_m &size); // 0; negative, with size unchanged, on failure
 };

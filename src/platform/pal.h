@@ -6,9 +6,8 @@
 #include <utility>
 #include <vector>
 
-/* The platform access layer: what the appliance knows of its own hardware and
- * settings. Every call returns 0 on success; on failure the output keeps what it
- * had. Any thread may call. */
+/* The platform access layer: the appliance's hardware and settings. Every call returns 0 on success; on failure the
+ * output is unchanged. Any thread may call. */
 
 /* A call was given up because the calling thread was asked to stop (interrupt.h): no
  * finding about what it was asked for. */
@@ -51,7 +50,7 @@ struct t_storage_disk_input {
 };
 struct t_storage_enclosure_info {
     int32_t enclosure_count = 0;
-    int32_t disk_count = 0; // numbers of disks, from 0, that are to be asked for
+    int32_t disk_count = 0; // number of disk numbers to query, counted from 0
 };
 uint32_t PAL_storage_get_enclosure_list(const t_auth &auth, const t_storage_disk_input &in,
                                         t_storage_enclosure_info &out);
@@ -72,9 +71,8 @@ struct t_storage_smart_info {
     int32_t alert = 0; // 1: the disk itself expects to fail
     int32_t power_on_hours = 0;
 };
-/* SMART of disk number in.id. A number without a disk, and a disk without SMART,
- * are no failures: the record stays as it is, as does each of its figures that the
- * disk does not give. Of a sleeping disk it is what was last read. */
+/* SMART of disk number in.id. A number without a disk and a disk without SMART are not failures: the record is
+ * unchanged, as is each figure that the disk does not provide. For a sleeping disk it is the last reading. */
 uint32_t PAL_storage_get_disk_smart_info(const t_auth &auth, const t_storage_disk_input &in, t_storage_smart_info &out);
 
 /* --- System --------------------------------------------------------------- */
@@ -90,19 +88,18 @@ struct t_system {
     t_system_time time;
     t_system_time_ntp ntp;
 };
-/* The server's name; fails where the appliance's own record of it cannot be read. */
+/* The server's name; fails when the appliance's record of it cannot be read. */
 uint32_t PAL_system_get_syssetting(const t_auth &auth, const t_system &request, t_system &reply);
 
 struct t_syshealth_info {
-    std::string text;                                      // "good" or what is wrong
+    std::string text;                                      // "good" or the fault
     std::vector<std::pair<std::string, std::string>> fans; // name, status code (decimal; "9" failed)
 };
 uint32_t PAL_mgr_syshealth_info(const t_auth *auth, t_syshealth_info *info, std::string *text);
 
 /* --- Message bus ----------------------------------------------------------- */
 
-/* One notification with fourteen texts: level, type, category, code and up to
- * ten arguments, null where there is none. */
+/* One notification with fourteen texts: level, type, category, code and up to ten arguments, null where unused. */
 uint32_t PAL_vbus_nc_notify(const char *level, const char *type, const char *category, const char *code, const char *a1,
                             const char *a2, const char *a3, const char *a4, const char *a5, const char *a6,
                             const char *a7, const char *a8, const char *a9, const char *a10);
@@ -115,7 +112,7 @@ struct t_vbus_reverse_proxy_rule_info {
 };
 struct t_vbus_reverse_proxy_info {
     std::vector<t_vbus_reverse_proxy_rule_info> rules;
-    std::string response; // filled in the answer, on failure too
+    std::string response; // filled in the reply, on failure too
 };
 uint32_t PAL_vbus_update_reverse_proxy(const t_vbus_reverse_proxy_info &request, t_vbus_reverse_proxy_info &answer);
 

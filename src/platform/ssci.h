@@ -20,10 +20,9 @@ public:
 
 using ssci_handler = std::shared_ptr<httpserver::http_response> (*)(const httpserver::http_request &);
 
-/* One route: a path and a handler per HTTP method, null where the method is not
- * served. Routes are made before main and unmade at exit; while the server is up
- * their handlers are called on its request threads, or on
- * one of their own where they may wait for long. */
+/* One route: a path and a handler per HTTP method, null where the method is not served. Routes are constructed before
+ * main and destroyed at exit; while the server is up their handlers are called on its request threads, or on a separate
+ * thread where they may wait for long. */
 class common_http_resource {
 public:
     common_http_resource(const char *path, ssci_handler get, ssci_handler put = nullptr, ssci_handler post = nullptr,
@@ -52,7 +51,7 @@ long long ssci_server_start();
 long long ssci_server_stop();
 long long ssci_server_destory();
 
-/* A thread that can be told to stop and be joined. */
+/* A thread that can be stopped and joined. */
 class TThread {
 public:
     TThread() = default;
@@ -67,9 +66,8 @@ public:
     std::atomic<bool> m_terminate{false};
 };
 
-/* A session with the local hub: what is announced goes out under the service's
- * name; with a route, run() keeps a subscription that has notices of other
- * services delivered there by PUT. */
+/* A session with the local hub: notices are sent under the service's name; with a route, run() maintains a subscription
+ * that has notices of other services delivered there by PUT. */
 class TNotifySessionManager : public TThread {
 public:
     explicit TNotifySessionManager(const char *service, const char *route = "");
@@ -79,9 +77,8 @@ public:
     int stop(int mode) override;
     int wait() override;
 
-    /* Announces one notice to all who subscribed. It waits for nobody: 0 means that
-     * the notice is on its way, also when the session ends now; else an error code
-     * of the client calls below. Any thread may call. */
+    /* Sends one notice to all subscribers. Does not block: 0 means that the notice is queued for sending, even when the
+     * session ends now; otherwise an error code of the client calls below. Any thread may call. */
     long long sendNotification(int category, int code, const char *text, int level);
 
 private:
@@ -93,13 +90,13 @@ private:
  *
  * Each call is bounded by `timeout_s` in all and by one second for connecting.
  * Results: 0 the peer answered with a 2xx status; 1 the service name is not
- * known; 2 the peer answered with another status; 3 transport error, told by
+ * known; 2 the peer answered with another status; 3 transport error, described by
  * __ssci_errno and ssci_strerror (of the calling thread's last call); 4 wrong
- * arguments; 5 given up because the calling thread was asked to (interrupt.h),
- * which is no finding about the peer. *answer is the body, at most 1 MiB, and is
- * only touched on 0 and on 2, where it is what the peer says about its refusal. */
+ * arguments; 5 cancelled because the calling thread was asked to stop (interrupt.h),
+ * which is not a fault of the peer. *answer is the body, at most 1 MiB, and is
+ * only changed on 0 and on 2, where it is the body of the error response. */
 
-/* Query arguments in order; they are URL-encoded on the way. */
+/* Query arguments in order; sent URL-encoded. */
 using ssci_params = std::vector<std::pair<std::string, std::string>>;
 
 constexpr long long SSCI_OK = 0;

@@ -2,9 +2,8 @@
 
 #include <pthread.h>
 
-/* A wait that another thread can end: an auto-reset event. A signal that comes
- * while nobody waits is kept for the next wait, so a request to stop is never
- * lost between testing a flag and going to sleep. */
+/* A wait that another thread can end: an auto-reset event. A signal without a waiter is kept for the next wait, so a
+ * request to stop is never lost between testing a flag and going to sleep. */
 struct vos_cond_t {
     pthread_mutex_t mutex;
     pthread_cond_t cond;
@@ -23,5 +22,5 @@ int vos_cond_wait(vos_cond_t *cond, int seconds);
 /* Ends the wait in progress, or the next one. Returns 0. */
 int vos_cond_wait_signal(vos_cond_t *cond);
 
-/* Releases the object; nobody may be waiting. Returns 0. */
+/* Releases the object; no thread may be waiting on it. Returns 0. */
 int vos_cond_wait_destroy(vos_cond_t *cond);

@@ -37,12 +37,12 @@ std::string read_request()
     return {text, size};
 }
 
-/* A file of the kernel's own that is there for each block device, and for each
- * NVMe controller. -1 when it knows neither. */
+/* Opens a file of sysfs that exists for each block device and each NVMe controller. -1 when the kernel knows no such
+ * device. */
 int open_device_number(const std::string &name)
 {
     for (const char *folder : {"/sys/class/block/", "/sys/class/nvme/"}) {
-        /* Handed on to smartctl: the lock on it lives as long as the reading. */
+        /* Inherited by smartctl, so that the lock on it lasts as long as the reading. */
         const int fd = open(host_path(folder + name + "/dev").c_str(), O_RDONLY);
         if (fd >= 0)
             return fd;
@@ -57,7 +57,7 @@ int open_device_number(const std::string &name)
     const std::string node = "/dev/" + request.device;
     std::vector<char *> argv;
     for (const char *one : smartctl_command(node.c_str(), request.may_wake))
-        argv.push_back(const_cast<char *>(one)); // execv leaves them alone
+        argv.push_back(const_cast<char *>(one)); // execv does not modify them
     argv.push_back(nullptr);
     execv(host_path(argv[0]).c_str(), argv.data());
     perror(argv[0]);
@@ -93,7 +93,7 @@ int smart_helper_serve()
         fprintf(stderr, "%s is still being read\n", request.device.c_str());
         return 1;
     }
-    signal(SIGCHLD, SIG_DFL); // where our parent has it ignored, no exit status would reach us
+    signal(SIGCHLD, SIG_DFL); // if the parent left it ignored, the exit status would be lost
     const pid_t pid = fork();
     if (pid == 0)
         become_smartctl(request);

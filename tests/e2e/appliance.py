@@ -1,5 +1,5 @@
-"""The daemon on a whole appliance: the other services simulated, the tools stood
-in for, and where a test asks for it a machine whose every figure is the test's."""
+"""The daemon on a complete appliance: with simulated services, stand-ins for the
+tools and, if a test uses it, a machine with all figures set by the test."""
 
 import json
 import os
@@ -31,7 +31,7 @@ def ask(path):
 
 
 class TMachine:
-    """What /proc, /sys and /dev of a root show: a small machine with one core, one
+    """The /proc, /sys and /dev of a root: a small machine with one core, one
     network interface, one cache device, one disk and one fan."""
 
     def __init__(self, root):
@@ -50,7 +50,7 @@ class TMachine:
         self.write('sys/class/hwmon/hwmon0/name', 'board\n')
         self.write('sys/class/hwmon/hwmon0/fan1_input', '900\n')
         (root / 'dev/mapper').mkdir(parents=True)
-        (root / 'dev/mapper/cachedev1').symlink_to('/dev/null')  # numbered 1 3 everywhere
+        (root / 'dev/mapper/cachedev1').symlink_to('/dev/null')  # has the number 1 3 on every machine
         tool = root / 'usr/sbin/smartctl'
         tool.unlink(missing_ok=True)
         shutil.copy(STAND_IN, tool)
@@ -59,7 +59,7 @@ class TMachine:
         self.counters(0)
 
     def write(self, path, text):
-        """In one step for whoever reads."""
+        """Replaces a file in one step."""
         path = self.root / path
         path.parent.mkdir(parents=True, exist_ok=True)
         new = path.with_name('.new')
@@ -67,7 +67,7 @@ class TMachine:
         new.rename(path)
 
     def counters(self, steps):
-        """Of each step the machine spends 10 s: one core busy for 1.5 s of them in
+        """Each step takes 10 s of the machine: one core busy for 1.5 s of them in
         user mode and 0.5 s in the system, the first service of the table for 1 s and
         2 s; 1000 bytes sent, 3000 received; 4 reads of 2 KB in 8 ms, 2 writes of 3 KB."""
         cpu = f'{150 * steps} 0 {50 * steps} {800 * steps} 0 0 0 0 0 0'
@@ -137,8 +137,8 @@ class TApplianceTest(TDaemonTest):
         os.replace(new, path)
 
     def journal(self, path, method=None):
-        """What the simulator was told under a path, oldest first."""
-        entries = map(json.loads, (self.root / 'journal').read_text().split('\n')[:-1])  # the last may not be whole
+        """The simulator's requests under a path, oldest first."""
+        entries = map(json.loads, (self.root / 'journal').read_text().split('\n')[:-1])  # the last may be incomplete
         return [one for one in entries if one['path'] == path and method in (None, one['method'])]
 
     def wait_for_request(self, path, method=None, count=1, timeout_s=15.0):

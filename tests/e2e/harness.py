@@ -1,4 +1,4 @@
-"""Starts the daemon on a host root of its own and looks at it from outside."""
+"""Starts the daemon on a host root of its own and observes it from outside."""
 
 import ctypes
 import http.client
@@ -14,10 +14,10 @@ import unittest
 BINARY = os.environ['VELOMOND_BINARY']
 MAKE_ROOT = pathlib.Path(__file__).resolve().parents[2] / 'tools' / 'make_root.sh'
 HOST, PORT = '127.0.0.1', 10191
-ZONE, ZONE_S = 'TST-05:45', -20700  # where the daemon runs: neither the day nor the hour begins with that of UTC
+ZONE, ZONE_S = 'TST-05:45', -20700  # the daemon's: neither its days nor its hours begin with those of UTC
 PR_SET_CHILD_SUBREAPER = 36
 
-# What a daemonised process leaves behind comes to us, with its exit status.
+# Orphans of a daemonised process become our children, with their exit status.
 ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
 
 
@@ -32,18 +32,18 @@ def eventually(condition, timeout_s=10.0):
 
 
 def unless_gone(read):
-    """What read() gives; None for a thread or descriptor that has ended since."""
+    """The result of read(); None for a thread or descriptor that has ended since."""
     try:
         return read()
     except (FileNotFoundError, ProcessLookupError):
         return None
 
 
-KEPT = set()  # processes of the tests themselves, none of the daemon's
+KEPT = set()  # processes of the tests themselves
 
 
 def children():
-    """Processes that are ours to wait for, ended ones too."""
+    """Child processes, including ended ones."""
     return [int(one) for task in pathlib.Path('/proc/self/task').iterdir()
             for one in (task / 'children').read_text().split() if int(one) not in KEPT]
 
@@ -88,7 +88,7 @@ class Daemon:
         return self
 
     def follow_daemon(self):
-        """After -d: from now on this object is the process that was left."""
+        """After -d: from now on this object is the remaining process."""
         assert self.wait() == 0
         told = eventually(lambda: re.search(r'^pid=\[(\d+)\]$', self.text(), re.M))
         self.pid, self.status = int(told[1]), None
@@ -137,7 +137,7 @@ class Daemon:
 
 
 class TDaemonTest(unittest.TestCase):
-    """A fresh host root for each test; no process outlives its test, however it ends."""
+    """A fresh host root for each test; no process outlives its test, passed or failed."""
 
     def setUp(self):
         folder = tempfile.TemporaryDirectory(prefix='velomond_e2e_')

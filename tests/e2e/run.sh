@@ -1,7 +1,6 @@
 #!/bin/bash
-# run.sh MODULE[.CLASS[.TEST]]...: runs end-to-end tests on the daemon that
-# VELOMOND_BINARY names, apart from the machine where that is allowed. With
-# VELOMOND_NO_SKIP a test that could not be run counts as failed.
+# run.sh MODULE[.CLASS[.TEST]]...: runs end-to-end tests on the daemon given by VELOMOND_BINARY, in namespaces of their
+# own where that is allowed. With VELOMOND_NO_SKIP a skipped test counts as failed.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")"
 if [ -z "${VELOMOND_NO_SKIP:-}" ]; then

@@ -1,4 +1,4 @@
-"""What takes minutes and hours, with a clock that runs faster."""
+"""Events that take minutes and hours, with a clock that runs faster."""
 
 import calendar
 import os
@@ -18,7 +18,7 @@ APP, VERSION = '''"'Ostra Surveillance'"''', '''"'5.2.0.3071'"'''
 
 @unittest.skipUnless(os.environ.get('VELOMOND_FAST_CLOCK'), 'the thread sanitizer has the clock functions to itself')
 class TFastTest(TApplianceTest):
-    """Tests whose days would take days."""
+    """Tests that would take hours or days in real time."""
 
 
 @unittest.skipUnless(os.environ.get('VELOMOND_APART'), 'needs mounts of its own')
@@ -38,7 +38,7 @@ class DaysWork(TFastTest):
         self.fill_volume('64M')
 
     def fill_volume(self, size):
-        """The system volume becomes that small, its database 10 MB of it."""
+        """Makes the system volume that small, with 10 MB used by its database."""
         subprocess.run(['mount', '-t', 'tmpfs', '-o', 'size=' + size, 'tmpfs', self.volume], check=True)
         self.addCleanup(subprocess.run, ['umount', '-l', self.volume], check=True)
         (self.volume / 'database').mkdir()
@@ -51,19 +51,19 @@ class DaysWork(TFastTest):
     def events(self, code):
         return [args[5:] for args in self.tools('ostra_log_tool') if args[:5] == ['2', code, '-1', '', '']]
 
-    def test_night_of_a_sick_appliance(self):
+    def test_night_of_a_faulty_appliance(self):
         daemon = self.start_at(MIDNIGHT - 180, speed=60)
         self.assertRegex(daemon.text(), r'execute_time  : \[Tue Mar 31 23:5[78]:\d\d 2026\]\n')
 
         for path in (FAN, RECORDING):
             self.assertIn('error', self.wait_for_request(path)[0]['body'].values())
-        # Full since the start, told after 180 s, at once and then every minute; disabled once.
+        # Full since the start: reported after 180 s, at once and then every minute; disabled once.
         free = eventually(lambda: self.events('0x25020001'), timeout_s=30)[0]
         self.assertEqual(free, ['Ostra Surveillance', '1', 'a b"$(x)', '54.0 MB'])
         self.assertEqual(eventually(lambda: self.notified(FULL))[0],
                          ["'$LOG_LEVEL_ERROR'", "'$LOG_TYPE_LOG_NOTIFY'", 'C002', '002007', APP, VERSION, '---',
                           """'a b"$(x)'""", "'54'", "'$DEF_V001'", "'1'", "'$DEF_V002'", None, None])
-        # Midnight comes as the grace ends: disks are announced, and the database is too large.
+        # At midnight, as the grace ends, disk events are logged, and the database is too large.
         self.assertEqual(eventually(lambda: self.events('0x28030001')), [['Example Disk (/dev/sda)', '20000', '30000']])
         self.assertEqual(self.events('0x28020001'), [['Example Disk (/dev/sda)']])
         self.assertEqual(eventually(lambda: self.events('0x25030003')),
@@ -81,7 +81,7 @@ class DaysWork(TFastTest):
         self.assert_stops(daemon)
 
         minutes = len(self.events('0x25020001'))
-        self.assertIn(minutes, range(38, 50))  # 00:00 to 00:45, less what a busy machine misses
+        self.assertIn(minutes, range(38, 50))  # 00:00 to 00:45, less those that a busy machine misses
         self.assertEqual(len(self.journal('/vbus/ostrapro_disable')), 1)
         self.assertEqual(len(self.notified(RAID)), 1)
         self.assertEqual(len(self.tools('cfg_bak_tool')), 2)
@@ -92,7 +92,7 @@ class DaysWork(TFastTest):
 
 
 class Recovery(TFastTest):
-    """Each watcher looks once a minute, at all disks in the first minute of an hour."""
+    """Each watcher checks once a minute, all disks in the first minute of an hour."""
 
     def setUp(self):
         super().setUp()
@@ -103,20 +103,20 @@ class Recovery(TFastTest):
         self.tell_state('cameras.json', self.cameras)
 
     def told(self, path, *states):
-        """Waits until the dashboard was told these states, and no others; the last of the reports."""
+        """Waits until just these states were reported to the dashboard; returns the last report."""
         key = path.rsplit('/', 1)[-1] + '_update'
         requests = self.wait_for_request(path, 'POST', count=len(states), timeout_s=30)
         self.assertEqual([one['body'][key] for one in requests], list(states))
         return requests[-1]['body']
 
-    def test_what_fails_and_recovers_is_told_logged_and_answered(self):
+    def test_faults_and_recoveries_are_reported_logged_and_answered(self):
         daemon = self.start_at(NOON, speed=20)
         for path in (DISK, FAN, RECORDING):
             self.told(path, 'normal')
         self.wait_for_request('/recStreamService/ChannelConnStat')
-        eventually(lambda: self.log('cmv'))  # of the first round, from which on changes of the clock are seen
+        eventually(lambda: self.log('cmv'))  # the first round is over: from now on changes of the clock are detected
 
-        # All is bad, and a camera has another name.
+        # Everything fails, and a camera has another name.
         self.machine.smart(True, 30000)
         self.machine.fan('1')
         self.tell_state('recording.json', {'is_recording': False})
@@ -132,7 +132,7 @@ class Recovery(TFastTest):
         self.assertEqual((cameras['cam_stat'], cameras['conf_changed']), ('021' + '2' * 189, '001' + '0' * 189))
         self.assertEqual([one['name'] for one in ask('cam_conn?method=channel_info')['data']], ['Gate', 'Lobby'])
 
-        # The disk is well again, of the others nothing can be learnt.
+        # The disk has recovered, the state of the others is unknown.
         self.machine.smart(True, 1234)
         fans, aside = self.root / 'sys/class/hwmon', self.root / 'sys/class/aside'
         fans.rename(aside)
@@ -142,12 +142,12 @@ class Recovery(TFastTest):
         disk = 'normal', 'hour_warning', 'normal'
         self.assertEqual(self.told(DISK, *disk), ask('smart_info?method=disk_update')['data'])
         eventually(lambda: 'do_get_fan_state (70) NasHTTPAPI_SYSHEALTH_info (20)\n' in self.log('syshealth'))
-        eventually(lambda: ask('syshealth_info?method=fan_update')['data']['fan_update'] == 'normal')  # nobody is told
+        eventually(lambda: ask('syshealth_info?method=fan_update')['data']['fan_update'] == 'normal')  # not reported
         eventually(lambda: re.match(r'recording_stat.cpp:get_recording_state \(109\), ssci_GET_request fail\n'
                                     r'recording_stat.cpp:.* \(179\), get_recording_state faile \(-1761017854\)\n',
                                     self.log('recstate')))
 
-        # All answer again; the fan still fails, now the disk does too.
+        # All answer again; the fan still fails, now the disk fails too.
         self.machine.smart(False, 30000)
         fans.unlink()
         aside.rename(fans)
@@ -160,7 +160,7 @@ class Recovery(TFastTest):
         self.assertEqual(ask('recording_state')['camera_recording_update'], 'normal')
         fan = self.told(FAN, 'normal', 'error', 'error', 'normal')
         self.assertEqual(fan, ask('syshealth_info?method=fan_update')['data'])
-        self.told(DISK, *disk, 'error', 'normal')  # one in error waits for the next hour, uncounted
+        self.told(DISK, *disk, 'error', 'normal')  # a disk in error waits for the next hour, uncounted
         self.assertEqual(daemon.text().count('Recording state change \n'), 2)
         self.assert_stops(daemon)
         self.assertEqual(self.log('cmv'), 'cmv_info was changed, [1,0,2,100,5.2.0,recorder-1]->[0,0,2,-7,5.2.0,]')

@@ -1,4 +1,4 @@
-"""Start, signals and stop of the daemon, seen from outside."""
+"""Start, signals and stop of the daemon, observed from outside."""
 
 import fcntl
 import json
@@ -22,7 +22,7 @@ TEXTS = pathlib.Path(__file__).with_name('start_and_stop.txt')
 
 
 def texts(**names):
-    """Everything that a start and a stop tell, line by line; $KEY stands for a line for each of the names."""
+    """All lines that a start and a stop log; a line with $KEY is repeated for each of the names."""
     text = TEXTS.read_text()
     for key, each in names.items():
         line = f'~TStatManagerBase, delete=[${key}]\n'
@@ -31,7 +31,7 @@ def texts(**names):
 
 
 WORKERS = {'MAIN-worker', 'DISK-worker', 'SVRNAME-worker', 'VOL-worker', 'SMART-worker', 'SYS_HEALTH-work',
-           'RECSTAT-worker', 'CAMCONN-worker', 'DB-worker', 'PROXY-worker'}  # as the kernel cuts their names
+           'RECSTAT-worker', 'CAMCONN-worker', 'DB-worker', 'PROXY-worker'}  # as truncated by the kernel
 LISTENER = '0100007F:27CF'  # 127.0.0.1:10191
 
 
@@ -46,7 +46,7 @@ class Options(TDaemonTest):
 
 
 class Texts(TApplianceTest):
-    def test_start_and_stop_tell_their_steps_in_order_and_no_more(self):
+    def test_start_and_stop_log_their_steps_in_order_and_no_more(self):
         TMachine(self.root)
         daemon = self.start_up()
         processes = json.loads(get('status')[1])['daemon_list']
@@ -74,7 +74,7 @@ class Foreground(TDaemonTest):
             lines = daemon.proc(f'task/{thread}/status').read_text().splitlines()
             return int(next(line for line in lines if line.startswith('SigBlk')).split()[1], 16) & ours
 
-        eventually(lambda: blocked(daemon.pid) == 0)  # held back until the start is over
+        eventually(lambda: blocked(daemon.pid) == 0)  # blocked until the start is over
         for thread, name in daemon.threads().items():
             self.assertEqual(blocked(thread), 0 if thread == daemon.pid else ours, name)
 
@@ -95,17 +95,17 @@ class Foreground(TDaemonTest):
         daemon.wait_for_text('main:register_signal_handler(142)\nVeloMond:')
         self.assert_stops(daemon)
 
-    def test_hangups_by_the_thousand_change_nothing_and_two_interrupts_are_one_stop(self):
+    def test_a_thousand_hangups_change_nothing_and_two_interrupts_are_one_stop(self):
         daemon = self.start_up()
         for _ in range(1000):
             daemon.kill(signal.SIGHUP)
         self.assertEqual(get('status')[0], 200)
-        eventually(lambda: 'main:proc_test(126)\n' in daemon.text())  # the last of a start holds signals back
+        eventually(lambda: 'main:proc_test(126)\n' in daemon.text())  # the last step of a start blocks signals
         daemon.kill(signal.SIGINT)
         self.assert_stops(daemon, signal.SIGINT)
         self.assertEqual(daemon.text().count('VeloMond:VeloMond_stop(375)'), 1)
 
-    def test_goes_on_without_the_service_where_the_port_is_taken(self):
+    def test_continues_without_the_service_if_the_port_is_taken(self):
         with socket.socket() as other:
             other.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
             other.bind((HOST, PORT))
@@ -118,13 +118,13 @@ class Foreground(TDaemonTest):
             self.assert_stops(daemon)
         self.assertIn('\nreverse_proxy.cpp:reverse_proxy_uninit(230)\n', daemon.text())
 
-    def test_a_starter_that_does_not_listen_does_no_harm(self):
+    def test_a_closed_pipe_as_standard_error_does_no_harm(self):
         listening, told = os.pipe()
         os.close(listening)
         self.assertEqual(subprocess.run([BINARY, '-h'], stderr=told, check=False).returncode, 0)
         os.close(told)
 
-    def test_a_starter_that_never_reads_does_not_hold_it_up(self):
+    def test_an_unread_pipe_as_standard_error_does_not_block_it(self):
         fifo = self.root / 'fifo'
         os.mkfifo(fifo)
         reader = os.open(fifo, os.O_RDWR | os.O_NONBLOCK)
@@ -133,7 +133,7 @@ class Foreground(TDaemonTest):
         daemon = Daemon(self.root, stderr=fifo)
         eventually(self.answers)
         for _ in range(1400):
-            self.assertEqual(get('cpu_info')[1], '{ "return": -4 }')  # which a line of the log goes with
+            self.assertEqual(get('cpu_info')[1], '{ "return": -4 }')  # logs a line
         self.assertLessEqual(len(os.read(reader, 1 << 16)), 4096)
         get('cpu_info')
         self.assertRegex(os.read(reader, 1 << 16), rb'^log lines dropped: [1-9]\d{3}\n')
@@ -144,7 +144,7 @@ class Foreground(TDaemonTest):
         self.assert_stops(daemon)
 
     @unittest.skipUnless(os.environ.get('VELOMOND_APART'), 'needs shared memory of its own')
-    def test_shared_memory_without_room_is_told_and_survived(self):
+    def test_full_shared_memory_is_logged_and_survived(self):
         self.addCleanup(subprocess.run, ['mount', '-o', 'remount,size=0', '/dev/shm'], check=True)
         subprocess.run(['mount', '-o', 'remount,size=4k', '/dev/shm'], check=True)
         full = pathlib.Path('/dev/shm/full')
@@ -171,7 +171,7 @@ class Foreground(TDaemonTest):
             self.assertEqual(get('status')[0], 200)
             self.assert_stops(daemon)
             daemon.stderr.unlink()
-            # One file is made anew by each check of the disks, which a stop may cut short.
+            # Each check of the disks recreates one file, which a stop may interrupt.
             left.add(tuple(sorted(set(self.root.rglob('*')) - {self.root / 'tmp/hdd_power_on_hour'})))
             self.assertRaises(ConnectionRefusedError, get, 'status')
         self.assertEqual(len(left), 1, left)
@@ -183,7 +183,7 @@ class Foreground(TDaemonTest):
 
         def held():
             return len(daemon.descriptors()), len(daemon.threads())
-        # Workers now and then have a call of their own under way.
+        # Workers may have a call of their own in progress.
         before = statistics.mode(held() for _ in range(20) if time.sleep(0.05) is None)
         for path in ['status', 'cpu_info?method=avg&type=0&name=system_all', 'nowhere', 'statistics_dump'] * 50:
             get(path)
@@ -194,7 +194,7 @@ class Daemonised(TDaemonTest):
     def test_leaves_the_terminal_and_locks_out_a_second_one(self):
         lock = self.root / 'var/lock/VeloMond'
         lock.parent.mkdir(parents=True, exist_ok=True)
-        lock.symlink_to(self.root / 'elsewhere')  # is not followed
+        lock.symlink_to(self.root / 'elsewhere')  # not followed
         self.assertEqual(self.start('-d').wait(), 0)
         self.assertEqual(eventually(self.reap), 1)
         self.assertFalse((self.root / 'elsewhere').exists())
@@ -219,7 +219,7 @@ class Daemonised(TDaemonTest):
 
     @staticmethod
     def reap():
-        """The exit status of a process that was left to us, once there is one."""
+        """The exit status of an orphaned process, if one has ended."""
         pid, status = os.waitpid(-1, os.WNOHANG)
         return os.waitstatus_to_exitcode(status) if pid != 0 else None
 

@@ -1,4 +1,4 @@
-"""What the daemon leaves on disk, and a stop that something keeps from ending."""
+"""Modes of the daemon's files, and a stop that hangs."""
 
 import os
 import pathlib
@@ -34,7 +34,7 @@ class Limits(TApplianceTest):
     def test_a_stop_that_hangs_is_logged_and_ends_after_ten_seconds(self):
         TMachine(self.root)
         (self.root / 'proc/vmstat').unlink()
-        os.mkfifo(self.root / 'proc/vmstat')  # nobody writes: the round waits for good
+        os.mkfifo(self.root / 'proc/vmstat')  # without a writer: the round hangs
         clock, speed = os.environ.get('VELOMOND_FAST_CLOCK'), 1
         if clock:
             speed = 10

@@ -1,4 +1,4 @@
-"""What the daemon tells and asks the other services, and how it takes their faults."""
+"""The daemon's reports and queries to other services, and its reaction to their faults."""
 
 import re
 import signal
@@ -14,12 +14,12 @@ NOTICES = '/notify/notices'
 
 
 class Reports(TApplianceTest):
-    def test_tells_the_dashboard_what_it_finds_at_the_start(self):
+    def test_reports_its_findings_at_the_start_to_the_dashboard(self):
         TMachine(self.root)
         daemon = self.start_up()
         disk, fan = (self.wait_for_request(path, 'POST')[0]['body'] for path in (DISK, FAN))
         self.assertEqual((disk['disk_update'], fan['fan_update']), ('normal', 'normal'))
-        self.assertRegex(disk['utc_time'] + fan['utc_time'], r'^\d{20}$')  # both are texts
+        self.assertRegex(disk['utc_time'] + fan['utc_time'], r'^\d{20}$')  # both are strings
         recording = self.wait_for_request(RECORDING, 'POST')[0]['body']
         self.assertEqual(recording['camera_recording_update'], 'normal')
         asked = self.journal('/recStreamService/recording_state', 'GET')[0]['query']
@@ -32,7 +32,7 @@ class Reports(TApplianceTest):
         self.assert_stops(daemon)
         self.assertNotIn('Recording state change', daemon.text())
 
-    def test_tells_of_a_failing_disk_at_once_and_asks_it_once(self):
+    def test_reports_a_failing_disk_at_once_and_queries_it_once(self):
         machine = TMachine(self.root)
         machine.smart(False, 30000)
         daemon = self.start_up()
@@ -41,7 +41,7 @@ class Reports(TApplianceTest):
         self.assert_stops(daemon)
         self.assertEqual(len(self.tools('smartctl')), 1)
 
-    def test_a_disk_that_does_not_answer_holds_up_neither_its_listing_nor_the_stop(self):
+    def test_a_disk_that_does_not_answer_delays_neither_its_listing_nor_the_stop(self):
         TMachine(self.root)
         (self.root / 'usr/sbin/smartctl').write_text('#!/bin/sh\n: >"$VELOMOND_ROOT/asked"\nexec sleep 60\n')
         daemon = self.start_up()
@@ -49,19 +49,19 @@ class Reports(TApplianceTest):
         self.assertEqual(get('disk_info?method=notify&vol_name=x', timeout_s=2.0), (200, '{ "return": 0 }'))
         self.assert_stops(daemon)
 
-    def test_asks_nothing_about_recording_before_the_recorder_has_started(self):
+    def test_does_not_query_the_recording_before_the_recorder_has_started(self):
         (self.root / 'var/.Vnvrd_start_ok').unlink()
         daemon = self.start_up()
         self.wait_for_request(DISK)
         self.assert_stops(daemon)
         self.assertEqual(self.journal('/recStreamService/recording_state') + self.journal(RECORDING), [])
 
-    def test_tells_a_new_server_name_once(self):
+    def test_reports_a_new_server_name_once(self):
         file = self.root / 'tarn/etc/config/Tarnix.conf'
         daemon = self.start_up()
         self.wait_for_request('/recStreamService/ChannelConnInfo')
         eventually(lambda: any('inotify' in one for one in daemon.descriptors()))
-        file.write_text('[System]\nServer Name = velomond-example\nOther = 1\n')  # no news
+        file.write_text('[System]\nServer Name = velomond-example\nOther = 1\n')  # unchanged
         file.write_text('[System]\nServer Name = gate "7"\n')
         told = self.wait_for_request(NAME, 'PUT')
         self.assertEqual(told[0]['body'], '{"act":"refresh_nasname","arg":["gate "7""]}')
@@ -93,13 +93,13 @@ class Reports(TApplianceTest):
 
 
 class Notices(TApplianceTest):
-    def test_registers_takes_notices_and_takes_its_leave(self):
+    def test_registers_accepts_notices_and_unregisters(self):
         begun_s = time.time()
         daemon = self.start_up()
         self.assertEqual(self.wait_for_request(HUB, 'PUT')[0]['body'], {'host': 'localhost', 'port': 10191})
         self.assertEqual(self.wait_for_request(SUBSCRIPTION, 'PUT')[0]['body'], {'route': '/sysmonService/Notify'})
         self.wait_for_request('/nameserver/services/recStreamService', 'GET')
-        announced = len(self.wait_for_request(NOTICES))  # of the start's own refresh
+        announced = len(self.wait_for_request(NOTICES))  # from the refresh at the start
         for number, (notice, code) in enumerate([
                 ({'notice_reason': {'type': 1033, 'action': 0}}, 0),
                 ({'notice_reason': {'type': 1035}}, 0),
@@ -114,7 +114,7 @@ class Notices(TApplianceTest):
         self.assertEqual(announcements, [{'session': 'VeloMond', 'category': 14, 'code': 14001, 'text': '', 'level': 5}] *
                          len(announcements))
         ten_minute_mark = any((at_s - ZONE_S) // 60 % 10 == 0 for at_s in (begun_s, time.time()))
-        self.assertIn(len(announcements), {3, 4} if ten_minute_mark else {3})  # DISK-worker's own refresh comes at the mark
+        self.assertIn(len(announcements), {3, 4} if ten_minute_mark else {3})  # DISK-worker refreshes at the mark
         self.assert_stops(daemon)
         ended, left = ([one['time_ms'] for one in self.journal(path, 'DELETE')] for path in (SUBSCRIPTION, HUB))
         self.assertEqual((len(ended), len(left)), (1, 1))
@@ -127,7 +127,7 @@ class Faults(TApplianceTest):
         self.tell_state('faults.json', {name: fault for name in ('hub', 'dashboard', 'recording', 'config')})
         return self.start_up()
 
-    def test_hung_peers_do_not_hold_up_the_stop(self):
+    def test_peers_that_hang_do_not_delay_the_stop(self):
         daemon = self.start_with({'fault': 'hang'})
         for path in (DISK, FAN, '/recStreamService/recording_state', PROXY):
             self.wait_for_request(path)

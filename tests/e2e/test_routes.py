@@ -1,4 +1,4 @@
-"""Every route's answer, the dumps and the logs, on a machine whose figures are known."""
+"""Every route's answer, the dumps and the logs, on a machine with known figures."""
 
 import json
 import os
@@ -14,20 +14,20 @@ from harness import eventually, get
 
 FIGURES = pathlib.Path(__file__).with_name('figures_on_hangup.txt')
 ZEROS = '0' * 192
-RSS_KB = str(500 * os.sysconf('SC_PAGE_SIZE') // 1024)  # of the one service that runs
+RSS_KB = str(500 * os.sysconf('SC_PAGE_SIZE') // 1024)  # of the only running service
 SPEED = 4 if os.environ.get('VELOMOND_FAST_CLOCK') else 1
 ROUND_S = 10 / SPEED
 
 
 @unittest.skipUnless('nic0' in dict(map(reversed, socket.if_nameindex())), 'needs a network interface of its own')
 class Routes(TApplianceTest):
-    def test_answers_and_dumps_what_two_rounds_saw(self):
+    def test_answers_and_dumps_the_figures_of_two_rounds(self):
         machine = TMachine(self.root)
         machine.counters(1)
         begin = time.monotonic()
         daemon = self.start_at(int(time.time()), SPEED)
         self.check_answers_before_the_first_round()
-        # The rounds come 10 s apart, counted from the start. In between the machine moves on.
+        # Rounds start every 10 s from the start. The machine's counters change in between.
         time.sleep(begin + 1.5 * ROUND_S - time.monotonic())
         machine.counters(2)
         eventually(lambda: ask('cpu_info?method=cur_data&name=system_all')['data']['idle_pcnt'] not in ('-nan', 'nan'))
@@ -96,7 +96,7 @@ class Routes(TApplianceTest):
                       'mem_info?name=Vnvrd', 'network_info?if_name=nic0', 'disk_info?vol_name=/dev/mapper/cachedev1'):
             self.assertEqual(ask(route + '&method=line_data')['data'],
                              {key: [value] for key, value in ask(route + '&method=avg')['data'].items()}, route)
-        # Of an interval of about 10 s, as its length has it.
+        # The interval is about 10 s, and the figures depend on its length.
         busy = ask('cpu_info?method=cur_data&name=Vnvrd')['data']
         self.assertAlmostEqual(float(busy['user_pcnt']), 10.0, delta=1.5)
         self.assertAlmostEqual(float(busy['total_pcnt']), 3 * float(busy['user_pcnt']), delta=0.2)
@@ -112,7 +112,7 @@ class Routes(TApplianceTest):
         self.assertEqual(re.findall('    name    = (.*)', told), ask('status')['daemon_list'])
 
     def check_dumps(self, daemon):
-        """Who dumps for the n-th time leaves an n in the folder that it wrote."""
+        """The n-th dump leaves an n in the folder that it wrote to."""
         top = self.root / 'Vtmp/.sys_stats'
         files = {'cpu_stats.csv', 'net_stats.csv', 'disk_stats.csv', 'mem_stats.csv'}
         for number in '12345678':

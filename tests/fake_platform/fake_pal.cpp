@@ -5,7 +5,7 @@ using fake::give, fake::state, fake::T_STATE;
 
 namespace {
 
-/* Runs one of the scripts by number; the output is touched on 0 only. */
+/* Runs one of the scripts by number; the output is only changed on 0. */
 template <typename TOut> uint32_t run(std::function<uint32_t(int, TOut &)> T_STATE::*member, int id, TOut &out)
 {
     const auto script = state().state.*member;

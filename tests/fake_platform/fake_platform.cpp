@@ -27,7 +27,7 @@ struct T_WAITS {
     std::condition_variable changed;
     std::function<void(vos_cond_t *, int)> hook;
     int to_pass = 0;
-    std::string of_thread; // "": of any
+    std::string of_thread; // "": any thread
     std::multiset<std::string> asleep;
     bool passes(const std::string &thread) const { return to_pass > 0 && (of_thread.empty() || of_thread == thread); }
 };
@@ -41,7 +41,7 @@ T_WAITS &waits()
 
 TLockedState state()
 {
-    static auto &lock = *new std::recursive_mutex; // these two neither
+    static auto &lock = *new std::recursive_mutex; // never destroyed either
     static auto &one = *new T_STATE;
     return {std::unique_lock(lock), one};
 }
@@ -113,7 +113,7 @@ void TPlatformTest::SetUp()
     state().state = {};
     on_wait(nullptr);
     set_wall_ms(kStartWallMs);
-    static uint64_t start_ms = kStartMonoMs; // what is kept for the life of the process is old in the next test
+    static uint64_t start_ms = kStartMonoMs; // data kept for the life of the process is stale in the next test
     set_mono_ms(start_ms += kBetweenTestsMs);
     setenv("TZ", "UTC", 1);
     tzset();
@@ -146,7 +146,7 @@ std::string TPlatformTest::read_file(const std::string &path)
 
 } // namespace fake
 
-/* The linker has the daemon's calls come here. */
+/* The linker redirects the daemon's calls here. */
 extern "C" int __real_pthread_create(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *);
 extern "C" int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*entry)(void *),
                                      void *argument)
@@ -180,7 +180,7 @@ struct tm get_local_time(time_t seconds)
     static std::mutex zone_lock;
     const std::lock_guard guard(zone_lock);
     struct tm date = {};
-    tzset(); // tests move to other zones
+    tzset(); // tests change the zone
     localtime_r(&seconds, &date);
     return date;
 }

@@ -21,17 +21,16 @@
 #include "platform/velomond_shm.h"
 #include "platform/vos_cond.h"
 
-/* The platform as unit tests want it: answers are scripted, calls are recorded,
- * time moves when the test says so, and every path lies below a fresh folder.
- * Any thread may use it. Script functions run on the thread that made the call,
- * with nothing locked. */
+/* A platform for unit tests: answers are scripted, calls are recorded, the test sets the time, and every path lies
+ * below a fresh folder. Any thread may use it. Script functions run on the thread that made the call, without any
+ * lock. */
 namespace fake {
 
 using argv_t = std::vector<std::string>; // [0] is the program, as a plain path
 
 struct T_REQUEST {
     std::string verb; // "GET", "PUT", ...
-    std::string host; // or the service's name, then with port 0
+    std::string host; // or the service's name, with port 0
     int port = 0;
     std::string path;
     ssci_params params;
@@ -49,8 +48,8 @@ struct T_REPLY {
     std::string content_type, body;
 };
 
-/* What the platform answers, and what it was asked. Each `..._result` is the
- * result of one call; outputs are filled in on 0 only. */
+/* The platform's answers, and the calls made to it. Each `..._result` is the result of one call; outputs are only
+ * filled in on 0. */
 struct T_STATE {
     /* Service calls. */
     std::string created; // the arguments of ssci_server_create
@@ -69,12 +68,12 @@ struct T_STATE {
     t_system syssetting;
     int syssetting_calls = 0;
     t_syshealth_info syshealth;
-    std::function<uint32_t(int id, t_storage_disk_vol_info &out)> volume_info; // these three fail where not set
+    std::function<uint32_t(int id, t_storage_disk_vol_info &out)> volume_info; // these three fail if not set
     std::function<uint32_t(int enclosure, t_storage_disk_list &out)> disk_list;
     std::function<uint32_t(int id, t_storage_smart_info &out)> smart;
-    std::vector<std::vector<std::optional<std::string>>> nc_notify; // of fourteen
+    std::vector<std::vector<std::optional<std::string>>> nc_notify; // fourteen texts each
     std::vector<t_vbus_reverse_proxy_info> proxy_requests;
-    t_vbus_reverse_proxy_info proxy_answer; // its response is given on failure too
+    t_vbus_reverse_proxy_info proxy_answer; // its response is returned on failure too
     int ostrapro_disabled = 0;
 
     /* Configuration. */
@@ -85,7 +84,7 @@ struct T_STATE {
     int nvr_error = 0;                      // not 0: every key fails with it
 
     /* Surveillance storage, records, model. */
-    int ostra_open = 0; // how many are open now
+    int ostra_open = 0; // how many are open
     std::optional<int> storage_flag;
     db_size_m db_size;
     int cmv_result = 0; // of both
@@ -102,13 +101,12 @@ struct T_STATE {
     std::vector<argv_t> programs;
     std::function<int(const argv_t &)> exec;
     std::function<std::optional<std::string>(const argv_t &)> popen;
-    int streams_open = 0; // of kestrel_popen; none is left at the end of a test
+    int streams_open = 0; // of kestrel_popen; 0 at the end of a test
 
     std::string root;
 };
 
-/* The state, locked until the end of the expression: `state()->auth_result = 1`.
- * Copy out what is looked at for longer. */
+/* The state, locked until the end of the expression: `state()->auth_result = 1`. Copy what is needed for longer. */
 struct TLockedState {
     std::unique_lock<std::recursive_mutex> lock;
     T_STATE &state;
@@ -116,7 +114,7 @@ struct TLockedState {
 };
 TLockedState state();
 
-/* Gives `value` when `result` is 0. */
+/* Sets the output to `value` when `result` is 0. */
 template <typename TResult, typename TValue>
 TResult give(TResult result, const std::type_identity_t<TValue> &value, TValue &out)
 {
@@ -130,32 +128,31 @@ void set_wall_ms(uint64_t ms);
 void set_mono_ms(uint64_t ms);
 void advance_ms(uint64_t ms); // both
 
-/* Waits. A wait with a signal pending returns at once. Else the hook is called
- * in place of the wait; it may move the clocks, and may signal. Without a hook
- * the thread sleeps until signalled, or until the test lets the wait pass. */
+/* Waits. A wait with a signal pending returns at once. Otherwise the hook is called in place of the wait; it may move
+ * the clocks, and may signal. Without a hook the thread sleeps until signalled, or until the test lets the wait
+ * pass. */
 void on_wait(std::function<void(vos_cond_t *cond, int seconds)> hook);
-/* Lets the next `count` waits of the thread of that name (without one: of the one
- * worker there is) time out, moving the clocks by their seconds, and returns when it
- * sleeps in the one after; 0 awaits the first sleep. */
+/* Lets the next `count` waits of the thread of that name (default: of the only worker) time out, moving the clocks by
+ * their seconds, and returns when it sleeps in the following one; 0 waits for the first sleep. */
 void pass_waits(int count, const std::string &thread = "");
 
-/* Programs: what kestrel_exec and kestrel_popen were asked to run, in order. */
+/* Programs that kestrel_exec and kestrel_popen were called to run, in order. */
 std::vector<argv_t> programs();
-int time_limit_s();                                          // of the program that the calling thread runs
-void on_exec(std::function<int(const argv_t &argv)> script); // else 0
-void on_popen(std::function<std::optional<std::string>(const argv_t &argv)> script); // else it cannot be started
+int time_limit_s();                                          // for the program that the calling thread runs
+void on_exec(std::function<int(const argv_t &argv)> script); // default: 0
+void on_popen(std::function<std::optional<std::string>(const argv_t &argv)> script); // default: it cannot be started
 
 /* Requests to other services. */
 std::vector<T_REQUEST> requests();
-void on_request(std::function<long long(const T_REQUEST &request, std::string *answer)> script); // else 3
+void on_request(std::function<long long(const T_REQUEST &request, std::string *answer)> script); // default: 3
 
 /* Our own service. */
 std::vector<std::string> route_paths(); // in order of registration
-/* Drives a handler; none where path or method is not served. */
+/* Calls a handler; empty when the path or method is not served. */
 std::optional<T_REPLY> call_route(const std::string &method, const std::string &path,
                                   const std::map<std::string, std::string> &args = {}, const std::string &body = "");
 
-/* What `action` tells on standard error. */
+/* What `action` writes to standard error. */
 template <typename TAction> std::string stderr_of(TAction action)
 {
     testing::internal::CaptureStderr();
@@ -176,7 +173,7 @@ protected:
     static std::string log_text(const char *log) { return read_file(log); }
 };
 
-/* What is told on standard error stays out of the report. */
+/* Standard error stays out of the test report. */
 class TQuietTest : public TPlatformTest {
 protected:
     void SetUp() override
@@ -189,7 +186,7 @@ protected:
         testing::internal::GetCapturedStderr();
         TPlatformTest::TearDown();
     }
-    /* What `action` tells. */
+    /* What `action` writes to standard error. */
     template <typename TAction> static std::string told_by(TAction action)
     {
         testing::internal::GetCapturedStderr();

@@ -14,7 +14,7 @@ struct T_ROUTE {
     std::map<std::string, ssci_handler> handlers;
 };
 
-/* Filled before main, so neither in the state nor reset. */
+/* Filled before main, so it is not in the state and never reset. */
 std::vector<T_ROUTE> &routes()
 {
     static auto &all = *new std::vector<T_ROUTE>;
@@ -42,7 +42,7 @@ long long ask(const T_REQUEST &request, std::string *answer)
     std::string text, ignored;
     const long long result = script ? script(request, &text) : SSCI_TRANSPORT_ERROR;
     std::string &out = answer != nullptr ? *answer : ignored;
-    (void)fake::give(result == SSCI_BAD_STATUS ? SSCI_OK : result, text, out); // a refusal has its body too
+    (void)fake::give(result == SSCI_BAD_STATUS ? SSCI_OK : result, text, out); // an error response has a body too
     return result;
 }
 
@@ -78,9 +78,9 @@ common_http_resource::~common_http_resource()
     std::erase_if(routes(), [this](const T_ROUTE &one) { return one.owner == this; });
 }
 
-/* The text of the service's health is looked at in the service itself. */
+/* The service's health text is tested end to end. */
 common_service_resource::common_service_resource(const char *, bool (*)(char *, size_t), size_t) {}
-common_service_resource::~common_service_resource() {} // the health text goes with the process
+common_service_resource::~common_service_resource() {} // ends with the process
 
 long long ssci_server_create(const char *name, const char *host, int port, int workers, const char *nameserver_host,
                              int nameserver_port, bool flag, int number, const char *text)

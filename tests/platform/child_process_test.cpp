@@ -39,7 +39,7 @@ protected:
     int m_result = 0;
 };
 
-TEST_F(ChildProcess, TellsHowItEnded)
+TEST_F(ChildProcess, ReportsHowItEnded)
 {
     const struct {
         const char *script;
@@ -48,7 +48,7 @@ TEST_F(ChildProcess, TellsHowItEnded)
     sigset_t terminate, before;
     sigemptyset(&terminate);
     sigaddset(&terminate, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &terminate, &before); // ours, not the child's
+    pthread_sigmask(SIG_BLOCK, &terminate, &before); // in this process, not in the child
     for (const auto &one : cases) {
         (void)output(one.script);
         EXPECT_EQ(m_result, one.result) << one.script;
@@ -60,7 +60,7 @@ TEST_F(ChildProcess, TellsHowItEnded)
     EXPECT_EQ(errno, EACCES);
 }
 
-TEST_F(ChildProcess, GetsItsArgumentsAsTheyAreAndNoDescriptor)
+TEST_F(ChildProcess, GetsItsArgumentsUnchangedAndNoDescriptor)
 {
     const TFd open_end(open("/dev/null", O_RDONLY)); // deliberately not close-on-exec
     const TFd copy(fcntl(open_end.get(), F_DUPFD, 50));
@@ -72,7 +72,7 @@ TEST_F(ChildProcess, GetsItsArgumentsAsTheyAreAndNoDescriptor)
 
 TEST_F(ChildProcess, IsKilledBeyondItsLimitsAndNotWaitedForBeyondItsEnd)
 {
-    const TAtMost limit(4000); // the last one alone has a second
+    const TAtMost limit(4000); // the last one alone may take a second
     EXPECT_TRUE(output("sleep 20 & echo on").ends_with("on\n"));
     EXPECT_GT(output("yes").size(), 1024U * 1024U);
     EXPECT_EQ(m_result, -EFBIG);
@@ -91,32 +91,32 @@ TEST_F(ChildProcess, IsKilledBeyondItsLimitsAndNotWaitedForBeyondItsEnd)
     EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "sleep 20", nullptr), -ETIMEDOUT);
 }
 
-TEST_F(ChildProcess, IsKilledSoonAfterTheCallerIsToStop)
+TEST_F(ChildProcess, IsKilledSoonAfterItsCallerIsAskedToStop)
 {
     const TStopSoon stop;
     const TAtMost limit(1500);
     EXPECT_EQ(child_run({kShell, "-c", "sleep 20"}, {60, 0, 200}, nullptr), -EINTR);
     EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "sleep 0.1; exit 4", nullptr), 4); // within the grace
-    EXPECT_EQ(child_run({kShell, "-c", "exit 5"}, {60, 0, 200}, nullptr), -EINTR);   // which the first has used up
+    EXPECT_EQ(child_run({kShell, "-c", "exit 5"}, {60, 0, 200}, nullptr), -EINTR);   // used up by the first child
 }
 
-TEST_F(ChildProcess, EndsTheWaitAlsoWhereChildrenAreNotToBeReaped)
+TEST_F(ChildProcess, EndsTheWaitAlsoWhenSigchldIsIgnored)
 {
-    EXPECT_EQ(kestrel_pclose(nullptr), -EINVAL);  // there is none to wait for
-    const auto before = signal(SIGCHLD, SIG_IGN); // as some parents leave it
+    EXPECT_EQ(kestrel_pclose(nullptr), -EINVAL);  // without a child to wait for
+    const auto before = signal(SIGCHLD, SIG_IGN); // as some parents leave it set
     EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "exit 0", nullptr), -ECHILD);
     (void)signal(SIGCHLD, before);
 }
 
-TEST_F(ChildProcess, HasNoUmaskOfTheDaemons)
+TEST_F(ChildProcess, HasAUmaskOfItsOwn)
 {
     const mode_t before = umask(0);
     EXPECT_EQ(output("umask"), "0022\n");
     EXPECT_EQ(umask(before), 0U) << "the process has another one";
 }
 
-/* Children that cannot die: who is traced stays, even dead, until the tracer goes.
- * The tracer looks into a folder for the process ids of those it is to hold. */
+/* Children that cannot die: a traced process remains, even dead, until its tracer is gone. The tracer reads from a
+ * folder the ids of the processes that it is to hold. */
 class StuckChildren : public ChildProcess {
 protected:
     static constexpr const char *kTool = "/usr/bin/stuck", *kOther = "/usr/bin/other";
@@ -174,7 +174,7 @@ private:
     pid_t m_tracer = -1;
 };
 
-TEST_F(StuckChildren, AreFourOfAProgramAtMostOrOneOfEachListOfArguments)
+TEST_F(StuckChildren, AreLimitedToFourPerProgramOrOnePerListOfArguments)
 {
     std::thread other([] { get_stuck(kOther, {"backup"}, kOneOfEach); });
     get_stuck(kTool, {"1", "2", "3", "4"}, kLimits);
@@ -185,9 +185,9 @@ TEST_F(StuckChildren, AreFourOfAProgramAtMostOrOneOfEachListOfArguments)
         EXPECT_EQ(child_run({kTool, argument}, kLimits, nullptr), -EBUSY);
     EXPECT_EQ(child_run({kOther, "backup"}, kOneOfEach, nullptr), -EBUSY);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "/usr/bin/stuck not started: earlier ones hang and cannot be ended\n"
-              "/usr/bin/stuck not started: earlier ones hang and cannot be ended\n"
-              "/usr/bin/other not started: earlier ones hang and cannot be ended\n");
+              "/usr/bin/stuck not started: too many earlier ones hang and cannot be killed\n"
+              "/usr/bin/stuck not started: too many earlier ones hang and cannot be killed\n"
+              "/usr/bin/other not started: too many earlier ones hang and cannot be killed\n");
     g_stock_root.write("/stuck/free", "");
     EXPECT_EQ(child_run({kOther, "backup", "-c"}, kOneOfEach, nullptr), 7);
     EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "exit 3", nullptr), 3);

@@ -33,7 +33,7 @@ TEST(ConfigReaders, DistinguishAMissingKeyFromAMissingFile)
     EXPECT_EQ(out, "");
 }
 
-TEST(ConfigReaders, WithoutARecordersFileTheDefaultsHoldAndADamagedOneIsAnError)
+TEST(ConfigReaders, WithoutTheRecordersFileTheDefaultsApplyAndADamagedOneIsAnError)
 {
     constexpr const char *kFile = "/tarn/etc/config/nvr.conf";
     const auto error_for = [](const char *key) {
@@ -56,7 +56,7 @@ TEST(ConfigReaders, WithoutARecordersFileTheDefaultsHoldAndADamagedOneIsAnError)
     EXPECT_EQ(__nvrcfg_get_key_value("hdd_health", "sch_type", out, nullptr), 0);
 }
 
-TEST(ConfigReaders, AVolumesIdOutlivesDamageToTheFileAndTheFile)
+TEST(ConfigReaders, KeepAVolumesIdWhileTheFileIsDamagedOrMissing)
 {
     const auto ids = [] {
         std::string all;
@@ -77,7 +77,7 @@ TEST(ConfigReaders, AVolumesIdOutlivesDamageToTheFileAndTheFile)
     g_stock_root.remove(kProduct);
     EXPECT_EQ(ids(), "1 6 0! ");
     g_stock_root.write(kProduct, "[System]\nOSTRAPRO_CS_VOL = 3\n");
-    EXPECT_EQ(ids(), "0! 0! 3 "); // taken out on purpose
+    EXPECT_EQ(ids(), "0! 0! 3 "); // removed on purpose
 
     const auto name = [](int expected) {
         std::string out;
@@ -156,7 +156,7 @@ TEST(ConfigMissing, NamesWhatIsNotThereAndIsSilentOnACompleteMachine)
     EXPECT_EQ(config_missing(), "");
 
     g_stock_root.remove("/tarn/etc/volume.conf");
-    std::filesystem::permissions(g_stock_root.real(tools[0]), std::filesystem::perms::owner_read); // of no use
+    std::filesystem::permissions(g_stock_root.real(tools[0]), std::filesystem::perms::owner_read); // not executable
     EXPECT_EQ(config_missing(),
               "missing: /tarn/etc/volume.conf (volumes are not checked), /usr/sbin/smartctl (no SMART)");
     for (const char *tool : tools)
@@ -219,7 +219,7 @@ TEST(CmvInfo, FillsFromZerosClampsAndCuts)
     ASSERT_EQ(get_cmv_info(got), 0);
     st_cmv_info expected = {1, 255, 0, 0, INT32_MIN, "cam", {}};
     memset(expected.text2, 'y', 63);
-    EXPECT_LT(check_cmv_info(got), 0); // has no file
+    EXPECT_LT(check_cmv_info(got), 0); // without a file
     for (const char *damaged : {"[cmv]\nvalue1=1\nvalue2\n", "[cmv\nvalue1=1\n"}) {
         g_stock_root.write("/tarn/etc/config/cmv_record.conf", damaged);
         EXPECT_EQ(check_cmv_info(got), -EINVAL) << damaged;
@@ -274,7 +274,7 @@ TEST_F(ServerName, TheHostNameStandsInWhereTheFileHasNoNameAndNotForADamagedFile
     EXPECT_EQ(read(ENOENT), "before");
 }
 
-TEST_F(ServerName, AFileThatIsBeingWrittenInPlaceIsAwaited)
+TEST_F(ServerName, WaitsForAFileThatIsBeingWrittenInPlace)
 {
     const std::string text = "[System]\nTime Zone = 1\nServer Name = recorder\n[Time]\n";
     for (const size_t written : {size_t{0}, size_t{9}, size_t{20}, text.find("order")}) {

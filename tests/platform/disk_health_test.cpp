@@ -26,7 +26,7 @@ TEST(SmartDue, OncePerHourOfTheCalendarAndNeverWithinAMinute)
         const char *name;
         uint64_t mono_s;
         time_t wall_s;
-        int due_in_s; // -1: not
+        int due_in_s; // -1: not due
     } cases[] = {{"the next check", 1060, kNoon + 70, -1},
                  {"the last check of the hour", 1000 + 3589, kNoon + 3599, -1},
                  {"the next hour, a little less than one hour on", 1000 + 3595, kNoon + 3605, 0},
@@ -43,7 +43,7 @@ TEST(SmartDue, OncePerHourOfTheCalendarAndNeverWithinAMinute)
 
 class DiskHealth : public testing::Test {
 protected:
-    /* The disk's answer to the next question, and the result of asking for it. */
+    /* Sets the outcome of the next query and returns the result of read(). */
     int ask(T_SMART_OUTCOME outcome, T_SMART_READING reading = {}, bool suspended = false)
     {
         m_outcome = outcome;
@@ -54,11 +54,11 @@ protected:
     void an_hour_later() { m_s += 3600; }
 
     uint64_t m_s = 1000;
-    uint64_t m_s_per_look = 0; // the time that passes from one look at the clock to the next
+    uint64_t m_s_per_look = 0; // time that passes between two readings of the clock
     T_SMART_OUTCOME m_outcome = read;
     T_SMART_READING m_reading, m_got;
     int m_error = 0;
-    std::vector<bool> m_woken; // of each question
+    std::vector<bool> m_woken; // for each query
     TDiskHealth m_health{[this](const std::string & /*disk*/, bool may_wake, T_SMART_READING *out, int *error) {
                              m_woken.push_back(may_wake);
                              *out = m_reading;
@@ -67,28 +67,28 @@ protected:
                          },
                          [this] {
                              m_s += m_s_per_look;
-                             call_waits_wake(); // nobody sleeps through it
+                             call_waits_wake(); // wakes all waits
                              return moment(m_s, kNoon + static_cast<time_t>(m_s));
                          }};
 };
 
-TEST_F(DiskHealth, IsAskedOncePerHourAndKeptPerDisk)
+TEST_F(DiskHealth, IsQueriedOncePerHourAndKeptPerDisk)
 {
     EXPECT_FALSE(m_health.known("serial").passed.has_value());
     EXPECT_EQ(ask(read, {true, 5, false}), 0);
-    EXPECT_EQ(ask(read, {false, 6, false}), 0); // not heard
+    EXPECT_EQ(ask(read, {false, 6, false}), 0); // not queried
     EXPECT_EQ(m_got.power_on_hours, 5);
     an_hour_later();
     EXPECT_EQ(ask(read, {std::nullopt, 6, true}), 0);
     EXPECT_EQ(m_got.power_on_hours, 6);
-    EXPECT_EQ(m_got.passed, true); // what it did not give stands
+    EXPECT_EQ(m_got.passed, true); // kept, as the disk did not report it
     EXPECT_TRUE(m_got.worn);
     EXPECT_EQ(m_woken.size(), 2U);
     EXPECT_EQ(m_health.known("serial").power_on_hours, 6);
     EXPECT_FALSE(m_health.known("another in its place").power_on_hours.has_value());
 }
 
-TEST_F(DiskHealth, WaitsForTheMinuteToPassWhereAnHourBeginsInIt)
+TEST_F(DiskHealth, WaitsForTheMinuteToPassWhenAnHourBeginsWithinIt)
 {
     m_s = 3590;
     EXPECT_EQ(ask(read, {true, 5, false}), 0);
@@ -99,9 +99,9 @@ TEST_F(DiskHealth, WaitsForTheMinuteToPassWhereAnHourBeginsInIt)
     EXPECT_EQ(m_s, 3651U);
 }
 
-TEST_F(DiskHealth, OfASleeperIsWhatWasReadBefore)
+TEST_F(DiskHealth, OfASleepingDiskIsItsLastReading)
 {
-    EXPECT_EQ(ask(asleep, {}, true), -EAGAIN); // woken all the same, in vain
+    EXPECT_EQ(ask(asleep, {}, true), -EAGAIN); // woken nevertheless, in vain
     an_hour_later();
     EXPECT_EQ(ask(asleep), -EAGAIN);
     an_hour_later();
@@ -121,7 +121,7 @@ TEST_F(DiskHealth, FailsForTheHourWhenItCannotBeReadAndNeverWithoutSmart)
     EXPECT_EQ(ask(no_answer), -ENOENT);
     m_error = -EINTR;
     an_hour_later();
-    EXPECT_EQ(ask(no_answer), -EINTR); // the asker had to stop, the disk was not asked
+    EXPECT_EQ(ask(no_answer), -EINTR); // the caller had to stop, the disk was not queried
     m_error = 0;
     EXPECT_EQ(ask(no_smart), 0);
     EXPECT_FALSE(m_got.passed.has_value());
@@ -130,13 +130,13 @@ TEST_F(DiskHealth, FailsForTheHourWhenItCannotBeReadAndNeverWithoutSmart)
     EXPECT_EQ(ask(read, {true, 5, false}), 0);
     for (const T_SMART_OUTCOME outcome : {unreadable, no_smart}) {
         an_hour_later();
-        EXPECT_EQ(ask(outcome), -EIO); // it has some
+        EXPECT_EQ(ask(outcome), -EIO); // it is known to have SMART
         EXPECT_EQ(ask(read), -EIO);
     }
     EXPECT_EQ(m_health.known("serial").power_on_hours, 5);
 }
 
-TEST(DiskHealthThreads, OneAsksTheOthersWaitForItAndWhatIsKnownWaitsForNobody)
+TEST(DiskHealthThreads, OneQueriesTheOthersWaitForItAndKnownReadingsNeedNoWait)
 {
     std::atomic<bool> asked = false, go_on = false;
     std::atomic<int> questions = 0;

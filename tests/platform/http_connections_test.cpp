@@ -11,7 +11,7 @@ namespace {
 
 constexpr uint64_t kNow = 1'000'000;
 
-/* A connection in the table, our end and the client's. */
+/* A connection in the table, with our end and the client's. */
 class TConnected {
 public:
     explicit TConnected(THttpConnections *table, uint64_t since_ms = kNow) : m_table(table)
@@ -31,7 +31,7 @@ public:
     void client_sends() const { (void)send(m_client.get(), "x", 1, 0); }
     void we_send() const { (void)send(m_ours.get(), "x", 1, 0); }
 
-    std::string_view ended() const // which ways are shut, seen by us
+    std::string_view ended() const // which directions are shut down, from our side
     {
         char byte = 0;
         const bool in = recv(m_ours.get(), &byte, 1, MSG_DONTWAIT | MSG_PEEK) == 0;
@@ -46,13 +46,13 @@ private:
     T_HTTP_CONNECTION *m_entry = nullptr;
 };
 
-TEST(HttpConnections, CountsTheSlownessOfTheClientOnly)
+TEST(HttpConnections, OnlyCountTheSlownessOfTheClient)
 {
     enum T_PHASE { kReceiving, kWorking, kSending };
     const struct {
         const char *name;
         T_PHASE phase;
-        bool client_waits; // it has sent something, or taken what we sent
+        bool client_waits; // it has sent something, or received what we sent
         uint64_t lasted_ms;
         bool crowded;
         const char *ended;
@@ -81,12 +81,12 @@ TEST(HttpConnections, CountsTheSlownessOfTheClientOnly)
         if (one.phase == kReceiving && one.client_waits)
             connection.client_sends();
         EXPECT_EQ(table.cut_overdue(kNow, one.crowded), one.next_ms);
-        EXPECT_EQ(connection->since_ms == kNow, one.client_waits); // for us: its time begins anew
+        EXPECT_EQ(connection->since_ms == kNow, one.client_waits); // for us: its time restarts
         EXPECT_EQ(connection.ended(), one.ended);
     }
 }
 
-TEST(HttpConnections, HasLessPatienceInACrowd)
+TEST(HttpConnections, AreCutOffSoonerInACrowd)
 {
     THttpConnections table({.usual_ms = 1000, .crowded_ms = 100, .crowd = 3});
     const TConnected first(&table, kNow - 500), second(&table, kNow - 90);
@@ -98,16 +98,16 @@ TEST(HttpConnections, HasLessPatienceInACrowd)
         EXPECT_EQ(table.cut_overdue(kNow, false), 10U);
         EXPECT_EQ(first.ended(), "in");
     }
-    EXPECT_EQ(table.cut_overdue(kNow + 100, false), 400U); // as patient as before
+    EXPECT_EQ(table.cut_overdue(kNow + 100, false), 400U); // the usual limit again
     EXPECT_EQ(second.ended(), "open");
 }
 
-TEST(HttpHead, KnowsForeignHostsAndPagesAndUnclearEnds)
+TEST(HttpHead, DetectsForeignHostsAndPagesAndAmbiguousEnds)
 {
     using T_HEADERS = std::initializer_list<std::pair<const char *, const char *>>;
     const struct {
         T_HEADERS headers;
-        const char *verdict; // what is wrong
+        const char *verdict; // the fault
         uint64_t length = 0;
     } cases[] = {
         {{}, ""},

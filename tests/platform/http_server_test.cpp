@@ -40,7 +40,7 @@ T_RESPONSE length(const http_request &request)
     return text("length " + std::to_string(request.get_content().size()));
 }
 
-/* Where handlers are held up until the test lets them go on. */
+/* Blocks handlers until the test opens it. */
 class TGate {
 public:
     void pass()
@@ -72,7 +72,7 @@ T_RESPONSE gate(const http_request &request)
     g_gate->pass();
     return text("through with [" + request.get_arg("a") + "]");
 }
-T_RESPONSE asks(const http_request &request) // another service, which is in no hurry
+T_RESPONSE asks(const http_request &request) // queries another service, which is slow
 {
     (void)ssci_GET_request("localhost", std::stoi(request.get_arg("a")), "/", {}, nullptr, 20);
     return text("asked");
@@ -118,7 +118,7 @@ protected:
     std::string ask(std::string_view request) const
     {
         const TRawClient client(m_server->port());
-        (void)client.say(request); // the server may have had enough before the end
+        (void)client.say(request); // the server may have closed the connection before
         return client.hear_answer();
     }
     void pass(uint64_t ms) const
@@ -154,12 +154,12 @@ std::string chunks(size_t count) // of 4 KiB
 }
 const std::string kChunked = "Transfer-Encoding: chunked\r\n";
 
-TEST_F(HttpServer, KeepsItsRulesAndServesOn)
+TEST_F(HttpServer, EnforcesItsRulesAndContinuesToServe)
 {
     const struct {
         std::string request;
-        const char *begin; // of the answer, behind "HTTP/1.1 "
-        const char *part;  // somewhere in it
+        const char *begin; // of the answer, after "HTTP/1.1 "
+        const char *part;  // contained in it
     } cases[] = {
         {get("/args?a=1&b=x%20y"), "200", "\r\n\r\n[1][x y]"},
         {get("/args"), "200", "Content-Type: application/json\r\n"},
@@ -239,7 +239,7 @@ TEST_F(HttpServer, BoundsTheConnectionsAndMakesRoom)
     m_real_clock = true;
     rlimit before = {};
     (void)getrlimit(RLIMIT_NOFILE, &before);
-    const rlimit low = {64 + 4, before.rlim_max}; // four above what the rest of the process keeps
+    const rlimit low = {64 + 4, before.rlim_max}; // four above those of the rest of the process
     for (const bool by_descriptors : {false, true}) {
         m_server->stop();
         (void)setrlimit(RLIMIT_NOFILE, by_descriptors ? &low : &before);
@@ -250,15 +250,15 @@ TEST_F(HttpServer, BoundsTheConnectionsAndMakesRoom)
         std::vector<std::unique_ptr<TRawClient>> clients;
         for (int i = 0; i < 10; ++i) {
             clients.push_back(std::make_unique<TRawClient>(m_server->port()));
-            (void)clients.back()->say("GET /ar"); // a request that does not end
+            (void)clients.back()->say("GET /ar"); // an incomplete request
             EXPECT_LE(descriptors(), before_all + clients.size() + 4);
         }
         const TAtMost limit(4000);
-        EXPECT_NE(ask(get("/args?a=on")).find("[on]"), std::string::npos); // once the first were cut off
+        EXPECT_NE(ask(get("/args?a=on")).find("[on]"), std::string::npos); // after the first were cut off
     }
 }
 
-TEST_F(HttpServer, AHandlerThatWaitsHoldsUpNobodyElse)
+TEST_F(HttpServer, AHandlerThatWaitsDelaysNoOtherRequest)
 {
     start({.waiting = 2}, 1);
     std::vector<std::unique_ptr<TRawClient>> clients;
@@ -266,7 +266,7 @@ TEST_F(HttpServer, AHandlerThatWaitsHoldsUpNobodyElse)
         clients.push_back(std::make_unique<TRawClient>(m_server->port()));
         (void)clients.back()->say(get("/waits?a=" + std::to_string(i)));
         if (i == 0)
-            g_gate->wait_for(1); // two of the others queue up behind it
+            g_gate->wait_for(1); // the other two are queued behind it
         EXPECT_NE(ask(get("/args?a=on")).find("[on]"), std::string::npos);
     }
     (void)ask(get("/args")); // all have been read
@@ -281,7 +281,7 @@ TEST_F(HttpServer, AHandlerThatWaitsHoldsUpNobodyElse)
             continue;
         }
         EXPECT_TRUE(answer.ends_with("\r\n\r\nthrough with [" + std::to_string(i) + "]")) << answer;
-        (void)client.say(get("/args?a=again")); // the connection serves on
+        (void)client.say(get("/args?a=again")); // the connection is still served
         EXPECT_TRUE(client.hear_answer().ends_with("[again][]")) << i;
     }
     EXPECT_EQ(refused, 3);
@@ -305,14 +305,14 @@ TEST_F(HttpServer, WithoutDescriptorsItRestsAndThenLetsTheNextOneIn)
         const rlimit low = {static_cast<rlim_t>(last) + 1, before.rlim_max};
         (void)setrlimit(RLIMIT_NOFILE, &low);
         (void)close(last);
-        const TRawClient client(m_server->port()); // which takes the last one
+        const TRawClient client(m_server->port()); // uses the last descriptor
         (void)client.say(get("/args?a=in"));
         const clock_t began = clock();
         std::this_thread::sleep_for(std::chrono::milliseconds(120));
         EXPECT_LT(clock() - began, CLOCKS_PER_SEC / 100); // without a rest it is more, on a busy machine too
         (void)setrlimit(RLIMIT_NOFILE, &before);
         const TAtMost limit(1500);
-        if (kept) { // a client that asks again and again makes room as well
+        if (kept) { // a client that keeps sending requests makes room as well
             (void)other->say(get("/args"));
             EXPECT_NE(other->hear_answer().find("Connection: close\r\n"), std::string::npos);
         }
@@ -320,7 +320,7 @@ TEST_F(HttpServer, WithoutDescriptorsItRestsAndThenLetsTheNextOneIn)
     }
 }
 
-TEST_F(HttpServer, StopsAtOnceButForRunningHandlers)
+TEST_F(HttpServer, StopsAtOnceExceptForRunningHandlers)
 {
     const TRawClient idle(m_server->port()), slow_client(m_server->port()), lazy(m_server->port());
     (void)slow_client.say("GET /ar");
@@ -329,7 +329,7 @@ TEST_F(HttpServer, StopsAtOnceButForRunningHandlers)
     (void)waiting.say(get("/waits"));
     g_gate->wait_for(1);
     (void)dropped.say(get("/waits"));
-    /* Each of the last two takes a request thread, so it comes when no other is taken by mistake. */
+    /* Each of the last two occupies a request thread, so it only starts when no other can be affected. */
     const TListener hanging;
     const TRawClient asking(m_server->port());
     (void)asking.say(get("/asks?a=" + std::to_string(hanging.port())));
@@ -345,7 +345,7 @@ TEST_F(HttpServer, StopsAtOnceButForRunningHandlers)
         const TAtMost limit(2000);
         m_server->stop();
     }
-    EXPECT_EQ(g_gate->passed(), 2); // the one that had not begun is dropped
+    EXPECT_EQ(g_gate->passed(), 2); // the call that had not begun is dropped
     later.join();
     EXPECT_EQ(idle.hear_all() + dropped.hear_all(), "");
 }

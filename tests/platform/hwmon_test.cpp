@@ -34,7 +34,7 @@ TEST(Fans, AreReadFromAllChipsAndSummedUp)
     g_stock_root.write(chip + "/fan2_input", "900\n");
     g_stock_root.write(chip + "/fan2_alarm", "0\n");
     g_stock_root.write(chip + "/fan2_label", "Rear fan\n");
-    g_stock_root.folder(chip + "/fan3_alarm");       // cannot be read: nobody knows
+    g_stock_root.folder(chip + "/fan3_alarm");       // cannot be read: unknown
     g_stock_root.write(chip + "/fan4_input", "0\n"); // a header without a fan
     g_stock_root.write(chip + "/fan5_min_alarm", "1\n");
     g_stock_root.write(chip + "/fan6_alarm", "0\n");

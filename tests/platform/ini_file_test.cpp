@@ -10,12 +10,12 @@
 
 namespace {
 
-TEST(IniParse, GivesWholeValuesAndLeavesOutTheLinesThatItCannotRead)
+TEST(IniParse, ReturnsWholeValuesAndIgnoresUnreadableLines)
 {
     const std::string longest(198 - 4, 'v'); // with "key=" the longest line
     const struct {
         std::string text;
-        const char *value; // of [Sys] key; null without one
+        const char *value; // of [Sys] key; null if missing
         size_t left_out = 0, first_left_out = 0;
     } cases[] = {{"; c\n[Other]\nkey=no\n\n[Sys]\nkey = a value\n", "a value"},
                  {"\xef\xbb\xbf[Sys]\r\nkey=1\r\n", "1"},
@@ -27,7 +27,7 @@ TEST(IniParse, GivesWholeValuesAndLeavesOutTheLinesThatItCannotRead)
                  {"[Sys]\nkey=1\n[B]\nkey=9\n[Sys]\nkey=2\n", "2"},
                  {"[Sys]\nkey=" + longest + "\n", longest.c_str()},
                  {"[Sys]\nkey=" + longest + "v\n", nullptr, 1, 2},
-                 {"[Sys]\nother=" + longest + "          key=1\n", nullptr, 1, 2}, // no key of its own
+                 {"[Sys]\nother=" + longest + "          key=1\n", nullptr, 1, 2}, // part of a long line, not a key
                  {"#" + std::string(5000, 'x') + "\n[Sys]\nkey=1\n", "1"},
                  {"[Sys]\nkey=1\n" + longest + longest + "\nother=2\nkey=3\n", "3", 1, 3},
                  {"[Sys]\nkey=1\n[Other\nkey=2\n\n#\nrest=1\n", "1", 3, 3},
@@ -48,7 +48,7 @@ TEST(IniParse, GivesWholeValuesAndLeavesOutTheLinesThatItCannotRead)
     }
 }
 
-TEST(IniLoad, LogsTheLinesLeftOutOncePerChangeOfTheFile)
+TEST(IniLoad, LogsIgnoredLinesOncePerChangeOfTheFile)
 {
     const auto logged = [](const char *text) {
         g_stock_root.write("/ini/damaged", text);
@@ -57,7 +57,7 @@ TEST(IniLoad, LogsTheLinesLeftOutOncePerChangeOfTheFile)
         EXPECT_EQ(ini_load("/ini/damaged", &ini), 0);
         return testing::internal::GetCapturedStderr();
     };
-    const std::string line = "/ini/damaged: unreadable, left out: 1 lines, the first is line ";
+    const std::string line = "/ini/damaged: 1 unreadable lines ignored, the first is line ";
     EXPECT_EQ(logged("[Sys]\nkey\n"), line + "2\n");
     EXPECT_EQ(logged("[Sys]\nkey\n"), "");
     EXPECT_EQ(logged("[Sys]\nother=1\nkey\n"), line + "3\n");
@@ -65,17 +65,17 @@ TEST(IniLoad, LogsTheLinesLeftOutOncePerChangeOfTheFile)
     EXPECT_EQ(logged("[Sys]\nother=1\nkey\n"), line + "3\n");
 }
 
-TEST(IniLoad, RefusesWhatIsNoSmallFile)
+TEST(IniLoad, RejectsWhatIsNotASmallFile)
 {
     T_INI ini;
     EXPECT_EQ(ini_load("/ini/none", &ini), -ENOENT);
     g_stock_root.folder("/ini/folder");
     EXPECT_LT(ini_load("/ini/folder", &ini), 0);
     ASSERT_EQ(mkfifo(g_stock_root.real("/ini/pipe").c_str(), 0600), 0);
-    EXPECT_EQ(ini_load("/ini/pipe", &ini), -EINVAL); // and does not wait for a writer
+    EXPECT_EQ(ini_load("/ini/pipe", &ini), -EINVAL); // without waiting for a writer
     g_stock_root.write("/ini/large", std::string(1024 * 1024 + 1, '\n'));
     EXPECT_EQ(ini_load("/ini/large", &ini), -EFBIG);
-    g_stock_root.write("/ini/cut", ""); // for being written, and nobody does
+    g_stock_root.write("/ini/cut", ""); // truncated, but never written
     EXPECT_EQ(ini_load("/ini/cut", &ini), -EAGAIN);
     std::filesystem::last_write_time(g_stock_root.real("/ini/cut"),
                                      std::filesystem::file_time_type::clock::now() - std::chrono::seconds(3));
@@ -84,7 +84,7 @@ TEST(IniLoad, RefusesWhatIsNoSmallFile)
 
 TEST(IniLoad, WaitsForAFileThatIsBeingWrittenInPlace)
 {
-    g_stock_root.write("/ini/file", ""); // cut just now, nothing written yet
+    g_stock_root.write("/ini/file", ""); // truncated just now, not written yet
     std::thread writer([] {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
         g_stock_root.write("/ini/file", "[Sys]\nkey=whole\n");

@@ -39,7 +39,7 @@ protected:
     ~LogStream() override
     {
         (void)read_all();
-        (void)write_to_stderr("\n"); // takes a count along that would be the next test's
+        (void)write_to_stderr("\n"); // writes a count that would appear in the next test
         dup2(m_before.get(), STDERR_FILENO);
     }
 
@@ -62,7 +62,7 @@ TEST_F(LogStream, DropsWhatWouldWaitAndReportsTheCountBeforeTheNextText)
 {
     EXPECT_TRUE(write_to_stderr("read\n"));
     EXPECT_EQ(read_all(), "read\n");
-    fill(); // one that is dropped too
+    fill(); // its last write is dropped too
     log_Debug("a %d", 1);
     EXPECT_FALSE(write_to_stderr("b\n"));
     EXPECT_EQ(read_all().find_first_not_of('f'), std::string::npos);
@@ -124,7 +124,7 @@ TEST_F(LogStream, ManyWritersAndAHandlerNeverWaitAndNeverMixLines)
     EXPECT_EQ(seen, 2 * kThreads * kLines + by_handler + 1);
 }
 
-TEST_F(LogStream, ACrashEndsTheProcessAlsoWhenNobodyReads)
+TEST_F(LogStream, ACrashEndsTheProcessAlsoWhenThePipeIsNotRead)
 {
     for (const bool is_full : {true, false}) {
         (void)read_all();

@@ -12,7 +12,7 @@ constexpr const char *kTool = "/usr/sbin/smartctl";
 constexpr const char *kAsked = "/asked";
 const std::string kPci = "/sys/devices/pci0000:00/0000:00:";
 
-/* A block device as sysfs shows it: its folder in that of its hardware, and links. */
+/* A block device in sysfs: its folder in that of its hardware, and links. */
 class TSysfs {
 public:
     TSysfs()
@@ -78,7 +78,7 @@ std::vector<std::string> asked()
     return lines;
 }
 
-/* smartctl answers for each disk what stands in its file, and keeps its questions. */
+/* smartctl prints the file of the disk, and records its arguments. */
 void make_tool()
 {
     g_stock_root.tool(kTool, "echo \"$3 $6\" >>$VELOMOND_ROOT/asked\n"
@@ -110,7 +110,7 @@ TEST(BlockDevices, AreDisksByTheirLinkAndPlaceNotByTheirName)
         TSysfs::add(name, sata(name[2] - 'a', 1), "");
         g_stock_root.write(std::string("/sys/block/") + name + "/size", "0\n");
     }
-    g_stock_root.write(sata('f' - 'a', 1) + "/state", "transport-offline\n"); // gone, and its size with it
+    g_stock_root.write(sata('f' - 'a', 1) + "/state", "transport-offline\n"); // given up, and without a size
     const std::string controller = kPci + "05.0/nvme/nvme3",
                       subsystem = "/sys/devices/virtual/nvme-subsystem/nvme-subsys0";
     g_stock_root.write(controller + "/state", "live\n");
@@ -136,14 +136,14 @@ TEST(BlockDevices, AreDisksByTheirLinkAndPlaceNotByTheirName)
                      "mmcblk0 /devices/platform/emmc/mmc_host/mmc0\n");
 }
 
-TEST(BlockPort, LeavesOutWhatIsCountedUpAtEachPlug)
+TEST(BlockPort, OmitsNumbersThatCountUpAtEachPlug)
 {
     for (const auto &[path, port] : std::map<std::string, std::string>{
              {"/p/ata2/host1/target1:0:0/1:0:0:0", "/p/ata2/0:0:0"},
              {"/p/usb1/1-2/1-2.4:1.0/host6/target6:0:0/6:0:0:1", "/p/usb1/1-2/1-2.4:1.0/0:0:1"},
              {"/p/virtio3/host2/target2:0:4/2:0:4:0", "/p/0:4:0"},
              {"/p/virtio3", "/p"},
-             {"/p/host0/target0:2:7/0:2:7:0", "/p/host0/0:2:7:0"}, // a card's own hosts stay
+             {"/p/host0/target0:2:7/0:2:7:0", "/p/host0/0:2:7:0"}, // a card's own hosts are kept
              {"/p/nvme/nvme0", "/p"},
              {"/p/mmc_host/mmc0/mmc0:59b4", "/p/mmc_host/mmc0"},
              {"/block/sda/device", "/block/sda/device"},
@@ -160,7 +160,7 @@ TEST(DiskNumbers, BelongToPortsAndAreKept)
     EXPECT_EQ(numbers.of({"a", "b", "c"}), (std::vector<int>{1, 3, 2}));
 }
 
-TEST(BlockStatus, PutsTheTransportBeforeTheDisksOwnWord)
+TEST(BlockStatus, PutsTheTransportBeforeTheDisksOwnHealth)
 {
     const T_SMART_READING unknown, good = {true, 1, false}, worn = {true, 1, true}, bad = {false, 1, true};
     for (const char *state : {"", "running", "live", "blocked"}) {
@@ -174,8 +174,8 @@ TEST(BlockStatus, PutsTheTransportBeforeTheDisksOwnWord)
     EXPECT_LT(block_status("deleting", bad), 0);
 }
 
-/* One test, as ports and what is known of disks live as long as the process. */
-TEST(Disks, AreNumberedByPortReadByTheCheckOnlyAndWalkedWithoutStumbling)
+/* One test, as the numbers of ports and the readings of disks live as long as the process. */
+TEST(Disks, AreNumberedByPortAndOnlyReadByTheCheck)
 {
     TSysfs sysfs;
     make_tool();
@@ -191,7 +191,7 @@ TEST(Disks, AreNumberedByPortReadByTheCheckOnlyAndWalkedWithoutStumbling)
         return std::string(text);
     };
 
-    /* The flag's listing, also after that of a check, asks no disk; the check's does. */
+    /* The flag's listing queries no disk, even after that of a check; the check's does. */
     answer("sda", R"("smart_status":{"passed":false},"power_on_time":{"hours":30000})");
     answer("sdb", R"("smart_status":{"passed":true})");
     answer("sdd", R"("x":0)");
@@ -202,7 +202,7 @@ TEST(Disks, AreNumberedByPortReadByTheCheckOnlyAndWalkedWithoutStumbling)
               (std::vector<std::string>{"never /dev/sda", "never /dev/sdb", "never /dev/sdc", "never /dev/sdd"}));
     EXPECT_EQ(status_of(name(1)), 0);
 
-    /* sdb gives no hours, sdc cannot be read, sdd has no SMART; number 0 is nobody. */
+    /* sdb reports no hours, sdc cannot be read, sdd has no SMART; number 0 is no disk. */
     t_storage_enclosure_info host;
     EXPECT_EQ(PAL_storage_get_enclosure_list({}, {77}, host), 0U);
     EXPECT_EQ(host.disk_count, base + 4);
@@ -219,8 +219,8 @@ TEST(Disks, AreNumberedByPortReadByTheCheckOnlyAndWalkedWithoutStumbling)
     EXPECT_EQ(smart.power_on_hours, 30000);
     EXPECT_TRUE(asked().empty());
 
-    /* One that is pulled renames no other. Another disk in its port has its number
-     * and nothing of its past; the disk itself takes its past along. */
+    /* A removed disk renumbers no other. Another disk in its port has its number and none of its readings; the disk
+     * itself keeps them. */
     TSysfs::remove("sda", sata(11, 11));
     EXPECT_EQ(names().substr(0, 8), name(1).substr(5) + "/sdb) ");
     TSysfs::add("sdaa", sata(11, 99), "naa.new");

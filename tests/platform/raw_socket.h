@@ -15,7 +15,7 @@
 #include "base/fd.h"
 #include "platform/time_stamp.h"
 
-/* Sockets by hand, for saying what no proper library would. */
+/* Plain sockets, for messages that no proper library would send. */
 
 inline sockaddr_in loopback(int port)
 {
@@ -46,7 +46,7 @@ private:
     int m_port = 0;
 };
 
-/* A port that nobody listens on. */
+/* A port without a listener. */
 inline int free_port()
 {
     return TListener().port();
@@ -72,7 +72,7 @@ public:
         return true;
     }
 
-    /* What comes until `enough`, the end of the connection or 5 s of silence. */
+    /* What arrives until `enough`, the end of the connection or 5 s of silence. */
     std::string hear(const std::function<bool(const std::string &)> &enough) const
     {
         std::string text;
@@ -111,8 +111,8 @@ private:
     TFd m_fd;
 };
 
-/* A peer that takes one request and answers with what it was given and so many
- * KiB of filler. Then it closes, or holds the connection to its end. */
+/* A peer that accepts one request and sends the given answer and that many KiB of filler. Then it closes the
+ * connection, or keeps it open to its own end. */
 class TScriptedPeer {
 public:
     TScriptedPeer(const std::string &answer, size_t filler_kib, bool holds)
@@ -144,10 +144,10 @@ private:
 
     TListener m_listener;
     std::atomic<bool> m_end{false};
-    std::thread m_thread; // last: it uses the others
+    std::thread m_thread; // last: it uses the members above
 };
 
-/* Says so when its scope lasts longer. */
+/* Fails the test when its scope lasts longer. */
 class TAtMost {
 public:
     explicit TAtMost(uint64_t limit_ms) : m_end_ms(current_time_stamp_mono_r() + limit_ms) {}

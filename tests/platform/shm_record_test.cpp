@@ -57,13 +57,13 @@ protected:
     const std::string m_name;
 };
 
-TEST_F(ShmRecord, TakesOverWhatACrashLeft)
+TEST_F(ShmRecord, RecoversFromWhatACrashLeft)
 {
-    EXPECT_EQ(get().disk_present, 0); // nothing yet
+    EXPECT_EQ(get().disk_present, 0); // before the first record
     ASSERT_EQ(symlink("/nowhere", ("/dev/shm" + m_name).c_str()), 0);
     EXPECT_EQ(set(2), 0);
     EXPECT_EQ(get().disk_present, 2);
-    leave("x", 1); // made, not grown
+    leave("x", 1); // created, not enlarged
     EXPECT_EQ(get().disk_present, 0);
     EXPECT_EQ(set(3), 0);
     EXPECT_EQ(get().reserved, 3);

@@ -17,7 +17,7 @@ namespace {
 
 constexpr T_CHILD_LIMITS kLimits = {5, 10000, 200};
 
-/* The socket and, for each connection, a process: what systemd does. */
+/* The socket and, for each connection, a process, as systemd provides them. */
 class THelper {
 public:
     THelper()
@@ -69,7 +69,7 @@ int ask(const std::string &device, std::string *document, int timeout_s = kLimit
     return smart_socket_ask(device, false, limits, document);
 }
 
-TEST(SmartHelper, TakesOneNameOfADeviceNode)
+TEST(SmartHelper, AcceptsTheNameOfOneDevice)
 {
     for (const std::string name : {"sda", "nvme0", "nvme10n1", "mmcblk0", "wake", "a234567890123456789012345678901"}) {
         EXPECT_EQ(smart_request_parse(name + "\n").device, name);
@@ -106,19 +106,19 @@ TEST(SmartHelper, ReadsTheDevicesThatTheKernelKnowsOneAtATime)
         EXPECT_EQ(smart_socket_ask("nvme0", true, kLimits, &document), 4);
         EXPECT_EQ(document, "--json -n never -H -iA /dev/nvme0\n");
 
-        EXPECT_EQ(smart_document("sdz", false, &document), -EAGAIN); // no child of our own beside a helper
+        EXPECT_EQ(smart_document("sdz", false, &document), -EAGAIN); // with a helper, no child is started
 
         g_stock_root.write("/hangs", "");
         const TAtMost limit(4000);
         EXPECT_EQ(ask("sda", &document, 1), -ETIMEDOUT);
-        EXPECT_EQ(ask("sda", &document), -EAGAIN); // the one before is still at it
+        EXPECT_EQ(ask("sda", &document), -EAGAIN); // the previous one is still running
         {
             const TStopSoon stop;
             EXPECT_EQ(ask("nvme0", &document), -EINTR);
         }
         g_stock_root.remove("/hangs");
     }
-    EXPECT_EQ(ask("sda", &document), -ENOENT); // its socket was left behind
+    EXPECT_EQ(ask("sda", &document), -ENOENT); // a stale socket file
     EXPECT_EQ(smart_document("sdz", true, &document), 4);
     EXPECT_EQ(document, "--json -n never -H -iA /dev/sdz\n");
     g_stock_root.remove("/run/velomond");

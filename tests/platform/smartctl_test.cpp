@@ -30,7 +30,7 @@ const std::string kAta = document(
     "ATA",
     R"("smart_status":{"passed":true},"ata_smart_attributes":{"table":[{"id":9,"raw":{"value":987654}}]},"power_on_time":{"hours":20001,"minutes":12})");
 
-TEST(SmartParse, TakesEachFigureByItselfOrNothing)
+TEST(SmartParse, ReadsEachFigureByItselfOrRejectsTheDocument)
 {
     const struct {
         std::string text;
@@ -68,7 +68,7 @@ TEST(SmartParse, TakesEachFigureByItselfOrNothing)
     }
 }
 
-TEST(SmartOutcome, GoesByTheStatusAndTheDocument)
+TEST(SmartOutcome, DependsOnTheStatusAndTheDocument)
 {
     using enum T_SMART_OUTCOME;
     const auto message = [](const char *text) {
@@ -82,13 +82,13 @@ TEST(SmartOutcome, GoesByTheStatusAndTheDocument)
         T_SMART_OUTCOME outcome;
     } cases[] = {
         {kAta, 0, read},
-        {kAta, 0x04, read}, // some command failed, what was asked for is there
+        {kAta, 0x04, read}, // some command failed, but the figures are there
         {kAta, 0xf8, read},
         {message("Device is in STANDBY mode, exit(2)"), 2, asleep},
         {"", 2, asleep},
         {"", 3, unreadable},
         {message("Read NVMe Identify Controller failed: NVME_IOCTL_ADMIN_CMD: Input/output error"), 2, unreadable},
-        {empty, 2, unreadable}, // as it ends at a SCSI disk that does not answer
+        {empty, 2, unreadable}, // for a SCSI disk that does not answer
         {message("/dev/vda: Unable to detect device type"), 1, no_smart},
         {message("/dev/sdb: Unknown USB bridge [0x1234:0x5678 (0x100)]"), 1, no_smart},
         {message("INVALID ARGUMENT TO -n"), 1, unreadable},

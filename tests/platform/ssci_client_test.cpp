@@ -32,7 +32,7 @@ protected:
     std::string m_answer = "before";
 };
 
-TEST_F(SsciClient, CarriesArgumentsAndBodies)
+TEST_F(SsciClient, SendsArgumentsAndBodies)
 {
     const int port = m_server.port();
     const ssci_params params = {{"a", "x&y=1 #%/\xc3\xa9"}, {"b c", ""}, {"a", "second"}};
@@ -49,7 +49,7 @@ TEST_F(SsciClient, CarriesArgumentsAndBodies)
     EXPECT_EQ(ssci_GET_request("localhost", port, "/x/../echo", {}, nullptr, 5), SSCI_BAD_STATUS); // as it stands
 }
 
-TEST_F(SsciClient, RefusesWrongArguments)
+TEST_F(SsciClient, RejectsWrongArguments)
 {
     const struct {
         const char *host;
@@ -75,7 +75,7 @@ TEST_F(SsciClient, RefusesWrongArguments)
     EXPECT_EQ(m_answer, "before");
 }
 
-TEST_F(SsciClient, GivesADefinedResultWhateverThePeerDoes)
+TEST_F(SsciClient, ReturnsADefinedResultWhateverThePeerDoes)
 {
     const struct {
         const char *answer;
@@ -108,7 +108,7 @@ TEST_F(SsciClient, GivesADefinedResultWhateverThePeerDoes)
     std::thread([] { EXPECT_EQ(__ssci_errno(), 0); }).join(); // each thread has its own
 }
 
-TEST_F(SsciClient, GivesUpWhenAskedTo)
+TEST_F(SsciClient, IsCancelledByAStop)
 {
     const TScriptedPeer peer("", 0, true);
     const TStopSoon stop;
@@ -139,7 +139,7 @@ TEST_F(SsciClient, FindsAServiceByNameOrFails)
     for (const std::string &answer : answers)
         EXPECT_EQ(ask(answer), SSCI_UNKNOWN_SERVICE) << answer;
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "name server: the answer for some service is no address on this machine and is ignored: " +
+              "name server: the answer for some service is not an address on this machine, ignored: " +
                   answers[0].substr(ok.size()) + "\n"); // once
     EXPECT_EQ(m_answer, "before");
     EXPECT_EQ(ask(ok + R"({"host":"localhost","port":)" + port + "}"), SSCI_OK);

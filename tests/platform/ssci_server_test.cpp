@@ -43,7 +43,7 @@ TEST(SsciServer, ServesItsRoutesWhileItIsStartedWhateverTheHubDoes)
     const common_http_resource route("/svc/route", handler);
     const common_service_resource service("svc", health, 4);
     const int port = free_port();
-    const TListener hanging; // takes the connection and says nothing
+    const TListener hanging; // accepts the connection and sends nothing
     for (const int hub_port : {hanging.port(), free_port()}) {
         ASSERT_EQ(create(port, hub_port), 0);
         EXPECT_EQ(ask(port, "/svc/route"), "none");
@@ -188,7 +188,7 @@ TEST(NoticeSender, DeliversInOrderWhateverTheHubDoesAndSendsEqualOnesInARowOnce)
         });
     } // while the sender ends
     end.join();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "notice dropped, 3 are waiting for the hub: 1\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "notice dropped, 3 are queued for the hub: 1\n");
 }
 
 TEST(NoticeSender, EndsInTimeWithAHubThatHangs)
@@ -202,7 +202,7 @@ TEST(NoticeSender, EndsInTimeWithAHubThatHangs)
         EXPECT_EQ(hub.take(THub::kNoAnswer), kPost + "a");
         EXPECT_EQ(sender.send("b"), 0);
     }
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "1 notices dropped: the hub did not take them in time\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "1 notices dropped: the hub did not accept them in time\n");
     const TNoticeSender unused(hub.peer(), T_NOTICE_LIMITS());
 }
 

@@ -5,9 +5,8 @@
 #include <fstream>
 #include <string>
 
-/* A folder that stands for "/" in the stock platform for the whole test program,
- * in place before main and gone with the process. Every test writes the files it
- * needs, by their plain paths. */
+/* A folder that replaces "/" in the stock platform for the whole test program, created before main and removed with the
+ * process. Every test writes the files it needs, by their plain paths. */
 class TStockRoot {
 public:
     TStockRoot()

@@ -7,7 +7,7 @@
 
 namespace {
 
-TEST(TimeStamp, LocalTimeIsThatOfTheZoneOfTheMoment)
+TEST(TimeStamp, LocalTimeFollowsAChangeOfTheZone)
 {
     const auto text = [](time_t seconds) {
         const struct tm date = get_local_time(seconds);
@@ -45,7 +45,7 @@ TEST(TimeStamp, ClocksAreInMillisecondsAndAMonotonicMomentHasItsDate)
     EXPECT_LE(mono_ms, mono_now_ms);
     EXPECT_GE(mono_ms + 60000, mono_now_ms);
     EXPECT_GE(current_time_stamp_mono(), mono_ms);
-    for (const int64_t hours : {-30, 0, 30}) { // the clock may strike in between
+    for (const int64_t hours : {-30, 0, 30}) { // the hour may change in between
         struct tm date = {};
         EXPECT_EQ(get_date_and_time(&date, mono_ms + static_cast<uint64_t>(hours * 3'600'000)), 0);
         EXPECT_LE(std::abs(timegm(&date) - static_cast<int64_t>(wall_ms / 1000) - 3600 * hours), 2);

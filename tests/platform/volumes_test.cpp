@@ -9,7 +9,7 @@
 
 namespace {
 
-TEST(Volumes, AreTheSectionsThatNameAMountPoint)
+TEST(Volumes, AreTheSectionsWithAMountPoint)
 {
     const std::vector<T_VOLUME> volumes =
         volumes_of(ini_parse_text("[VOL_10]\nmountPoint=/b//\nvolName=B\n[VOL_2]\nmountPoint=/\n[VOL_3]\nvolName=none\n"
@@ -33,7 +33,7 @@ TEST(Volumes, SpaceIsInBytesAndNeverWraps)
     space.f_bavail = 250;
     const t_volume_usage usage = volume_usage({7, "name", "/v"}, space);
     EXPECT_EQ(usage.size_bytes, 4096000);
-    EXPECT_EQ(usage.free_bytes, 300 * 4096); // root's too
+    EXPECT_EQ(usage.free_bytes, 300 * 4096); // root's share included
     EXPECT_EQ(usage.used_bytes, 700 * 4096);
     EXPECT_EQ(usage.reserved_bytes, 50 * 4096);
 
@@ -103,7 +103,7 @@ protected:
     t_storage_disk_vol_info m_info;
 };
 
-TEST_F(VolumeCalls, MeasureWhatIsThereAndLeaveOutWhatIsNot)
+TEST_F(VolumeCalls, MeasureMountedVolumesAndOmitTheOthers)
 {
     t_volume_info info;
     ASSERT_EQ(PAL_resmon_get_disk_usage({}, {}, info), 0U);
@@ -165,7 +165,7 @@ TEST_F(VolumeCalls, ReportAMissingVolumeOncePerChange)
         const std::string text = testing::internal::GetCapturedStderr();
         return std::count(text.begin(), text.end(), '\n');
     };
-    EXPECT_LE(lines_of(3, 3), 1); // an earlier test may have seen it away
+    EXPECT_LE(lines_of(3, 3), 1); // an earlier test may have logged it
     EXPECT_EQ(lines_of(3, 3), 0);
     g_stock_root.folder("/share/none");
     EXPECT_EQ(lines_of(3, 3), 0);

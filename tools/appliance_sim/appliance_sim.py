@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Plays the other services of the appliance on this machine; see README.md."""
+"""Simulates the other services of the appliance on this machine; see README.md."""
 
 import argparse
 import signal
@@ -28,7 +28,7 @@ def main():
     except OSError as failure:
         sys.exit(f'appliance_sim: a port is taken: {failure}')
     for number in (signal.SIGTERM, signal.SIGINT):
-        if signal.getsignal(number) != signal.SIG_IGN:  # whoever started us in the background ends us
+        if signal.getsignal(number) != signal.SIG_IGN:  # ignored in the background: the parent ends us
             signal.signal(number, lambda *_: stopping.set())
     for target in [server.run for server in servers] + [hub.deliver_notices]:
         threading.Thread(target=target, daemon=True).start()

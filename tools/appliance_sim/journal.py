@@ -1,4 +1,4 @@
-"""What the simulator was told and what it answered, one JSON line each."""
+"""Log of requests and their outcomes, one JSON line each."""
 
 import json
 import os
@@ -18,7 +18,7 @@ class TJournal:
         self._lock = threading.Lock()
 
     def add(self, service, method, path, query, body, outcome):
-        """Told before the answer goes out: who has the answer finds the line."""
+        """Written before the answer is sent: the line exists once the client has the answer."""
         now = time.time()
         entry = {'time_ms': int(now * 1000), 'service': service, 'method': method, 'path': path, 'query': query,
                  'body': body_value(body), 'outcome': outcome}
@@ -41,7 +41,7 @@ class TJournal:
 
 
 def body_value(body):
-    """JSON as such, anything else as text, cut to what a line can bear."""
+    """JSON as it is, anything else as text, truncated to fit a line."""
     if len(body) <= MAX_BODY:
         try:
             return json.loads(body)
@@ -51,7 +51,7 @@ def body_value(body):
 
 
 def show(line):
-    """On the terminal; escapes what could drive it, and outlives its end."""
+    """Prints to the terminal, replacing control characters; continues when the terminal is closed."""
     try:
         print(''.join(c if c.isprintable() else '?' for c in line), flush=True)
     except (OSError, ValueError):

@@ -16,7 +16,7 @@ HOST = '127.0.0.1'
 
 class TAnswer:
     def __init__(self, value=None, status=200):
-        """value: anything that JSON knows, or bytes that go out as they are."""
+        """value: any JSON value, or bytes that are sent unchanged."""
         self.status = status
         self.body = value if isinstance(value, bytes) else b'' if value is None else json.dumps(value).encode()
 
@@ -47,7 +47,7 @@ class TServer(http.server.ThreadingHTTPServer):
             self._room.release()
 
     def handle_error(self, request, client_address):
-        """A client that went away is its own business."""
+        """Ignores a client that closed its connection."""
 
     def fault_of(self, method, path):
         faults = self.state.get_object('faults.json')
@@ -91,11 +91,11 @@ class THandler(http.server.BaseHTTPRequestHandler):
     def answer_of(self, request):
         try:
             return self.server.answer(*request)
-        except Exception as failure:  # of a state that holds something else than expected
+        except Exception as failure:  # the state has unexpected content
             return TAnswer({'error': f'{type(failure).__name__}: {failure}'}, 500)
 
     def read_body(self):
-        """None when there is none to be had; the client knows why."""
+        """None when it cannot be read; the client got an error answer."""
         try:
             length = int(self.headers.get('Content-Length') or 0)
         except ValueError:
@@ -114,7 +114,7 @@ class THandler(http.server.BaseHTTPRequestHandler):
         self.wfile.write(answer.body)
 
     def log_message(self, format, *args):
-        """The journal tells everything."""
+        """Requests are in the journal."""
 
 
 def number(fault, key, default, least, most):
@@ -141,7 +141,7 @@ def slow(handler, fault, request):
 
 
 def garbage(handler, fault, request):
-    """No HTTP at all; with "body", a good answer whose body is that text, or noise; after "seconds"."""
+    """Not HTTP; with "body", a valid answer with that text, or noise, as its body; after "seconds"."""
     handler.server.stopping.wait(number(fault, 'seconds', 0, 0, 3600))
     noise = random.Random(0).randbytes(256)
     if 'body' in fault:

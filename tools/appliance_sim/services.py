@@ -1,4 +1,4 @@
-"""What the appliance's other services answer, out of the state folder."""
+"""Answers of the appliance's other services, from the state folder."""
 
 import http.client
 import json
@@ -18,7 +18,7 @@ def from_file(state, name):
 
 
 class TDashboard:
-    """Takes whatever it is told."""
+    """Accepts any report."""
 
     def __call__(self, method, path, query, body):
         return TAnswer({}) if method in ('POST', 'PUT') else NOT_FOUND
@@ -55,7 +55,7 @@ class TRecording:
     @staticmethod
     def _count_on(cameras):
         """Channels with a conn_failed_step fail that often until the next reading;
-        a change that was told is told."""
+        a reported change is cleared."""
         moved = False
         for one in cameras or []:
             if one.get('conn_failed_step'):
@@ -66,8 +66,8 @@ class TRecording:
 
 
 class TConfiguration:
-    """proxy_rules.json lists the rules and loses those that are deleted; a rule with
-    "refuse_delete" keeps its place and answers that error."""
+    """proxy_rules.json lists the rules; deleted ones are removed from it. A rule with
+    "refuse_delete" stays and answers with that error."""
 
     def __init__(self, state):
         self._state = state
@@ -154,13 +154,13 @@ class THub:
         return value if is_lease(kind, value) else None
 
     def deliver_notices(self):
-        """Runs until the stop: each JSON file that appears in the state's folder
-        "notices" goes out once to every subscriber and is removed."""
+        """Runs until the stop: sends each JSON file that appears in the state's folder
+        "notices" once to every subscriber, then removes it."""
         folder = self._state.folder / 'notices'
         while not self._stopping.wait(0.1):
             try:
                 self._deliver_new(folder)
-            except OSError as error:  # a folder or a journal that cannot be written now may be later
+            except OSError as error:  # retried: the folder or the journal may be writable later
                 print(f'notices: {error}', file=sys.stderr)
 
     def _deliver_new(self, folder):
@@ -171,9 +171,9 @@ class THub:
             takers = [(name, *found) for name in names
                       if all(found := (self._find('services', name), self._find('subscriptions', name)))]
             if notice is None or not takers:
-                continue  # not whole yet, or nobody to take it
+                continue  # incomplete, or without subscribers
             path.unlink(missing_ok=True)
-            self._state.get('notices/' + path.name)  # that it is gone: a new one is not this one
+            self._state.get('notices/' + path.name)  # forgets the removed file: the next one of that name is new
             for taker in takers:
                 self._deliver(*taker, notice)
 

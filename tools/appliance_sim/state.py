@@ -1,4 +1,4 @@
-"""The appliance's state: a folder of JSON files that anyone may write at any time."""
+"""The appliance's state: a folder of JSON files that may be written at any time."""
 
 import json
 import os
@@ -10,18 +10,18 @@ MAX_BYTES = 8 * 1024 * 1024
 
 
 class TState:
-    """Each file is read afresh whenever it is asked for."""
+    """Each file is read again at each access."""
 
     def __init__(self, folder):
         self.folder = pathlib.Path(folder)
         self.folder.mkdir(parents=True, exist_ok=True)
         self._lock = threading.Lock()
         self._change_lock = threading.Lock()
-        self._good = {}  # file name -> what it last held; guarded by _lock
+        self._good = {}  # file name -> its last valid content; guarded by _lock
 
     def get(self, name, default=None):
-        """What the file holds. A file that is half-written, no JSON or too large
-        reads as what it last held; one that is not there, as the default."""
+        """The content of the file. For a file that is half-written, not JSON or too large
+        it is the last valid content; for a missing one, the default."""
         path = self.folder / name
         try:
             with open(path, 'rb') as file:
@@ -46,8 +46,8 @@ class TState:
         return value if isinstance(value, dict) else {}
 
     def change(self, name, change):
-        """Rewrites a file with what change(value) makes of it, in one step for
-        whoever reads. Nothing is written for None. Tells change's second result."""
+        """Replaces a file with the first result of change(value) in one step, unless that
+        is None. Returns the second result."""
         with self._change_lock:
             value, result = change(self.get(name))
             if value is not None:

@@ -1,10 +1,8 @@
-/* Preloaded into the daemon, lets its clocks run FAST_CLOCK_SPEED times faster.
- * The wall clock starts at FAST_CLOCK_START (seconds since the epoch). Waits on
- * conditions, sleeps and ppoll() are as much shorter; libcurl is left in real time, in
- * which the peers live that it sets limits to.
- * The wall clock can be set while the daemon runs: it is ahead of where it would be
- * by what the file FAST_CLOCK_AHEAD holds, nanoseconds as a 64-bit number in the
- * machine's own order, to be overwritten in place. */
+/* Preloaded into the daemon, makes its clocks run FAST_CLOCK_SPEED times faster. The wall clock starts at
+ * FAST_CLOCK_START (seconds since the epoch). Waits on conditions, sleeps and ppoll() are shortened accordingly;
+ * libcurl stays in real time, which applies to the peers that it sets limits for. The wall clock can be set while the
+ * daemon runs: it is ahead by the value in the file FAST_CLOCK_AHEAD, nanoseconds as a 64-bit number in the machine's
+ * byte order, to be overwritten in place. */
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <link.h>
@@ -22,14 +20,14 @@
 #include <unistd.h>
 
 #define NS_PER_S INT64_C(1000000000)
-/* Monotonic clocks start with the machine, so that no later time is theirs. */
+/* Monotonic clocks start with the machine, so any later time is one of the wall clock. */
 #define FIRST_WALL_S 1000000000
 
 typedef int (*T_CLOCKWAIT)(pthread_cond_t *, pthread_mutex_t *, clockid_t, const struct timespec *);
 
 static int64_t g_speed = 1;
 static int64_t g_real_start;
-static int64_t g_wall_start; /* of the fast wall clock, as long as nobody sets it */
+static int64_t g_wall_start; /* of the fast wall clock, until it is set */
 static _Atomic int64_t g_never_set;
 static _Atomic int64_t *g_ahead = &g_never_set;
 static uintptr_t g_curl_code;
@@ -50,7 +48,7 @@ static struct timespec spec(int64_t ns)
 static int64_t real_ns(clockid_t clock)
 {
     struct timespec now = {0, 0};
-    (void)syscall(SYS_clock_gettime, clock, &now); /* past our own clock_gettime */
+    (void)syscall(SYS_clock_gettime, clock, &now); /* bypasses our own clock_gettime */
     return nanoseconds(&now);
 }
 
@@ -140,7 +138,7 @@ int pthread_cond_timedwait(pthread_cond_t *restrict cond, pthread_mutex_t *restr
     return pthread_cond_clockwait(cond, mutex, CLOCK_MONOTONIC, until);
 }
 
-/* As the daemon's own calls wait for a peer or a child; libraries use poll(). */
+/* The daemon's own calls wait by ppoll() for a peer or a child; libraries use poll(). */
 int ppoll(struct pollfd *descriptors, nfds_t count, const struct timespec *limit, const sigset_t *mask)
 {
     struct timespec real = {0, 0};

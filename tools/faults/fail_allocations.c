@@ -1,4 +1,4 @@
-/* Preloaded, lets one allocation of the process fail: the one that its test asks for. */
+/* Preloaded, makes one allocation of the process fail: the one chosen by the test. */
 #include <dlfcn.h>
 #include <errno.h>
 #include <execinfo.h>
@@ -15,8 +15,7 @@ void *__libc_memalign(size_t alignment, size_t size);
 static uintptr_t g_parser;
 static size_t g_parser_size;
 
-/* json-c's parser goes on without the memory that it did not get, and crashes: nothing
- * that the daemon could mend. */
+/* json-c's parser uses the memory that it did not get, and crashes: the daemon cannot prevent that. */
 static int is_in_parser(void)
 {
     void *frames[16];
@@ -37,7 +36,7 @@ __attribute__((constructor)) static void start(void)
         g_parser = (uintptr_t)info.dli_saddr;
         g_parser_size = ((ElfW(Sym) *)symbol)->st_size;
     }
-    (void)is_in_parser(); /* loads what it needs now */
+    (void)is_in_parser(); /* loads its libraries now */
     follow_faults();
 }
 
@@ -47,7 +46,7 @@ static int fails(void)
     if (fail_at == 0 || !is_counted_thread() || atomic_fetch_add(&g_faults->allocations, 1) + 1 != fail_at)
         return 0;
     if (is_in_parser()) {
-        atomic_fetch_add(&g_faults->fail_at, 1); /* the next one, then */
+        atomic_fetch_add(&g_faults->fail_at, 1); /* fail the next one instead */
         return 0;
     }
     atomic_fetch_add(&g_faults->failed, 1);

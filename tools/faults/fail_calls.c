@@ -1,6 +1,6 @@
-/* Preloaded, lets system calls of the process fail at random, as many as its test asks for: with EMFILE, ENOSPC, EIO,
- * EINTR or EACCES where the call knows the error, or by reading and writing less than was asked for. Calls that only
- * wait or let go are left alone. */
+/* Preloaded, makes a share of the process's system calls, set by the test, fail at random: with EMFILE, ENOSPC, EIO,
+ * EINTR or EACCES if the call knows the error, or by reading or writing fewer bytes than requested. Calls that only
+ * wait or release are not affected. */
 #include <dirent.h>
 #include <dlfcn.h>
 #include <errno.h>
@@ -20,7 +20,7 @@ __attribute__((constructor)) static void start(void)
     follow_faults();
 }
 
-/* A number at random, the same row of them in each run of a process with one thread. */
+/* A random number; the same sequence in each run of a process with one thread. */
 static uint64_t next_random(void)
 {
     static _Atomic uint64_t state;
@@ -42,7 +42,7 @@ static int is_due(void)
     return 1;
 }
 
-/* Sets one of the errors, as many as are not 0. */
+/* Sets errno to one of the errors at random; a 0 ends the list. */
 static void set_error(const int (*errors)[5])
 {
     size_t count = 0;
@@ -51,7 +51,7 @@ static void set_error(const int (*errors)[5])
     errno = (*errors)[next_random() % count];
 }
 
-/* What wakes a thread by an eventfd does not fail, and who is not woken waits for good. */
+/* Writes to an eventfd never fail: a thread that is not woken would wait forever. */
 static int is_wake_up(int fd, size_t size)
 {
     struct stat status;
@@ -67,7 +67,7 @@ static const int kDescriptor[5] = {EMFILE};
 static const int kWaiting[5] = {EINTR};
 static const int kConnecting[5] = {EACCES};
 
-/* The function of that name behind us. */
+/* The original function of that name. */
 #define NEXT(name)                                                                                                     \
     static __typeof__(name) *next;                                                                                     \
     if (next == NULL) {                                                                                                \
@@ -83,7 +83,7 @@ static const int kConnecting[5] = {EACCES};
         }                                                                                                              \
     } while (0)
 
-/* A call that fails as a whole, and one that may also move fewer bytes. */
+/* A call that fails completely, and one that may also transfer fewer bytes. */
 #define CALL(name, failure, errors, ...)                                                                               \
     do {                                                                                                               \
         NEXT(name)                                                                                                     \
@@ -218,7 +218,7 @@ ssize_t sendmsg(int fd, const struct msghdr *message, int flags)
     CALL(sendmsg, -1, kWriting, fd, message, flags);
 }
 
-/* Gives its error. */
+/* Returns its error. */
 int posix_fallocate(int fd, off_t offset, off_t length)
 {
     CALL(posix_fallocate, ENOSPC, kWriting, fd, offset, length);
@@ -244,7 +244,7 @@ ssize_t send(int fd, const void *buffer, size_t size, int flags)
     MOVE(send, kWriting, fd, buffer, size, flags);
 }
 
-/* The mode of a file that is not made means nothing. */
+/* The mode is ignored unless a file is created. */
 #define OPEN(name, ...)                                                                                                \
     do {                                                                                                               \
         va_list args;                                                                                                  \

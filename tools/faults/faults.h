@@ -1,5 +1,5 @@
-/* What the preloads of this folder are told, and tell: a file that FAULTS names, shared by a mapping, so that a test
- * can arm and disarm them while the process runs. All words are 64 bits wide, in the machine's own order. */
+/* Control of this folder's preloads: a file named by FAULTS, shared by a mapping, so that a test can switch them on and
+ * off and read their counters while the process runs. All words are 64 bits wide, in the machine's byte order. */
 #pragma once
 
 #include <fcntl.h>
@@ -14,13 +14,13 @@
 #include <unistd.h>
 
 typedef struct {
-    _Atomic uint64_t fail_at;      /* the allocation that fails, counted by `allocations`; 0 for no one */
+    _Atomic uint64_t fail_at;      /* the allocation that fails, counted by `allocations`; 0: no failure */
     _Atomic uint64_t allocations;  /* seen while armed, in the threads that count */
     _Atomic uint64_t failed;       /* of these */
-    _Atomic uint64_t call_rate;    /* of 65536 system calls so many fail; 0 for none */
+    _Atomic uint64_t call_rate;    /* this many of 65536 system calls fail */
     _Atomic uint64_t calls;        /* seen while armed */
     _Atomic uint64_t calls_failed; /* of these */
-    char thread[16];               /* only allocations of threads count whose names begin so */
+    char thread[16];               /* only counts allocations of threads with this prefix in their names */
 } T_FAULTS;
 
 static T_FAULTS g_disarmed;
@@ -36,7 +36,7 @@ static inline void follow_faults(void)
     (void)syscall(SYS_close, fd);
     if (map != MAP_FAILED)
         g_faults = map;
-    (void)unsetenv("LD_PRELOAD"); /* the daemon's tools live without faults */
+    (void)unsetenv("LD_PRELOAD"); /* the daemon's tools run without faults */
 }
 
 static inline int is_counted_thread(void)

@@ -1,7 +1,7 @@
 """The small faults that can be planted in C++ source, found by its tokens.
 
-The source is formatted by clang-format, whose blanks say which "<", "&&" or "*" is
-an operator between two values and which belongs to a type."""
+The source is formatted by clang-format, whose blanks show which "<", "&&" or "*" is
+a binary operator and which belongs to a type."""
 
 import dataclasses
 import re
@@ -13,7 +13,7 @@ TOKENS = re.compile(r'''(?P<skip>\s+|//[^\n]*|/\*.*?\*/|^[ \t]*\#(?:\\\n|[^\n])*
     |(?P<word>[A-Za-z_]\w*)
     |(?P<sign><=>|<<=|>>=|->\*|\.\.\.|::|->|\+\+|--|<<|>>|[-+*/%&|^<>=!]=|&&|\|\||.)''', re.M | re.S | re.X)
 
-# Between two values: what may stand there instead, and what kind of fault that is.
+# Binary operators: their replacements, and the kinds of the faults.
 OPERATORS = {
     '==': [('!=', 'comparison')], '!=': [('==', 'comparison')],
     '<': [('<=', 'boundary'), ('>=', 'comparison')], '>': [('>=', 'boundary'), ('<=', 'comparison')],
@@ -32,8 +32,8 @@ NO_STATEMENT = set('''alignas auto case catch class const constexpr default dele
 
 @dataclasses.dataclass(frozen=True)
 class Fault:
-    """`length` characters from `start` on become `instead`. `before` and `after` are the lines it is in, with single
-    blanks: together with the path they name the fault, wherever the lines move."""
+    """Replaces `length` characters from `start` on by `instead`. `before` and `after` are its lines, with single
+    blanks: together with the path they identify the fault, even when the lines move."""
     path: str
     kind: str
     start: int
@@ -91,7 +91,7 @@ def other_number(text):
 
 
 def is_header(tokens, index):
-    """Whether the closing bracket ends what an if, a for or a while stands before."""
+    """Whether the closing bracket ends the head of an if, a for or a while."""
     begin = tokens[index].partner - 1
     return begin >= 0 and tokens[begin].text in ('if', 'for', 'while', 'constexpr')
 
@@ -173,7 +173,7 @@ def changed(tokens, index):
         yield token.start, len(token.text), other_number(token.text), 'constant'
     elif token.kind == 'word' and token.text in WORDS:
         yield token.start, len(token.text), WORDS[token.text], 'constant'
-    elif token.kind == 'text' and tokens[index - 1].kind != 'text':  # pieces of one text are one
+    elif token.kind == 'text' and tokens[index - 1].kind != 'text':  # adjacent string literals count as one
         yield token.start + token.text.index('"') + (2 if token.text[0] == 'R' else 1), 0, 'x', 'text'
 
 

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Plants small faults into src/, one at a time, and shows which of them no test sees.
+"""Plants small faults into src/, one at a time, and lists those that no test detects.
 
-All of it happens in a copy of the tree below build/mutate. Every fault is built and
-offered to the unit programs, the room's own tests first, and those that live to the
-end-to-end tests. A fault that does not compile is none: another is drawn for it. What
-has been tried is kept, so that a run that was cut short goes on where it stopped."""
+This happens in a copy of the tree below build/mutate. Every fault is built and run
+against the unit programs, the tests of its folder first, and if it survives, the
+end-to-end tests. A fault that does not compile is replaced by another one. Results are
+kept, so that an interrupted run continues where it stopped."""
 
 import argparse
 import collections
@@ -65,7 +65,7 @@ def run(*commands, timeout_s=None, environment=None):
             time.sleep(0.01)
     finally:
         for _, process in running:
-            process.kill()  # the cell, and with it all that is in it
+            process.kill()  # the cell and all processes in it
             process.wait()
 
 
@@ -94,14 +94,14 @@ class Tree:
                 path.unlink()
         self.digest = digest.hexdigest()[:16]
         self.tests = {}      # program: {test: the folder of its file}
-        self.seconds = {}    # how long each takes when all is well
+        self.seconds = {}    # how long each takes without a fault
 
     def configure(self):
         launcher = [f'-DCMAKE_{one}_COMPILER_LAUNCHER=ccache' for one in ('C', 'CXX') if shutil.which('ccache')]
         os.environ.setdefault('CCACHE_BASEDIR', str(WORK))  # what one working copy has compiled serves the next
         linker = [f'-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld={one}' for one in ('lld', 'gold') if shutil.which('ld.' + one)]
-        # Neither optimised nor with anything for a debugger: what counts is the time that a build takes. Without
-        # warnings: a fault that the compiler only warns of is one.
+        # Without optimisation and debug information: the build time counts. Without
+        # warnings: a fault that the compiler only warns about counts as one.
         status, output = run(['cmake', '-G', 'Ninja', '-S', TREE, '-B', BUILD, '-DCMAKE_BUILD_TYPE=Fault',
                               '-DCMAKE_C_FLAGS_FAULT=-O0 -w', '-DCMAKE_CXX_FLAGS_FAULT=-O0 -w', '-DVELOMOND_CLIENTS=OFF',
                               *launcher, *linker[:1]])
@@ -116,7 +116,7 @@ class Tree:
         return BUILD / 'tests' / name
 
     def list_tests(self, name):
-        """As the program itself knows them; it names the file of each."""
+        """The tests as listed by the program, with the file of each."""
         if name not in self.tests:
             listing = WORK / f'{name}.json'
             run([self.program(name), '--gtest_list_tests', f'--gtest_output=json:{listing}'])
@@ -149,7 +149,7 @@ class Tree:
         return caught
 
     def plan(self, path):
-        """(program, its tests) in the order that finds a fault of the file soonest."""
+        """(program, its tests) in the order that detects a fault of the file soonest."""
         room = pathlib.Path(path).parts[1]
         for name in (STOCK, FAKE) if room in ('base', 'platform', 'smart_helper') else (FAKE, STOCK):
             tests = self.list_tests(name)
@@ -170,12 +170,12 @@ class Tree:
         return 'time-out' if status is None else f'{failed[2]}.{failed[1]}' if failed else f'ended with {status}'
 
     def check(self, paths, end_to_end):
-        """Sees to it that all tests pass without a fault, and learns how long they take."""
+        """Checks that all tests pass without a fault, and measures how long they take."""
         for name, tests in {(name, tuple(tests)) for path in paths for name, tests in self.plan(path)}:
             if failed := self.unit(name, tests) and self.unit(name, tests):
-                sys.exit(f'without any fault {failed} fails')
+                sys.exit(f'without a fault {failed} fails')
         if end_to_end and (failed := self.end_to_end(*E2E) and self.end_to_end(*E2E)):
-            sys.exit(f'without any fault {failed} fails')
+            sys.exit(f'without a fault {failed} fails')
 
     def try_fault(self, fault, end_to_end):
         """(how it ended, what caught it)"""
@@ -195,7 +195,7 @@ class Tree:
             if end_to_end:
                 if self.build('VeloMond')[0] != 0:
                     return NONE, ''
-                # A busy machine fails one now and then: what fails twice has been caught.
+                # On a busy machine a test may fail by chance: two failures count as detection.
                 if caught := self.end_to_end(*E2E) and self.end_to_end(*E2E):
                     return END_TO_END, caught
             return LIVES, ''
@@ -204,7 +204,7 @@ class Tree:
 
 
 def known():
-    """Faults that are none, from a file of blocks: path, the line, the line with the fault, why."""
+    """Faults without effect, from a file of blocks: path, the line, the line with the fault, the reason."""
     entries = set()
     for block in KNOWN.read_text().split('\n\n'):
         lines = [' '.join(line.split()) for line in block.splitlines() if not line.startswith('#')]
@@ -216,13 +216,13 @@ def known():
 
 
 class Results:
-    """What became of each fault, kept for as long as sources and tests stay as they are."""
+    """The result of each fault, kept until sources or tests change."""
 
     def __init__(self, digest, only_lived):
         self.path, self.digest, self.by_fault = WORK / 'results.jsonl', digest, {}
         lines = self.path.read_text().splitlines() if self.path.exists() else []
         for one in map(json.loads, lines):
-            # A later state of the tree: what was caught counts as caught still where that was asked for.
+            # For a later state of the tree, faults caught before still count as caught if requested.
             if one['digest'] == digest or (only_lived and one['how'] != LIVES):
                 self.by_fault[tuple(one['fault'])] = one['how'], one['by']
 
@@ -271,7 +271,7 @@ def try_all(orders, counts, paths, options, shown):
     for order, count in zip(orders, counts):
         of_seed, left = [], iter(order)
         while len(of_seed) < count:
-            # In the order of the files, so that the build has little to do from one to the next.
+            # In the order of the files, so that little has to be rebuilt between them.
             batch = [fault for _, fault in zip(range(count - len(of_seed)), (one for one in left if one not in seen))]
             if not batch:
                 break
@@ -287,7 +287,7 @@ def try_all(orders, counts, paths, options, shown):
                     shown.step(f'{fault.path}:{fault.line} {fault.kind}', 1, done)
                     result = tree.try_fault(fault, not options.unit)
                     if result[0] == LIVES:
-                        result = LIVES, UNIT if options.unit else ''  # of the unit programs, at least
+                        result = LIVES, UNIT if options.unit else ''  # at least for the unit programs
                     results.keep(fault, *result)
                 if result[0] == NONE:
                     continue
@@ -327,10 +327,10 @@ def main():
     parser = argparse.ArgumentParser(prog='./dev mutate', description=__doc__)
     parser.add_argument('paths', nargs='*', default=['src'], metavar='PATH', help='files or folders below src')
     parser.add_argument('--n', type=int, default=30, help='how many faults (default: 30)')
-    parser.add_argument('--seed', type=int, action='append', help='several share the faults (default: 1)')
-    parser.add_argument('--unit', action='store_true', help='leave the end-to-end tests out')
+    parser.add_argument('--seed', type=int, action='append', help='several seeds share the faults (default: 1)')
+    parser.add_argument('--unit', action='store_true', help='skip the end-to-end tests')
     parser.add_argument('--again', action='store_true',
-                        help='after a change of the tree, try only those again that lived before')
+                        help='after a change of the tree, only repeat the faults that survived before')
     parser.add_argument('--list', action='store_true', help='show the faults that would be planted')
     options = parser.parse_args()
 
@@ -356,4 +356,4 @@ if __name__ == '__main__':
     try:
         sys.exit(main())
     except KeyboardInterrupt:
-        sys.exit('\nstopped; the same command goes on from here')
+        sys.exit('\nstopped; the same command continues from here')

@@ -1,4 +1,4 @@
-"""Time: twenty lives in a row, and one of a day."""
+"""Time: twenty starts in a row, and one run of a day."""
 
 import calendar
 import http.client
@@ -15,8 +15,8 @@ from stage import TClients, TStage, report, stamps
 
 
 def held(daemon):
-    """(descriptors, threads, children) at most moments: workers now and then have a
-    call of their own under way."""
+    """The usual (descriptors, threads, children): workers may have a
+    call of their own in progress."""
     def look():
         running = [one for task in daemon.proc('task').iterdir()
                    for one in (harness.unless_gone(lambda task=task: (task / 'children').read_text()) or '').split()]
@@ -72,7 +72,7 @@ class Starts(TStage):
 @unittest.skipUnless(os.environ.get('VELOMOND_FAST_CLOCK'), 'needs the fast clock')
 class Day(TStage):
     """A day and a half: the cameras' history grows for 24 hours, some 1 KB a minute,
-    the others for 15 minutes. What counts is that nothing grows on the second day."""
+    the others for 15 minutes. Nothing may grow on the second day."""
 
     SPEED, LENGTH_S, HOUR_S = 720, 185, 3600
     START = calendar.timegm((2026, 3, 31, 18, 0, 0))
@@ -85,7 +85,7 @@ class Day(TStage):
         start, rounds, asked, failed, hours, early = time.monotonic(), set(), 0, 0, [], ()
         while (passed_s := time.monotonic() - start) < self.LENGTH_S:
             asked += 1
-            try:  # a request has 10 s of the daemon's time, which are 14 ms
+            try:  # the daemon's time limit of 10 s for a request is 14 ms here
                 get('statistics_dump')
                 rounds |= set(stamps((self.root / 'Vtmp/.sys_stats/log_0/cpu_stats.csv').read_text()))
             except (OSError, http.client.HTTPException):
@@ -102,12 +102,12 @@ class Day(TStage):
         for name in ('Rss', 'Pss', 'Anonymous'):
             first, full, last = (hours[i][name] for i in (0, self.FULL_H - 1, -1))
             report.row(f'{name}, KB, after 1 h, {self.FULL_H} h, at the end', f'{first}, {full}, {last}')
-            if name != 'Pss':  # it moves with what other processes have mapped
+            if name != 'Pss':  # it depends on what other processes have mapped
                 report.row('  grown since the first hour', f'{last - first} KB', f'<= {self.CAMERAS_KB} KB',
                            last - first <= self.CAMERAS_KB)
                 report.row('  grown since all histories were full', f'{last - full} KB', f'<= {self.GROWTH_KB} KB',
                            last - full <= self.GROWTH_KB)
         for name, then, now in zip(('descriptors', 'threads', 'children'), early, held(daemon)):
             report.row(f'{name} after an hour, at the end', f'{then}, {now}', 'the same', then == now)
-        # What a tool had started comes to us when the tool overran its time, 7 ms here.
+        # Children of a tool that exceeded its time limit, 7 ms here, become ours.
         self.check_stop(daemon, but_states='Z')

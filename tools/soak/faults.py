@@ -1,5 +1,5 @@
-"""What goes wrong around the daemon: nobody reads what it logs, disks are full, others
-have put something in the way of its files."""
+"""Faults of the daemon's environment: unread logs, full disks, and other users' files in
+place of its own."""
 
 import errno
 import fcntl
@@ -30,7 +30,7 @@ class Unread(TStage):
         for _ in range(self.QUERIES):
             start = time.monotonic()
             try:
-                answered += get('cpu_info')[0] == 200  # a line of the log goes with it
+                answered += get('cpu_info')[0] == 200  # logs a line
             except OSError:
                 break
             slowest_s = max(slowest_s, time.monotonic() - start)
@@ -41,9 +41,9 @@ class Unread(TStage):
 
 @unittest.skipUnless(os.environ.get('VELOMOND_APART'), 'needs mounts of its own')
 class LastDump(TStage):
-    """The disk is full when a longer dump comes to write into a folder that has one."""
+    """The disk is full when a longer dump replaces an earlier one."""
 
-    GROWTH_S = 50  # by more than the rest of the last block
+    GROWTH_S = 50  # of the dump, by more than the rest of the last block
 
     def soak(self):
         folder = self.root / 'Vtmp'
@@ -51,7 +51,7 @@ class LastDump(TStage):
         self.addCleanup(subprocess.run, ['umount', '-l', folder], check=True)
         daemon = self.start_up()
         time.sleep(22)  # two rounds
-        for _ in range(7):  # with all backups made, the seventh goes into the first folder, as all that follow
+        for _ in range(7):  # with all backups made, the seventh and all later ones go into the first folder
             get('statistics_dump')
         files = sorted((folder / '.sys_stats/log_0').iterdir())
         before = [one.read_bytes() for one in files]
@@ -66,7 +66,7 @@ class LastDump(TStage):
             get('statistics_dump')
         whole = [one for one, text in zip(files, before)
                  if one.read_bytes() == text and is_whole(text.decode())]
-        report.row('CSV files kept whole', f'{len(whole)} of {len(files)}', 'all',
+        report.row('CSV files kept unchanged', f'{len(whole)} of {len(files)}', 'all',
                    len(whole) == len(files) == len(list((folder / '.sys_stats/log_0').iterdir())))
         report.row('bytes in the smallest of them', min(len(text) for text in before if text))
         failures = daemon.text().count('cannot write /Vtmp/.sys_stats/log_0/')

@@ -1,4 +1,4 @@
-"""Answers that are small to send and large to take in, and stops that something holds up."""
+"""Answers that take much memory when parsed, and stops that are delayed."""
 
 import os
 import re
@@ -7,7 +7,7 @@ import time
 from harness import get
 from stage import TStage, report
 
-ANSWER = 1024 * 1024  # the longest that is taken
+ANSWER = 1024 * 1024  # the longest that is accepted
 BODY = 64 * 1024 - 256
 
 
@@ -45,11 +45,11 @@ class Foreign(TStage):
                    grown[worst] < self.MOST_KB)
 
     def grown_kb(self, faults, notice=None):
-        """How much more memory there is at most, counted from the end of the start, when nothing large has come."""
+        """The peak of memory in KB above that at the end of the start, before any large answer."""
         self.tell_state('faults.json', faults)
         daemon = self.start_up()
         memory = self.memory_kb(daemon)['VmRSS']
-        daemon.proc('clear_refs').write_text('5')  # the peak begins anew
+        daemon.proc('clear_refs').write_text('5')  # resets the peak
         for _ in range(4 if notice else 0):
             self.assertEqual(get('Notify', 'PUT', body=notice)[0], 200)
         time.sleep(self.LATER_S + 0.7)
@@ -68,7 +68,7 @@ class Stops(TStage):
     SLOW = {'fault': 'slow', 'delay_ms': 80}  # some 4 s for an answer
 
     def soak(self):
-        """A round that waits for good; then a rule that is being removed, each call of it nearly as long as it may."""
+        """A round that hangs; then the removal of a rule, with each of its calls just within its time limit."""
         (self.root / 'proc').unlink()
         (self.root / 'proc').mkdir()
         (self.root / 'proc/meminfo').write_text('MemTotal: 1 kB\n')
@@ -91,7 +91,7 @@ class Stops(TStage):
         daemon = self.start_up()
         self.wait_for_request('/cfg/ReverseProxy', 'DELETE', deleted + 2)
         took_s = daemon.stop(timeout_s=60)
-        report.row('three slow calls seen through: stop', f'{took_s:.2f} s, exit {daemon.status}', '10 to 16 s, 0',
+        report.row('three slow calls completed: stop', f'{took_s:.2f} s, exit {daemon.status}', '10 to 16 s, 0',
                    10 <= took_s <= 16 and daemon.status == 0)
         report.row('  nothing cut off', 'hangs' in daemon.text(), 'False', 'hangs' not in daemon.text())
         asked = len(self.journal('/vbus/reverse_proxy')) - asked

@@ -1,4 +1,4 @@
-"""A handler that cannot go on: whether anybody else waits with it."""
+"""A blocked handler must not delay other requests."""
 
 import errno
 import http.client
@@ -14,7 +14,7 @@ PLAIN = [one for one in ROUTES if one[1] not in ('statistics_dump', 'Notify')]
 
 
 class TCalls:
-    """Calls made side by side; what each was answered and how long that took."""
+    """Concurrent calls, their answers and their duration."""
 
     def __init__(self):
         self.failures, self.slowest_s, self.done, self._lock, self._threads = [], 0.0, 0, threading.Lock(), []
@@ -42,8 +42,8 @@ class TCalls:
 
 
 class HeldUp(TStage):
-    """A sampling round that does not end holds up dumps, a hub that accepts and never
-    answers holds up notices; nothing holds up a plain question."""
+    """A sampling round that hangs delays dumps, a hub that accepts and never
+    answers delays notices; neither delays a plain query."""
 
     LENGTH_S, CLIENTS, QUERIES, NOTICES, DUMPS = 30, 8, 200, 20, 4
 
@@ -93,7 +93,7 @@ class HeldUp(TStage):
             return None
 
     def ask_plain(self, calls, number, start):
-        """Spread over the whole time; the first of all clients at once."""
+        """Spread over the whole time; the first queries of all clients at once."""
         count = self.QUERIES // self.CLIENTS
         for i in range(count):
             time.sleep(max(0.0, start + i * self.LENGTH_S / (count + 1) - time.monotonic()))

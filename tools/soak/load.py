@@ -9,8 +9,8 @@ from harness import HOST, PORT, Daemon, eventually, get
 from stage import TClients, TStage, is_whole, report, seconds, served
 
 CONNECTIONS = 128  # the service's limit
-UNCROWDED = 64     # well below where it loses its patience
-PHASE_S = 10       # for a request to come in whole
+UNCROWDED = 64     # well below the number from which it cuts off sooner
+PHASE_S = 10       # to receive a complete request
 
 
 class Load(TStage):
@@ -32,10 +32,10 @@ class Load(TStage):
         report.row('failed', len(clients.failures), '0', not clients.failures)
         report.row('requests/s', f'{rate:.0f}')
         report.row('slowest answer', seconds(clients.slowest_s), '< 1 s', clients.slowest_s < 1)
-        report.row('dumps beside it, one a second', dumps)
+        report.row('dumps in parallel, one a second', dumps)
         report.row('sampling period', f'{min(gaps):.2f} to {max(gaps):.2f} s', '10 +- 1 s',
                    len(gaps) >= 2 and all(abs(one - 10) <= 1 for one in gaps))
-        report.row('CSV files not whole', f'{len(torn)} of {len(self.csv_files())}', '0', not torn)
+        report.row('CSV files incomplete', f'{len(torn)} of {len(self.csv_files())}', '0', not torn)
         for one in sorted(set(clients.failures))[:5]:
             report.row('  failure', one)
         self.check_stop(daemon)
@@ -84,7 +84,7 @@ class SlowClients(TStage):
 
     @staticmethod
     def idle(count):
-        """A normal client behind so many that say nothing, and one after they have left."""
+        """A normal client behind that many silent ones, and one after they have left."""
         limits = resource.getrlimit(resource.RLIMIT_NOFILE)
         resource.setrlimit(resource.RLIMIT_NOFILE, (min(4096, limits[1]), limits[1]))
         idle = open_sockets(count)
@@ -130,14 +130,14 @@ class Descriptors(TStage):
         report.row('sampling period', f'{min(gaps):.2f} to {max(gaps):.2f} s', '10 +- 1 s',
                    len(gaps) >= 1 and all(abs(one - 10) <= 1 for one in gaps))
 
-        # None left at all: every open, accept and pipe fails.
+        # No descriptors left: every open, accept and pipe fails.
         limits = resource.prlimit(daemon.pid, resource.RLIMIT_NOFILE)
         resource.prlimit(daemon.pid, resource.RLIMIT_NOFILE, (3, limits[1]))
         began_s = self.processor_s(daemon)
         clients = open_sockets(self.CLIENTS)
         time.sleep(15)
         spent_s = self.processor_s(daemon) - began_s
-        report.row('none left: processor time', f'{spent_s:.2f} s of 15 s', '< 1 s', spent_s < 1)
+        report.row('no descriptors left: processor time', f'{spent_s:.2f} s of 15 s', '< 1 s', spent_s < 1)
         for one in clients:
             one.close()
         resource.prlimit(daemon.pid, resource.RLIMIT_NOFILE, limits)

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Loads the daemon that VELOMOND_BINARY names beyond what an appliance does to it,
-and prints figures beside what is promised; fails where a promise does not hold."""
+"""Loads the daemon given by VELOMOND_BINARY beyond what an appliance does to it,
+and prints figures next to the promised ones; fails if a promise is broken."""
 
 import argparse
 import os

@@ -1,4 +1,4 @@
-"""What the groups share: the table, an appliance to play on, clients."""
+"""Shared by the groups: the table, a simulated appliance, clients."""
 
 import http.client
 import pathlib
@@ -20,7 +20,7 @@ ROUTES = [('GET', 'status', None), ('GET', 'cpu_info?method=line_data&name=syste
 
 
 class TReport:
-    """`line` writes a line: print, or what shows progress below the table."""
+    """`line` writes a line: print, or a function that shows progress below the table."""
 
     def __init__(self):
         self.group, self.broken, self.line = '', 0, print
@@ -62,7 +62,7 @@ class TStage(TApplianceTest):
 
 
 def stamps(text):
-    """Of the first entity in a CSV file; the others of the round come just after it."""
+    """The time stamps of the first entity in a CSV file; the others of a round are slightly later."""
     first = next((line for line in text.splitlines() if line.startswith('time_stamp(ms), ')), '')
     return [int(one) for one in first.split(', ')[1:]]
 
@@ -80,7 +80,7 @@ def is_whole(text):
 
 class TClients:
     """`count` connections, kept alive, each asking all routes again and again until
-    there were `requests` in all and `stop` is called or the block is left."""
+    there were `requests` in total and `stop` is called or the block is left."""
 
     def __init__(self, count, requests=0):
         self.failures, self.done, self.slowest_s, self.whole = [], 0, 0.0, threading.Event()
@@ -122,7 +122,7 @@ class TClients:
 
 
 def served(timeout_s):
-    """Seconds until a new client has its answer; None when it has none by then."""
+    """Seconds until a new client has its answer; None after the time-out."""
     start = time.monotonic()
     while (left_s := start + timeout_s - time.monotonic()) > 0:
         try:

@@ -23,7 +23,7 @@ NEWEST = {'cpu_info?method=cur_data&name=system_all': {'user_pcnt': '15.0', 'sys
 
 
 class TFaults:
-    """What tools/faults/faults.h tells of."""
+    """Control of the preloads, see tools/faults/faults.h."""
 
     def __init__(self, path):
         path.write_bytes(bytes(64))
@@ -38,7 +38,7 @@ class TFaults:
         return struct.unpack_from('Q', self._map, 8 * word)[0]
 
     def fail_allocation(self, number, thread=''):
-        """The number-th from now on."""
+        """Makes the number-th allocation from now on fail."""
         self._set(0, 0)
         self._set(1, 0)
         self._set(2, 0)
@@ -55,7 +55,7 @@ class TFaults:
 
 
 def shape(value):
-    """The keys of an answer, and how its values look."""
+    """The keys of an answer, and the form of its values."""
     if isinstance(value, dict):
         return {key: shape(one) for key, one in value.items()}
     return type(value).__name__
@@ -186,11 +186,11 @@ class Torture(TStage):
         moving.join()
         self.faults.fail_allocation(0)
         report.row('passes: allocations failed', tried)
-        report.row('passes: workers that stand still', ' '.join(still) or 0, '0', not still)
+        report.row('passes: workers that do not continue', ' '.join(still) or 0, '0', not still)
         self.tell_end('passes', daemon)
 
     def rename(self, stop):
-        """The server gets a new name, again and again: its watcher has nothing else to do."""
+        """Changes the server's name again and again: its watcher does nothing else."""
         number = 0
         while not stop.wait(0.2):
             number += 1
@@ -207,7 +207,7 @@ class Torture(TStage):
         if daemon.ended():
             report.line('\n'.join(daemon.text().splitlines()[-25:]))
         else:
-            # What a tool had started comes to us when the tool overran its time by the fast clock.
+            # Children of a tool that exceeded its time limit by the fast clock become ours.
             self.check_stop(daemon, what=f'{what}: stop', but_states='Z')
 
     def calls(self):

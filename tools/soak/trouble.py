@@ -1,4 +1,4 @@
-"""What the daemon depends on fails: peers in every way, disks by being full."""
+"""Failures of what the daemon depends on: peers in every way, full disks."""
 
 import errno
 import os

@@ -11,11 +11,11 @@
 
 namespace {
 
-/* A number, clamped to the field's range; 0 where there is none. */
+/* A number, clamped to the field's range; 0 when missing. */
 template <typename T> T number_of(const T_INI &ini, const char *key)
 {
     const std::string *text = ini.find("cmv", key);
-    const long long value = text != nullptr ? strtoll(text->c_str(), nullptr, 10) : 0; // clamps by itself
+    const long long value = text != nullptr ? strtoll(text->c_str(), nullptr, 10) : 0; // clamps to long long
     return static_cast<T>(std::clamp<long long>(value, std::numeric_limits<T>::min(), std::numeric_limits<T>::max()));
 }
 
@@ -25,8 +25,7 @@ void copy_text(const T_INI &ini, const char *key, char (&field)[64])
         memcpy(field, text->data(), std::min(text->size(), sizeof(field) - 1));
 }
 
-/* Whether a line that could not be read may have held a part of the record: what is
- * missing otherwise is 0 or empty. */
+/* Whether an unreadable line may have held a part of the record; parts that are merely missing are 0 or empty. */
 bool is_damaged(const T_INI &ini)
 {
     std::string ignored;
@@ -45,7 +44,7 @@ int read_record(const char *file, st_cmv_info *info)
         log_Debug("camera-management record %s: %s", file, strerror(-result));
         return result;
     }
-    /* From zeros: the records are compared byte for byte, also behind a text's end. */
+    /* Starts from zeros: records are compared byte for byte, including the bytes after a text's end. */
     st_cmv_info record = {};
     record.value1 = number_of<uint8_t>(ini, "value1");
     record.value2 = number_of<uint8_t>(ini, "value2");

@@ -21,8 +21,8 @@ std::string text_or_empty(const char *text)
     return text != nullptr ? text : "";
 }
 
-/* 0 or -errno. A file that cannot be used is logged once until that changes: some
- * are asked for hundreds of keys a minute. */
+/* Returns 0 or -errno. A file that cannot be used is logged once until that changes: some files are queried for
+ * hundreds of keys a minute. */
 int load(const char *file, T_INI *ini)
 {
     static TStateChanges outcomes;
@@ -32,7 +32,7 @@ int load(const char *file, T_INI *ini)
     return result;
 }
 
-/* A damaged file, with what it no longer has as it was before. */
+/* A damaged file, with its missing entries as they were before. */
 T_INI merged(T_INI now, T_INI &&before)
 {
     std::set<std::pair<std::string_view, std::string_view>> present;
@@ -46,9 +46,9 @@ T_INI merged(T_INI now, T_INI &&before)
     return now;
 }
 
-/* 0, 1 where section or key is missing, -errno where the file is at fault and could
- * not be read before either. Who asks for a volume's id may ask but once: a file that
- * is being replaced or was damaged must not take the volume out of the checks. */
+/* Returns 0; 1 when section or key is missing; -errno when the file cannot be used and no earlier reading has the key.
+ * A volume's id may be queried only once, so a file that is being replaced or was damaged must not remove the volume
+ * from the checks. */
 int look_up_kept(const char *file, const char *section, const char *key, std::string *out)
 {
     static TMutex lock;
@@ -88,7 +88,7 @@ int __nvrcfg_get_key_value(const char *section, const char *key, std::string &ou
     int result = load(kRecorderFile, &ini);
     if (result == 0)
         result = ini.get(text_or_empty(section), text_or_empty(key), &out);
-    /* Where there is no file nothing is set, and the defaults hold. */
+    /* Without a file nothing is set, and the defaults apply. */
     const bool absent = result == 1 || result == -ENOENT || result == -ENOTDIR;
     if (result != 0 && err_no != nullptr)
         *err_no = absent ? NVRCFG_ERR_ABSENT : NVRCFG_ERR_FILE;

@@ -22,12 +22,11 @@ constexpr size_t kMaxFile = size_t{1024} * 1024;
  * buffers of Debian's build hold 200 and 50 bytes. */
 constexpr size_t kMaxLine = 198;
 constexpr size_t kMaxSection = 49;
-/* Stands for ";" on the way through the parser, which would take one behind a
- * blank for the start of a comment. Lines with control characters are left out, so
- * it cannot be in the text. */
+/* Replaces ";" while the text passes through the parser, which would take one after a blank for the start of a comment.
+ * Lines with control characters are ignored, so it cannot occur in the text. */
 constexpr char kSemicolon = '\x01';
 
-/* How often, and how long apart, a file that changed just now is looked at again. */
+/* How often, and at what interval, a file that changed just now is read again. */
 constexpr int kSettleTries = 5;
 constexpr auto kSettlePause = std::chrono::milliseconds(20);
 constexpr int64_t kJustNowMs = 2000;
@@ -48,7 +47,7 @@ bool has_control(std::string_view line)
     });
 }
 
-/* Whether the parser takes the line for what it is. */
+/* Whether the parser reads the line as intended. */
 bool is_readable(std::string_view line)
 {
     if (line.size() > kMaxLine || has_control(line))
@@ -56,14 +55,14 @@ bool is_readable(std::string_view line)
     return line[0] == '[' ? line.find(']') <= kMaxSection + 1 : line.find_first_of("=:") != std::string_view::npos;
 }
 
-/* The text as the parser may see it: no comments, no indentation (it would append an
- * indented line to the value above) and no line that is to be left out. */
+/* The text prepared for the parser: without comments, without indentation (it would append an indented line to the
+ * value above) and without lines to be ignored. */
 std::string prepare(std::string_view text, T_INI *counts)
 {
     if (text.starts_with("\xef\xbb\xbf"))
         text.remove_prefix(3);
     std::string prepared;
-    bool in_section = true; // in one whose head was read, or before the first
+    bool in_section = true; // in a readable one, or before the first
     for (size_t number = 1; !text.empty(); ++number) {
         const std::string_view line = text_trimmed(next_line(&text));
         if (line.empty() || line[0] == ';' || line[0] == '#')
@@ -93,8 +92,7 @@ int take_entry(void *user, const char *section, const char *name, const char *va
     return 1;
 }
 
-/* Whether the file may be in the middle of being written: it changed within the
- * last moment and does not end with a whole line. */
+/* Whether the file may be half written: it changed just now and does not end with a line feed. */
 bool may_be_unfinished(std::string_view path, const std::string &text)
 {
     return !text.ends_with('\n') && ini_changed_just_now(path);
@@ -105,7 +103,7 @@ void log_left_out(std::string_view path, const std::string &text, const T_INI &i
     static TStateChanges changes;
     const bool damaged = ini.left_out != 0;
     if (changes.is_news(std::string(path), damaged ? std::hash<std::string>()(text) | 1 : 0) && damaged)
-        log_Debug("%.*s: unreadable, left out: %zu lines, the first is line %zu", static_cast<int>(path.size()),
+        log_Debug("%.*s: %zu unreadable lines ignored, the first is line %zu", static_cast<int>(path.size()),
                   path.data(), ini.left_out, ini.first_left_out);
 }
 
@@ -132,7 +130,7 @@ T_INI ini_parse_text(std::string_view text)
 {
     T_INI parsed;
     parsed.ends_whole = text.empty() || text.ends_with('\n');
-    (void)ini_parse_string(prepare(text, &parsed).c_str(), take_entry, &parsed); // takes all that is left
+    (void)ini_parse_string(prepare(text, &parsed).c_str(), take_entry, &parsed); // accepts all remaining lines
     return parsed;
 }
 
@@ -154,12 +152,11 @@ int ini_load(std::string_view path, T_INI *out)
         std::this_thread::sleep_for(kSettlePause);
         const std::string before = std::move(text);
         result = text_file_read(path, kMaxFile, &text);
-        /* The same once more, and not empty: nobody is at it, it simply lacks
-         * its last line feed. */
+        /* Unchanged and not empty: the writer is done, the last line feed is simply missing. */
         if (result == 0 && !text.empty() && text == before)
             break;
     }
-    /* Cut for writing: an empty text says nothing of what was or will be in it. */
+    /* Truncated for writing: an empty text shows neither the old nor the new content. */
     if (result == 0 && text.empty() && may_be_unfinished(path, text))
         result = -EAGAIN;
     if (result != 0)

@@ -14,7 +14,7 @@ namespace {
 constexpr const char *kProductFile = "/tarn/etc/config/OstraPro.conf";
 constexpr uint64_t kMb = uint64_t{1024} * 1024;
 
-/* One key of the product's file. 0, -ENOENT where it is not set, -errno. */
+/* Reads one key of the product's file. Returns 0, -ENOENT when it is not set, or -errno. */
 int product_value(const char *section, const char *key, std::string *out)
 {
     T_INI ini;
@@ -44,7 +44,7 @@ int COstraStorage::create_storage_setting()
 int COstraStorage::get_storage_flag(int *flag)
 {
     if (!m_open)
-        return -EBADF; // told when it could not be opened
+        return -EBADF; // logged when opening failed
     std::string text;
     long long value = 0;
     int result = product_value("Storage", "flag", &text);

@@ -6,12 +6,11 @@
 
 #include "base/mutex.h"
 
-/* Which states are news. A file that cannot be used or a service that is elsewhere is
- * met again at each look; it is logged when that begins or changes. Any thread may
- * call. */
+/* Detects changes of state, for logging: a file that cannot be used or a service at another address is found at every
+ * look, but logged only when that begins or changes. Any thread may call. */
 class TStateChanges {
 public:
-    /* Whether the subject stood otherwise at the last call; before the first, 0. */
+    /* Whether the state of the subject differs from the last call; before the first call it is 0. */
     bool is_news(const std::string &subject, uint64_t state);
 
 private:

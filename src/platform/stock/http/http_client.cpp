@@ -18,8 +18,8 @@ constexpr uint64_t kConnectMs = 1000;
 constexpr uint64_t kLongestPollMs = 1000; // the library shortens it to its own timers
 constexpr size_t kMaxAnswer = size_t{1024} * 1024;
 constexpr size_t kMaxHeaders = size_t{64} * 1024;
-constexpr size_t kEnough = 0; // what a callback that ends the transfer returns
-/* No callback of ours makes the library report it, so it means one thing only. */
+constexpr size_t kEnough = 0; // returned by a callback to end the transfer
+/* Our callbacks never cause the library to report this error, so it is unambiguous. */
 static_assert(kHttpGivenUp == CURLE_ABORTED_BY_CALLBACK);
 
 struct T_EASY_CLEANUP {
@@ -32,7 +32,7 @@ struct T_LIST_FREE {
     void operator()(curl_slist *list) const { curl_slist_free_all(list); }
 };
 
-/* What has come of an answer. */
+/* The received part of an answer. */
 struct T_INTAKE {
     std::string body;
     size_t header_bytes = 0;
@@ -61,8 +61,8 @@ size_t on_header(char * /*data*/, size_t size, size_t count, void *user)
     return intake->header_bytes <= kMaxHeaders ? size * count : kEnough;
 }
 
-/* The library's own pair for waking a poll is beyond our reach: it is not closed
- * on exec, so children have their descriptors closed one by one. */
+/* The library's own descriptors for waking a poll are out of our reach: they are not closed on exec, so child processes
+ * close all descriptors one by one. */
 curl_socket_t open_socket(void * /*user*/, curlsocktype /*purpose*/, curl_sockaddr *address)
 {
     return socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
@@ -90,7 +90,7 @@ void set_up(CURL *easy, const T_HTTP_CALL &call, const curl_slist *headers, T_IN
     curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http");
     curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
     curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 0L);
-    curl_easy_setopt(easy, CURLOPT_PROXY, ""); // whatever the environment says
+    curl_easy_setopt(easy, CURLOPT_PROXY, ""); // ignore the environment's
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(easy, CURLOPT_OPENSOCKETFUNCTION, open_socket);
     curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, on_body);
@@ -106,7 +106,7 @@ void poll_transfer(CURLM *multi, TCallWait *wait)
     wait->taken();
 }
 
-/* Runs the transfer to its end, or until the caller is to stop. */
+/* Runs the transfer to its end, or until the caller is asked to stop. */
 CURLcode perform(CURLM *multi)
 {
     TCallWait wait;

@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-/* Whom to ask: "localhost" or an IPv4 address in figures. Names are never
- * resolved: a name server that hangs would hold the caller up. */
+/* The address of a peer: "localhost" or an IPv4 address in numbers. Names are never resolved: a name server that hangs
+ * would block the caller. */
 struct T_HTTP_PEER {
     std::string host;
     int port;
@@ -15,28 +15,27 @@ struct T_HTTP_CALL {
     const char *method;
     T_HTTP_PEER peer;
     std::string target;      // path and query, encoded
-    const std::string *body; // JSON text; null: none
-    uint64_t timeout_ms;     // for all of it
+    const std::string *body; // JSON text; null for no body
+    uint64_t timeout_ms;     // in total
 };
 
-/* Whether a call can be made to this peer and target at all. */
+/* Whether this peer and target are valid for a call. */
 bool http_call_is_valid(const T_HTTP_CALL &call);
 
 constexpr int kHttpGivenUp = 42; // a number that the library below leaves to its callers
 
-/* Initializes the library below, once per process; http_call does so too. What the
- * library allocates for the thread that comes first is only freed where that thread
- * lives as long as the process, so a thread that makes others calls this before. */
+/* Initializes the library below, once per process; http_call does so too. What the library allocates for the first
+ * calling thread is only freed if that thread lives as long as the process, so a thread that starts others calls this
+ * first. */
 void http_prepare();
 
-/* Makes one request and waits for its answer: no proxy, no redirects, at most one
- * second for connecting and 1 MiB of answer. Gives up soon after the calling
- * thread was asked to (platform/interrupt.h), with kHttpGivenUp. 0 with *status and
- * *body filled in, else an error number for `http_strerror`. Any thread may call. */
+/* Makes one request and waits for its answer: no proxy, no redirects, at most one second for connecting and 1 MiB of
+ * answer. Cancelled with kHttpGivenUp soon after the calling thread is asked to stop (platform/interrupt.h). Returns 0
+ * with *status and *body filled in, otherwise an error number for `http_strerror`. Any thread may call. */
 int http_call(const T_HTTP_CALL &call, long *status, std::string *body);
 
 /* Never null. */
 const char *http_strerror(int error);
 
-/* `text` as a part of a path or a query. */
+/* Encodes `text` for use in a path or a query. */
 std::string http_encode(std::string_view text);

@@ -8,8 +8,7 @@
 
 namespace {
 
-/* Whether the next step is ours: there is something to read, or everything that we
- * have to send so far has been taken. */
+/* Whether the client waits for us: there is data to read, or everything sent so far was received. */
 bool waits_for_us(int fd, bool sending)
 {
     int bytes = 0;
@@ -35,7 +34,7 @@ T_HTTP_CONNECTION *THttpConnections::add(int fd, uint64_t now_ms, bool *crowded)
 
 void THttpConnections::remove(T_HTTP_CONNECTION *connection)
 {
-    std::list<T_HTTP_CONNECTION> gone; // released after the lock
+    std::list<T_HTTP_CONNECTION> gone; // freed after unlocking
     const TLock guard(m_lock);
     gone.splice(gone.begin(), m_list, connection->self);
 }
@@ -55,12 +54,12 @@ uint64_t THttpConnections::cut_overdue(uint64_t now_ms, bool crowded)
         if (lasted_ms < limit_ms) {
             next_ms = std::min(next_ms, limit_ms - lasted_ms);
         } else if (waits_for_us(connection.fd, sending)) {
-            connection.since_ms.compare_exchange_strong(since_ms, now_ms); // fails where the phase has ended
+            connection.since_ms.compare_exchange_strong(since_ms, now_ms); // fails if the phase has ended
         } else {
-            /* With only the way in shut, a request whose end came just now is still
-             * read, and answered. */
+            /* With only the receiving side shut down, a request that was completed just now is still read and
+             * answered. */
             (void)shutdown(connection.fd, sending ? SHUT_RDWR : SHUT_RD);
-            next_ms = std::min(next_ms, m_patience.crowded_ms); // see to it that it has ended
+            next_ms = std::min(next_ms, m_patience.crowded_ms); // check that it has ended
         }
     }
     return next_ms;

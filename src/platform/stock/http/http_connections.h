@@ -10,12 +10,11 @@
 #include "platform/httpserver.hpp"
 #include "platform/stock/http/http_rules.h"
 
-/* One client of the server. All but the phase belongs to the request thread that
- * serves the connection. */
+/* One client of the server. All but the phase belongs to the request thread that serves the connection. */
 struct T_HTTP_CONNECTION {
     T_HTTP_CONNECTION(int socket, uint64_t now_ms) : fd(socket), since_ms(now_ms) {}
 
-    /* The phases: receiving a request, a handler at work, sending its answer. */
+    /* The phases: receiving a request, running its handler, sending its answer. */
     void receive(uint64_t now_ms)
     {
         sending = false;
@@ -29,44 +28,40 @@ struct T_HTTP_CONNECTION {
     }
 
     const int fd;
-    /* When the present phase began; 0 while a handler runs or waits for its turn,
-     * which may take as long as it likes. `sending` is written before it and read
-     * before it, so that an old phase's time is never taken for a new one's. */
+    /* Start of the present phase; 0 while a handler runs or waits for its turn, for which there is no limit. `sending`
+     * is written before it and read before it, so that an old phase's time is never taken for a new one's. */
     std::atomic<uint64_t> since_ms;
     std::atomic<bool> sending{false};
     T_HTTP_HEAD head;                                  // of the request
-    std::string body;                                  // of the request, as far as it has come
-    bool waits = false;                                // for a handler on the thread of those that take long
-    std::shared_ptr<httpserver::http_response> answer; // lives until it is sent
-    std::list<T_HTTP_CONNECTION>::iterator self;       // its place in the table
+    std::string body;                                  // of the request, as far as received
+    bool waits = false;                                // for a handler on the thread for slow ones
+    std::shared_ptr<httpserver::http_response> answer; // kept until it is sent
+    std::list<T_HTTP_CONNECTION>::iterator self;       // its position in the list
 };
 
 /* How long one phase of a client may last. */
 struct T_HTTP_PATIENCE {
     uint64_t usual_ms = 10'000;
-    uint64_t crowded_ms = 500; // while others may find no room
-    unsigned crowd = 96;       // from so many connections on
+    uint64_t crowded_ms = 500; // while there may be no room for others
+    unsigned crowd = 96;       // from this many connections on
 };
 
-/* The clients that are connected, for cutting off those that take too long: the
- * library under the server only knows a limit for silence, which a client that
- * sends a byte now and then never reaches. */
+/* The connected clients, to disconnect those that take too long: the library under the server only limits silence, a
+ * limit that a client sending a byte now and then never reaches. */
 class THttpConnections {
 public:
     explicit THttpConnections(const T_HTTP_PATIENCE &patience) : m_patience(patience) {}
 
-    /* Null when there is no memory for it. *crowded: whether this one makes it a crowd. */
+    /* Null when out of memory. *crowded: whether this connection makes a crowd. */
     T_HTTP_CONNECTION *add(int fd, uint64_t now_ms, bool *crowded);
 
-    /* To be called while the descriptor is still open, so that `cut_overdue`
-     * never meets one that has become somebody else's. */
+    /* To be called while the descriptor is still open, so that `cut_overdue` never acts on a reused one. */
     void remove(T_HTTP_CONNECTION *connection);
 
-    /* Ends those whose phase has lasted too long: the request thread finds them
-     * ended and removes them. Only the client's slowness counts: one that has sent
-     * what we have not read yet, or has taken all we sent, waits for us, and its
-     * phase begins anew. `crowded`: as if there were too many. Returns after how
-     * many milliseconds the next one can be due. */
+    /* Shuts down connections whose phase has lasted too long; the request thread then finds them ended and removes
+     * them. Only the client's slowness counts: while we have not read what a client sent, or it has received all that
+     * we sent, it waits for us and its phase restarts. `crowded` forces the shorter limit. Returns the time in
+     * milliseconds until the next connection can be due. */
     uint64_t cut_overdue(uint64_t now_ms, bool crowded);
 
 private:

@@ -11,7 +11,7 @@ bool is_same(std::string_view a, std::string_view b)
     return a.size() == b.size() && strncasecmp(a.data(), b.data(), a.size()) == 0;
 }
 
-/* What stands behind the beginning; *text loses it then. */
+/* Whether *text has that beginning, which is then removed from it. */
 bool take(std::string_view *text, std::string_view beginning)
 {
     if (!is_same(text->substr(0, beginning.size()), beginning))
@@ -20,13 +20,13 @@ bool take(std::string_view *text, std::string_view beginning)
     return true;
 }
 
-/* "null", which browsers send for a page that keeps its origin to itself, is none of ours. */
+/* "null", which browsers send for a page with an opaque origin, is not local. */
 bool origin_is_local(std::string_view value)
 {
     return (take(&value, "http://") || take(&value, "https://")) && http_host_is_local(value);
 }
 
-/* A figure that is too large is the largest one; what is no number the library refuses. */
+/* A number that is too large becomes the largest one; the library rejects what is not a number. */
 uint64_t length_of(std::string_view value)
 {
     uint64_t length = 0;

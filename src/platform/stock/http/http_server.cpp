@@ -42,7 +42,7 @@ struct THttpServer::T_STATE {
     THttpConnections connections;
     TBackgroundThread reaper;
     TWaitingCalls waiting_calls;
-    std::atomic<unsigned> turned_away{0}; // request threads for which t_turned_away holds
+    std::atomic<unsigned> turned_away{0}; // request threads with t_turned_away set
     std::atomic<bool> started{false};
     std::atomic<bool> stopping{false};
     MHD_Daemon *daemon = nullptr;
@@ -54,12 +54,11 @@ constexpr rlim_t kOtherDescriptors = 64; // of the limit, for the rest of the pr
 constexpr size_t kBodyKept = 4096;       // buffer that a connection keeps for its next request
 constexpr std::chrono::milliseconds kAcceptPause{100};
 
-/* This request thread lacked a descriptor or memory for its last client. It then
- * accepts no other before one of its connections has ended. */
+/* This request thread had no descriptor or memory for its last client. It then accepts no other until one of its
+ * connections has ended. */
 thread_local bool t_turned_away = false;
 
-/* What a request is answered with; `allow` tells the methods of a path where the
- * one asked for is not served. */
+/* The answer to a request; `allow` lists the methods of the path when the requested one is not served. */
 struct T_DECISION {
     T_RESPONSE response;
     std::string allow;
@@ -71,7 +70,7 @@ T_RESPONSE refusal(int status, const char *why)
                                                          "application/json");
 }
 
-/* A 413 for a client in the middle of its body, where the library takes no answer. */
+/* A 413 for a client that is still sending its body, when the library accepts no answer. */
 constexpr std::string_view kBodyTooLarge = "HTTP/1.1 413 Content Too Large\r\n"
                                            "Connection: close\r\n"
                                            "Content-Type: application/json\r\n"
@@ -102,8 +101,7 @@ T_RESPONSE call_handler(const T_HTTP_HANDLER &handler, const TMhdRequest &reques
     return response != nullptr ? response : refusal(500, "internal error");
 }
 
-/* Takes the connection out of the request thread's care until the handler is done.
- * Its answer is then the connection's; null when there is to be no answer. */
+/* Suspends the connection until the handler is done and has stored its answer in the connection; null for no answer. */
 bool call_later(THttpServer::T_STATE *server, T_HTTP_CONNECTION *connection, MHD_Connection *mhd,
                 const T_HTTP_ROUTE &route, const T_HTTP_HANDLER &handler)
 {
@@ -111,8 +109,8 @@ bool call_later(THttpServer::T_STATE *server, T_HTTP_CONNECTION *connection, MHD
         try {
             if (turn == TWaitingCalls::kRun)
                 connection->answer = call_handler(handler, TMhdRequest(mhd, connection->body), route.path);
-        } catch (const std::bad_alloc &) { // no memory to say so either
-            log_Debug("%s: no memory for an answer", route.path.c_str());
+        } catch (const std::bad_alloc &) { // not even memory for an error answer
+            log_Debug("%s: out of memory for an answer", route.path.c_str());
         }
         MHD_resume_connection(mhd);
     };
@@ -122,7 +120,7 @@ bool call_later(THttpServer::T_STATE *server, T_HTTP_CONNECTION *connection, MHD
     });
 }
 
-/* Nothing when the answer comes later. */
+/* The response is null when the answer comes later. */
 T_DECISION decide(THttpServer::T_STATE *server, T_HTTP_CONNECTION *connection, MHD_Connection *mhd, const char *path,
                   const char *method_name)
 {
@@ -160,7 +158,7 @@ MHD_Result send_answer(const THttpServer::T_STATE &server, T_HTTP_CONNECTION *co
     MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, connection->answer->get_content_type().c_str());
     if (!decision.allow.empty())
         MHD_add_response_header(response, MHD_HTTP_HEADER_ALLOW, decision.allow.c_str());
-    if (t_turned_away) // or clients that ask again and again would keep all others out
+    if (t_turned_away) // or clients that keep sending requests would lock all others out
         MHD_add_response_header(response, MHD_HTTP_HEADER_CONNECTION, "close");
     const auto status = static_cast<unsigned>(connection->answer->get_response_code());
     const MHD_Result result = MHD_queue_response(mhd, status, response);
@@ -168,8 +166,8 @@ MHD_Result send_answer(const THttpServer::T_STATE &server, T_HTTP_CONNECTION *co
     return result;
 }
 
-/* The head of a request is there. An answer at this point ends the connection, so
- * only that is refused whose body is not going to be read. */
+/* Called when the head of a request was received. An answer at this point ends the connection, so it is only given when
+ * the body is not going to be read. */
 MHD_Result take_head(const THttpServer::T_STATE &server, T_HTTP_CONNECTION *connection, MHD_Connection *mhd)
 {
     connection->head = mhd_head(mhd);
@@ -202,8 +200,8 @@ MHD_Result answer(THttpServer::T_STATE *server, T_HTTP_CONNECTION *connection, M
     return decision.response != nullptr ? send_answer(*server, connection, mhd, std::move(decision)) : MHD_YES;
 }
 
-/* The library calls once when the head is there, for each piece of the body, and
- * once more at the end; after a wait that again. */
+/* The library calls once after the head, for each piece of the body, and once more at the end; after a suspension it
+ * repeats the last call. */
 MHD_Result on_request(void *cls, MHD_Connection *mhd, const char *path, const char *method, const char * /*version*/,
                       const char *data, size_t *size, void **request_state)
 {
@@ -219,7 +217,7 @@ MHD_Result on_request(void *cls, MHD_Connection *mhd, const char *path, const ch
             return take_body(*server, connection, data, size);
         return answer(server, connection, mhd, path, method);
     } catch (const std::exception &failure) {
-        log_Debug("a request has no answer: %s", failure.what());
+        log_Debug("request dropped without an answer: %s", failure.what());
         return MHD_NO;
     }
 }
@@ -236,14 +234,14 @@ void on_completed(void *cls, MHD_Connection * /*mhd*/, void **request_state, MHD
     connection->receive(static_cast<THttpServer::T_STATE *>(cls)->limits.clock_ms());
 }
 
-/* There is room again: a client was let in, or one has left. */
+/* There is room again: a client was accepted, or one has left. */
 void let_in(THttpServer::T_STATE *server)
 {
     if (std::exchange(t_turned_away, false))
         --server->turned_away;
 }
 
-/* The end is told before the descriptor is closed. */
+/* The end is reported before the descriptor is closed. */
 void on_connection(void *cls, MHD_Connection *mhd, void **socket_context, MHD_ConnectionNotificationCode what)
 {
     auto *server = static_cast<THttpServer::T_STATE *>(cls);
@@ -261,9 +259,8 @@ void on_connection(void *cls, MHD_Connection *mhd, void **socket_context, MHD_Co
     }
 }
 
-/* The library's own account of what went wrong, on the thread that it happened to.
- * A client that cannot be let in for want of a descriptor or memory stays at the
- * door, and the library tries again at once, for as long as it takes. */
+/* The library's error log, called on the thread with the error. A client that cannot be accepted for lack of a
+ * descriptor or memory stays in the queue, and the library would retry at once in a busy loop. */
 void on_trouble(void *cls, const char * /*format*/, va_list /*arguments*/)
 {
     auto *server = static_cast<THttpServer::T_STATE *>(cls);
@@ -271,10 +268,10 @@ void on_trouble(void *cls, const char * /*format*/, va_list /*arguments*/)
     if (!server->started || (error != EMFILE && error != ENFILE && error != ENOBUFS && error != ENOMEM))
         return;
     if (!std::exchange(t_turned_away, true) && server->turned_away++ == 0)
-        log_Debug("no client is let in: %s", strerror(error));
+        log_Debug("new connections are not accepted: %s", strerror(error));
     server->reaper.wake();
     std::this_thread::sleep_for(kAcceptPause);
-    errno = 0; // the library may have more to say about the same failure
+    errno = 0; // the library may log the same failure again
 }
 
 unsigned connection_limit(unsigned wanted)
@@ -320,21 +317,21 @@ int THttpServer::start(uint16_t port, unsigned workers)
     address.sin_family = AF_INET;
     address.sin_port = htons(port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const TSignalsHeld held; // the request threads take no signals
+    const TSignalsHeld held; // request threads block signals
     errno = 0;
     if (error == 0)
         m_state->daemon = MHD_start_daemon(
             MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG, port, nullptr, nullptr,
             on_request, m_state.get(),                                                 //
-            MHD_OPTION_EXTERNAL_LOGGER, on_trouble, m_state.get(),                     // first, for the others
+            MHD_OPTION_EXTERNAL_LOGGER, on_trouble, m_state.get(),                     // first, to log all errors
             MHD_OPTION_SOCK_ADDR, &address,                                            //
-            MHD_OPTION_CONNECTION_LIMIT, std::max(m_state->connection_limit, workers), // a share for each
+            MHD_OPTION_CONNECTION_LIMIT, std::max(m_state->connection_limit, workers), // at least one per thread
             MHD_OPTION_CONNECTION_MEMORY_LIMIT, m_state->limits.head_bytes,            //
             MHD_OPTION_THREAD_STACK_SIZE, kThreadStack,                                //
             MHD_OPTION_NOTIFY_COMPLETED, on_completed, m_state.get(),                  //
             MHD_OPTION_NOTIFY_CONNECTION, on_connection, m_state.get(),                //
             workers > 1 ? MHD_OPTION_THREAD_POOL_SIZE : MHD_OPTION_END, workers,
-            MHD_OPTION_END); // one thread is no pool
+            MHD_OPTION_END); // a pool needs two threads
     m_state->started = m_state->daemon != nullptr;
     if (m_state->started)
         return 0;
@@ -351,7 +348,7 @@ void THttpServer::stop()
         return;
     m_state->stopping = true;
     call_waits_wake();
-    m_state->waiting_calls.stop(); // the library must not be stopped with a connection that waits
+    m_state->waiting_calls.stop(); // the library must not be stopped with a suspended connection
     MHD_stop_daemon(m_state->daemon);
     m_state->daemon = nullptr;
     m_state->reaper.stop();

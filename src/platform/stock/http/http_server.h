@@ -13,9 +13,8 @@
 
 using T_HTTP_HANDLER = std::function<std::shared_ptr<httpserver::http_response>(const httpserver::http_request &)>;
 
-/* A path and what answers there; an empty handler: the method is refused. Handlers
- * that may wait run one at a time on a thread of their own: a request thread serves
- * many connections, and all of them would wait with it. */
+/* A path and its handlers; a method with an empty handler is rejected. Handlers that may wait run one at a time on a
+ * separate thread: a request thread serves many connections, which would all wait with it. */
 struct T_HTTP_ROUTE {
     std::string path;
     T_HTTP_HANDLER handlers[HTTP_METHODS];
@@ -23,33 +22,32 @@ struct T_HTTP_ROUTE {
 };
 
 struct T_HTTP_LIMITS {
-    uint64_t phase_ms = 10'000; // for receiving one request, idle time included, and for sending its answer
+    uint64_t phase_ms = 10'000; // to receive a request, idle time included, and to send its answer
     uint64_t crowded_ms = 500;  // the same from three quarters of the connections on
-    unsigned connections = 128; // fewer where the descriptor limit asks for it
+    unsigned connections = 128; // fewer with a low descriptor limit
     size_t head_bytes = 16384;  // request line and headers
     size_t body_bytes = 65536;
     size_t waiting = 32; // requests whose handler may wait
     uint64_t (*clock_ms)() = current_time_stamp_mono_r;
 };
 
-/* An HTTP server on 127.0.0.1. What no handler answers has a small JSON body:
- * 400 a body whose end is not clear, 403 a Host header that is not the loopback's
- * or the page of another site, 404 an unknown path, 405 a method without handler,
- * 413 a body above the limit, 500 a handler that threw, 503 too many that wait. */
+/* An HTTP server on 127.0.0.1. Requests that no handler answers get a small JSON body: 400 for a body with an ambiguous
+ * end, 403 for a Host header other than the loopback's or a page of another site, 404 for an unknown path, 405 for a
+ * method without handler, 413 for a body above the limit, 500 for a handler that threw, 503 when too many wait. */
 class THttpServer {
 public:
-    /* Of two routes with one path the first counts. */
+    /* Of two routes with the same path the first is used. */
     THttpServer(const std::vector<T_HTTP_ROUTE> &routes, const T_HTTP_LIMITS &limits);
     ~THttpServer();
     THttpServer(const THttpServer &) = delete;
     THttpServer &operator=(const THttpServer &) = delete;
 
-    /* Listens on `port` (0: a free one) with `workers` request threads. 0, or an
-     * error number; then nothing listens. */
+    /* Listens on `port` (0: a free one) with `workers` request threads. Returns 0, or an error number; then nothing
+     * listens. */
     int start(uint16_t port, unsigned workers);
 
-    /* Closes all connections. When it returns no handler runs any more; client
-     * calls that a handler is in give up. Harmless when nothing listens. */
+    /* Closes all connections. When it returns, no handler is running; client calls made by handlers are cancelled.
+     * Harmless when nothing listens. */
     void stop();
 
     uint16_t port() const; // while it listens

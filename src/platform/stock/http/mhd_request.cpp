@@ -16,7 +16,7 @@ T_HTTP_HEAD mhd_head(MHD_Connection *mhd)
     return head;
 }
 
-/* The library's own lookup would take "METHOD" for "method". */
+/* The library's own lookup ignores case: it would accept "METHOD" for "method". */
 std::string TMhdRequest::get_arg(const std::string &key) const
 {
     struct T_SEARCH {

@@ -7,12 +7,12 @@
 
 struct MHD_Connection;
 
-/* A request as libmicrohttpd holds it, in the shapes of ours. */
+/* Wraps libmicrohttpd's form of a request in our types. */
 
 T_HTTP_HEAD mhd_head(MHD_Connection *mhd);
 
-/* What a handler sees. To be used before the request is answered; while the
- * connection is suspended by any thread. */
+/* The request that a handler sees. To be used before the request is answered; while the connection is suspended, by any
+ * thread. */
 class TMhdRequest : public httpserver::http_request {
 public:
     TMhdRequest(MHD_Connection *mhd, const std::string &body) : m_mhd(mhd), m_body(body) {}

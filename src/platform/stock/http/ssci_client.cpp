@@ -14,7 +14,7 @@ namespace {
 
 constexpr uint64_t kLookupMs = 1000;
 
-/* What every machine of this kind runs, for a name server that is not there. */
+/* Services that run on every machine of this kind, used when the name server has no answer. */
 constexpr struct {
     std::string_view name;
     int port;
@@ -26,7 +26,7 @@ constexpr struct {
 thread_local int t_errno = 0; // of the calling thread's last call
 
 TMutex g_lock;
-T_HTTP_PEER g_name_server GUARDED_BY(g_lock); // no port: none was named
+T_HTTP_PEER g_name_server GUARDED_BY(g_lock); // no port until ssci_nameserver_init()
 
 std::string target_of(const char *path, const ssci_params &params)
 {
@@ -44,7 +44,7 @@ uint64_t milliseconds(int seconds)
     return static_cast<uint64_t>(std::clamp(seconds, 0, 3600)) * 1000;
 }
 
-/* One call in the terms of the interface. */
+/* Makes one call and converts the result to the interface's codes. */
 long long make_call(const T_HTTP_CALL &call, std::string *answer)
 {
     if (!http_call_is_valid(call))
@@ -81,10 +81,9 @@ T_HTTP_PEER name_server()
     return g_name_server;
 }
 
-/* 0 with the address on which the name server has the service. A name that it does
- * not know and a name server that does not answer are all one. So is an answer that
- * is no address on this machine, but for a line in the log: somebody meant to move
- * the service, and it will not be followed there. */
+/* Returns 0 with the service's address from the name server. A name that it does not know and a name server that does
+ * not answer are treated alike. So is an address on another machine, which is logged: the service was moved on purpose,
+ * but calls do not follow it. */
 int ask_name_server(const char *service, uint64_t timeout_ms, T_HTTP_PEER *peer)
 {
     static TStateChanges refusals;
@@ -97,12 +96,12 @@ int ask_name_server(const char *service, uint64_t timeout_ms, T_HTTP_PEER *peer)
         return -1;
     const bool refused = hub_address_parse(answer, peer) != 0;
     if (refusals.is_news(service, refused ? 1 : 0) && refused)
-        log_Debug("name server: the answer for %s is no address on this machine and is ignored: %.200s", service,
+        log_Debug("name server: the answer for %s is not an address on this machine, ignored: %.200s", service,
                   answer.c_str());
     return refused ? -1 : 0;
 }
 
-/* 0; SSCI_UNKNOWN_SERVICE or SSCI_CANCELLED. */
+/* Returns 0, SSCI_UNKNOWN_SERVICE or SSCI_CANCELLED. */
 long long find_service(const char *service, uint64_t timeout_ms, T_HTTP_PEER *peer)
 {
     if (ask_name_server(service, timeout_ms, peer) == 0)

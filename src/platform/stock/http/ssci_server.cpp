@@ -14,13 +14,11 @@ namespace {
 
 constexpr int kMaxWorkers = 64;
 
-/* Paths of routes whose handlers may wait for something slow: a dump waits for the
- * sampling round to end. Known here and not by the resource, whose shape is the
- * appliance's. */
+/* Paths of routes whose handlers may wait for something slow: a dump waits for the sampling round to end. Listed here
+ * because the form of a resource is given by the appliance. */
 constexpr std::string_view kMayWait[] = {"/sysmonService/statistics_dump"};
 
-/* All routes of the process, each with the resource that it belongs to. Made by
- * the first resource, so it outlives them all. */
+/* All routes of the process, each with its resource. Created by the first resource, so it outlives them all. */
 struct T_REGISTRY {
     struct T_ENTRY {
         const void *owner;
@@ -59,7 +57,7 @@ std::vector<T_HTTP_ROUTE> all_routes()
 
 std::shared_ptr<httpserver::http_response> answer_health(bool (*health)(char *buffer, size_t size), size_t size)
 {
-    std::vector<char> buffer(size + 1); // the last one stays NUL
+    std::vector<char> buffer(size + 1); // with a closing NUL
     if (!health(buffer.data(), size))
         return std::make_shared<ssci_response>("", 503);
     return std::make_shared<ssci_response>(buffer.data(), 200);
@@ -150,9 +148,9 @@ long long ssci_server_start()
     } catch (const std::exception &) {
         return ENOMEM;
     }
-    /* Without a registration the service is still found at its well-known port. */
+    /* Without registration the service is still found at its well-known port. */
     if (const int error = g_server->registration.start("SSCI-register"); error != 0)
-        log_Debug("the service will not be registered: error %d", error);
+        log_Debug("the service cannot be registered: error %d", error);
     return 0;
 }
 
@@ -160,7 +158,7 @@ long long ssci_server_stop()
 {
     if (g_server == nullptr || g_server->http == nullptr)
         return 0;
-    g_server->registration.request_stop(); // goes on while the connections are closed
+    g_server->registration.request_stop(); // completes while the connections are closed
     g_server->http.reset();
     g_server->registration.join();
     return 0;

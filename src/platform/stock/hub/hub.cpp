@@ -79,7 +79,7 @@ void THubPresence::keep()
 
     if (!known)
         return;
-    platform_interrupt_on(nullptr); // this one is made because of the stop
+    platform_interrupt_on(nullptr); // the stop must not cancel this call
     long status = 0;
     std::string answer;
     (void)http_call({"DELETE", m_hub, m_target, nullptr, kDeleteMs}, &status, &answer);

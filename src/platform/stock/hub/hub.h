@@ -25,10 +25,10 @@ class THubPresence {
 public:
     THubPresence(T_HTTP_PEER hub, std::string target, std::string body);
 
-    /* 0, or an error number. `thread_name` is kept as a pointer. */
+    /* Returns 0, or an error number. `thread_name` is kept as a pointer. */
     int start(const char *thread_name);
 
-    /* Both return soon, with a hub that hangs too; harmless without start. */
+    /* Both return soon, even with a hub that hangs; harmless without start. */
     void request_stop() { m_thread.request_stop(); }
     void join() { m_thread.join(); }
 
@@ -39,7 +39,7 @@ private:
     const T_HTTP_PEER m_hub;
     const std::string m_target;
     const std::string m_body;
-    TBackgroundThread m_thread; // last: it uses the others
+    TBackgroundThread m_thread; // last: it uses the members above
 };
 
 /* {"host","port"}, {"route"} and {"session","category","code","text","level"}. */
@@ -47,6 +47,6 @@ std::string hub_address_text(const std::string &host, int port);
 std::string hub_route_text(const std::string &route);
 std::string hub_notice_text(const std::string &session, int category, int code, const std::string &text, int level);
 
-/* Where a service is, from the name server's answer. 0; -1 when the text is no
- * address on this machine, and then *peer keeps what it had. */
+/* Parses a service's address from the name server's answer. Returns 0; -1 when the text is not an address on this
+ * machine, and then *peer is unchanged. */
 int hub_address_parse(const std::string &text, T_HTTP_PEER *peer);

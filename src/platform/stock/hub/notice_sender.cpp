@@ -22,7 +22,7 @@ TNoticeSender::~TNoticeSender()
         while (m_started && !m_ended && m_changed.wait_until(m_lock, end)) {
         }
         if (!m_queue.empty())
-            log_Debug("%zu notices dropped: the hub did not take them in time", m_queue.size());
+            log_Debug("%zu notices dropped: the hub did not accept them in time", m_queue.size());
         m_give_up = true;
         call_waits_wake();
     }
@@ -33,7 +33,7 @@ int TNoticeSender::send(std::string notice)
 {
     const TLock guard(m_lock);
     if (!m_started) {
-        http_prepare(); // the first notice is sent by the main thread, at the start
+        http_prepare(); // the main thread sends the first notice, at the start
         if (const int error = m_thread.start("SSCI-notices", [this] { deliver(); }); error != 0)
             return error;
         m_started = true;
@@ -41,7 +41,7 @@ int TNoticeSender::send(std::string notice)
     if (!m_queue.empty() && m_queue.back() == notice)
         return 0;
     if (m_queue.size() >= m_limits.queued) {
-        log_Debug("notice dropped, %zu are waiting for the hub: %s", m_queue.size(), m_queue.front().c_str());
+        log_Debug("notice dropped, %zu are queued for the hub: %s", m_queue.size(), m_queue.front().c_str());
         m_queue.pop_front();
     }
     m_queue.push_back(std::move(notice));
@@ -51,7 +51,7 @@ int TNoticeSender::send(std::string notice)
 
 void TNoticeSender::deliver()
 {
-    platform_interrupt_on(&m_give_up); // a stop leaves the call under way its chance too
+    platform_interrupt_on(&m_give_up); // a stop does not cancel the current call at once
     TLock lock(m_lock);
     for (;;) {
         while (!m_ending && m_queue.empty())

@@ -8,8 +8,8 @@
 
 namespace {
 
-/* One for all sessions, which may be gone before their notices are: made with the
- * first notice, ended at exit, after all who announce. */
+/* Shared by all sessions, which may end before their notices are sent: created with the first notice, destroyed at
+ * exit, after all senders. */
 TNoticeSender &sender()
 {
     static TNoticeSender instance(hub_peer(), T_NOTICE_LIMITS());

@@ -12,7 +12,7 @@ constexpr const char *kHubHost = "127.0.0.1";
 constexpr int kHubPort = 10182;
 constexpr int kTimeoutS = 5;
 
-/* 0, or the result of the call, which is told. */
+/* Returns 0, or the result of the call, which is logged. */
 uint32_t post(const char *path, const std::string &body, std::string *answer)
 {
     if (body.empty())
@@ -46,7 +46,7 @@ uint32_t PAL_vbus_update_reverse_proxy(const t_vbus_reverse_proxy_info &request,
     else if (body.empty())
         answer.response = "the hub refused";
     else
-        (void)vbus_rules_answer(body, &answer.response); // what it says about its refusal
+        (void)vbus_rules_answer(body, &answer.response); // from the body of the error response
     return result;
 }
 

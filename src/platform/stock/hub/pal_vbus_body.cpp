@@ -7,15 +7,15 @@
 
 namespace {
 
-constexpr size_t kMaxShown = 256; // of an answer that cannot be read
+constexpr size_t kMaxShown = 256; // of an unreadable answer
 
-/* False without memory; `value` is released then. */
+/* False when out of memory; `value` is released then. */
 bool give(json_object *object, const char *key, json_object *value)
 {
     TJson owner(value);
     if (object == nullptr || value == nullptr || json_object_object_add(object, key, value) != 0)
         return false;
-    (void)owner.release(); // the object's now
+    (void)owner.release(); // owned by the object now
     return true;
 }
 

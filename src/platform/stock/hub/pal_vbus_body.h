@@ -6,18 +6,18 @@
 
 #include "platform/pal.h"
 
-/* {"texts":[...]}, null for a text that is not there. Empty without memory. */
+/* {"texts":[...]}, null for a missing text. Empty without memory. */
 std::string vbus_notify_body(std::span<const char *const> texts);
 
 /* {"rules":[{"GUID","rule_type","bs_id","value"}]} */
 std::string vbus_rules_body(const t_vbus_reverse_proxy_info &request);
 
-/* Takes {"ret","resp"} apart: the result is "ret", EPROTO for another answer;
- * *response is "resp", or the answer itself where there is none. */
+/* Parses {"ret","resp"}: the result is "ret", EPROTO for any other answer; *response is "resp", or the answer itself
+ * without it. */
 uint32_t vbus_rules_answer(std::string_view body, std::string *response);
 
-/* One line for the system log: the texts, "-" for one that is not there. */
+/* One line for the system log: the texts, "-" for a missing one. */
 std::string vbus_notify_line(std::span<const char *const> texts);
 
-/* Its priority, out of the level text of a notification. */
+/* The syslog priority for the level text of a notification. */
 int vbus_log_priority(const char *level);

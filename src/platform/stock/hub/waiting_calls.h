@@ -7,7 +7,7 @@
 #include "base/mutex.h"
 #include "platform/stock/process/background_thread.h"
 
-/* Calls that may take long, made one after the other on a thread of their own. */
+/* Runs calls that may take long, one after the other on a thread of their own. */
 class TWaitingCalls {
 public:
     enum T_TURN { kRun, kDropped };
@@ -15,15 +15,14 @@ public:
 
     explicit TWaitingCalls(size_t most) : m_most(most) {}
 
-    /* 0, or an error number. `thread_name` is kept as a pointer. */
+    /* Returns 0, or an error number. `thread_name` is kept as a pointer. */
     int start(const char *thread_name);
 
-    /* The call under way is finished, all others get their turn as kDropped. */
+    /* Finishes the current call; all others run as kDropped. */
     void stop();
 
-    /* Appends a call; false, and nothing done, when `most` wait already or there is
-     * no thread. `taken` runs before the call has its turn. Calls must not throw.
-     * Any thread may call. */
+    /* Appends a call; false, with nothing done, when `most` are queued already or there is no thread. `taken` runs
+     * before the call does. Calls must not throw. Any thread may call. */
     bool add(T_CALL call, const std::function<void()> &taken);
 
 private:
@@ -34,5 +33,5 @@ private:
     TCondition m_changed;
     std::deque<T_CALL> m_calls GUARDED_BY(m_lock);
     bool m_open GUARDED_BY(m_lock) = false;
-    TBackgroundThread m_thread; // last: it uses the others
+    TBackgroundThread m_thread; // last: it uses the members above
 };

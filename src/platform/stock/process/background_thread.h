@@ -7,9 +7,8 @@
 
 #include "base/mutex.h"
 
-/* A named thread of the platform itself. Signals are blocked in it, and client
- * calls made by the body give up when a stop is asked for. start, join and the
- * destructor are the owner's; request_stop is anyone's. */
+/* A named thread of the platform. It blocks signals, and client calls made by its body are cancelled by a stop. start,
+ * join and the destructor belong to the owner; any thread may call request_stop. */
 class TBackgroundThread {
 public:
     TBackgroundThread() = default;
@@ -17,11 +16,12 @@ public:
     TBackgroundThread(const TBackgroundThread &) = delete;
     TBackgroundThread &operator=(const TBackgroundThread &) = delete;
 
-    /* 0, or an error number; EALREADY before it was joined. An exception out of `body` ends the thread only. */
+    /* Returns 0, or an error number; EALREADY before the thread was joined. An exception from `body` only ends the
+     * thread. */
     int start(const char *name, std::function<void()> body);
 
     void request_stop();
-    void join(); // harmless when it never ran
+    void join(); // harmless if it was never started
     void stop()
     {
         request_stop();
@@ -43,6 +43,6 @@ private:
     TCondition m_wake;
     std::atomic<bool> m_stop{false}; // written under m_lock
     bool m_woken GUARDED_BY(m_lock) = false;
-    bool m_created = false; // owner's: there is a thread to join
+    bool m_created = false; // owner only: there is a thread to join
     pthread_t m_thread = {};
 };

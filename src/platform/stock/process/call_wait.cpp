@@ -11,7 +11,7 @@
 namespace {
 
 constexpr uint64_t kLongestMs = 3'600'000;
-constexpr uint64_t kSliceMs = 100; // where nobody can wake the wait
+constexpr uint64_t kSliceMs = 100; // without a descriptor for wake-ups
 
 struct T_WAITS {
     TMutex lock;
@@ -46,12 +46,12 @@ TCallWait::~TCallWait()
 {
     T_WAITS &all = waits();
     const TLock guard(all.lock);
-    all.events.erase(m_event.get()); // no descriptor: nothing
+    all.events.erase(m_event.get()); // no effect without a descriptor
 }
 
 int TCallWait::fd() const
 {
-    return platform_interrupted() ? -1 : m_event.get(); // a stop is seen once: the rest of its grace is slept
+    return platform_interrupted() ? -1 : m_event.get(); // a stop wakes it once, then its grace is slept through
 }
 
 void TCallWait::taken()
@@ -83,7 +83,7 @@ void TCallWait::wait(std::initializer_list<int> readable, uint64_t time_ms)
 
 uint64_t call_stop_lasts_ms()
 {
-    thread_local uint64_t asked_ms = 0; // 0: not asked
+    thread_local uint64_t asked_ms = 0; // 0: no request
     const uint64_t now_ms = current_time_stamp_mono_r();
     if (!platform_interrupted())
         asked_ms = 0;

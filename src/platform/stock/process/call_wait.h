@@ -7,16 +7,14 @@
 
 #include "base/fd.h"
 
-/* The waits of calls that block their thread on a peer, a child or another thread.
- * Each ends early when the thread is asked to stop (platform/interrupt.h), without a
- * look at the flag in between: setting it is followed by call_waits_wake(). */
+/* The waits of calls that block their thread on a peer, a child or another thread. Each ends early when the thread is
+ * asked to stop (platform/interrupt.h), without polling the flag: setting it is followed by call_waits_wake(). */
 
-/* Ends the present waits of all threads, which look at what they wait for anew. Any
- * thread may call. */
+/* Ends the current waits of all threads, which then check their conditions again. Any thread may call. */
 void call_waits_wake();
 
-/* Registers the calling thread for wake-ups as long as it lives: made before what is
- * waited for is looked at, so that no change is missed. */
+/* Registers the calling thread for wake-ups during its lifetime. Create it before checking the condition to wait for,
+ * so that no change is missed. */
 class TCallWait {
 public:
     TCallWait();
@@ -24,23 +22,22 @@ public:
     TCallWait(const TCallWait &) = delete;
     TCallWait &operator=(const TCallWait &) = delete;
 
-    /* Sleeps until one of the descriptors is ready, somebody wakes the calls, or the
-     * time is over; -1 among the descriptors is ignored. */
+    /* Sleeps until one of the descriptors is ready, the calls are woken, or the time is over; ignores -1 among the
+     * descriptors. */
     void wait(std::initializer_list<int> readable, uint64_t time_ms);
 
-    /* For a library that waits by itself: readable after a wake-up, until
-     * taken(); -1 once the thread has been asked to stop, or without descriptors. */
+    /* For a library that does its own waiting: readable after a wake-up, until taken(); -1 once the thread has been
+     * asked to stop, or without descriptors. */
     int fd() const;
     void taken();
 
-    /* How long to wait at most for something due in that time: less where there is no
-     * descriptor for wake-ups. */
+    /* The longest wait for something due in that time: shorter without a descriptor for wake-ups. */
     int wait_ms(uint64_t time_ms) const;
 
 private:
     TFd m_event;
 };
 
-/* How long the calling thread has been asked to stop, as its calls have seen it; 0
- * when it is not or only now. All calls of the thread count from the same moment. */
+/* Time since the calling thread was asked to stop, as first seen by one of its calls; 0 without a request, or when it
+ * is first seen. All calls of the thread count from the same moment. */
 uint64_t call_stop_lasts_ms();

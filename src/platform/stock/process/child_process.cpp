@@ -23,28 +23,26 @@
 
 namespace {
 
-constexpr uint64_t kBlindLookMs = 100; // without a descriptor of the child
-constexpr int kDyingTries = 100;       // looks at a killed child, 10 ms apart
+constexpr uint64_t kBlindLookMs = 100; // without a descriptor for the child
+constexpr int kDyingTries = 100;       // checks of a killed child, 10 ms apart
 constexpr auto kDyingPause = std::chrono::milliseconds(10);
 constexpr size_t kReadChunk = size_t{64} * 1024;
 constexpr mode_t kChildUmask = 022;           // the daemon's own is 0
 constexpr int kFailureFd = STDERR_FILENO + 1; // in the child
 constexpr int kNotStarted = 127;
 
-/* How much is left of the grace after a request to stop. The children of a thread
- * share it: what one took of it, the next has no more. */
+/* The rest of the grace after a stop request. The children of a thread share it: what one used is gone for the next. */
 uint64_t grace_left_ms(uint64_t grace_ms)
 {
     return platform_interrupted() ? grace_ms - std::min(grace_ms, call_stop_lasts_ms()) : UINT64_MAX;
 }
 
-/* Children that run, and those that were killed and have not died: in the kernel,
- * waiting for a device that does not answer. These are not waited for. Each has the
- * key under which it counts. */
+/* Running children, and those that were killed and have not died, blocked in the kernel by a device that does not
+ * answer; these are not waited for. Each has the key by which it is counted. */
 class TChildren {
 public:
-    /* Room for one more; false while those that are stuck and those that may get
-     * stuck come to the limit. Reaps those that have died since. */
+    /* Reserves a place; false when a child is stuck and the stuck and running ones together reach the limit. Reaps
+     * those that have died since. */
     bool enter(const std::string &key, int max_stuck)
     {
         const TLock guard(m_lock);
@@ -77,11 +75,11 @@ private:
 };
 TChildren &children()
 {
-    static auto &one = *new TChildren; // threads that nobody waits for may still ask at exit
+    static auto &one = *new TChildren; // detached threads may still use it at exit
     return one;
 }
 
-/* A place among the children, for the time of one call. */
+/* A place among the children for the duration of one call. */
 class TChildPlace {
 public:
     TChildPlace(std::string key, int max_stuck) : m_key(std::move(key)), m_taken(children().enter(m_key, max_stuck)) {}
@@ -109,8 +107,8 @@ std::string key_of(const std::vector<const char *> &argv, bool by_arguments)
     return text;
 }
 
-/* Takes the exit of a child that has ended or was killed. 0; the error when there
- * is nothing to take, EAGAIN when it lives on. */
+/* Collects the exit status of a child that has ended or was killed. Returns 0; the error when there is nothing to
+ * collect, EAGAIN while it is alive. */
 int reap(pid_t pid, int *status)
 {
     for (int i = 0; i < kDyingTries; ++i) {
@@ -124,26 +122,26 @@ int reap(pid_t pid, int *status)
     return EAGAIN;
 }
 
-/* What a child needs, all of it made before there is one. */
+/* What a child needs, all allocated before the fork. */
 struct T_LAUNCH {
     std::string program;
-    std::vector<char *> argv; // ends with null
-    int output = -1;          // becomes its standard output; else it inherits both
-    int failure = -1;         // takes the error number of a start that fails
+    std::vector<char *> argv; // null-terminated
+    int output = -1;          // becomes its standard output; -1: inherits both streams
+    int failure = -1;         // receives the error number of a failed start
 };
 
-/* In the child, which may call async-signal-safe functions only: locks of the
- * process are as they were, and whoever held them is not here. The caller has all
- * signals blocked, so that no handler of ours runs in the child. */
+/* Runs in the child, which may only call async-signal-safe functions: locks of the process are copied as they were,
+ * without the threads that held them. The caller has blocked all signals, so that no handler of ours runs in the
+ * child. */
 [[noreturn]] void become(const T_LAUNCH &launch)
 {
     struct sigaction standard = {};
     standard.sa_handler = SIG_DFL;
     for (int signal = 1; signal < NSIG; ++signal)
-        (void)sigaction(signal, &standard, nullptr); // two of them cannot be set
+        (void)sigaction(signal, &standard, nullptr); // fails for SIGKILL and SIGSTOP
     (void)setpgid(0, 0);
     (void)umask(kChildUmask);
-    /* Where all descriptors are in use, this order still finds those it needs. */
+    /* With all descriptors in use, this order still keeps the needed ones. */
     int failure = launch.failure;
     bool ready = launch.output < 0 || dup2(launch.output, STDOUT_FILENO) >= 0;
     if (failure >= 0 && failure != kFailureFd && dup3(failure, kFailureFd, O_CLOEXEC) >= 0)
@@ -163,14 +161,12 @@ struct T_LAUNCH {
     _exit(kNotStarted);
 }
 
-/* Starts the child. 0 or an error number.
+/* Starts the child. Returns 0 or an error number.
  *
- * By fork: what the child does before it becomes the tool is bound to calls that are
- * safe there, the umask among them, for which posix_spawn has no way, and the
- * umask of the process is never touched. A child in our own memory (vfork, clone)
- * would save the copy of the page tables, a fraction of a millisecond, but what it
- * may do there is nowhere defined; a program in between would have to be installed
- * and found. */
+ * Uses fork: before the exec the child only makes async-signal-safe calls. These include umask, which posix_spawn
+ * cannot set, and the umask of the process must not change. A child that shares our memory (vfork, clone) would save
+ * copying the page tables, a fraction of a millisecond, but what it may do there is not defined; a helper program would
+ * have to be installed and found. */
 int start(const T_LAUNCH &launch, pid_t *pid)
 {
     sigset_t all, before;
@@ -183,11 +179,11 @@ int start(const T_LAUNCH &launch, pid_t *pid)
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     if (*pid < 0)
         return error;
-    (void)setpgid(*pid, *pid); // whoever of us comes first
+    (void)setpgid(*pid, *pid); // also called in the child: whichever is first
     return 0;
 }
 
-/* A pipe closed on exec, which nobody waits at. 0 or an error number. */
+/* A pipe with a non-blocking reading end, closed on exec. Returns 0 or an error number. */
 int make_pipe(TFd *reading, TFd *writing)
 {
     int ends[2];
@@ -199,7 +195,7 @@ int make_pipe(TFd *reading, TFd *writing)
     return 0;
 }
 
-/* Moves what the pipe holds now into *output. False at its end. */
+/* Moves the present contents of the pipe to *output. False at its end. */
 bool drain(int pipe_end, std::string *output, size_t max_output)
 {
     char chunk[kReadChunk];
@@ -213,7 +209,7 @@ bool drain(int pipe_end, std::string *output, size_t max_output)
     return true;
 }
 
-/* Waits for the child's end, taking its output. 0, or why it must be killed. */
+/* Waits for the child's end and collects its output. Returns 0, or why it must be killed. */
 int watch_child(pid_t pid, const T_CHILD_LIMITS &limits, int pipe_end, std::string *output)
 {
     const uint64_t deadline_ms = current_time_stamp_mono_r() + static_cast<uint64_t>(limits.timeout_s) * 1000;
@@ -225,7 +221,7 @@ int watch_child(pid_t pid, const T_CHILD_LIMITS &limits, int pipe_end, std::stri
         siginfo_t ended = {};
         const bool gone = waitid(P_PID, static_cast<id_t>(pid), &ended, WEXITED | WNOHANG | WNOWAIT) == 0
                               ? ended.si_pid == pid
-                              : errno == ECHILD; // SIGCHLD is ignored, which our parent may have left us
+                              : errno == ECHILD; // SIGCHLD is ignored, perhaps inherited from our parent
         if (pipe_end >= 0 && !drain(pipe_end, output, limits.max_output))
             pipe_end = -1;
         if (output != nullptr && output->size() > limits.max_output)
@@ -250,18 +246,18 @@ int child_run(const std::vector<const char *> &argv, const T_CHILD_LIMITS &limit
         return -EINTR;
     const TChildPlace place(key_of(argv, limits.by_arguments), limits.max_stuck);
     if (!place.is_taken()) {
-        log_Debug("%s not started: earlier ones hang and cannot be ended", argv[0]);
+        log_Debug("%s not started: too many earlier ones hang and cannot be killed", argv[0]);
         return -EBUSY;
     }
     T_LAUNCH launch = {host_path(argv[0]), {}, -1, -1};
     for (const char *text : argv)
-        launch.argv.push_back(const_cast<char *>(text)); // nobody writes to them
+        launch.argv.push_back(const_cast<char *>(text)); // execve does not modify them
     launch.argv.push_back(nullptr);
     TFd reading, writing, failed, failing;
-    (void)make_pipe(&failed, &failing); // without it, a start that fails is an exit status
+    (void)make_pipe(&failed, &failing); // without it, a failed start shows as an exit status
     int error = 0;
     if (output != nullptr) {
-        output->reserve(limits.max_output + kReadChunk); // later there would be a child to clean up
+        output->reserve(limits.max_output + kReadChunk); // an exception later would leave the child running
         error = make_pipe(&reading, &writing);
     }
     launch.output = writing.get();
@@ -271,7 +267,7 @@ int child_run(const std::vector<const char *> &argv, const T_CHILD_LIMITS &limit
         error = start(launch, &pid);
     if (error != 0)
         return -error;
-    writing = TFd(); // ours would keep the pipe from ending
+    writing = TFd(); // with our end open the pipe would not end
 
     const int killed_for = watch_child(pid, limits, reading.get(), output);
     if (killed_for != 0) {

@@ -11,20 +11,20 @@
 
 namespace {
 
-/* What records an event or reloads a server would not be run again: at a stop it
- * has as long as a request. What is only read may be given up. */
+/* Programs that record an event or reload a server would not be run again: at a stop they have as long as a request.
+ * Those whose output is read may be cancelled. */
 constexpr T_CHILD_LIMITS kExecLimits = {60, 0, 5000};
 constexpr T_CHILD_LIMITS kReadLimits = {5, size_t{1024} * 1024, 500};
 
-/* What a stream of kestrel_popen reads from. */
+/* The source of a kestrel_popen stream. */
 struct T_OUTPUT {
     std::string text;
     size_t position = 0;
     int result = 0;
 };
 
-thread_local int t_time_limit_s = 0;  // 0: the usual one
-thread_local int t_closed_result = 0; // of the stream that this thread closed last
+thread_local int t_time_limit_s = 0;  // 0: the default
+thread_local int t_closed_result = 0; // of the last stream this thread closed
 
 std::vector<const char *> argument_list(const char *program, va_list args)
 {
@@ -34,7 +34,7 @@ std::vector<const char *> argument_list(const char *program, va_list args)
     return argv;
 }
 
-/* Of a negative result of child_run: whether there was a child at all. */
+/* For a negative result of child_run: whether a child was started. */
 bool has_run(int result)
 {
     return result == -ETIMEDOUT || result == -EFBIG || result == -EINTR || result == -ECHILD;
@@ -75,7 +75,7 @@ int kestrel_exec(int /*reserved1*/, int /*reserved2*/, int /*reserved3*/, const 
     const std::vector<const char *> argv = argument_list(program, args);
     va_end(args);
     T_CHILD_LIMITS limits = kExecLimits;
-    if (t_time_limit_s != 0) { // one that hangs does not keep the others from being tried
+    if (t_time_limit_s != 0) { // one that hangs must not prevent the others
         limits.timeout_s = t_time_limit_s;
         limits.max_stuck = 1;
         limits.by_arguments = true;
@@ -99,7 +99,7 @@ FILE *kestrel_popen(const char *program, ...)
     constexpr cookie_io_functions_t kRead = {output_read, nullptr, nullptr, output_close};
     FILE *stream = fopencookie(output.get(), "r", kRead);
     if (stream != nullptr)
-        (void)output.release(); // the stream's now
+        (void)output.release(); // owned by the stream now
     return stream;
 }
 

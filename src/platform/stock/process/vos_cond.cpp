@@ -48,7 +48,7 @@ int vos_cond_wait_signal(vos_cond_t *cond)
     cond->signalled = true;
     pthread_cond_signal(&cond->cond);
     pthread_mutex_unlock(&cond->mutex);
-    call_waits_wake(); // a stop sets its flag before it signals
+    call_waits_wake(); // a stop sets its flag before this signal
     return 0;
 }
 

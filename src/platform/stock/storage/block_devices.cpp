@@ -20,7 +20,7 @@ bool is_digit(char one)
     return one >= '0' && one <= '9';
 }
 
-/* "host12": that word and a number. */
+/* Whether the text is that word and a number, such as "host12". */
 bool is_counted(std::string_view text, std::string_view word)
 {
     return text.size() > word.size() && text.starts_with(word) &&
@@ -34,7 +34,7 @@ bool is_usb_interface(std::string_view text)
            text.find_first_not_of("0123456789-.:") == std::string_view::npos;
 }
 
-/* Takes the component off the front of a path. */
+/* Removes the first component of a path and returns it. */
 std::string_view next_part(std::string_view *path)
 {
     const size_t end = std::min(path->find('/'), path->size());
@@ -49,8 +49,8 @@ bool is_address(std::string_view part)
     return part.starts_with("pci") || part.find('.') != std::string_view::npos;
 }
 
-/* Addresses first, the others by the numbers in them ("ata2" before "ata10").
- * Negative, 0 or positive. */
+/* Compares two components: addresses come first, the others are ordered by the numbers in them ("ata2" before "ata10").
+ * Returns negative, 0 or positive. */
 int compare_parts(std::string_view a, std::string_view b)
 {
     if (is_address(a) != is_address(b))
@@ -80,8 +80,7 @@ bool port_before(std::string_view a, std::string_view b)
     return false;
 }
 
-/* What a path of sysfs leads to, as a place below "/sys"; empty when it leads
- * nowhere. */
+/* Resolves a path of sysfs to a place below "/sys"; empty when it cannot be resolved. */
 std::string place_of(const std::string &path)
 {
     char top[PATH_MAX], real[PATH_MAX];
@@ -93,8 +92,8 @@ std::string place_of(const std::string &path)
     return std::string(place);
 }
 
-/* An NVMe disk with several paths belongs to a subsystem. It stands at the port
- * of its first controller, and is alive as long as one of them is. */
+/* An NVMe disk with several paths belongs to a subsystem. Its port is that of its first controller, and it is alive as
+ * long as one of them is. */
 std::string controller_of(const std::string &device, std::string *state)
 {
     std::vector<std::string> names;
@@ -112,9 +111,8 @@ std::string controller_of(const std::string &device, std::string *state)
     return place;
 }
 
-/* The kernel numbers the devices of a SAS host as they come. The place is the
- * plug: the expanders on the way to it, by their addresses, and the last phy. Empty
- * where the kernel does not know. */
+/* The kernel numbers the devices of a SAS host in the order of their attachment. The port is made of the expanders on
+ * the path, by their addresses, and the last phy. Empty when the kernel does not know them. */
 std::string sas_port(std::string_view place)
 {
     std::string port = block_port(place.substr(0, std::min(place.find("/port-"), place.size())));
@@ -137,7 +135,7 @@ std::string sas_port(std::string_view place)
     return {};
 }
 
-/* Nothing in here is a command to the disk: all was read when it came. */
+/* None of this sends a command to the disk: the kernel read it all when the disk was attached. */
 std::string identity_of(const std::string &folder)
 {
     for (const char *attribute : {"/wwid", "/device/wwid", "/device/serial", "/device/cid", "/device/vpd_pg80"}) {
@@ -147,7 +145,7 @@ std::string identity_of(const std::string &folder)
     return {};
 }
 
-/* False when there is no such disk. */
+/* False when the disk does not exist. */
 bool read_device(const std::string &name, T_BLOCK_DEVICE *out)
 {
     const std::string folder = "/sys/block/" + name;
@@ -172,7 +170,7 @@ bool read_device(const std::string &name, T_BLOCK_DEVICE *out)
     found.port = sas_port(device_place);
     if (found.port.empty())
         found.port = block_port(device_place);
-    if (name.starts_with("nvme")) // one controller has several
+    if (name.starts_with("nvme")) // one controller may have several disks
         found.port.append("/").append(name, name.rfind('n'));
     found.identity = identity_of(folder);
     if (found.identity.empty())
@@ -216,9 +214,9 @@ std::string block_port(std::string_view device_path)
             continue;
         }
         if (is_counted(parent, "mmc") && part.starts_with(parent))
-            continue; // "mmc0:59b4", by the card
+            continue; // "mmc0:59b4", which depends on the card
         if (parent.starts_with("target") && !host_counts)
-            part.remove_prefix(std::min(part.find(':') + 1, part.size())); // channel, target and unit are left
+            part.remove_prefix(std::min(part.find(':') + 1, part.size())); // keeps channel, target and unit
         port.append("/").append(part);
     }
     return port;

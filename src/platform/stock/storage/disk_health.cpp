@@ -13,7 +13,7 @@ namespace {
 
 constexpr uint64_t kShortestMs = 60'000;
 constexpr uint64_t kLongestMs = 3'600'000;
-constexpr size_t kMostDisks = 1024; // disks without a serial number are new ones each time
+constexpr size_t kMostDisks = 1024; // a disk without a serial number counts as a new one each time
 
 bool same_hour(const struct tm &a, const struct tm &b)
 {
@@ -22,9 +22,8 @@ bool same_hour(const struct tm &a, const struct tm &b)
 
 } // namespace
 
-/* The hour by the calendar, as the checks count it; by its length too, as the
- * calendar shows one hour twice when summer time ends; and anew when the clock was
- * set back. */
+/* An hour is over by the calendar, as the checks count it; by its length too, as the calendar shows one hour twice when
+ * summer time ends; and when the clock was set back. */
 std::optional<uint64_t> smart_due_in(const T_SMART_MOMENT &last, const T_SMART_MOMENT &now)
 {
     const uint64_t age_ms = now.mono_ms - last.mono_ms;
@@ -47,12 +46,12 @@ T_SMART_READING TDiskHealth::known(const std::string &identity)
     return found != m_entries.end() ? found->second.known : T_SMART_READING();
 }
 
-/* Takes the answer of a disk into what is known of it. */
+/* Adds the result of a query to what is known of the disk. */
 void TDiskHealth::take(const T_DISK_ADDRESS &disk, T_SMART_OUTCOME outcome, int error, const T_SMART_READING &reading,
                        T_ENTRY *entry)
 {
-    /* A child that could not be killed is known by its arguments: the next question
-     * after it is the same one, so that no second child joins it at the disk. */
+    /* A child that could not be killed is counted by its arguments: the next query must use the same ones, so that a
+     * second child does not block on the disk. */
     if (outcome != T_SMART_OUTCOME::no_answer)
         entry->may_wake = false;
     switch (outcome) {
@@ -69,7 +68,7 @@ void TDiskHealth::take(const T_DISK_ADDRESS &disk, T_SMART_OUTCOME outcome, int 
         entry->result = entry->was_read || entry->has_no_smart ? 0 : -EAGAIN;
         break;
     case T_SMART_OUTCOME::no_smart:
-        /* Had it some before, it cannot be read now. */
+        /* If it had SMART before, it cannot be read now. */
         entry->result = entry->was_read ? -EIO : 0;
         if (!entry->was_read && !std::exchange(entry->has_no_smart, true))
             log_Debug("/dev/%s has no SMART", disk.name.c_str());
@@ -122,7 +121,7 @@ int TDiskHealth::read(const T_DISK_ADDRESS &disk, T_SMART_READING *out)
             call_waits_wake();
         }
         if (error == -EINTR)
-            return error; // nobody was asked: the next one may
+            return error; // no query was made; the next caller may make one
         take(disk, outcome, error, reading, &entry);
         entry.was_asked = true;
         entry.asked = now;

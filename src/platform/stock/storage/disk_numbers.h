@@ -6,13 +6,12 @@
 
 #include "base/mutex.h"
 
-/* Numbers of the places where disks are plugged in, from 1. They are given in the
- * order in which the ports are first listed and kept for good: a disk that is
- * pulled renames no other, and its port gives its number to the next one in it.
- * Any thread may call. */
+/* Numbers of the ports of disks, from 1. They are assigned in the order in which the ports are first listed and never
+ * change: removing a disk renumbers no other, and the next disk in its port gets the same number. Any thread may
+ * call. */
 class TDiskNumbers {
 public:
-    /* The number of each port, new ones behind all others. */
+    /* The number of each port; new ports are numbered after all others. */
     std::vector<int> of(const std::vector<std::string> &ports);
 
 private:

@@ -64,7 +64,7 @@ private:
     bool below(DIR *parent, const char *name, int depth)
     {
         ++m_size->folders;
-        /* No following here either: the folder may be a link by now. */
+        /* Links are not followed here either: the folder may have become one. */
         const TFolder dir = depth < kMaxDepth ? open_folder(dirfd(parent), name, O_NOFOLLOW) : nullptr;
         return dir == nullptr || enter(dir.get(), depth + 1);
     }
@@ -77,7 +77,7 @@ private:
 
 int folder_measure(const std::string &path, T_FOLDER_SIZE *out)
 {
-    T_PLACE place; // of a file system that does not answer, the walk would not come back
+    T_PLACE place; // the walk would block on a file system that does not answer
     if (const int result = place_look(path, &place); result != 0)
         return result;
     const TFolder dir = open_folder(AT_FDCWD, host_path(path).c_str(), 0);

@@ -12,7 +12,7 @@ constexpr int kMaxLevels = 8; // of devices upon devices
 int status_below(const std::string &folder, int level)
 {
     int status = kVolumeReady;
-    /* A partition's folder lies in that of its disk. */
+    /* A partition's folder is inside that of its disk. */
     const std::string disk = sysfs_text(folder + "/partition").empty() ? folder : folder + "/..";
     const T_MD_TEXTS texts = {sysfs_text(disk + "/md/array_state"), sysfs_text(disk + "/md/sync_action"),
                               sysfs_text(disk + "/md/degraded")};

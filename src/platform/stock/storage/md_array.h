@@ -3,31 +3,29 @@
 #include <string>
 #include <string_view>
 
-/* State of a volume as PAL_storage_get_volume_info reports it. What is not well is
- * negative; an array that is being made whole is on its way. */
+/* State of a volume as PAL_storage_get_volume_info reports it. Faults are negative; an array that is being rebuilt is
+ * positive. */
 constexpr int kVolumeFailed = -2; // degraded or worse
 constexpr int kVolumeNotMounted = -1;
 constexpr int kVolumeReady = 0;
 constexpr int kVolumeRebuilding = 1; // or being reshaped
 
-/* Attributes of an array's "md" folder, trimmed; empty where there is none
- * (striped arrays have neither sync_action nor degraded). */
+/* Attributes of an array's "md" folder, trimmed; empty when missing (striped arrays have neither sync_action nor
+ * degraded). */
 struct T_MD_TEXTS {
     std::string array_state;
     std::string sync_action;
     std::string degraded;
 };
 
-/* Ready, failed or rebuilding. A check or a repair of an array that misses
- * nothing leaves it ready. */
+/* Ready, failed or rebuilding. An array without missing members stays ready during a check or a repair. */
 int md_status(const T_MD_TEXTS &texts);
 
 /* The worse of two states: failed, then not mounted, rebuilding, ready. */
 int volume_worse(int a, int b);
 
-/* State of whatever lies under a block device, given by its folder in sysfs
- * ("/sys/dev/block/9:0"): the array itself, the one that a partition belongs to,
- * and arrays below mapper devices. The worst counts; ready without any array. */
+/* State of the storage under a block device, given by its folder in sysfs ("/sys/dev/block/9:0"): the array itself, the
+ * array of a partition, and arrays below mapper devices. The worst state counts; ready without any array. */
 int md_status_below(const std::string &device_folder);
 
 /* State of a ZFS pool by the text of its kstat file: only "ONLINE" is ready. */

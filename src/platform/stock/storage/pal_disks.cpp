@@ -40,8 +40,8 @@ T_SMART_MOMENT moment_now()
 TDiskHealth g_health(ask_disk, moment_now);
 TDiskNumbers g_numbers;
 
-/* The calling thread has asked for the enclosures and not yet for their disks:
- * this is how the SMART check begins, which wants the state of this moment. */
+/* The calling thread has queried the enclosures and not yet their disks: this is how the SMART check begins, which
+ * needs the present state. */
 thread_local bool t_checks_health = false;
 
 uint32_t list_disks(std::vector<T_NUMBERED> *out)
@@ -62,7 +62,7 @@ uint32_t list_disks(std::vector<T_NUMBERED> *out)
     return 0;
 }
 
-/* As TDiskHealth::read(). A disk that its transport has given up is not asked. */
+/* As TDiskHealth::read(), without querying a disk that its transport has given up. */
 int read_health(const T_BLOCK_DEVICE &device, T_SMART_READING *out)
 {
     return block_is_given_up(device.state) ? -ENXIO
@@ -71,8 +71,7 @@ int read_health(const T_BLOCK_DEVICE &device, T_SMART_READING *out)
 
 } // namespace
 
-/* The numbers of the disks, from 1, may have gaps. The count is such that who goes
- * from 0 to count - 1 meets each disk once. */
+/* Disk numbers start at 1 and may have gaps. A caller that counts from 0 to disk_count - 1 reaches each disk once. */
 uint32_t PAL_storage_get_enclosure_list(const t_auth & /*auth*/, const t_storage_disk_input & /*in*/,
                                         t_storage_enclosure_info &out)
 {
@@ -109,8 +108,7 @@ uint32_t PAL_storage_get_disk_list(const t_auth & /*auth*/, const t_storage_disk
     return 0;
 }
 
-/* A number without a disk and a disk without SMART neither end a walk over all
- * numbers nor say anything in it. */
+/* A number without a disk and a disk without SMART are neither failures in a loop over all numbers nor logged. */
 uint32_t PAL_storage_get_disk_smart_info(const t_auth & /*auth*/, const t_storage_disk_input &in,
                                          t_storage_smart_info &out)
 {

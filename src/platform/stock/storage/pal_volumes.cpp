@@ -21,8 +21,8 @@ constexpr const char *kVolumeFile = "/tarn/etc/volume.conf";
 constexpr size_t kMaxMountinfo = size_t{4} * 1024 * 1024;
 constexpr size_t kMaxKstat = 4096;
 
-/* Whether a failure is news: volumes are asked for every minute, and one that is
- * gone is reported when it goes, not for as long as it is away. 0 is no failure. */
+/* Whether a failure is to be logged: volumes are queried every minute, and a missing one is reported when it
+ * disappears, not for as long as it is away. 0 is no failure. */
 bool is_news(const std::string &about, int result)
 {
     static TMutex lock;
@@ -43,8 +43,8 @@ int load_volumes(std::vector<T_VOLUME> *out)
     return result;
 }
 
-/* What is mounted at the volume's place; 0, -ENODEV when nothing is. A folder
- * behind a host root stands for a mounted volume, with no device under it. */
+/* Finds what is mounted at the volume's place. Returns 0; -ENODEV when nothing is. Below a host root, a folder counts
+ * as a mounted volume, without a device. */
 int find_mount(const T_VOLUME &volume, const T_PLACE &place, T_MOUNT *out)
 {
     std::string mountinfo;
@@ -60,9 +60,8 @@ int find_mount(const T_VOLUME &volume, const T_PLACE &place, T_MOUNT *out)
     return place.error == 0 && mount_find(mountinfo, place.real, out) ? 0 : -ENODEV;
 }
 
-/* The folder of sysfs for a mounted device; empty for a file system without one
- * (ZFS, a plain folder). File systems over several devices have a device number
- * of their own and name one of them as their source. */
+/* The folder of sysfs for a mounted device; empty for a file system without one (ZFS, a plain folder). File systems on
+ * several devices have a device number of their own and name one of the devices as their source. */
 std::string device_folder(const T_MOUNT &mount)
 {
     std::vector<std::string> names;
@@ -89,8 +88,8 @@ int32_t array_status(const T_MOUNT &mount)
     return folder.empty() ? kVolumeReady : md_status_below(folder);
 }
 
-/* Status and space. 0; -ENODEV when nothing is mounted there; another -errno when
- * a mounted volume cannot be measured. */
+/* Determines status and space. Returns 0; -ENODEV when nothing is mounted there; another -errno when a mounted volume
+ * cannot be measured. */
 int measure(const T_VOLUME &volume, int32_t *status, t_volume_usage *usage)
 {
     T_PLACE place;
@@ -113,8 +112,7 @@ int measure(const T_VOLUME &volume, int32_t *status, t_volume_usage *usage)
 
 } // namespace
 
-/* A volume that is not mounted or cannot be measured is left out: the others
- * must not suffer from it. */
+/* A volume that is not mounted or cannot be measured is omitted: the others must not be affected. */
 uint32_t PAL_resmon_get_disk_usage(const t_auth & /*auth*/, const t_volume_info & /*in*/, t_volume_info &out)
 {
     std::vector<T_VOLUME> volumes;
@@ -131,7 +129,7 @@ uint32_t PAL_resmon_get_disk_usage(const t_auth & /*auth*/, const t_volume_info 
     return 0;
 }
 
-/* A volume that is not mounted has a status and no free space to tell. */
+/* A volume that is not mounted has a status, but no free space to report. */
 uint32_t PAL_storage_get_volume_info(const t_auth & /*auth*/, const t_storage_disk_vol_info &in,
                                      t_storage_disk_vol_info &out)
 {

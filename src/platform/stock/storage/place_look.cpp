@@ -28,7 +28,7 @@ struct T_LOOK {
     T_PLACE place;
 };
 
-/* The looks that have not ended, by their places. */
+/* The unfinished looks, by their places. */
 class TLooks {
 public:
     int join(const std::string &path, uint64_t limit_ms, std::function<void(T_PLACE *)> work, T_PLACE *out)
@@ -67,14 +67,14 @@ private:
         std::function<void(T_PLACE *)> work;
     };
 
-    /* 0 or an error number. */
+    /* Returns 0 or an error number. */
     static int start(T_TASK task)
     {
         auto own = std::make_unique<T_TASK>(std::move(task));
         pthread_t thread = {};
         const int error = thread_create(kDetached, enter, own.get(), &thread);
         if (error == 0)
-            (void)own.release(); // the thread's now
+            (void)own.release(); // owned by the thread now
         return error;
     }
 
@@ -119,6 +119,6 @@ int place_look(const std::string &path, T_PLACE *out)
 
 int place_look_by(const std::string &path, uint64_t limit_ms, std::function<void(T_PLACE *)> look, T_PLACE *out)
 {
-    static auto &looks = *new TLooks; // those that are left behind may end at any time
+    static auto &looks = *new TLooks; // abandoned threads may end at any time
     return looks.join(path, limit_ms, std::move(look), out);
 }

@@ -32,12 +32,12 @@ int connect_helper(TFd *out)
     if (!fd.is_open())
         return -errno;
     if (connect(fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0)
-        return errno == ECONNREFUSED ? -ENOENT : -errno; // a socket that was left behind
+        return errno == ECONNREFUSED ? -ENOENT : -errno; // a stale socket file
     *out = std::move(fd);
     return 0;
 }
 
-/* Reads to the end of the answer, or to what ends the patience. */
+/* Reads the answer to its end or to a limit. */
 int read_answer(int fd, const T_CHILD_LIMITS &limits, std::string *text)
 {
     auto end = TClock::now() + std::chrono::seconds(limits.timeout_s);
@@ -55,7 +55,7 @@ int read_answer(int fd, const T_CHILD_LIMITS &limits, std::string *text)
         if (count > 0)
             text->append(data, static_cast<size_t>(count));
         else if (errno != EAGAIN && errno != EINTR)
-            return errno == ECONNRESET ? -EAGAIN : -errno; // it left without reading the request to its end
+            return errno == ECONNRESET ? -EAGAIN : -errno; // the helper ended before reading the whole request
         if (text->size() > limits.max_output)
             return -EFBIG;
         const auto now = TClock::now();
@@ -66,8 +66,7 @@ int read_answer(int fd, const T_CHILD_LIMITS &limits, std::string *text)
     }
 }
 
-/* Takes the last line off. The exit status in it, or -EAGAIN where there is none:
- * the answer was cut short. */
+/* Removes the last line and returns the exit status in it, or -EAGAIN without one: the answer was truncated. */
 int take_exit_status(std::string *text)
 {
     static constexpr std::string_view kExit = "\nexit ";

@@ -27,7 +27,7 @@ bool is_text(json_object *value, std::string_view text)
     return json_object_is_type(value, json_type_string) && json_object_get_string(value) == text;
 }
 
-/* Calls visit with each element of an array; of nothing else. */
+/* Calls visit with each element if the value is an array. */
 template <typename TVisit> void each(json_object *array, TVisit visit)
 {
     if (!json_object_is_type(array, json_type_array))
@@ -44,7 +44,7 @@ bool attribute_fails(json_object *document)
     return fails;
 }
 
-/* Whether a message of the run contains one of the texts. */
+/* Whether one of smartctl's messages contains one of the texts. */
 bool has_message(json_object *document, std::initializer_list<std::string_view> texts)
 {
     bool found = false;
@@ -59,7 +59,7 @@ bool has_message(json_object *document, std::initializer_list<std::string_view> 
     return found;
 }
 
-/* The tool does not know how to ask, or the disk says that it has no SMART. */
+/* smartctl does not support the device, or the disk reports that it has no SMART. */
 bool has_no_smart(json_object *document)
 {
     json_object *available = json_member(json_member(document, "smart_support"), "available");
@@ -68,14 +68,13 @@ bool has_no_smart(json_object *document)
                                   "lacks SMART capability"});
 }
 
-/* 0; -EINVAL when the document names no protocol. */
+/* Returns 0; -EINVAL when the document names no protocol. */
 int reading_of(json_object *document, T_SMART_READING *out)
 {
     json_object *protocol = json_member(json_member(document, "device"), "protocol");
 
-    /* The raw value of attribute 9 counts minutes or half minutes on some disks,
-     * and packs other figures into its upper bytes on others: the tool has
-     * already worked out the hours. */
+    /* The raw value of attribute 9 counts minutes or half minutes on some disks, and holds other figures in its upper
+     * bytes on others: smartctl has already converted it to hours. */
     T_SMART_READING reading;
     if (is_text(protocol, "ATA") || is_text(protocol, "SCSI")) {
         reading.power_on_hours = hours_of(json_member(json_member(document, "power_on_time"), "hours"));

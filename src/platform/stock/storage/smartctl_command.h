@@ -2,8 +2,8 @@
 
 #include <vector>
 
-/* How smartctl is run for a device ("/dev/sda"), by the daemon itself and by the
- * helper that has the powers for it: health, attributes, and what the disk is. */
+/* The command line of smartctl for a device ("/dev/sda"), for the daemon itself and for the privileged helper: health,
+ * attributes and identity. */
 inline std::vector<const char *> smartctl_command(const char *node, bool may_wake)
 {
     return {"/usr/sbin/smartctl", "--json", "-n", may_wake ? "never" : "standby", "-H", "-iA", node};

@@ -102,12 +102,12 @@ bool mount_find(std::string_view mountinfo, std::string_view mount_point, T_MOUN
         std::string_view line = mountinfo.substr(0, end);
         mountinfo.remove_prefix(end == std::string_view::npos ? mountinfo.size() : end + 1);
         (void)next_field(&line); // mount id
-        (void)next_field(&line); // parent's
+        (void)next_field(&line); // parent id
         const std::string_view device = next_field(&line);
         (void)next_field(&line); // root within the file system
         if (unescaped(next_field(&line)) != mount_point || device.empty())
             continue;
-        /* Options and a changing number of tags end with a single "-". */
+        /* Mount options and a variable number of tags end with a single "-". */
         while (!line.empty() && next_field(&line) != "-") {
         }
         const std::string_view kind = next_field(&line);

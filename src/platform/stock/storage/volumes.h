@@ -15,20 +15,20 @@ struct T_VOLUME {
     std::string mount_point; // absolute, without "/" at its end
 };
 
-/* The volumes of that file: the sections that name a mount point, by number. */
+/* The volumes of that file: sections with a mount point, sorted by number. */
 std::vector<T_VOLUME> volumes_of(const T_INI &ini);
 
-/* Space of a volume out of the figures of its file system. Free is what root can
- * still use, as the recorder does: what is reserved for root is part of it. */
+/* Space of a volume from the figures of its file system. Free is what root can still use, as for the recorder; it
+ * includes the space reserved for root. */
 t_volume_usage volume_usage(const T_VOLUME &volume, const struct statvfs &space);
 
 /* What is mounted at a place. */
 struct T_MOUNT {
     std::string device; // "major:minor"
     std::string kind;   // of the file system
-    std::string source; // "/dev/md0", or whatever the file system calls it
+    std::string source; // "/dev/md0", or the file system's own name for it
 };
 
-/* Looks a mount point up in the text of /proc/self/mountinfo; the last one
- * counts, it lies on top. False when nothing is mounted there. */
+/* Finds a mount point in the text of /proc/self/mountinfo; the last mount there is the visible one. False when nothing
+ * is mounted there. */
 bool mount_find(std::string_view mountinfo, std::string_view mount_point, T_MOUNT *out);

@@ -12,7 +12,7 @@ namespace {
 
 char g_program[32] = "?"; // set before the first handler is installed
 
-/* A line that is put together piece by piece. */
+/* A line built piece by piece. */
 struct T_LINE {
     char text[128];
     size_t length = 0;
@@ -24,7 +24,7 @@ struct T_LINE {
     }
 };
 
-/* Only async-signal-safe calls: the process may have crashed inside malloc. */
+/* Makes only async-signal-safe calls: the process may have crashed inside malloc. */
 void on_crash(int signal)
 {
     char thread[16] = "";
@@ -37,14 +37,14 @@ void on_crash(int signal)
     (void)log_stream_write(STDERR_FILENO, line.text, line.length);
     void *frames[48];
     const int depth = backtrace(frames, sizeof(frames) / sizeof(frames[0]));
-    /* Frame by frame: each is one write, which nobody may be there to read. */
+    /* Frame by frame, one write each: standard error may be a pipe that is not read. */
     for (int i = 0; i < depth; ++i) {
         (void)log_stream_call(
             STDERR_FILENO, [](int fd, void *frame) { backtrace_symbols_fd(static_cast<void **>(frame), 1, fd); },
             &frames[i]);
     }
-    /* The default action is back in place (SA_RESETHAND); the signal is taken as
-     * soon as this handler returns, also one that somebody sent. */
+    /* The default action is restored (SA_RESETHAND); the signal, also one sent by another process, is delivered again
+     * when this handler returns. */
     (void)raise(signal);
 }
 
@@ -54,7 +54,7 @@ int diag_com_install_siganl_handler(int signal, const char *program, int /*optio
 {
     strncpy(g_program, program, sizeof(g_program) - 1);
     void *frame[1];
-    (void)backtrace(frame, 1); // loads what it needs now, not in a crash
+    (void)backtrace(frame, 1); // loads its library now rather than in a crash
     struct sigaction action = {};
     action.sa_handler = on_crash;
     action.sa_flags = static_cast<int>(SA_RESETHAND);

@@ -5,8 +5,8 @@
 
 namespace {
 
-/* Read once: a prefix that moved while the daemon runs would tear its files. Never
- * destroyed: threads that nobody waits for may still ask for it at exit. */
+/* Read once: a prefix that changed while the daemon runs would mix files of two trees. Never destroyed: detached
+ * threads may still use it at exit. */
 const std::string &host_root()
 {
     static const std::string &root = *[] {

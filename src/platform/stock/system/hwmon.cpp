@@ -20,8 +20,8 @@ bool flag_is_set(const std::string &text)
     return text_to_number(text, &value) && value != 0;
 }
 
-/* Reads the flags of one fan. False when the chip has one but does not give it
- * now: then nobody knows about this fan. */
+/* Reads the flags of one fan. False when the chip has a flag that cannot be read now: the fan's state is then
+ * unknown. */
 bool read_flags(const std::string &fan_path, std::vector<std::string> *out)
 {
     for (const char *flag : kFanFlags) {
@@ -80,7 +80,7 @@ int hwmon_fans(std::vector<T_HWMON_FAN> *out)
         const std::string folder = std::string(kRoot) + '/' + chip;
         std::vector<std::string> attributes;
         if (host_folder_names(folder, &attributes) != 0)
-            continue; // unplugged since
+            continue; // unplugged meanwhile
         for (const int number : hwmon_fan_numbers(attributes)) {
             const std::string fan_path = folder + "/fan" + std::to_string(number);
             T_HWMON_FAN fan;

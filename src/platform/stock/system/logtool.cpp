@@ -7,7 +7,7 @@ long long logtool_send_surveillance_log(const log_info &info)
 {
     char code[16];
     snprintf(code, sizeof(code), "0x%08x", static_cast<uint32_t>(info.code));
-    /* The arguments that are there, close together: a null ends the list. */
+    /* The arguments without gaps: a null ends the list. */
     const char *args[sizeof(info.args) / sizeof(info.args[0])] = {};
     size_t count = 0;
     for (const std::string &text : info.args) {

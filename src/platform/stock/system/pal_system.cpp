@@ -17,14 +17,13 @@ namespace {
 
 constexpr const char *kSystemFile = "/tarn/etc/config/Tarnix.conf";
 
-/* How long, and how far apart, a file that somebody may be writing is looked at: a
- * little longer than it counts as just changed. */
+/* How long, and at what interval, a file that may be half written is read again: a little longer than it counts as just
+ * changed. */
 constexpr uint64_t kUnsettledMs = 2500;
 constexpr auto kUnsettledPause = std::chrono::milliseconds(50);
 
-/* 0; 1 where the file names no server; -errno where it is at fault. The name goes out
- * to other services, so half a name and the stand-in for one that is yet to be
- * written are worse than a late one. */
+/* Returns 0; 1 when the file names no server; -errno when the file is at fault. The name is sent to other services, so
+ * half a name, or the default for one that is about to be written, would be worse than a late one. */
 int read_server_name(std::string *name)
 {
     const uint64_t begin_ms = current_time_stamp_mono_r();
@@ -51,14 +50,12 @@ int read_server_name(std::string *name)
 
 uint32_t PAL_auth_get_auth(t_auth &auth)
 {
-    /* Everything behind these calls is read by this process itself: nobody asks
-     * for a token. */
+    /* This process itself reads everything behind these calls: the token is never checked. */
     auth = {"local", ""};
     return 0;
 }
 
-/* The time zone and the time server of the reply stay as they were: they have no
- * source here, and nobody asks for them. */
+/* The time zone and the time server of the reply are unchanged: they have no source here and are never used. */
 uint32_t PAL_system_get_syssetting(const t_auth & /*auth*/, const t_system & /*request*/, t_system &reply)
 {
     static TStateChanges outcomes;

@@ -16,8 +16,8 @@
 namespace {
 
 constexpr mode_t kMode = 0644;
-constexpr mode_t kLockMode = 0600;             // whoever can open a file can hold a lock on it
-constexpr const char *kShmFolder = "/dev/shm"; // where shm_open has its objects; it has no call for folders
+constexpr mode_t kLockMode = 0600;             // any process that can open a file can hold its lock
+constexpr const char *kShmFolder = "/dev/shm"; // where shm_open keeps its objects; it cannot remove folders
 constexpr int kReadTries = 1000;
 constexpr int kLockTries = 1000;
 constexpr auto kLockPause = std::chrono::milliseconds(1);
@@ -34,8 +34,7 @@ template <typename T> void store(T &word, T value)
     std::atomic_ref<T>(word).store(value, std::memory_order_release);
 }
 
-/* The segment in this process's memory. Always writable: atomic access to a
- * read-only page is not promised. */
+/* The segment mapped into this process. Always writable: atomic access to a read-only page is not guaranteed. */
 class TMapping {
 public:
     explicit TMapping(int fd) : m_at(mmap(nullptr, sizeof(T_SHM_SEGMENT), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0)) {}
@@ -59,9 +58,8 @@ bool is_ready(T_SHM_SEGMENT &segment)
     return load(segment.magic) == kShmMagic && load(segment.version) == kShmVersion;
 }
 
-/* Word by word, each an acquire or a release: a reader that meets a word of a
- * newer record also meets the generation that was published before that record
- * was begun, and so knows that its copy is mixed. */
+/* Word by word, each an acquire or a release: a reader that sees a word of a newer record also sees the generation
+ * published before that record was begun, and so knows that its copy is mixed. */
 t_velomond_shm copy_out(t_velomond_shm &slot)
 {
     return {load(slot.disk_present), load(slot.reserved), load(slot.storage_setting)};
@@ -79,20 +77,18 @@ bool is_ours(const struct stat &status)
     return S_ISREG(status.st_mode) && (status.st_uid == geteuid() || status.st_uid == 0);
 }
 
-/* After shm_open: the C library turns EISDIR into EINVAL, and our names are valid. */
+/* The error of shm_open: the C library turns EISDIR into EINVAL, and our names are valid. */
 int error_of_open()
 {
     return errno == EINVAL ? EISDIR : errno;
 }
 
-/* An object for writing, made where there is none. What another user or somebody
- * by mistake put in its place could be cut short or locked under our feet; it gives
- * way to one of our own. */
+/* Opens an object for writing, creating it if missing. An object of another user, or one put there by mistake, might be
+ * truncated or locked at any time; it is replaced by our own. */
 int open_for_writing(const char *name, mode_t mode, TFd *out)
 {
     for (int i = 0; i < 3; ++i) {
-        /* First without creating: the kernel may refuse to "create" what
-         * somebody else put into a shared folder. */
+        /* First without O_CREAT: with it, the kernel may refuse to open another user's object in a shared folder. */
         TFd fd(shm_open(name, O_RDWR, 0));
         if (!fd.is_open() && errno == ENOENT)
             fd = TFd(shm_open(name, O_RDWR | O_CREAT | O_EXCL, mode));
@@ -102,7 +98,7 @@ int open_for_writing(const char *name, mode_t mode, TFd *out)
             return 0;
         }
         const int error = fd.is_open() ? 0 : error_of_open();
-        if (error == EISDIR) { // anybody can make one; ours to remove as long as nothing is in it
+        if (error == EISDIR) { // any user can create one; removed if it is empty
             if (rmdir((kShmFolder + std::string(name)).c_str()) != 0 && errno != ENOENT)
                 return -errno;
             continue;
@@ -116,8 +112,8 @@ int open_for_writing(const char *name, mode_t mode, TFd *out)
     return -EPERM;
 }
 
-/* The lock goes with the descriptor, so a writer that dies gives it back, and
- * two threads exclude each other as two processes do. */
+/* The lock belongs to the descriptor, so it is released when a writer dies, and two threads exclude each other as two
+ * processes do. */
 int lock_writers(int fd)
 {
     for (int i = 0; i < kLockTries; ++i) {
@@ -130,8 +126,8 @@ int lock_writers(int fd)
     return -EBUSY;
 }
 
-/* Only with the writers' lock. Grows, never shrinks: somebody may have it mapped.
- * What has memory behind it cannot end in a SIGBUS when the file system is full. */
+/* Called with the writers' lock held. Grows, never shrinks: other processes may have it mapped. Allocated memory cannot
+ * raise SIGBUS when the file system is full. */
 int grow(int fd)
 {
     return -posix_fallocate(fd, 0, sizeof(T_SHM_SEGMENT));
@@ -139,7 +135,7 @@ int grow(int fd)
 
 void make_ready(T_SHM_SEGMENT &segment)
 {
-    store(segment.magic, uint32_t{0}); // not to be read until all is in order
+    store(segment.magic, uint32_t{0}); // not valid until all is initialized
     store(segment.version, kShmVersion);
     store(segment.generation, uint64_t{0});
     copy_in(segment.slots[0], {});

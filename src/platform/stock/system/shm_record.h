@@ -4,11 +4,10 @@
 
 #include "platform/velomond_shm.h"
 
-/* The segment as it lies in shared memory. A record is written into the slot
- * that nobody is sent to and then made the published one, so a writer that dies
- * half-way leaves the last whole record in force. */
+/* The layout of the shared memory. A record is written into the slot that is not published and then published, so a
+ * writer that dies half-way leaves the last complete record valid. */
 struct T_SHM_SEGMENT {
-    uint32_t magic;      // kShmMagic once the rest is in order
+    uint32_t magic;      // kShmMagic once the rest is initialized
     uint32_t version;    // kShmVersion
     uint64_t generation; // records published so far; the newest is in slot generation % 2
     t_velomond_shm slots[2];
@@ -16,17 +15,14 @@ struct T_SHM_SEGMENT {
 static_assert(sizeof(T_SHM_SEGMENT) == 40);
 constexpr uint32_t kShmMagic = 0x564d4f4e; // "VMON"
 constexpr uint32_t kShmVersion = 1;
-constexpr const char *kShmLockSuffix = ".lock"; // of the object that carries the writers' lock
+constexpr const char *kShmLockSuffix = ".lock"; // of the object that holds the writers' lock
 
-/* The record in the POSIX shared memory `name`. Readers never wait for writers
- * and never see two records mixed; there is no record (zeros) until one was
- * published, also in a segment that is too short or not ours. Writers of all
- * threads and processes take turns; a segment that a crash left short or that
- * has another form is made ready, one that belongs to another user replaced, and an
- * empty folder in its place removed.
- * 0 or -errno: -ENOTEMPTY for a folder that is not empty, -EISDIR reading one, -EPERM
- * reading another user's segment, -EBUSY when somebody
- * holds the writers' lock for longer than a second, -EAGAIN when a reader was
- * overtaken again and again. *record is only touched on 0. */
+/* Reads or writes the record in the POSIX shared memory `name`. Readers never wait for writers and never see a mix of
+ * two records; the record reads as zeros until one is published, also in a segment that is too short or has another
+ * format. Writers of all threads and processes take turns; a segment that a crash left short or that has another format
+ * is initialized, one that belongs to another user is replaced, and an empty folder in its place is removed. Returns 0
+ * or -errno: -ENOTEMPTY for a folder that is not empty, -EISDIR when reading one, -EPERM when reading another user's
+ * segment, -EBUSY when the writers' lock is held for longer than a second, -EAGAIN when a reader was overtaken again
+ * and again. *record is only changed on 0. */
 int shm_record_get(const char *name, t_velomond_shm *record);
 int shm_record_set(const char *name, const t_velomond_shm &record);

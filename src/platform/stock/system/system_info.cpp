@@ -20,7 +20,7 @@ int get_platform_system(uint32_t *type)
     const bool zfs = stat(host_path(kZfsMarker).c_str(), &status) == 0;
     const int error = zfs ? 0 : errno;
     if (error != 0 && error != ENOENT && error != ENOTDIR) {
-        log_Debug("%s cannot be looked for: %s", kZfsMarker, strerror(error));
+        log_Debug("cannot check for %s: %s", kZfsMarker, strerror(error));
         return -error;
     }
     *type = zfs ? 2 : 0;

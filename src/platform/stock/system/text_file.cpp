@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr size_t kMaxAttribute = 4096; // sysfs gives no more than a page
+constexpr size_t kMaxAttribute = 4096; // sysfs returns no more than a page
 
 } // namespace
 

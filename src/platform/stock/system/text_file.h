@@ -5,14 +5,12 @@
 #include <string_view>
 #include <vector>
 
-/* Small files and folders of the machine. `path` is the plain path; the host root
- * is put in front here. */
+/* Small files and folders of the machine. `path` is the plain path; these functions put the host root in front. */
 
 /* As file_read(). */
 int text_file_read(std::string_view path, size_t max_size, std::string *out);
 
-/* One attribute of sysfs: its text, trimmed. Empty when it is missing, empty or
- * cannot be read. */
+/* One attribute of sysfs as trimmed text. Empty when it is missing, empty or unreadable. */
 std::string sysfs_text(std::string_view path);
 
 /* As folder_names(). */

@@ -25,7 +25,7 @@ uint64_t current_time_stamp_mono()
 
 struct tm get_local_time(time_t seconds)
 {
-    /* The C library guards its zone by itself; with ours the sanitizers see it too. */
+    /* The C library locks its time zone itself; this lock makes it visible to the sanitizers. */
     static TMutex zone_lock;
     const TLock guard(zone_lock);
     struct tm date = {};
@@ -36,7 +36,7 @@ struct tm get_local_time(time_t seconds)
 
 int get_date_and_time(struct tm *date, uint64_t mono_ms)
 {
-    /* Unsigned on purpose: a moment before or after now gives the same sum. */
+    /* Unsigned on purpose: wrapping gives the right sum for times before and after now. */
     const uint64_t wall_ms = current_time_stamp() - current_time_stamp_mono_r() + mono_ms;
     *date = get_local_time(static_cast<time_t>(wall_ms / 1000));
     return 0;

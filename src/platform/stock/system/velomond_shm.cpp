@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char *kName = "/velomond";
 
-/* Reading or writing: each failure is logged when it comes, not as long as it lasts. */
+/* Reading or writing: a failure is logged when it begins, not for as long as it lasts. */
 class TOutcome {
 public:
     explicit TOutcome(const char *what) : m_what(what) {}
