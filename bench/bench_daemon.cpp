@@ -35,7 +35,7 @@ double records_mib()
 {
     const size_t bytes = records(g_p_CpustatManager, kIntervals) + records(g_p_NetstatManager, kIntervals) +
                          records(g_p_DiskstatManager, kIntervals) + records(g_p_MemorystatManager, kIntervals) +
-                         records(g_p_CamConnstatManager, kMinutes, sizeof(T_CAM_CHANNELS));
+                         records(g_p_CamConnstatManager, kMinutes, sizeof(TCamChannels));
     return static_cast<double>(bytes) / (1024 * 1024);
 }
 
@@ -66,7 +66,7 @@ TDaemon::TDaemon()
         sysstat_memory_sample();
     }
     std::mt19937 any; // the same numbers in each run
-    T_CAM_CHANNELS channels;
+    TCamChannels channels;
     channels.valid.set();
     for (uint32_t minute = 0; minute < kMinutes + kPriming; ++minute) {
         for (uint32_t &count : channels.conn_failed_count)

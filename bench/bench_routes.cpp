@@ -113,10 +113,10 @@ std::string_view take(const TFd &peer)
 
 /* One slice: requests per second over `count` kept-alive connections, one request
  * under way on each, and the CPU time that the serving process takes for one. */
-struct T_SLICE {
+struct TSlice {
     double per_s, cpu_us;
 };
-T_SLICE slice(pid_t server, uint16_t port, int count, std::string_view request)
+TSlice slice(pid_t server, uint16_t port, int count, std::string_view request)
 {
     std::vector<TFd> peers;
     peers.reserve(static_cast<size_t>(count));
@@ -183,11 +183,11 @@ private:
     std::vector<pid_t> m_pids;
 };
 
-double median(std::vector<T_SLICE> slices, double T_SLICE::*figure)
+double median(std::vector<TSlice> slices, double TSlice::*figure)
 {
     const auto middle = slices.begin() + static_cast<std::ptrdiff_t>(slices.size() / 2);
     std::nth_element(slices.begin(), middle, slices.end(),
-                     [figure](const T_SLICE &a, const T_SLICE &b) { return a.*figure < b.*figure; });
+                     [figure](const TSlice &a, const TSlice &b) { return a.*figure < b.*figure; });
     return (*middle).*figure;
 }
 
@@ -212,14 +212,14 @@ void measure(const T_ROUTE &route)
         const TChild bare(serve_bare);
         (void)connect_to(kBarePort); // it is up, with all its threads
         const TPlaces places(count == 1, {getppid(), bare.pid()});
-        std::vector<T_SLICE> ours, floor;
+        std::vector<TSlice> ours, floor;
         for (int i = 0; i < kSlices; ++i) {
             ours.push_back(slice(getppid(), kOurPort, count, request));
             floor.push_back(slice(bare.pid(), kBarePort, count, request));
         }
         const std::string what = std::string(route.what) + ", " + std::to_string(count) + " at a time";
-        bench_line(what.c_str(), median(ours, &T_SLICE::per_s), median(floor, &T_SLICE::per_s), "requests/s");
-        bench_line("    CPU time of one", median(ours, &T_SLICE::cpu_us), median(floor, &T_SLICE::cpu_us), "us CPU");
+        bench_line(what.c_str(), median(ours, &TSlice::per_s), median(floor, &TSlice::per_s), "requests/s");
+        bench_line("    CPU time of one", median(ours, &TSlice::cpu_us), median(floor, &TSlice::cpu_us), "us CPU");
     }
 }
 

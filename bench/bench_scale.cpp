@@ -28,8 +28,8 @@ static long g_cores = 0;
 /* In place of the library's, so that the daemon's code sees them. */
 extern "C" long sysconf(int name) noexcept
 {
-    using T_SYSCONF = long (*)(int);
-    static const auto library = reinterpret_cast<T_SYSCONF>(dlsym(RTLD_NEXT, "sysconf"));
+    using TSysconf = long (*)(int);
+    static const auto library = reinterpret_cast<TSysconf>(dlsym(RTLD_NEXT, "sysconf"));
     return name == _SC_NPROCESSORS_ONLN && g_cores > 0 ? g_cores : library(name);
 }
 
@@ -41,7 +41,7 @@ constexpr int kAnswers = 100;
 constexpr int kDay = 1442; // readings of the cameras
 
 /* A size that an appliance may have more of, and what grows with it. */
-struct T_KIND {
+struct TKind {
     const char *name;
     int small, large;
     int (*step)();
@@ -66,7 +66,7 @@ int sample_cameras()
     return g_p_CamConnstatManager->add_sample(TCamConnStatManager::kKey, cam_conn_parse(data.get(), 60000 * minute));
 }
 
-constexpr T_KIND kKinds[] = {
+constexpr TKind kKinds[] = {
     {"processes", 100, 10000, sample_processes, proc_mem_get, "avg", "name"},
     {"processors", 4, 256, sysstat_cpu_sample, proc_cpu_get, "avg", "name"},
     {"interfaces", 2, 200, sysstat_net_sample, proc_net_get, "avg", "if_name"},
@@ -112,7 +112,7 @@ void make_tree(const std::string &root, std::string_view kind, int size)
 /* The question about the last one of its kind. */
 class TQuestion : public httpserver::http_request {
 public:
-    TQuestion(const T_KIND &kind, int size)
+    TQuestion(const TKind &kind, int size)
     {
         const std::string last = std::to_string(size - 1);
         const std::map<std::string_view, std::string> names = {{"processes", kProcessTable.back()},
@@ -134,14 +134,14 @@ private:
 };
 
 /* CPU time of a step and of an answer in microseconds, memory in KiB. */
-struct T_FIGURES {
+struct TCost {
     double step, answer, pss;
 };
 
 /* Measures in a process of its own, whose root is the tree. */
-T_FIGURES measure(const std::string &kind, int size)
+TCost measure(const std::string &kind, int size)
 {
-    T_FIGURES figures = {};
+    TCost figures = {};
     const std::string root = host_path("/scale");
     std::filesystem::remove_all(root);
     make_tree(root, kind, size);
@@ -165,9 +165,8 @@ T_FIGURES measure(const std::string &kind, int size)
 
 int bench_scale_child(const char *kind_name, int size)
 {
-    const T_KIND *kind = std::find_if(std::begin(kKinds), std::end(kKinds), [kind_name](const T_KIND &one) {
-        return std::string_view(one.name) == kind_name;
-    });
+    const TKind *kind = std::find_if(std::begin(kKinds), std::end(kKinds),
+                                     [kind_name](const TKind &one) { return std::string_view(one.name) == kind_name; });
     if (kind == std::end(kKinds))
         return 2;
     const std::string_view name = kind->name;
@@ -202,8 +201,8 @@ int bench_scale_child(const char *kind_name, int size)
 void bench_scale()
 {
     printf("\n%-44s %12s %12s  %-10s %7s\n", "", "small", "large", "", "growth");
-    for (const T_KIND &kind : kKinds) {
-        const T_FIGURES small = measure(kind.name, kind.small), large = measure(kind.name, kind.large);
+    for (const TKind &kind : kKinds) {
+        const TCost small = measure(kind.name, kind.small), large = measure(kind.name, kind.large);
         const double size = static_cast<double>(kind.large) / kind.small;
         const std::string what = text_format("%d and %d %s", kind.small, kind.large, kind.name);
         bench_growth((what + ", a reading").c_str(), small.step, large.step, "us CPU", size);

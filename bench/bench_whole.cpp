@@ -135,7 +135,7 @@ std::map<std::string, double> threads_of(pid_t pid)
 }
 
 /* One who is measured: its CPU time in each window. */
-struct T_MEASURED {
+struct TMeasured {
     pid_t pid;
     std::vector<double> windows_us = {};
 
@@ -161,12 +161,12 @@ void measure(const char *what, bool hub_present)
     const auto exporter = if_installed(exporter_command());
     sleep(kSettleS);
 
-    T_MEASURED ours = {daemon.pid()}, floor = {floor_loop.pid()};
-    T_MEASURED peers[] = {{collectd != nullptr ? collectd->pid() : 0}, {exporter != nullptr ? exporter->pid() : 0}};
+    TMeasured ours = {daemon.pid()}, floor = {floor_loop.pid()};
+    TMeasured peers[] = {{collectd != nullptr ? collectd->pid() : 0}, {exporter != nullptr ? exporter->pid() : 0}};
     const auto threads_before = threads_of(daemon.pid());
     for (int i = 0; i < kWindows; ++i) {
-        std::vector<std::pair<T_MEASURED *, double>> before;
-        for (T_MEASURED *one : {&ours, &floor, &peers[0], &peers[1]})
+        std::vector<std::pair<TMeasured *, double>> before;
+        for (TMeasured *one : {&ours, &floor, &peers[0], &peers[1]})
             before.emplace_back(one, bench_cpu_of(one->pid));
         if (exporter != nullptr)
             scrape();

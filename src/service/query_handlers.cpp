@@ -95,9 +95,9 @@ TResponse make_status()
 
 /* What "status" names is fixed when the managers are made, so the answer is made
  * once for them, not once for each request. */
-using T_STATUS_OF = std::array<unsigned, 4>; // serial numbers of the managers; 0: there is none
+using TStatusOf = std::array<unsigned, 4>; // serial numbers of the managers; 0: there is none
 
-T_STATUS_OF status_of()
+TStatusOf status_of()
 {
     const auto serial = [](const auto *manager) { return manager != nullptr ? manager->serial() : 0; };
     return {serial(g_p_CpustatManager), serial(g_p_MemorystatManager), serial(g_p_DiskstatManager),
@@ -106,7 +106,7 @@ T_STATUS_OF status_of()
 
 struct {
     TMutex lock;
-    T_STATUS_OF of GUARDED_BY(lock) = {};
+    TStatusOf of GUARDED_BY(lock) = {};
     TResponse response GUARDED_BY(lock);
 } g_status;
 
@@ -161,7 +161,7 @@ TResponse proc_recording_state_get(const httpserver::http_request & /*request*/)
 
 TResponse proc_status_get(const httpserver::http_request & /*request*/)
 {
-    const T_STATUS_OF now = status_of();
+    const TStatusOf now = status_of();
     TResponse known;
     {
         const TLock lock(g_status.lock);

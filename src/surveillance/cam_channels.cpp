@@ -8,7 +8,7 @@
 
 namespace {
 
-using T_MASK = std::bitset<kCameraChannels>;
+using TMask = std::bitset<kCameraChannels>;
 
 /* The bytes: a mask of the valid channels, one of the changed, how many bytes a
  * count takes, how many counts are larger than that, the counts of the valid
@@ -17,7 +17,7 @@ using T_MASK = std::bitset<kCameraChannels>;
  * A mask begins with a byte: how many channels follow that are set; the same and
  * kAllBut, that are not set; or kMaskFollows. */
 constexpr uint8_t kAllBut = 0x40, kMaskFollows = 0x80;
-constexpr size_t kMaskBytes = sizeof(T_MASK);
+constexpr size_t kMaskBytes = sizeof(TMask);
 static_assert(kMaskBytes == kCameraChannels / 8 && kMaskBytes < kAllBut && kCameraChannels <= UINT8_MAX);
 
 constexpr size_t kLargeBytes = 1 + sizeof(uint32_t);
@@ -35,10 +35,10 @@ public:
         m_end += count;
     }
     void put(size_t byte) { *m_end++ = static_cast<uint8_t>(byte); }
-    void put_mask(const T_MASK &mask)
+    void put_mask(const TMask &mask)
     {
         const bool mostly = mask.count() > kCameraChannels / 2;
-        const T_MASK rare = mostly ? ~mask : mask;
+        const TMask rare = mostly ? ~mask : mask;
         if (rare.count() >= kMaskBytes) {
             put(kMaskFollows);
             put(&mask, sizeof(mask));
@@ -66,10 +66,10 @@ public:
         m_next += count;
     }
     size_t take() { return *m_next++; }
-    T_MASK take_mask()
+    TMask take_mask()
     {
         const size_t code = take();
-        T_MASK mask;
+        TMask mask;
         if (code == kMaskFollows) {
             take(&mask, sizeof(mask));
             return mask;
@@ -89,7 +89,7 @@ bool is_large(uint32_t count, size_t width)
 }
 
 /* The width that takes the fewest bytes. */
-size_t width_of(const T_CAM_CHANNELS &channels)
+size_t width_of(const TCamChannels &channels)
 {
     const size_t valid = channels.valid.count();
     const auto cost = [&](size_t width) {
@@ -102,7 +102,7 @@ size_t width_of(const T_CAM_CHANNELS &channels)
                              [&](size_t a, size_t b) { return cost(a) < cost(b); });
 }
 
-size_t pack(const T_CAM_CHANNELS &channels, uint8_t (&bytes)[TCamChannelsPacked::kMostBytes])
+size_t pack(const TCamChannels &channels, uint8_t (&bytes)[TCamChannelsPacked::kMostBytes])
 {
     TWriter out(bytes);
     out.put_mask(channels.valid);
@@ -129,7 +129,7 @@ size_t pack(const T_CAM_CHANNELS &channels, uint8_t (&bytes)[TCamChannelsPacked:
 
 } // namespace
 
-T_CAM_CHANNELS &T_CAM_CHANNELS::operator+=(const T_CAM_CHANNELS &other)
+TCamChannels &TCamChannels::operator+=(const TCamChannels &other)
 {
     for (size_t i = 0; i < kCameraChannels; ++i)
         conn_failed_count[i] += other.conn_failed_count[i];
@@ -138,7 +138,7 @@ T_CAM_CHANNELS &T_CAM_CHANNELS::operator+=(const T_CAM_CHANNELS &other)
     return *this;
 }
 
-T_CAM_CHANNELS &T_CAM_CHANNELS::operator-=(const T_CAM_CHANNELS &other)
+TCamChannels &TCamChannels::operator-=(const TCamChannels &other)
 {
     for (size_t i = 0; i < kCameraChannels; ++i)
         conn_failed_count[i] -= other.conn_failed_count[i];
@@ -147,7 +147,7 @@ T_CAM_CHANNELS &T_CAM_CHANNELS::operator-=(const T_CAM_CHANNELS &other)
     return *this;
 }
 
-TCamChannelsPacked::TCamChannelsPacked(const T_CAM_CHANNELS &channels)
+TCamChannelsPacked::TCamChannelsPacked(const TCamChannels &channels)
 {
     uint8_t bytes[kMostBytes];
     const size_t size = pack(channels, bytes);
@@ -156,9 +156,9 @@ TCamChannelsPacked::TCamChannelsPacked(const T_CAM_CHANNELS &channels)
     m_bytes = std::move(kept);
 }
 
-T_CAM_CHANNELS TCamChannelsPacked::unpacked() const
+TCamChannels TCamChannelsPacked::unpacked() const
 {
-    T_CAM_CHANNELS channels;
+    TCamChannels channels;
     if (m_bytes == nullptr)
         return channels;
     TReader in(m_bytes.get());
@@ -177,7 +177,7 @@ T_CAM_CHANNELS TCamChannelsPacked::unpacked() const
     return channels;
 }
 
-size_t TCamChannelsPacked::packed_bytes(const T_CAM_CHANNELS &channels)
+size_t TCamChannelsPacked::packed_bytes(const TCamChannels &channels)
 {
     uint8_t bytes[kMostBytes];
     return pack(channels, bytes);

@@ -14,7 +14,7 @@ constexpr int32_t kMaxSamples = 1440; // one reading in a minute: 24 hours
 
 T_CAM_CONN_STAT T_CAM_CONN_STAT::difference(const T_CAM_CONN_STAT &older) const
 {
-    T_CAM_CHANNELS element = at();
+    TCamChannels element = at();
     element -= older.at();
     return {TCamChannelsPacked(element), changed_flag || older.changed_flag, interval - older.interval, timestamp};
 }
@@ -57,7 +57,7 @@ T_CAM_CONN_STAT TCamConnStatManager::get_total(const std::string &key, int n)
     size_t count = history->size();
     if (n > 0)
         count = std::min(count, static_cast<size_t>(n));
-    T_CAM_CHANNELS channels;
+    TCamChannels channels;
     /* Oldest first: the last one added leaves its time stamp. */
     for (auto element = history->end() - static_cast<std::ptrdiff_t>(count); element != history->end(); ++element) {
         channels += element->at();
@@ -71,7 +71,7 @@ T_CAM_CONN_STAT TCamConnStatManager::get_total(const std::string &key, int n)
 
 T_CAM_CONN_STAT cam_conn_parse(json_object *array, uint64_t now_ms)
 {
-    T_CAM_CHANNELS channels;
+    TCamChannels channels;
     bool changed = false;
     const size_t length = json_object_array_length(array);
     for (size_t i = 0; i < length; ++i) {
@@ -97,7 +97,7 @@ T_CAM_CONN_STAT cam_conn_parse(json_object *array, uint64_t now_ms)
 
 TJson cam_conn_json(const T_CAM_CONN_STAT &stat)
 {
-    const T_CAM_CHANNELS channels = stat.at();
+    const TCamChannels channels = stat.at();
     std::string states(kCameraChannels, '2');
     std::string changes(kCameraChannels, '0');
     for (size_t i = 0; i < kCameraChannels; ++i) {

@@ -17,7 +17,7 @@ struct T_CAM_CONN_STAT {
     uint64_t interval = 0;     // ms; raw: when it was read; else the length
     uint64_t timestamp = 0;    // ms of wall clock, of the newest reading in it
 
-    T_CAM_CHANNELS at() const { return channels.unpacked(); }
+    TCamChannels at() const { return channels.unpacked(); }
 
     T_CAM_CONN_STAT difference(const T_CAM_CONN_STAT &older) const;
 

@@ -71,7 +71,7 @@ class TReadings {
 public:
     explicit TReadings(uint32_t seed) : m_any(seed) {}
 
-    T_CAM_CHANNELS next()
+    TCamChannels next()
     {
         if (one_of(40))
             m_now = {};
@@ -90,14 +90,14 @@ private:
     uint32_t below(uint32_t end) { return static_cast<uint32_t>(m_any() % end); }
 
     std::mt19937 m_any;
-    T_CAM_CHANNELS m_now;
+    TCamChannels m_now;
 };
 
 TEST_F(CamConnStat, AnswersWhatTheUnpackedFormWould)
 {
     TReadings readings(17);
     struct TPlain {
-        T_CAM_CHANNELS channels;
+        TCamChannels channels;
         bool changed_flag = false;
         uint64_t at_ms = 0;
     };
@@ -109,7 +109,7 @@ TEST_F(CamConnStat, AnswersWhatTheUnpackedFormWould)
         const TPlain &one = plain.back();
         m_manager->add_sample("MINUTE", {TCamChannelsPacked(one.channels), one.changed_flag, one.at_ms, one.at_ms});
         for (const int n : {1, 30, minute % 100 == 0 ? 0 : 2}) {
-            T_CAM_CHANNELS sum;
+            TCamChannels sum;
             bool changed_flag = false;
             size_t i = n == 0 || static_cast<size_t>(n) >= plain.size() ? 1 : plain.size() - static_cast<size_t>(n);
             const uint64_t since_ms = plain[i - 1].at_ms;
@@ -137,10 +137,10 @@ TEST(CamChannels, TakeFewBytesAndNeverMoreThanTheRecord)
     constexpr size_t kHeapBytes = 32, kHeapStep = 16, kMinutes = 1440, kDayBytes = size_t{400} * 1024;
     constexpr size_t kMostUsual = (kDayBytes / kMinutes - sizeof(T_CAM_CONN_STAT)) / kHeapStep * kHeapStep - kHeapBytes;
     TReadings readings(23);
-    T_CAM_CHANNELS usual;
+    TCamChannels usual;
     size_t most = 0;
     for (int minute = 0; minute < 4000; ++minute) {
-        const T_CAM_CHANNELS any = readings.next();
+        const TCamChannels any = readings.next();
         most = std::max(most, TCamChannelsPacked::packed_bytes(any));
         ASSERT_EQ(TCamChannelsPacked(any).unpacked(), any);
         usual.valid = any.valid;
@@ -148,13 +148,13 @@ TEST(CamChannels, TakeFewBytesAndNeverMoreThanTheRecord)
             usual.conn_failed_count[i] = usual.valid[i] ? any.conn_failed_count[i] % 256 : 0;
         ASSERT_LE(TCamChannelsPacked::packed_bytes(usual), kMostUsual);
     }
-    T_CAM_CHANNELS worst;
+    TCamChannels worst;
     worst.valid.set();
     worst.conn_failed_count.fill(UINT32_MAX);
     for (size_t i = 0; i < kCameraChannels; i += 2)
         worst.info_changed.set(i);
     EXPECT_LE(std::max(most, TCamChannelsPacked::packed_bytes(worst)), TCamChannelsPacked::kMostBytes);
-    static_assert(TCamChannelsPacked::kMostBytes < sizeof(T_CAM_CHANNELS));
+    static_assert(TCamChannelsPacked::kMostBytes < sizeof(TCamChannels));
 }
 
 TEST(CamConnParse, TakesWholeNumbersOfKnownChannelsOnly)
