@@ -9,6 +9,7 @@
 #include "base/json.h"
 #include "platform/cmv_info.h"
 #include "platform/comutil.h"
+#include "platform/host_path.h"
 #include "platform/logging.h"
 #include "platform/ostra.h"
 #include "platform/pal.h"
@@ -95,6 +96,7 @@ TEST(ConfigReaders, KeepAVolumesIdWhileTheFileIsDamagedOrMissing)
 TEST(SystemInfo, IsZfsWhereItsMarkerIsAndUnknownWhereItCannotBeLookedFor)
 {
     constexpr const char *kMarker = "/tarn/etc/TARN_ZFS";
+    EXPECT_EQ(host_path(kMarker), g_stock_root.real(kMarker));
     g_stock_root.remove("/tarn");
     uint32_t type = 7;
     EXPECT_EQ(get_platform_system(&type), 0);
