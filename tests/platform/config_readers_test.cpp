@@ -109,7 +109,7 @@ TEST(SystemInfo, IsZfsWhereItsMarkerIsAndUnknownWhereItCannotBeLookedFor)
     testing::internal::CaptureStderr();
     EXPECT_EQ(get_platform_system(&type), -ELOOP);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "/tarn/etc/TARN_ZFS cannot be looked for: Too many levels of symbolic links\n");
+              "cannot check for /tarn/etc/TARN_ZFS: Too many levels of symbolic links\n");
     EXPECT_EQ(type, 2U);
 }
 
