@@ -74,12 +74,12 @@ private:
 /* Runs `body` in a child process to its end, so that its heap and its time do not count for this process. */
 void bench_in_child(void (*body)());
 
-struct T_PAIR {
+struct TPair {
     double ours, floor;
 };
 
 /* Medians of `count` turns, in each of which both are measured once: a disturbance affects both. */
-template <typename OURS, typename FLOOR> T_PAIR bench_medians(int count, OURS ours, FLOOR floor)
+template <typename OURS, typename FLOOR> TPair bench_medians(int count, OURS ours, FLOOR floor)
 {
     std::vector<double> a, b;
     for (int i = 0; i < count; ++i) {
@@ -108,7 +108,7 @@ template <typename WORK> double bench_cpu_us(WORK work)
 }
 
 /* Both as CPU time, with enough turns for a stable median. */
-template <typename OURS, typename FLOOR> T_PAIR bench_cpu(OURS ours, FLOOR floor)
+template <typename OURS, typename FLOOR> TPair bench_cpu(OURS ours, FLOOR floor)
 {
     constexpr int kTurns = 41;
     return bench_medians(

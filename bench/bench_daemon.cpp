@@ -104,13 +104,13 @@ void bench_dump()
         paths.push_back(entry.path());
         texts.emplace_back(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
     }
-    std::vector<T_FLOOR_FILE> files;
+    std::vector<TFloorFile> files;
     size_t bytes = 0;
     for (size_t i = 0; i < paths.size(); ++i) {
         files.push_back({paths[i].c_str(), texts[i].data(), texts[i].size()});
         bytes += texts[i].size();
     }
-    const T_PAIR pair =
+    const TPair pair =
         bench_cpu(VeloMond_statistics_dump, [&] { floor_dump(folder.c_str(), files.data(), files.size()); });
     const std::string what = "dump, full histories, " + std::to_string(bytes / 1024) + " KiB";
     bench_line(what.c_str(), pair.ours, pair.floor, "us CPU");

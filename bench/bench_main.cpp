@@ -42,18 +42,18 @@ void silence_stderr()
         dup2(null, STDERR_FILENO);
 }
 
-struct T_GROUP {
+struct TGroup {
     const char *name;
     void (*run)();
 };
-constexpr T_GROUP kOnDaemon[] = {{"memory", bench_memory}, {"dump", bench_dump}, {"routes", bench_routes}};
-constexpr T_GROUP kAlone[] = {{"rounds", bench_rounds}, {"whole", bench_whole}, {"scale", bench_scale}};
+constexpr TGroup kOnDaemon[] = {{"memory", bench_memory}, {"dump", bench_dump}, {"routes", bench_routes}};
+constexpr TGroup kAlone[] = {{"rounds", bench_rounds}, {"whole", bench_whole}, {"scale", bench_scale}};
 
 /* The requested groups; all of them by default. */
-std::vector<T_GROUP> wanted(std::span<const T_GROUP> groups, std::span<char *> names)
+std::vector<TGroup> wanted(std::span<const TGroup> groups, std::span<char *> names)
 {
-    std::vector<T_GROUP> found;
-    std::copy_if(groups.begin(), groups.end(), std::back_inserter(found), [names](const T_GROUP &group) {
+    std::vector<TGroup> found;
+    std::copy_if(groups.begin(), groups.end(), std::back_inserter(found), [names](const TGroup &group) {
         return names.empty() || std::find(names.begin(), names.end(), std::string_view(group.name)) != names.end();
     });
     return found;
@@ -162,9 +162,9 @@ int main(int argc, char **argv)
     fflush(stdout); // the children would print buffered output again
     if (!on_daemon.empty()) {
         const TDaemon daemon;
-        for (const T_GROUP &group : on_daemon)
+        for (const TGroup &group : on_daemon)
             group.run();
     }
-    for (const T_GROUP &group : alone)
+    for (const TGroup &group : alone)
         group.run();
 }

@@ -67,7 +67,7 @@ void bench_round_floor()
 
 namespace {
 
-void line(const char *what, int processes, const T_PAIR &pair)
+void line(const char *what, int processes, const TPair &pair)
 {
     bench_line((std::string(what) + ", " + std::to_string(processes) + " processes").c_str(), pair.ours, pair.floor,
                "us CPU");
@@ -82,7 +82,7 @@ void bench_rounds()
     sysstat_disk_init();
     sysstat_memory_init();
     constexpr int kCounts[] = {100, 1000, 4000};
-    T_PAIR round[std::size(kCounts)];
+    TPair round[std::size(kCounts)];
     for (size_t i = 0; i < std::size(kCounts); ++i) {
         const TIdleProcesses idle(kCounts[i]);
         line("CPU step", kCounts[i], bench_cpu(sysstat_cpu_sample, cpu_floor));
@@ -90,11 +90,11 @@ void bench_rounds()
         round[i] = bench_cpu(round_ours, round_floor);
         line("round", kCounts[i], round[i]);
     }
-    const auto growth = [&](double T_PAIR::*who) { return (round[2].*who - round[0].*who) / 3900; };
-    bench_line("round, growth per process", growth(&T_PAIR::ours), growth(&T_PAIR::floor), "us CPU");
-    const T_PAIR network = bench_cpu(sysstat_net_sample, [] { read_proc("/proc/net/dev"); });
+    const auto growth = [&](double TPair::*who) { return (round[2].*who - round[0].*who) / 3900; };
+    bench_line("round, growth per process", growth(&TPair::ours), growth(&TPair::floor), "us CPU");
+    const TPair network = bench_cpu(sysstat_net_sample, [] { read_proc("/proc/net/dev"); });
     bench_line("network step", network.ours, network.floor, "us CPU");
-    const T_PAIR disk = bench_cpu(sysstat_disk_sample, [] { read_proc("/proc/diskstats"); });
+    const TPair disk = bench_cpu(sysstat_disk_sample, [] { read_proc("/proc/diskstats"); });
     bench_line("disk I/O step", disk.ours, disk.floor, "us CPU");
     sysstat_memory_uninit();
     sysstat_disk_uninit();

@@ -22,14 +22,14 @@ constexpr uint16_t kBarePort = 10192;
 constexpr int kSlices = 7;
 constexpr double kSliceS = 0.1;
 
-struct T_ROUTE {
+struct TRoute {
     const char *method, *target;
     const char *body;   // of the request
     const char *answer; // how it begins
     const char *what;
 };
 constexpr const char *kDone = "{ \"return\": 0";
-constexpr T_ROUTE kRoutes[] = {
+constexpr TRoute kRoutes[] = {
     {"GET", "status", "", kDone, "status"},
     {"GET", "cpu_info?method=avg&type=0&name=system_all", "", kDone, "cpu_info, avg"},
     {"GET", "mem_info?method=avg&type=0&name=system_all", "", kDone, "mem_info, avg"},
@@ -49,7 +49,7 @@ constexpr T_ROUTE kRoutes[] = {
 
 std::string g_body; // the bare server's answer
 
-std::string request_of(const T_ROUTE &route)
+std::string request_of(const TRoute &route)
 {
     const std::string_view body = route.body;
     std::string text =
@@ -196,7 +196,7 @@ void serve_bare()
     bare_server_start(kBarePort, g_body.data(), g_body.size());
 }
 
-void measure(const T_ROUTE &route)
+void measure(const TRoute &route)
 {
     const std::string request = request_of(route);
     {
@@ -225,7 +225,7 @@ void measure(const T_ROUTE &route)
 
 void measure_all()
 {
-    for (const T_ROUTE &route : kRoutes)
+    for (const TRoute &route : kRoutes)
         measure(route);
 }
 
@@ -234,7 +234,7 @@ void measure_all()
 void bench_ask_all()
 {
     const TFd peer = connect_to(kOurPort);
-    for (const T_ROUTE &route : kRoutes) {
+    for (const TRoute &route : kRoutes) {
         (void)ask(peer, request_of(route));
         (void)take(peer);
     }

@@ -192,7 +192,7 @@ int bench_scale_child(const char *kind_name, int size)
         for (int i = 0; i < kAnswers; ++i)
             (void)kind->answer(question);
     };
-    const T_PAIR pair = bench_medians(
+    const TPair pair = bench_medians(
         kTurns, [&] { return bench_cpu_us(kind->step); }, [&] { return bench_cpu_us(answer) / kAnswers; });
     printf("%f %f %f\n", pair.ours, pair.floor, bench_memory_mib("Pss:") * 1024);
     return 0;

@@ -4,7 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-size_t floor_dump(const char *folder, const struct T_FLOOR_FILE *files, size_t count)
+size_t floor_dump(const char *folder, const struct TFloorFile *files, size_t count)
 {
     size_t written = 0;
     mkdir(folder, 0755);

@@ -7,7 +7,7 @@
 extern "C" {
 #endif
 
-struct T_FLOOR_FILE {
+struct TFloorFile {
     const char *path;
     const char *data;
     size_t size;
@@ -15,7 +15,7 @@ struct T_FLOOR_FILE {
 
 /* Creates the folder if missing and writes each file in one piece, created or truncated. Returns the number of files
  * written. */
-size_t floor_dump(const char *folder, const struct T_FLOOR_FILE *files, size_t count);
+size_t floor_dump(const char *folder, const struct TFloorFile *files, size_t count);
 
 #ifdef __cplusplus
 }

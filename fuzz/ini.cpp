@@ -18,14 +18,14 @@ bool is_clean(const std::string &text)
 /* The appliance's configuration files. */
 void fuzz_one(std::string_view text)
 {
-    const T_INI ini = ini_parse_text(text);
+    const TIni ini = ini_parse_text(text);
     FUZZ_CHECK((ini.left_out == 0) == (ini.first_left_out == 0));
-    const T_INI more = ini_parse_text(std::string(text) + "\nno key\n");
+    const TIni more = ini_parse_text(std::string(text) + "\nno key\n");
     FUZZ_CHECK(more.entries == ini.entries && more.left_out == ini.left_out + 1); // a bad line only affects itself
-    for (const T_INI_ENTRY &entry : ini.entries) {
+    for (const TIniEntry &entry : ini.entries) {
         FUZZ_CHECK(is_clean(entry.section) && is_clean(entry.key) && is_clean(entry.value));
         FUZZ_CHECK(ini.find(entry.section, entry.key) != nullptr);
     }
-    for (const T_VOLUME &volume : volumes_of(ini))
+    for (const TVolume &volume : volumes_of(ini))
         FUZZ_CHECK(volume.id >= 0 && volume.mount_point.starts_with('/'));
 }

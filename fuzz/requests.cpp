@@ -61,7 +61,7 @@ std::string_view take_until(std::string_view *rest, char end)
     return taken;
 }
 
-void check_answer(const fake::T_REPLY &reply)
+void check_answer(const fake::TReply &reply)
 {
     FUZZ_CHECK(reply.status == 200 && reply.content_type == "application/json");
     const TJson answer(json_tokener_parse(reply.body.c_str()));

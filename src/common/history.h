@@ -82,7 +82,7 @@ public:
     {
         trace("statManager.h", "~TStatManagerBase", 64);
         for (const auto &[key, entry] : m_entries)
-            tell("%s, delete=[%s]\n", "~TStatManagerBase", key.c_str());
+            write_stderr("%s, delete=[%s]\n", "~TStatManagerBase", key.c_str());
     }
     TStatManagerBase(const TStatManagerBase &) = delete;
     TStatManagerBase &operator=(const TStatManagerBase &) = delete;

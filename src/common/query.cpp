@@ -10,7 +10,7 @@ int query_head(const char *method, const char *name, const void *manager, const 
     if (method[0] == '\0' || name[0] == '\0')
         return query_wrong_args();
     if (manager == nullptr) {
-        tell("%s does not exist.\n", manager_name);
+        write_stderr("%s does not exist.\n", manager_name);
         return kQueryNoManager;
     }
     return kQueryOk;
@@ -20,7 +20,7 @@ int query_count(const char *type, int *count)
 {
     const int value = text_to_int(type);
     if (value < 0) {
-        tell("type=[%d] invalid.\n", value);
+        write_stderr("type=[%d] invalid.\n", value);
         return kQueryBadCount;
     }
     *count = value;
@@ -29,13 +29,13 @@ int query_count(const char *type, int *count)
 
 int query_wrong_args()
 {
-    tell("wrong args.\n");
+    write_stderr("wrong args.\n");
     return kQueryWrongArgs;
 }
 
 int query_unknown(const char *method)
 {
-    tell("method=[%s] not support\n", text_printable(method).c_str());
+    write_stderr("method=[%s] not support\n", text_printable(method).c_str());
     return kQueryNoMethod;
 }
 

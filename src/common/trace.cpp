@@ -9,15 +9,15 @@
 
 void trace(const char *source, const char *function, int line)
 {
-    tell("%s:%s(%d)\n", source, function, line);
+    write_stderr("%s:%s(%d)\n", source, function, line);
 }
 
 void trace_folder(const char *source, const char *function, int line, const char *folder)
 {
-    tell("%s:%s(%d) str_stats_folder=[%s]\n", source, function, line, folder);
+    write_stderr("%s:%s(%d) str_stats_folder=[%s]\n", source, function, line, folder);
 }
 
-void tell(const char *format, ...)
+void write_stderr(const char *format, ...)
 {
     char text[4096];
     va_list args;
@@ -28,7 +28,7 @@ void tell(const char *format, ...)
         (void)log_stream_write(STDERR_FILENO, text, strlen(text));
 }
 
-void print_out(const char *text)
+void write_stdout(const char *text)
 {
     (void)log_stream_write(STDOUT_FILENO, text, strlen(text));
 }

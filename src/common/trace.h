@@ -11,7 +11,7 @@ void trace_folder(const char *source, const char *function, int line, const char
 /* Writes a formatted text, cut to 4 KiB, to standard error unchanged and in one write.
  * It never waits for the reader: a text that does not fit is dropped
  * (base/log_stream.h). */
-void tell(const char *format, ...) __attribute__((format(printf, 1, 2)));
+void write_stderr(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 /* Writes a text to standard output, in the same way. */
-void print_out(const char *text);
+void write_stdout(const char *text);

@@ -46,7 +46,7 @@ void TWorker::stop()
     if (m_created)
         pthread_join(m_thread, nullptr);
     m_created = false;
-    tell("end wait_for_terminate...\n");
+    write_stderr("end wait_for_terminate...\n");
 }
 
 void TWorker::release()
@@ -90,7 +90,7 @@ bool TWorker::run(const std::function<void()> &pass)
         pass();
         return true;
     } catch (const std::exception &failure) {
-        tell("%s: a pass failed: %s\n", m_plan.function, failure.what());
+        write_stderr("%s: a pass failed: %s\n", m_plan.function, failure.what());
     }
     wait_s(kAfterFailureS);
     return false;
@@ -119,7 +119,7 @@ void TWorker::set_up() const
         if (m_plan.cancel_failed != nullptr)
             m_plan.cancel_failed(call, error);
         else
-            tell("%s failed..., errno=%d", call, error);
+            write_stderr("%s failed..., errno=%d", call, error);
     };
     if (const int error = pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr); error != 0)
         failed("pthread_setcancelstate", error);
@@ -138,9 +138,9 @@ void *TWorker::enter(void *self)
     } catch (const std::exception &failure) {
         /* Outside of the passes, so there is no next one. The daemon goes on without this
          * thread. */
-        tell("%s ended by an exception: %s\n", worker->m_plan.function, failure.what());
+        write_stderr("%s ended by an exception: %s\n", worker->m_plan.function, failure.what());
     }
-    tell(" %s was terminated.\n", worker->m_plan.function);
+    write_stderr(" %s was terminated.\n", worker->m_plan.function);
     return nullptr;
 }
 
@@ -160,7 +160,7 @@ int thread_start_detached(const char *name, void (*body)())
         try {
             plan.body();
         } catch (const std::exception &failure) {
-            tell("%s ended by an exception: %s\n", plan.name, failure.what());
+            write_stderr("%s ended by an exception: %s\n", plan.name, failure.what());
         }
         return nullptr;
     };

@@ -107,7 +107,7 @@ void monitor_sample_round()
             step(&processes);
         } catch (const std::exception &failure) {
             /* Out of memory, most likely. The other steps and the rounds to come go on. */
-            tell("%s: a step of the round failed: %s\n", kSource, failure.what());
+            write_stderr("%s: a step of the round failed: %s\n", kSource, failure.what());
         }
     }
 }
@@ -143,7 +143,7 @@ int VeloMond_start()
     trace(kSource, "VeloMond_start", 364);
     monitor_init_all();
     if (g_main_worker.start({"MAIN-worker", "VeloMond_monitor_main", VeloMond_monitor_main}) != 0)
-        tell(" %s failed", "VeloMond_monitor_thread_start");
+        write_stderr(" %s failed", "VeloMond_monitor_thread_start");
     sysmon_service_init();
     release_startup_pages();
     return 0;
@@ -185,7 +185,7 @@ void VeloMond_debug_print()
         try {
             print();
         } catch (const std::exception &failure) {
-            tell("%s: a debug print failed: %s\n", kSource, failure.what());
+            write_stderr("%s: a debug print failed: %s\n", kSource, failure.what());
         }
     }
 }

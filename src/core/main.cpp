@@ -68,11 +68,11 @@ __attribute__((init_priority(101))) const TStart g_start;
 
 void print_usage()
 {
-    tell("%s \n", kProgram);
-    tell("usage : %s [OPTION]... \n\n", kProgram);
-    tell("OPTION: \n");
-    tell("  -d                run as daemon.\n");
-    tell("  -h                show this info.\n");
+    write_stderr("%s \n", kProgram);
+    write_stderr("usage : %s [OPTION]... \n\n", kProgram);
+    write_stderr("OPTION: \n");
+    write_stderr("  -d                run as daemon.\n");
+    write_stderr("  -h                show this info.\n");
 }
 
 void parse_options(int argc, char **argv)
@@ -86,10 +86,10 @@ void parse_options(int argc, char **argv)
         case 'h':
             break;
         case '?':
-            tell("Illegal option:-%c\n", isprint(optopt) != 0 ? optopt : '#');
+            write_stderr("Illegal option:-%c\n", isprint(optopt) != 0 ? optopt : '#');
             break;
         default:
-            tell("Not supported option\n");
+            write_stderr("Not supported option\n");
             break;
         }
         print_usage();
@@ -102,13 +102,13 @@ void print_banner()
     static constexpr char kDays[][4] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
     static constexpr char kMonths[][4] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                           "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-    tell("==== execute %s ==== \n", kProgram);
-    tell("is_daemon     : [%s]\n", is_daemon ? "true" : "false");
+    write_stderr("==== execute %s ==== \n", kProgram);
+    write_stderr("is_daemon     : [%s]\n", is_daemon ? "true" : "false");
     const struct tm now = local_time_of(wall_clock_s());
     const std::string execute_time =
         text_format("%.3s %.3s%3d %.2d:%.2d:%.2d %d", kDays[now.tm_wday], kMonths[now.tm_mon], now.tm_mday, now.tm_hour,
                     now.tm_min, now.tm_sec, now.tm_year + 1900);
-    tell("execute_time  : [%s]\n", execute_time.c_str());
+    write_stderr("execute_time  : [%s]\n", execute_time.c_str());
 }
 
 /* The parent may have closed these. The next file or socket would get their numbers,
@@ -125,7 +125,7 @@ void fill_standard_descriptors()
 void daemonize()
 {
     const std::string lock_file = host_path(kLockFile); // a relative root counts from the current folder
-    tell("%s()\n", "daemonize");
+    write_stderr("%s()\n", "daemonize");
     const pid_t pid = fork();
     if (pid < 0)
         exit(1);
@@ -139,7 +139,7 @@ void daemonize()
     if (lock < 0 || lockf(lock, F_TLOCK, 0) < 0)
         exit(1);
     /* The process id is logged here only: tools expect the lock file to be empty. */
-    tell("pid=[%d]\n", getpid());
+    write_stderr("pid=[%d]\n", getpid());
 }
 
 void register_signal_handler()
@@ -193,7 +193,7 @@ int main(int argc, char **argv)
         std::set_terminate(std::abort); // from now on it is a crash
     }
     if (const std::string missing = config_missing(); !missing.empty())
-        tell("%s\n", missing.c_str());
+        write_stderr("%s\n", missing.c_str());
     while (!g_exit) {
         vos_cond_wait(&cond, 1);
         for (unsigned wanted = g_prints_wanted.exchange(0); wanted > 0; --wanted)

@@ -30,7 +30,7 @@ TStopWatch::TStopWatch()
     const int error = thread_create(kJoinable, entry, this, &m_thread);
     m_created = error == 0;
     if (error != 0)
-        tell("the stop is not watched: pthread_create failed (%d)\n", error);
+        write_stderr("the stop is not watched: pthread_create failed (%d)\n", error);
 }
 
 TStopWatch::~TStopWatch()
@@ -58,7 +58,7 @@ void TStopWatch::watch()
         m_changed.wait_for(m_lock, kLook);
         if (m_done || !stop_hangs(&seen, m_steps + worker_progress(), current_time_stamp_mono_r()))
             continue;
-        tell("%s hangs: the stop ends without it\n", m_step.load());
+        write_stderr("%s hangs: the stop ends without it\n", m_step.load());
         _exit(0);
     }
 }

@@ -151,7 +151,7 @@ void TFileWatcher::watching()
         m_watches.clear();
     }
     for (const TFileEvent &event : events) {
-        print_out(event.is_folder ? " [directory]\n" : " [file]\n");
+        write_stdout(event.is_folder ? " [directory]\n" : " [file]\n");
         if (event.is_change)
             handle_change();
     }

@@ -82,8 +82,8 @@ public:
     long long sendNotification(int category, int code, const char *text, int level);
 
 private:
-    struct T_SESSION;
-    std::unique_ptr<T_SESSION> m_session;
+    struct TSession;
+    std::unique_ptr<TSession> m_session;
 };
 
 /* --- Client side ---------------------------------------------------------

@@ -25,7 +25,7 @@ TResponse run_handler(const char *name, ssci_handler handler, const httpserver::
     try {
         return handler(request);
     } catch (const std::exception &failure) {
-        tell("%s:%s failed: %s\n", kSource, name, failure.what());
+        write_stderr("%s:%s failed: %s\n", kSource, name, failure.what());
     }
     return json_response(handler == proc_notify_put ? "{ \"retCode\": -1 }" : envelope_text(-1, nullptr));
 }
@@ -60,7 +60,7 @@ int ntf_init()
     g_session = new TNotifySessionManager(kService, ROUTE("Notify"));
     /* Without it notices do not arrive, but queries are answered. */
     if (const int error = g_session->run(); error != 0)
-        tell("the notification session cannot be started: error %d\n", error);
+        write_stderr("the notification session cannot be started: error %d\n", error);
     return 0;
 }
 
@@ -93,12 +93,12 @@ int sysmon_service_init()
     long long result =
         ssci_server_create(kService, "localhost", kPort, kWorkers, "localhost", kNameServerPort, false, 0, "");
     if (result != 0) {
-        tell("ssci_server_create failed, ret=[%lld]\n exit.\n", result);
+        write_stderr("ssci_server_create failed, ret=[%lld]\n exit.\n", result);
         return -1;
     }
     result = ssci_server_start();
     if (result != 0) {
-        tell("ssci_server_start failed, ret=[%lld]\n exit.\n", result);
+        write_stderr("ssci_server_start failed, ret=[%lld]\n exit.\n", result);
         return -2;
     }
     return ntf_init();
@@ -109,12 +109,12 @@ int sysmon_service_uninit()
     ntf_uninit();
     long long result = ssci_server_stop();
     if (result != 0) {
-        tell("ssci_server_stop failed, ret=[%lld]\n exit.\n", result);
+        write_stderr("ssci_server_stop failed, ret=[%lld]\n exit.\n", result);
         return -1;
     }
     result = ssci_server_destory();
     if (result != 0) {
-        tell("ssci_server_destory failed, ret=[%lld]\n exit.\n", result);
+        write_stderr("ssci_server_destory failed, ret=[%lld]\n exit.\n", result);
         return -2;
     }
     return 0;

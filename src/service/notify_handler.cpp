@@ -74,7 +74,7 @@ TResponse proc_notify_put(const httpserver::http_request &request)
         result = vbus_notice_dispatch(notice.vbus_type, notice.vbus_action, notice.vbus_extra_info);
         break;
     default:
-        tell("%s:%s(%d) not support type=%d\n", "VeloMond_RESTful", "proc_notify_put", 475, notice.type);
+        write_stderr("%s:%s(%d) not support type=%d\n", "VeloMond_RESTful", "proc_notify_put", 475, notice.type);
         break;
     }
     const TJson root(json_object_new_object());

@@ -50,7 +50,7 @@ int open_device_number(const std::string &name)
     return -1;
 }
 
-[[noreturn]] void become_smartctl(const T_SMART_REQUEST &request)
+[[noreturn]] void become_smartctl(const TSmartRequest &request)
 {
     const int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
     (void)dup2(null, STDIN_FILENO);
@@ -66,9 +66,9 @@ int open_device_number(const std::string &name)
 
 } // namespace
 
-T_SMART_REQUEST smart_request_parse(std::string_view text)
+TSmartRequest smart_request_parse(std::string_view text)
 {
-    T_SMART_REQUEST request;
+    TSmartRequest request;
     if (text.empty() || text.back() != '\n')
         return request;
     text.remove_suffix(1);
@@ -83,7 +83,7 @@ T_SMART_REQUEST smart_request_parse(std::string_view text)
 
 int smart_helper_serve()
 {
-    const T_SMART_REQUEST request = smart_request_parse(read_request());
+    const TSmartRequest request = smart_request_parse(read_request());
     const int device = request.device.empty() ? -1 : open_device_number(request.device);
     if (device < 0) {
         fprintf(stderr, "no such device: [%s]\n", request.device.c_str());

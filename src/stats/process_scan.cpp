@@ -36,7 +36,7 @@ std::optional<TProcessScan> process_scan()
     if (!scan.proc.is_open()) {
         const int error = errno;
         char buffer[128];
-        tell("Cannot open /proc: %s\n", strerror_r(error, buffer, sizeof(buffer)));
+        write_stderr("Cannot open /proc: %s\n", strerror_r(error, buffer, sizeof(buffer)));
         return std::nullopt;
     }
     scan.processes.reserve(kProcessTable.size());

@@ -38,5 +38,5 @@ void csv_write(const char *folder, const char *name, const std::string &text)
     if (result == 0)
         return;
     (void)unlink(host_path(new_path).c_str());
-    tell("cannot write %s: %s\n", path, strerror(-result));
+    write_stderr("cannot write %s: %s\n", path, strerror(-result));
 }

@@ -143,7 +143,7 @@ template <typename T> void stat_print(const TStatPrint<T> &figures, const T &rec
     if constexpr (requires { record.type; })
         is_process = record.type != 0;
     for (const auto &figure : is_process ? figures.process : figures.system)
-        tell("    %s%s\n", figure.label, figure.text(record).c_str());
+        write_stderr("    %s%s\n", figure.label, figure.text(record).c_str());
 }
 
 /* Prints the sum of the whole history, then that of the newest intervals. */
@@ -151,9 +151,9 @@ template <typename T>
 void stat_print_totals(const TStatManagerBase<T> &manager, const std::string &key, int newest,
                        const TStatPrint<T> &figures)
 {
-    tell("get_total 15min\n");
+    write_stderr("get_total 15min\n");
     stat_print(figures, manager.get_total(key, 0));
-    tell("get_total 10sec\n");
+    write_stderr("get_total 10sec\n");
     stat_print(figures, manager.get_total(key, newest));
 }
 

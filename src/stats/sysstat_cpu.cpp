@@ -125,7 +125,7 @@ TCpustatManager::~TCpustatManager()
 void TCpustatManager::init_map()
 {
     m_online_cores = static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN));
-    tell("%s:%s(%d)smp_num_cpus=[%d]\n", kSource, "init_map", 46, m_online_cores);
+    write_stderr("%s:%s(%d)smp_num_cpus=[%d]\n", kSource, "init_map", 46, m_online_cores);
     track(kCpuSystemKey);
     for (int core = 0; core < m_online_cores; ++core)
         track("cpu" + std::to_string(core));

@@ -98,7 +98,7 @@ void TDiskstatManager::init_map()
     if (folder == nullptr) {
         const int error = errno;
         char buffer[128];
-        tell("Cannot open %s: %s\n", kMapperFolder, strerror_r(error, buffer, sizeof(buffer)));
+        write_stderr("Cannot open %s: %s\n", kMapperFolder, strerror_r(error, buffer, sizeof(buffer)));
         return;
     }
     while (const struct dirent *entry = readdir(folder.get())) {
@@ -168,7 +168,7 @@ int sysstat_disk_proc(const char *method, const char *type, const char *key, jso
     if (head != kQueryOk)
         return head;
     const std::string str_key = g_p_DiskstatManager->key_of_path(key);
-    tell("str_key=[%s]\n", str_key.c_str());
+    write_stderr("str_key=[%s]\n", str_key.c_str());
     if (query_is(method, "notify"))
         return disk_flag_update();
     if (query_is(method, "get_disk_flag")) {

@@ -84,7 +84,7 @@ constexpr TMemoryFigure kProcessPrint[] = {
 T_MEMORY_STAT logged_average(const T_MEMORY_STAT &sum)
 {
     T_MEMORY_STAT mean = memory_average(sum);
-    tell("%s=[%" PRId64 "]\n", "get_avg", static_cast<int64_t>(mean.zfs_mem_cache));
+    write_stderr("%s=[%" PRId64 "]\n", "get_avg", static_cast<int64_t>(mean.zfs_mem_cache));
     return mean;
 }
 
@@ -228,7 +228,7 @@ int sysstat_memory_print()
 {
     if (g_p_MemorystatManager == nullptr)
         return 0;
-    print_out("get current memory info\n");
+    write_stdout("get current memory info\n");
     stat_print(kPrint, g_p_MemorystatManager->get_current(kSystemKey));
     for (const char *name : kProcessTable)
         stat_print(kPrint, g_p_MemorystatManager->get_current(name));

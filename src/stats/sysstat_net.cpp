@@ -56,7 +56,7 @@ void TNetstatManager::init_map()
 {
     trace(kSource, "init_map", 29);
     if (!m_interfaces) {
-        tell("getifaddrs failed.\n");
+        write_stderr("getifaddrs failed.\n");
         return;
     }
     for (const std::string &name : *m_interfaces)

@@ -9,13 +9,13 @@ namespace {
 
 constexpr size_t kTextSize = 128;
 
-struct T_TEXT {
+struct TText {
     const char *key;
-    std::string T_CAMERA::*text;
+    std::string TCamera::*text;
 };
-constexpr T_TEXT kTexts[] = {
-    {"name", &T_CAMERA::name}, {"guid", &T_CAMERA::guid},   {"umsid", &T_CAMERA::umsid},       {"ip", &T_CAMERA::ip},
-    {"port", &T_CAMERA::port}, {"brand", &T_CAMERA::brand}, {"ums_name", &T_CAMERA::ums_name},
+constexpr TText kTexts[] = {
+    {"name", &TCamera::name}, {"guid", &TCamera::guid},   {"umsid", &TCamera::umsid},       {"ip", &TCamera::ip},
+    {"port", &TCamera::port}, {"brand", &TCamera::brand}, {"ums_name", &TCamera::ums_name},
 };
 
 } // namespace
@@ -23,15 +23,15 @@ constexpr T_TEXT kTexts[] = {
 bool camera_is_channel(int id)
 {
     if (id >= kCameraChannels) {
-        tell("channel id %d is beyond the %d channels there are\n", id, kCameraChannels);
+        write_stderr("channel id %d is beyond the %d channels there are\n", id, kCameraChannels);
         std::abort();
     }
     return id >= 0;
 }
 
-T_CAMERAS camera_table_parse(json_object *array)
+TCameras camera_table_parse(json_object *array)
 {
-    T_CAMERAS cameras(kCameraChannels);
+    TCameras cameras(kCameraChannels);
     const size_t count = json_object_array_length(array);
     for (size_t i = 0; i < count; ++i) {
         json_object *element = json_object_array_get_idx(array, i);
@@ -39,9 +39,9 @@ T_CAMERAS camera_table_parse(json_object *array)
         (void)comutil_get_json_int_by_key(element, "id", &id);
         if (!camera_is_channel(id))
             continue;
-        T_CAMERA camera;
+        TCamera camera;
         camera.valid = true;
-        for (const T_TEXT &one : kTexts) {
+        for (const TText &one : kTexts) {
             char buffer[kTextSize] = {};
             (void)comutil_get_json_str_by_key(element, one.key, buffer, sizeof(buffer));
             camera.*one.text = buffer;
@@ -51,7 +51,7 @@ T_CAMERAS camera_table_parse(json_object *array)
     return cameras;
 }
 
-TJson camera_table_json(const T_CAMERAS &cameras)
+TJson camera_table_json(const TCameras &cameras)
 {
     TJson array(json_object_new_array());
     for (size_t id = 0; id < cameras.size(); ++id) {
@@ -59,16 +59,16 @@ TJson camera_table_json(const T_CAMERAS &cameras)
             continue;
         TJson object(json_object_new_object());
         json_give(object.get(), "id", TJson(json_object_new_int(static_cast<int>(id))));
-        for (const T_TEXT &one : kTexts)
+        for (const TText &one : kTexts)
             json_give_text(object.get(), one.key, cameras[id].*one.text);
         json_append(array.get(), std::move(object));
     }
     return array;
 }
 
-void TCameraTable::replace(T_CAMERAS cameras)
+void TCameraTable::replace(TCameras cameras)
 {
-    auto loaded = std::make_shared<const T_CAMERAS>(std::move(cameras));
+    auto loaded = std::make_shared<const TCameras>(std::move(cameras));
     const TLock guard(m_lock);
     m_cameras.swap(loaded); // the old table goes after the lock
 }
@@ -79,7 +79,7 @@ void TCameraTable::clear()
     m_cameras.reset();
 }
 
-std::shared_ptr<const T_CAMERAS> TCameraTable::get() const
+std::shared_ptr<const TCameras> TCameraTable::get() const
 {
     const TLock guard(m_lock);
     return m_cameras;

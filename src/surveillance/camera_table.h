@@ -17,30 +17,30 @@ constexpr int kCameraChannels = 192; // numbered from 0
 bool camera_is_channel(int id);
 
 /* One channel. Texts are of at most 127 characters. */
-struct T_CAMERA {
+struct TCamera {
     bool valid = false;
     std::string name, guid, umsid, ip, port, brand, ums_name;
 };
-using T_CAMERAS = std::vector<T_CAMERA>; // kCameraChannels of them
+using TCameras = std::vector<TCamera>; // kCameraChannels of them
 
 /* Takes the channels out of the array of an answer. Elements without an integer
  * id are ignored; texts that are missing or are none stay empty. */
-T_CAMERAS camera_table_parse(json_object *array);
+TCameras camera_table_parse(json_object *array);
 
 /* The valid channels as an array of objects, in channel order. */
-TJson camera_table_json(const T_CAMERAS &cameras);
+TJson camera_table_json(const TCameras &cameras);
 
 /* The channels as last loaded. Tables are replaced whole and never change, so a
  * reader keeps the one it got. Any thread may call. */
 class TCameraTable {
 public:
-    void replace(T_CAMERAS cameras);
+    void replace(TCameras cameras);
     void clear();
 
     /* Null until the first load. */
-    std::shared_ptr<const T_CAMERAS> get() const;
+    std::shared_ptr<const TCameras> get() const;
 
 private:
     mutable TMutex m_lock;
-    std::shared_ptr<const T_CAMERAS> m_cameras GUARDED_BY(m_lock);
+    std::shared_ptr<const TCameras> m_cameras GUARDED_BY(m_lock);
 };

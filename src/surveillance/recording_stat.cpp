@@ -115,7 +115,7 @@ void Recording_state_monitor_main(TWorker *self)
         if (first_report || state.is_recording != last_reported) {
             send_report(state);
             if (!first_report)
-                tell("Recording state change \n");
+                write_stderr("Recording state change \n");
             first_report = false;
             last_reported = state.is_recording; // even if it failed: a report is not repeated
         }

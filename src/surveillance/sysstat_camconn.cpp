@@ -141,7 +141,7 @@ int sysstat_camconn_proc(const char *method, const char *count, json_object **ou
     }
     if (query_is(method, "channel_info")) {
         const auto cameras = g_cameras.get();
-        *out = camera_table_json(cameras != nullptr ? *cameras : T_CAMERAS()).release();
+        *out = camera_table_json(cameras != nullptr ? *cameras : TCameras()).release();
         return kQueryOk;
     }
     log_File_Debug(kLogCamConn, "%s:%s(%d) method=[%s] not support.", kSource, kFunction, 297,

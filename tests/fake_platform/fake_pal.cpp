@@ -1,12 +1,12 @@
 #include "fake_platform/fake_platform.h"
 #include "platform/interrupt.h"
 
-using fake::give, fake::state, fake::T_STATE;
+using fake::give, fake::state, fake::TState;
 
 namespace {
 
 /* Runs one of the scripts by number; the output is only changed on 0. */
-template <typename TOut> uint32_t run(std::function<uint32_t(int, TOut &)> T_STATE::*member, int id, TOut &out)
+template <typename TOut> uint32_t run(std::function<uint32_t(int, TOut &)> TState::*member, int id, TOut &out)
 {
     const auto script = state().state.*member;
     TOut answer;
@@ -28,7 +28,7 @@ uint32_t PAL_resmon_get_disk_usage(const t_auth & /*auth*/, const t_volume_info 
 uint32_t PAL_storage_get_volume_info(const t_auth & /*auth*/, const t_storage_disk_vol_info &in,
                                      t_storage_disk_vol_info &out)
 {
-    return run(&T_STATE::volume_info, in.target_vol_id, out);
+    return run(&TState::volume_info, in.target_vol_id, out);
 }
 
 uint32_t PAL_storage_get_enclosure_list(const t_auth & /*auth*/, const t_storage_disk_input &in,
@@ -40,13 +40,13 @@ uint32_t PAL_storage_get_enclosure_list(const t_auth & /*auth*/, const t_storage
 
 uint32_t PAL_storage_get_disk_list(const t_auth & /*auth*/, const t_storage_disk_input &in, t_storage_disk_list &out)
 {
-    return run(&T_STATE::disk_list, in.id, out);
+    return run(&TState::disk_list, in.id, out);
 }
 
 uint32_t PAL_storage_get_disk_smart_info(const t_auth & /*auth*/, const t_storage_disk_input &in,
                                          t_storage_smart_info &out)
 {
-    return run(&T_STATE::smart, in.id, out);
+    return run(&TState::smart, in.id, out);
 }
 
 uint32_t PAL_system_get_syssetting(const t_auth & /*auth*/, const t_system & /*request*/, t_system &reply)

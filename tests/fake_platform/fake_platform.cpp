@@ -22,7 +22,7 @@ std::atomic<uint64_t> g_mono_ms{kStartMonoMs};
 
 /* One lock and one condition for every wait: tests have few threads, and
  * pass_waits must see them all. */
-struct T_WAITS {
+struct TWaits {
     std::mutex lock;
     std::condition_variable changed;
     std::function<void(vos_cond_t *, int)> hook;
@@ -31,9 +31,9 @@ struct T_WAITS {
     std::multiset<std::string> asleep;
     bool passes(const std::string &thread) const { return to_pass > 0 && (of_thread.empty() || of_thread == thread); }
 };
-T_WAITS &waits()
+TWaits &waits()
 {
-    static auto &one = *new T_WAITS; // never destroyed: workers may outlive main
+    static auto &one = *new TWaits; // never destroyed: workers may outlive main
     return one;
 }
 
@@ -42,7 +42,7 @@ T_WAITS &waits()
 TLockedState state()
 {
     static auto &lock = *new std::recursive_mutex; // never destroyed either
-    static auto &one = *new T_STATE;
+    static auto &one = *new TState;
     return {std::unique_lock(lock), one};
 }
 
@@ -61,12 +61,12 @@ void on_popen(std::function<std::optional<std::string>(const argv_t &)> script)
     state()->popen = std::move(script);
 }
 
-std::vector<T_REQUEST> requests()
+std::vector<TRequest> requests()
 {
     return state()->requests;
 }
 
-void on_request(std::function<long long(const T_REQUEST &, std::string *)> script)
+void on_request(std::function<long long(const TRequest &, std::string *)> script)
 {
     state()->request = std::move(script);
 }

@@ -28,7 +28,7 @@ namespace fake {
 
 using argv_t = std::vector<std::string>; // [0] is the program, as a plain path
 
-struct T_REQUEST {
+struct TRequest {
     std::string verb; // "GET", "PUT", ...
     std::string host; // or the service's name, with port 0
     int port = 0;
@@ -37,27 +37,27 @@ struct T_REQUEST {
     std::string body;
     int timeout_s = 0;
 };
-struct T_NOTICE {
+struct TNotice {
     std::string session;
     int category = 0, code = 0;
     std::string text;
     int level = 0;
 };
-struct T_REPLY {
+struct TReply {
     int status = 0;
     std::string content_type, body;
 };
 
 /* The platform's answers, and the calls made to it. Each `..._result` is the result of one call; outputs are only
  * filled in on 0. */
-struct T_STATE {
+struct TState {
     /* Service calls. */
     std::string created; // the arguments of ssci_server_create
     long long create_result = 0, start_result = 0, stop_result = 0;
     int session_result = 0;
-    std::vector<T_NOTICE> notices;
-    std::vector<T_REQUEST> requests;
-    std::function<long long(const T_REQUEST &, std::string *)> request;
+    std::vector<TNotice> notices;
+    std::vector<TRequest> requests;
+    std::function<long long(const TRequest &, std::string *)> request;
 
     /* Platform access layer. */
     uint32_t auth_result = 0, usage_result = 0, enclosure_result = 0, syssetting_result = 0, syshealth_result = 0,
@@ -109,8 +109,8 @@ struct T_STATE {
 /* The state, locked until the end of the expression: `state()->auth_result = 1`. Copy what is needed for longer. */
 struct TLockedState {
     std::unique_lock<std::recursive_mutex> lock;
-    T_STATE &state;
-    T_STATE *operator->() { return &state; }
+    TState &state;
+    TState *operator->() { return &state; }
 };
 TLockedState state();
 
@@ -143,14 +143,14 @@ void on_exec(std::function<int(const argv_t &argv)> script); // default: 0
 void on_popen(std::function<std::optional<std::string>(const argv_t &argv)> script); // default: it cannot be started
 
 /* Requests to other services. */
-std::vector<T_REQUEST> requests();
-void on_request(std::function<long long(const T_REQUEST &request, std::string *answer)> script); // default: 3
+std::vector<TRequest> requests();
+void on_request(std::function<long long(const TRequest &request, std::string *answer)> script); // default: 3
 
 /* Our own service. */
 std::vector<std::string> route_paths(); // in order of registration
 /* Calls a handler; empty when the path or method is not served. */
-std::optional<T_REPLY> call_route(const std::string &method, const std::string &path,
-                                  const std::map<std::string, std::string> &args = {}, const std::string &body = "");
+std::optional<TReply> call_route(const std::string &method, const std::string &path,
+                                 const std::map<std::string, std::string> &args = {}, const std::string &body = "");
 
 /* What `action` writes to standard error. */
 template <typename TAction> std::string stderr_of(TAction action)

@@ -4,26 +4,29 @@
 #include "fake_platform/fake_platform.h"
 
 using fake::state;
-using fake::T_REQUEST;
+using fake::TRequest;
 
 namespace {
 
-struct T_ROUTE {
+struct TRoute {
     const common_http_resource *owner;
     std::string path;
     std::map<std::string, ssci_handler> handlers;
 };
 
 /* Filled before main, so it is not in the state and never reset. */
-std::vector<T_ROUTE> &routes()
+std::vector<TRoute> &routes()
 {
-    static auto &all = *new std::vector<T_ROUTE>;
+    static auto &all = *new std::vector<TRoute>;
     return all;
 }
 
-class TRequest : public httpserver::http_request {
+class TScriptedRequest : public httpserver::http_request {
 public:
-    TRequest(const std::map<std::string, std::string> &args, const std::string &body) : m_args(args), m_body(body) {}
+    TScriptedRequest(const std::map<std::string, std::string> &args, const std::string &body)
+        : m_args(args), m_body(body)
+    {
+    }
     std::string get_arg(const std::string &key) const override
     {
         return m_args.contains(key) ? m_args.at(key).c_str() : "";
@@ -35,7 +38,7 @@ private:
     std::string m_body;
 };
 
-long long ask(const T_REQUEST &request, std::string *answer)
+long long ask(const TRequest &request, std::string *answer)
 {
     const auto script = state()->request;
     state()->requests.push_back(request);
@@ -51,20 +54,20 @@ long long ask(const T_REQUEST &request, std::string *answer)
 std::vector<std::string> fake::route_paths()
 {
     std::vector<std::string> paths;
-    for (const T_ROUTE &route : routes())
+    for (const TRoute &route : routes())
         paths.push_back(route.path);
     return paths;
 }
 
-std::optional<fake::T_REPLY> fake::call_route(const std::string &method, const std::string &path,
-                                              const std::map<std::string, std::string> &args, const std::string &body)
+std::optional<fake::TReply> fake::call_route(const std::string &method, const std::string &path,
+                                             const std::map<std::string, std::string> &args, const std::string &body)
 {
     const auto route =
-        std::find_if(routes().begin(), routes().end(), [&](const T_ROUTE &one) { return one.path == path; });
+        std::find_if(routes().begin(), routes().end(), [&](const TRoute &one) { return one.path == path; });
     if (route == routes().end() || route->handlers[method] == nullptr)
         return std::nullopt;
-    const auto reply = route->handlers[method](TRequest(args, body));
-    return T_REPLY{reply->get_response_code(), reply->get_content_type(), reply->get_body()};
+    const auto reply = route->handlers[method](TScriptedRequest(args, body));
+    return TReply{reply->get_response_code(), reply->get_content_type(), reply->get_body()};
 }
 
 common_http_resource::common_http_resource(const char *path, ssci_handler get, ssci_handler put, ssci_handler post,
@@ -75,7 +78,7 @@ common_http_resource::common_http_resource(const char *path, ssci_handler get, s
 
 common_http_resource::~common_http_resource()
 {
-    std::erase_if(routes(), [this](const T_ROUTE &one) { return one.owner == this; });
+    std::erase_if(routes(), [this](const TRoute &one) { return one.owner == this; });
 }
 
 /* The service's health text is tested end to end. */
@@ -105,12 +108,12 @@ long long ssci_server_destory()
     return 0;
 }
 
-struct TNotifySessionManager::T_SESSION {
+struct TNotifySessionManager::TSession {
     std::string service;
 };
 
 TNotifySessionManager::TNotifySessionManager(const char *service, const char * /*route*/)
-    : m_session(new T_SESSION{service})
+    : m_session(new TSession{service})
 {
 }
 

@@ -17,13 +17,13 @@ using SmartSettings = fake::TPlatformTest;
 TEST_F(SmartSettings, AreReadInOrderUntilOneFails)
 {
     const std::vector<std::string> keys = {"power_on_hour_threshold", "sch_type", "sch_weekday", "sch_hour"};
-    struct T_CASE {
+    struct TCase {
         const char *values[4]; // "!n": the read fails with error number n
         bool result;
         int threshold_hours;
         const char *log;
     };
-    const T_CASE cases[] = {
+    const TCase cases[] = {
         {{"100", "weekly", "3", "02"}, true, 100, "hour threshold=100, type=weekly, week day=3, hour=2"},
         {{"!8", "weekly", "3", "2"}, true, 20000, "hour threshold=20000, type=daily, week day=0, hour=0"},
         {{"7", "!8", "!8", "5"}, true, 7, "hour threshold=7, type=daily, week day=0, hour=5"},
@@ -33,7 +33,7 @@ TEST_F(SmartSettings, AreReadInOrderUntilOneFails)
         {{"7", "x", "6", "!0"}, false, 7, "day hour fail err_no=0"},
     };
     std::string log;
-    for (const T_CASE &one : cases) {
+    for (const TCase &one : cases) {
         const auto read = [&](const char *key, std::string &out, int *err_no) {
             const char *value = one.values[std::find(keys.begin(), keys.end(), key) - keys.begin()];
             if (value[0] != '!')

@@ -47,7 +47,7 @@ TEST_F(SysHealth, ReportsTheFirstFindingThenChangesOnlyHeardOrNot)
 TEST_F(SysHealth, AChangeWhoseReportThrewIsReportedByTheNextCheck)
 {
     (void)check(0, "0");
-    fake::on_request([](const fake::T_REQUEST &, std::string *) -> long long { throw std::bad_alloc(); });
+    fake::on_request([](const fake::TRequest &, std::string *) -> long long { throw std::bad_alloc(); });
     EXPECT_THROW((void)check(60000, "9"), std::bad_alloc);
     fake::on_request(nullptr);
     EXPECT_EQ(check(60000, "9"), R"({"utc_time":"1700000120","fan_update":"error"})");

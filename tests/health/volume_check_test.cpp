@@ -74,12 +74,12 @@ protected:
 
 TEST_F(VolumeCheck, EveryEventHasItsTextsInItsOrder)
 {
-    struct T_CASE {
+    struct TCase {
         size_t role;
         int64_t free_mb;
         std::string log, level, notify_code, sizes;
     };
-    const T_CASE cases[] = {
+    const TCase cases[] = {
         {0, 9728, "0x25010001|-1|||10|Vol|9.5 GB|", "WARN", "002004", "'9.5'|'$DEF_V002'|'10'|"},
         {1, 10239, "0x25020002|-1|||Ostra Surveillance|10|Vol|10.0 GB|", "ERROR", "002008", "'10.0'|'$DEF_V002'|'10'|"},
         {1, 10240, "0x25010002|-1|||Vol|10.0 GB|32|", "WARN", "002005", "'10.0'|'$DEF_V002'|'32'|"},
@@ -91,7 +91,7 @@ TEST_F(VolumeCheck, EveryEventHasItsTextsInItsOrder)
     });
     for (const char *marker : {"/tmp/plain", "/tarn/etc/TARN_ZFS"}) {
         write_file(marker, "");
-        for (const T_CASE &one : cases) {
+        for (const TCase &one : cases) {
             configure({one.role == 0 ? "3" : "0", one.role == 1 ? "3" : "", one.role == 2 ? "3" : "-4"});
             offer_volume(one.free_mb * 1048576 + 1048575);
             EXPECT_EQ(look(), 1U);

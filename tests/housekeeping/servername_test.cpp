@@ -145,7 +145,7 @@ TEST_F(FileWatcher, DescribesEachEventBeforeItIsHandledAndHandlesAgainWhatThrew)
 {
     bool is_throwing = false;
     TFileWatcher printing({file}, [&] {
-        print_out("handled\n");
+        write_stdout("handled\n");
         if (std::exchange(is_throwing, false))
             throw std::bad_alloc();
     });
@@ -206,7 +206,7 @@ TEST_F(ServerName, ANewNameIsSentWholeAlsoWhenAStopComesMeanwhile)
         watching.notify_all();
         std::this_thread::yield();
     });
-    fake::on_request([&](const fake::T_REQUEST &, std::string *) {
+    fake::on_request([&](const fake::TRequest &, std::string *) {
         sending = true;
         sending.notify_all();
         while (fake::state()->cond_signals == 0) // until the stop is asked for

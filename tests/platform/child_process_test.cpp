@@ -120,7 +120,7 @@ TEST_F(ChildProcess, HasAUmaskOfItsOwn)
 class StuckChildren : public ChildProcess {
 protected:
     static constexpr const char *kTool = "/usr/bin/stuck", *kOther = "/usr/bin/other";
-    static constexpr T_CHILD_LIMITS kLimits = {1, 0, 0}, kOneOfEach = {1, 0, 0, 1, true};
+    static constexpr TChildLimits kLimits = {1, 0, 0}, kOneOfEach = {1, 0, 0, 1, true};
 
     StuckChildren()
     {
@@ -149,7 +149,7 @@ protected:
         }
         m_tracer = -1;
     }
-    static void get_stuck(const char *tool, std::initializer_list<const char *> each, const T_CHILD_LIMITS &limits)
+    static void get_stuck(const char *tool, std::initializer_list<const char *> each, const TChildLimits &limits)
     {
         std::vector<std::thread> callers;
         for (const char *argument : each)

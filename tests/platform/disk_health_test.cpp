@@ -10,9 +10,9 @@
 
 namespace {
 
-using enum T_SMART_OUTCOME;
+using enum TSmartOutcome;
 
-T_SMART_MOMENT moment(uint64_t mono_s, time_t wall_s)
+TSmartMoment moment(uint64_t mono_s, time_t wall_s)
 {
     return {mono_s * 1000, wall_s, get_local_time(wall_s)};
 }
@@ -44,7 +44,7 @@ TEST(SmartDue, OncePerHourOfTheCalendarAndNeverWithinAMinute)
 class DiskHealth : public testing::Test {
 protected:
     /* Sets the outcome of the next query and returns the result of read(). */
-    int ask(T_SMART_OUTCOME outcome, T_SMART_READING reading = {}, bool suspended = false)
+    int ask(TSmartOutcome outcome, TSmartReading reading = {}, bool suspended = false)
     {
         m_outcome = outcome;
         m_reading = reading;
@@ -55,11 +55,11 @@ protected:
 
     uint64_t m_s = 1000;
     uint64_t m_s_per_look = 0; // time that passes between two readings of the clock
-    T_SMART_OUTCOME m_outcome = read;
-    T_SMART_READING m_reading, m_got;
+    TSmartOutcome m_outcome = read;
+    TSmartReading m_reading, m_got;
     int m_error = 0;
     std::vector<bool> m_woken; // for each query
-    TDiskHealth m_health{[this](const std::string & /*disk*/, bool may_wake, T_SMART_READING *out, int *error) {
+    TDiskHealth m_health{[this](const std::string & /*disk*/, bool may_wake, TSmartReading *out, int *error) {
                              m_woken.push_back(may_wake);
                              *out = m_reading;
                              *error = m_error;
@@ -128,7 +128,7 @@ TEST_F(DiskHealth, FailsForTheHourWhenItCannotBeReadAndNeverWithoutSmart)
     EXPECT_EQ(m_woken, (std::vector<bool>{true, true, true}));
     an_hour_later();
     EXPECT_EQ(ask(read, {true, 5, false}), 0);
-    for (const T_SMART_OUTCOME outcome : {unreadable, no_smart}) {
+    for (const TSmartOutcome outcome : {unreadable, no_smart}) {
         an_hour_later();
         EXPECT_EQ(ask(outcome), -EIO); // it is known to have SMART
         EXPECT_EQ(ask(read), -EIO);
@@ -141,7 +141,7 @@ TEST(DiskHealthThreads, OneQueriesTheOthersWaitForItAndKnownReadingsNeedNoWait)
     std::atomic<bool> asked = false, go_on = false;
     std::atomic<int> questions = 0;
     TDiskHealth health(
-        [&](const std::string & /*disk*/, bool /*may_wake*/, T_SMART_READING *out, int * /*error*/) {
+        [&](const std::string & /*disk*/, bool /*may_wake*/, TSmartReading *out, int * /*error*/) {
             ++questions;
             asked = true;
             asked.notify_all();
@@ -151,7 +151,7 @@ TEST(DiskHealthThreads, OneQueriesTheOthersWaitForItAndKnownReadingsNeedNoWait)
         },
         [] { return moment(1000, kNoon); });
     const auto ask = [&health](int expected) {
-        T_SMART_READING got;
+        TSmartReading got;
         EXPECT_EQ(health.read({"sda", "serial"}, &got), expected);
         EXPECT_EQ(got.power_on_hours.has_value(), expected == 0);
     };

@@ -26,7 +26,7 @@ public:
     TConnected(const TConnected &) = delete;
     TConnected &operator=(const TConnected &) = delete;
 
-    T_HTTP_CONNECTION *operator->() const { return m_entry; }
+    THttpConnection *operator->() const { return m_entry; }
     bool made_a_crowd() const { return m_crowded; }
     void client_sends() const { (void)send(m_client.get(), "x", 1, 0); }
     void we_send() const { (void)send(m_ours.get(), "x", 1, 0); }
@@ -43,15 +43,15 @@ private:
     THttpConnections *m_table;
     TFd m_ours, m_client;
     bool m_crowded = false;
-    T_HTTP_CONNECTION *m_entry = nullptr;
+    THttpConnection *m_entry = nullptr;
 };
 
 TEST(HttpConnections, OnlyCountTheSlownessOfTheClient)
 {
-    enum T_PHASE { kReceiving, kWorking, kSending };
+    enum TPhase { kReceiving, kWorking, kSending };
     const struct {
         const char *name;
-        T_PHASE phase;
+        TPhase phase;
         bool client_waits; // it has sent something, or received what we sent
         uint64_t lasted_ms;
         bool crowded;
@@ -104,9 +104,9 @@ TEST(HttpConnections, AreCutOffSoonerInACrowd)
 
 TEST(HttpHead, DetectsForeignHostsAndPagesAndAmbiguousEnds)
 {
-    using T_HEADERS = std::initializer_list<std::pair<const char *, const char *>>;
+    using THeaders = std::initializer_list<std::pair<const char *, const char *>>;
     const struct {
-        T_HEADERS headers;
+        THeaders headers;
         const char *verdict; // the fault
         uint64_t length = 0;
     } cases[] = {
@@ -137,7 +137,7 @@ TEST(HttpHead, DetectsForeignHostsAndPagesAndAmbiguousEnds)
         {{{"Transfer-Encoding", "chunked"}, {"Transfer-Encoding", "identity"}}, "end"},
     };
     for (const auto &one : cases) {
-        T_HTTP_HEAD head;
+        THttpHead head;
         std::string all, verdict;
         for (const auto &[name, value] : one.headers) {
             head.add(name, value);

@@ -14,12 +14,12 @@
 namespace {
 
 using httpserver::http_request;
-using T_RESPONSE = std::shared_ptr<httpserver::http_response>;
+using TParsedResponse = std::shared_ptr<httpserver::http_response>;
 
-constexpr uint64_t kPhaseMs = T_HTTP_LIMITS().phase_ms;
+constexpr uint64_t kPhaseMs = THttpLimits().phase_ms;
 constexpr size_t kLargeAnswer = size_t{16} << 20;
 
-T_RESPONSE text(const std::string &body)
+TParsedResponse text(const std::string &body)
 {
     return std::make_shared<ssci_response>(body, 200, "application/json");
 }
@@ -31,11 +31,11 @@ size_t descriptors()
     return static_cast<size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
 }
 
-T_RESPONSE args(const http_request &request)
+TParsedResponse args(const http_request &request)
 {
     return text("[" + request.get_arg("a") + "][" + request.get_arg("b") + "]");
 }
-T_RESPONSE length(const http_request &request)
+TParsedResponse length(const http_request &request)
 {
     return text("length " + std::to_string(request.get_content().size()));
 }
@@ -67,18 +67,18 @@ private:
     std::atomic<int> m_arrived{0}, m_passed{0};
 };
 std::unique_ptr<TGate> g_gate;
-T_RESPONSE gate(const http_request &request)
+TParsedResponse gate(const http_request &request)
 {
     g_gate->pass();
     return text("through with [" + request.get_arg("a") + "]");
 }
-T_RESPONSE asks(const http_request &request) // queries another service, which is slow
+TParsedResponse asks(const http_request &request) // queries another service, which is slow
 {
     (void)ssci_GET_request("localhost", std::stoi(request.get_arg("a")), "/", {}, nullptr, 20);
     return text("asked");
 }
 
-std::vector<T_HTTP_ROUTE> routes()
+std::vector<THttpRoute> routes()
 {
     return {{"/args", {args, length}},
             {"/args", {nullptr, nullptr, args}}, // too late
@@ -86,9 +86,9 @@ std::vector<T_HTTP_ROUTE> routes()
             {"/waits", {gate}, true},
             {"/asks", {asks}},
             {"/large", {[](const http_request &) { return text(std::string(kLargeAnswer, 'x')); }}},
-            {"/null", {[](const http_request &) { return T_RESPONSE(); }}},
-            {"/throws", {[](const http_request &) -> T_RESPONSE { throw std::runtime_error("no"); }}},
-            {"/throws_int", {[](const http_request &) -> T_RESPONSE { throw 1; }}}};
+            {"/null", {[](const http_request &) { return TParsedResponse(); }}},
+            {"/throws", {[](const http_request &) -> TParsedResponse { throw std::runtime_error("no"); }}},
+            {"/throws_int", {[](const http_request &) -> TParsedResponse { throw 1; }}}};
 }
 
 std::string get(const std::string &target, const std::string &headers = "")
@@ -98,7 +98,7 @@ std::string get(const std::string &target, const std::string &headers = "")
 
 class HttpServer : public testing::Test {
 protected:
-    void start(T_HTTP_LIMITS limits, unsigned workers = 2)
+    void start(THttpLimits limits, unsigned workers = 2)
     {
         if (!m_real_clock)
             limits.clock_ms = [] { return g_now_ms.load(); };

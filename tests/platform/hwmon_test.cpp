@@ -7,7 +7,7 @@
 
 namespace {
 
-using T_FANS = std::vector<std::pair<std::string, std::string>>;
+using TFans = std::vector<std::pair<std::string, std::string>>;
 
 TEST(Fans, AFlagThatIsSetFailsTheFan)
 {
@@ -40,11 +40,11 @@ TEST(Fans, AreReadFromAllChipsAndSummedUp)
     g_stock_root.write(chip + "/fan6_alarm", "0\n");
     g_stock_root.write(chip + "/fan6_max_alarm", "1\n");
     EXPECT_EQ(PAL_mgr_syshealth_info(nullptr, &info, &text), 0U);
-    EXPECT_EQ(info.fans, (T_FANS{{"nct6775 fan1", "9"},
-                                 {"Rear fan", "0"},
-                                 {"nct6775 fan4", "0"},
-                                 {"nct6775 fan5", "9"},
-                                 {"nct6775 fan6", "9"}}));
+    EXPECT_EQ(info.fans, (TFans{{"nct6775 fan1", "9"},
+                                {"Rear fan", "0"},
+                                {"nct6775 fan4", "0"},
+                                {"nct6775 fan5", "9"},
+                                {"nct6775 fan6", "9"}}));
     EXPECT_EQ(text, "fan failed");
     for (const char *flag : {"/fan1_fault", "/fan5_min_alarm", "/fan6_max_alarm"})
         g_stock_root.write(chip + flag, "0\n");

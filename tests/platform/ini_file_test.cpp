@@ -41,7 +41,7 @@ TEST(IniParse, ReturnsWholeValuesAndIgnoresUnreadableLines)
                  {std::string(300, '\0'), nullptr, 1, 1}};
     for (const auto &one : cases) {
         SCOPED_TRACE(one.text);
-        const T_INI ini = ini_parse_text(one.text);
+        const TIni ini = ini_parse_text(one.text);
         const std::string *value = ini.find("Sys", "key");
         EXPECT_STREQ(value != nullptr ? value->c_str() : nullptr, one.value);
         EXPECT_EQ(std::tie(ini.left_out, ini.first_left_out), std::tie(one.left_out, one.first_left_out));
@@ -53,7 +53,7 @@ TEST(IniLoad, LogsIgnoredLinesOncePerChangeOfTheFile)
     const auto logged = [](const char *text) {
         g_stock_root.write("/ini/damaged", text);
         testing::internal::CaptureStderr();
-        T_INI ini;
+        TIni ini;
         EXPECT_EQ(ini_load("/ini/damaged", &ini), 0);
         return testing::internal::GetCapturedStderr();
     };
@@ -67,7 +67,7 @@ TEST(IniLoad, LogsIgnoredLinesOncePerChangeOfTheFile)
 
 TEST(IniLoad, RejectsWhatIsNotASmallFile)
 {
-    T_INI ini;
+    TIni ini;
     EXPECT_EQ(ini_load("/ini/none", &ini), -ENOENT);
     g_stock_root.folder("/ini/folder");
     EXPECT_LT(ini_load("/ini/folder", &ini), 0);
@@ -89,7 +89,7 @@ TEST(IniLoad, WaitsForAFileThatIsBeingWrittenInPlace)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
         g_stock_root.write("/ini/file", "[Sys]\nkey=whole\n");
     });
-    T_INI ini;
+    TIni ini;
     EXPECT_EQ(ini_load("/ini/file", &ini), 0);
     writer.join();
     ASSERT_NE(ini.find("Sys", "key"), nullptr);

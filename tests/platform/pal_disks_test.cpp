@@ -124,10 +124,10 @@ TEST(BlockDevices, AreDisksByTheirLinkAndPlaceNotByTheirName)
     g_stock_root.write(end + "/sas_device/end_device-4:0:7/phy_identifier", "3\n");
     TSysfs::add("sdg", end + "/target4:0:9/4:0:9:0", "");
 
-    std::vector<T_BLOCK_DEVICE> devices;
+    std::vector<TBlockDevice> devices;
     ASSERT_EQ(block_devices(&devices), 0);
     std::string found;
-    for (const T_BLOCK_DEVICE &device : devices)
+    for (const TBlockDevice &device : devices)
         found += device.name + " " + device.port + "\n";
     EXPECT_EQ(found, "nvme0n1 /devices/pci0000:00/0000:00:05.0/n1\n"
                      "sdg /devices/pci0000:00/0000:00:08.0/host4/0x5001/phy3:0\n"
@@ -162,7 +162,7 @@ TEST(DiskNumbers, BelongToPortsAndAreKept)
 
 TEST(BlockStatus, PutsTheTransportBeforeTheDisksOwnHealth)
 {
-    const T_SMART_READING unknown, good = {true, 1, false}, worn = {true, 1, true}, bad = {false, 1, true};
+    const TSmartReading unknown, good = {true, 1, false}, worn = {true, 1, true}, bad = {false, 1, true};
     for (const char *state : {"", "running", "live", "blocked"}) {
         EXPECT_EQ(block_status(state, unknown), 0);
         EXPECT_EQ(block_status(state, good), 0);

@@ -15,12 +15,12 @@ TEST(PlaceLook, LeavesOneStuckCallBehindAndNeverWaitsForItAgain)
 {
     std::atomic<bool> go_on = false;
     std::atomic<int> looks = 0;
-    const auto stuck = [&](T_PLACE *place) {
+    const auto stuck = [&](TPlace *place) {
         ++looks;
         go_on.wait(false);
         place->is_folder = true;
     };
-    T_PLACE place;
+    TPlace place;
     {
         const TStopSoon stop;
         EXPECT_EQ(place_look_by("/a", 3'600'000, stuck, &place), -EINTR);
@@ -33,11 +33,11 @@ TEST(PlaceLook, LeavesOneStuckCallBehindAndNeverWaitsForItAgain)
     EXPECT_EQ(looks, 2);
     EXPECT_FALSE(place.is_folder);
     EXPECT_EQ(place_look_by(
-                  "/c", 3'600'000, [](T_PLACE *seen) { seen->error = ENOENT; }, &place),
+                  "/c", 3'600'000, [](TPlace *seen) { seen->error = ENOENT; }, &place),
               0);
     EXPECT_EQ(place.error, ENOENT);
     EXPECT_EQ(place_look_by(
-                  "/c", 3'600'000, [](T_PLACE *) { throw std::bad_alloc(); }, &place),
+                  "/c", 3'600'000, [](TPlace *) { throw std::bad_alloc(); }, &place),
               0);
     EXPECT_EQ(place.error, ENOMEM);
 

@@ -68,13 +68,13 @@ TEST_F(ShmRecord, RecoversFromWhatACrashLeft)
     EXPECT_EQ(set(3), 0);
     EXPECT_EQ(get().reserved, 3);
 
-    T_SHM_SEGMENT foreign = {kShmMagic, kShmVersion + 1, 8, {{9, 9, 9}, {9, 9, 9}}};
+    TShmSegment foreign = {kShmMagic, kShmVersion + 1, 8, {{9, 9, 9}, {9, 9, 9}}};
     leave(&foreign, sizeof(foreign));
     EXPECT_EQ(get().disk_present, 0);
     EXPECT_EQ(set(4), 0);
     EXPECT_EQ(get().disk_present, 4);
 
-    T_SHM_SEGMENT half = {kShmMagic, kShmVersion, 6, {{5, 5, 5}, {6, 0, 4}}}; // the 7th was being written
+    TShmSegment half = {kShmMagic, kShmVersion, 6, {{5, 5, 5}, {6, 0, 4}}}; // the 7th was being written
     leave(&half, sizeof(half));
     EXPECT_EQ(get().reserved, 5);
     EXPECT_EQ(set(7), 0);

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr T_CHILD_LIMITS kLimits = {5, 10000, 200};
+constexpr TChildLimits kLimits = {5, 10000, 200};
 
 /* The socket and, for each connection, a process, as systemd provides them. */
 class THelper {
@@ -64,7 +64,7 @@ private:
 
 int ask(const std::string &device, std::string *document, int timeout_s = kLimits.timeout_s)
 {
-    T_CHILD_LIMITS limits = kLimits;
+    TChildLimits limits = kLimits;
     limits.timeout_s = timeout_s;
     return smart_socket_ask(device, false, limits, document);
 }

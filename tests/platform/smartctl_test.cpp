@@ -60,7 +60,7 @@ TEST(SmartParse, ReadsEachFigureByItselfOrRejectsTheDocument)
                  {"", -EINVAL, -1, -1, false}};
     for (const auto &one : cases) {
         SCOPED_TRACE(one.text.substr(0, 200));
-        T_SMART_READING got;
+        TSmartReading got;
         EXPECT_EQ(smart_parse(one.text, &got), one.result);
         EXPECT_EQ(got.passed.has_value() ? static_cast<int>(*got.passed) : -1, one.passed);
         EXPECT_EQ(got.power_on_hours.value_or(-1), one.hours);
@@ -70,7 +70,7 @@ TEST(SmartParse, ReadsEachFigureByItselfOrRejectsTheDocument)
 
 TEST(SmartOutcome, DependsOnTheStatusAndTheDocument)
 {
-    using enum T_SMART_OUTCOME;
+    using enum TSmartOutcome;
     const auto message = [](const char *text) {
         return R"({"smartctl":{"messages":[{"string":")" + std::string(text) +
                R"(","severity":"error"}]},"device":{"protocol":"ATA"}})";
@@ -79,7 +79,7 @@ TEST(SmartOutcome, DependsOnTheStatusAndTheDocument)
     const struct {
         std::string text;
         int status;
-        T_SMART_OUTCOME outcome;
+        TSmartOutcome outcome;
     } cases[] = {
         {kAta, 0, read},
         {kAta, 0x04, read}, // some command failed, but the figures are there
@@ -101,7 +101,7 @@ TEST(SmartOutcome, DependsOnTheStatusAndTheDocument)
         {kAta, 128 + 9, unreadable},
         {kAta, 256, unreadable}};
     for (const auto &one : cases) {
-        T_SMART_READING got;
+        TSmartReading got;
         EXPECT_EQ(smart_outcome(one.status, one.text, &got), one.outcome) << one.status << one.text;
         EXPECT_EQ(got.power_on_hours.has_value(), one.outcome == read);
     }

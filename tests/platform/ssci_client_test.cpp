@@ -13,7 +13,7 @@ namespace {
 using httpserver::http_request;
 
 /* Answers with the request as it came in. */
-T_HTTP_HANDLER echo(const std::string &method)
+THttpHandler echo(const std::string &method)
 {
     return [method](const http_request &request) {
         return std::make_shared<ssci_response>(method + " a=" + request.get_arg("a") +

@@ -88,7 +88,7 @@ class THub {
 public:
     static constexpr int kNoAnswer = 0;
 
-    T_HTTP_PEER peer() const { return {"127.0.0.1", m_listener.port()}; }
+    THttpPeer peer() const { return {"127.0.0.1", m_listener.port()}; }
     /* The method, the path and the body of a request that comes within that time. */
     std::string take(int status = 200, int within_ms = 2000)
     {
@@ -126,7 +126,7 @@ TEST(HubTexts, AreAsTheHubReadsThem)
     EXPECT_EQ(hub_route_text("/a\"b"), R"({"route":"\/a\"b"})");
     EXPECT_EQ(hub_notice_text("svc", 1, -2, "t\n", 3),
               R"({"session":"svc","category":1,"code":-2,"text":"t\n","level":3})");
-    T_HTTP_PEER peer = {"", 0};
+    THttpPeer peer = {"", 0};
     const std::pair<const char *, int> answers[] = {{R"({"host":"127.0.0.1","port":1})", 1},
                                                     {R"({"host":"localhost","port":65535})", 65535},
                                                     {R"({"host":"localhost","port":0})", -1},
@@ -203,7 +203,7 @@ TEST(NoticeSender, EndsInTimeWithAHubThatHangs)
         EXPECT_EQ(sender.send("b"), 0);
     }
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "1 notices dropped: the hub did not accept them in time\n");
-    const TNoticeSender unused(hub.peer(), T_NOTICE_LIMITS());
+    const TNoticeSender unused(hub.peer(), TNoticeLimits());
 }
 
 } // namespace

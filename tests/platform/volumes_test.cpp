@@ -11,7 +11,7 @@ namespace {
 
 TEST(Volumes, AreTheSectionsWithAMountPoint)
 {
-    const std::vector<T_VOLUME> volumes =
+    const std::vector<TVolume> volumes =
         volumes_of(ini_parse_text("[VOL_10]\nmountPoint=/b//\nvolName=B\n[VOL_2]\nmountPoint=/\n[VOL_3]\nvolName=none\n"
                                   "[VOL_04]\nmountPoint=/x\n[VOL_]\nmountPoint=/x\n[VOL_-1]\nmountPoint=/x\n"
                                   "[VOL_99999999999]\nmountPoint=/x\n[VOL_5]\nmountPoint=relative\n"));
@@ -51,7 +51,7 @@ TEST(Volumes, AMountIsFoundByItsExactPlace)
                              "44 27 8:2 / /share/b\\134c\\188\\1z2 rw - ext4 /dev/sdb1 rw\n"
                              "42 41 0:50 /sub /share/top rw,relatime shared:7 - btrfs /dev/md\\0542 rw,ssd\n"
                              "43 27";
-    T_MOUNT mount;
+    TMount mount;
     EXPECT_FALSE(mount_find(text, "/share", &mount));
     ASSERT_TRUE(mount_find(text, "/share/a b", &mount));
     EXPECT_EQ(mount.device, "8:1");
@@ -65,7 +65,7 @@ TEST(Volumes, AMountIsFoundByItsExactPlace)
 TEST(MdStatus, IsReadyFailedOrRebuilding)
 {
     const struct {
-        T_MD_TEXTS texts;
+        TMdTexts texts;
         int status;
     } cases[] = {{{"clean", "", ""}, 0},         {{"active", "check", "0"}, 0},  {{"active", "check", "1"}, -2},
                  {{"active", "repair", "0"}, 0}, {{"broken", "", ""}, -2},       {{"inactive", "", ""}, -2},

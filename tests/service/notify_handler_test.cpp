@@ -14,7 +14,7 @@ class Notify : public fake::TPlatformTest {
 protected:
     static std::string put(const std::string &body)
     {
-        return fake::call_route("PUT", "/test/Notify", {}, body).value_or(fake::T_REPLY()).body;
+        return fake::call_route("PUT", "/test/Notify", {}, body).value_or(fake::TReply()).body;
     }
     common_http_resource m_route{"/test/Notify", nullptr, proc_notify_put};
 };

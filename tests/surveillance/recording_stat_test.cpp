@@ -42,7 +42,7 @@ TEST_F(RecordingStat, ReportsAtFirstAndThenEachChangeOnceHoweverTheReportFared)
 TEST_F(RecordingStat, QueriesTheLastMinuteWhileTheRecorderIsMarkedAsStarted)
 {
     start(kYes);
-    const std::vector<fake::T_REQUEST> asked = fake::requests();
+    const std::vector<fake::TRequest> asked = fake::requests();
     ASSERT_EQ(asked.size(), 2U);
     EXPECT_EQ(line_of(asked[0]), "GET localhost:10187/recStreamService/recording_state 5");
     EXPECT_EQ(asked[0].params, (ssci_params{{"start_time", "1699999940000"}, {"end_time", "1700000000000"}}));
@@ -89,7 +89,7 @@ TEST_F(RecordingStat, ACancelledRequestIsNoFindingAndAFailedOneIs)
     for (const auto &[result, log, reports] : cases) {
         std::atomic<bool> asked = false;
         fake::state()->cond_signals = 0;
-        fake::on_request([&asked, code = result](const fake::T_REQUEST &request, std::string *) -> long long {
+        fake::on_request([&asked, code = result](const fake::TRequest &request, std::string *) -> long long {
             if (request.verb != "GET")
                 return 0;
             asked = true;

@@ -43,7 +43,7 @@ protected:
     static std::vector<std::string> deleted()
     {
         std::vector<std::string> guids;
-        for (const fake::T_REQUEST &request : sent("DELETE"))
+        for (const fake::TRequest &request : sent("DELETE"))
             guids.push_back(request.params.at(1).second);
         return guids;
     }
@@ -54,7 +54,7 @@ protected:
 TEST_F(ReverseProxy, WhatWasDeletedBeforeAPassThrewIsRemovedByTheNextOne)
 {
     write_file(file("gone"), "ProxyPass");
-    fake::on_request([](const fake::T_REQUEST &request, std::string *answer) {
+    fake::on_request([](const fake::TRequest &request, std::string *answer) {
         *answer = request.verb == "GET" ? list(rule("gone", 0) + "," + rule("other", 0)) : kDone;
         if (request.verb == "DELETE" && request.params.at(1).second == "other")
             throw std::bad_alloc();
@@ -170,7 +170,7 @@ TEST_F(ReverseProxy, AStopBeginsNoOtherRuleButFinishesTheOneBegun)
     write_file(file("a"), "ProxyPass");
     const std::string rules = list(rule("a", 0) + "," + rule("b", 1) + "," + rule("c", 0));
     std::atomic<bool> in_delete = false;
-    fake::on_request([&](const fake::T_REQUEST &request, std::string *out) {
+    fake::on_request([&](const fake::TRequest &request, std::string *out) {
         *out = request.verb == "GET" ? rules : kDone;
         in_delete = request.verb == "DELETE" && request.params.at(1).second == "b";
         in_delete.notify_all();

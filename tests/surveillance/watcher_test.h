@@ -29,19 +29,19 @@ protected:
     static void peers(const std::string &first, const std::string &answer, const std::string &other,
                       long long result = 0, long long other_result = 0)
     {
-        fake::on_request([=](const fake::T_REQUEST &request, std::string *out) {
+        fake::on_request([=](const fake::TRequest &request, std::string *out) {
             const bool is_first = request.verb == first || request.path == first;
             *out = is_first ? answer : other;
             return is_first ? result : other_result;
         });
     }
-    static std::vector<fake::T_REQUEST> sent(const std::string &verb)
+    static std::vector<fake::TRequest> sent(const std::string &verb)
     {
-        std::vector<fake::T_REQUEST> all = fake::requests();
-        std::erase_if(all, [&](const fake::T_REQUEST &request) { return request.verb != verb; });
+        std::vector<fake::TRequest> all = fake::requests();
+        std::erase_if(all, [&](const fake::TRequest &request) { return request.verb != verb; });
         return all;
     }
-    static std::string line_of(const fake::T_REQUEST &one) // "VERB host:port/path timeout"
+    static std::string line_of(const fake::TRequest &one) // "VERB host:port/path timeout"
     {
         return one.verb + " " + one.host + ":" + std::to_string(one.port) + one.path + " " +
                std::to_string(one.timeout_s);

@@ -23,7 +23,7 @@
 /* Monotonic clocks start with the machine, so any later time is one of the wall clock. */
 #define FIRST_WALL_S 1000000000
 
-typedef int (*T_CLOCKWAIT)(pthread_cond_t *, pthread_mutex_t *, clockid_t, const struct timespec *);
+typedef int (*TClockwait)(pthread_cond_t *, pthread_mutex_t *, clockid_t, const struct timespec *);
 
 static int64_t g_speed = 1;
 static int64_t g_real_start;
@@ -32,7 +32,7 @@ static _Atomic int64_t g_never_set;
 static _Atomic int64_t *g_ahead = &g_never_set;
 static uintptr_t g_curl_code;
 static size_t g_curl_size;
-static T_CLOCKWAIT g_clockwait;
+static TClockwait g_clockwait;
 
 static int64_t nanoseconds(const struct timespec *time)
 {
@@ -90,7 +90,7 @@ __attribute__((constructor)) static void start(void)
     g_real_start = real_ns(CLOCK_MONOTONIC);
     g_wall_start = begin != NULL ? strtoll(begin, NULL, 10) * NS_PER_S : real_ns(CLOCK_REALTIME);
     void *found = dlsym(RTLD_NEXT, "pthread_cond_clockwait");
-    g_clockwait = *(T_CLOCKWAIT *)&found;
+    g_clockwait = *(TClockwait *)&found;
     (void)dl_iterate_phdr(find_curl, NULL);
 }
 

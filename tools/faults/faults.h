@@ -21,10 +21,10 @@ typedef struct {
     _Atomic uint64_t calls;        /* seen while armed */
     _Atomic uint64_t calls_failed; /* of these */
     char thread[16];               /* only counts allocations of threads with this prefix in their names */
-} T_FAULTS;
+} TFaults;
 
-static T_FAULTS g_disarmed;
-static T_FAULTS *g_faults = &g_disarmed;
+static TFaults g_disarmed;
+static TFaults *g_faults = &g_disarmed;
 
 static inline void follow_faults(void)
 {
@@ -32,7 +32,7 @@ static inline void follow_faults(void)
     const int fd = file != NULL ? (int)syscall(SYS_openat, AT_FDCWD, file, O_RDWR | O_CLOEXEC) : -1;
     if (fd < 0)
         return;
-    void *map = mmap(NULL, sizeof(T_FAULTS), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    void *map = mmap(NULL, sizeof(TFaults), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
     (void)syscall(SYS_close, fd);
     if (map != MAP_FAILED)
         g_faults = map;

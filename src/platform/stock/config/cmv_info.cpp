@@ -12,21 +12,21 @@
 namespace {
 
 /* A number, clamped to the field's range; 0 when missing. */
-template <typename T> T number_of(const T_INI &ini, const char *key)
+template <typename T> T number_of(const TIni &ini, const char *key)
 {
     const std::string *text = ini.find("cmv", key);
     const long long value = text != nullptr ? strtoll(text->c_str(), nullptr, 10) : 0; // clamps to long long
     return static_cast<T>(std::clamp<long long>(value, std::numeric_limits<T>::min(), std::numeric_limits<T>::max()));
 }
 
-void copy_text(const T_INI &ini, const char *key, char (&field)[64])
+void copy_text(const TIni &ini, const char *key, char (&field)[64])
 {
     if (const std::string *text = ini.find("cmv", key))
         memcpy(field, text->data(), std::min(text->size(), sizeof(field) - 1));
 }
 
 /* Whether an unreadable line may have held a part of the record; parts that are merely missing are 0 or empty. */
-bool is_damaged(const T_INI &ini)
+bool is_damaged(const TIni &ini)
 {
     std::string ignored;
     constexpr const char *kKeys[] = {"value1", "value2", "value3", "value4", "text1", "text2"};
@@ -36,7 +36,7 @@ bool is_damaged(const T_INI &ini)
 
 int read_record(const char *file, st_cmv_info *info)
 {
-    T_INI ini;
+    TIni ini;
     int result = ini_load(file, &ini);
     if (result == 0 && is_damaged(ini))
         result = -EINVAL;

@@ -6,13 +6,13 @@
 
 namespace {
 
-struct T_NEEDED_FILE {
+struct TNeededFile {
     const char *path;
     int access; // F_OK, or X_OK for a tool
     const char *without;
 };
 
-constexpr T_NEEDED_FILE kNeeded[] = {
+constexpr TNeededFile kNeeded[] = {
     {"/tarn/etc/volume.conf", F_OK, "volumes are not checked"},
     {"/tarn/etc/config/OstraPro.conf", F_OK, "no volume has a role, the database is not measured"},
     {"/tarn/etc/config/nvr.conf", F_OK, "disk events keep their default schedule and limit"},
@@ -31,7 +31,7 @@ constexpr T_NEEDED_FILE kNeeded[] = {
 std::string config_missing()
 {
     std::string line;
-    for (const T_NEEDED_FILE &one : kNeeded) {
+    for (const TNeededFile &one : kNeeded) {
         if (access(host_path(one.path).c_str(), one.access) != 0)
             line += std::string(line.empty() ? "missing: " : ", ") + one.path + " (" + one.without + ")";
     }

@@ -23,7 +23,7 @@ std::string text_or_empty(const char *text)
 
 /* Returns 0 or -errno. A file that cannot be used is logged once until that changes: some files are queried for
  * hundreds of keys a minute. */
-int load(const char *file, T_INI *ini)
+int load(const char *file, TIni *ini)
 {
     static TStateChanges outcomes;
     const int result = ini_load(file, ini);
@@ -33,14 +33,12 @@ int load(const char *file, T_INI *ini)
 }
 
 /* A damaged file, with its missing entries as they were before. */
-T_INI merged(T_INI now, T_INI &&before)
+TIni merged(TIni now, TIni &&before)
 {
     std::set<std::pair<std::string_view, std::string_view>> present;
-    for (const T_INI_ENTRY &entry : now.entries)
+    for (const TIniEntry &entry : now.entries)
         present.emplace(entry.section, entry.key);
-    std::erase_if(before.entries, [&](const T_INI_ENTRY &entry) {
-        return present.contains({entry.section, entry.key});
-    });
+    std::erase_if(before.entries, [&](const TIniEntry &entry) { return present.contains({entry.section, entry.key}); });
     now.entries.insert(now.entries.begin(), std::make_move_iterator(before.entries.begin()),
                        std::make_move_iterator(before.entries.end()));
     return now;
@@ -52,11 +50,11 @@ T_INI merged(T_INI now, T_INI &&before)
 int look_up_kept(const char *file, const char *section, const char *key, std::string *out)
 {
     static TMutex lock;
-    static std::map<std::string, T_INI> kept; // by file, as last read; guarded by lock
-    T_INI ini;
+    static std::map<std::string, TIni> kept; // by file, as last read; guarded by lock
+    TIni ini;
     const int result = load(file, &ini);
     const TLock guard(lock);
-    T_INI &last = kept[file];
+    TIni &last = kept[file];
     if (result == 0)
         last = ini.left_out == 0 ? std::move(ini) : merged(std::move(ini), std::move(last));
     const int found = last.get(text_or_empty(section), text_or_empty(key), out);
@@ -84,7 +82,7 @@ int inihandler_getcfg(const char *file, const char *section, const char *key, co
 
 int __nvrcfg_get_key_value(const char *section, const char *key, std::string &out, int *err_no)
 {
-    T_INI ini;
+    TIni ini;
     int result = load(kRecorderFile, &ini);
     if (result == 0)
         result = ini.get(text_or_empty(section), text_or_empty(key), &out);

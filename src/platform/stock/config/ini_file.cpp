@@ -57,7 +57,7 @@ bool is_readable(std::string_view line)
 
 /* The text prepared for the parser: without comments, without indentation (it would append an indented line to the
  * value above) and without lines to be ignored. */
-std::string prepare(std::string_view text, T_INI *counts)
+std::string prepare(std::string_view text, TIni *counts)
 {
     if (text.starts_with("\xef\xbb\xbf"))
         text.remove_prefix(3);
@@ -88,7 +88,7 @@ std::string restored(const char *text)
 
 int take_entry(void *user, const char *section, const char *name, const char *value)
 {
-    static_cast<T_INI *>(user)->entries.push_back({restored(section), restored(name), restored(value)});
+    static_cast<TIni *>(user)->entries.push_back({restored(section), restored(name), restored(value)});
     return 1;
 }
 
@@ -98,7 +98,7 @@ bool may_be_unfinished(std::string_view path, const std::string &text)
     return !text.ends_with('\n') && ini_changed_just_now(path);
 }
 
-void log_left_out(std::string_view path, const std::string &text, const T_INI &ini)
+void log_left_out(std::string_view path, const std::string &text, const TIni &ini)
 {
     static TStateChanges changes;
     const bool damaged = ini.left_out != 0;
@@ -109,15 +109,15 @@ void log_left_out(std::string_view path, const std::string &text, const T_INI &i
 
 } // namespace
 
-const std::string *T_INI::find(std::string_view section, std::string_view key) const
+const std::string *TIni::find(std::string_view section, std::string_view key) const
 {
-    const auto found = std::find_if(entries.rbegin(), entries.rend(), [&](const T_INI_ENTRY &entry) {
+    const auto found = std::find_if(entries.rbegin(), entries.rend(), [&](const TIniEntry &entry) {
         return entry.section == section && entry.key == key;
     });
     return found == entries.rend() ? nullptr : &found->value;
 }
 
-int T_INI::get(std::string_view section, std::string_view key, std::string *out) const
+int TIni::get(std::string_view section, std::string_view key, std::string *out) const
 {
     const std::string *value = find(section, key);
     if (value == nullptr)
@@ -126,9 +126,9 @@ int T_INI::get(std::string_view section, std::string_view key, std::string *out)
     return 0;
 }
 
-T_INI ini_parse_text(std::string_view text)
+TIni ini_parse_text(std::string_view text)
 {
-    T_INI parsed;
+    TIni parsed;
     parsed.ends_whole = text.empty() || text.ends_with('\n');
     (void)ini_parse_string(prepare(text, &parsed).c_str(), take_entry, &parsed); // accepts all remaining lines
     return parsed;
@@ -144,7 +144,7 @@ bool ini_changed_just_now(std::string_view path)
     return age_ms > -kJustNowMs && age_ms < kJustNowMs;
 }
 
-int ini_load(std::string_view path, T_INI *out)
+int ini_load(std::string_view path, TIni *out)
 {
     std::string text;
     int result = text_file_read(path, kMaxFile, &text);

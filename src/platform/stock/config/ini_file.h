@@ -4,17 +4,17 @@
 #include <string_view>
 #include <vector>
 
-struct T_INI_ENTRY {
+struct TIniEntry {
     std::string section;
     std::string key;
     std::string value; // everything after the "=", without surrounding blanks
 
-    bool operator==(const T_INI_ENTRY &) const = default;
+    bool operator==(const TIniEntry &) const = default;
 };
 
 /* The entries of an INI file in their order, and what could not be read. */
-struct T_INI {
-    std::vector<T_INI_ENTRY> entries;
+struct TIni {
+    std::vector<TIniEntry> entries;
     size_t left_out = 0;       // lines
     size_t first_left_out = 0; // number of the first of them, from 1
     bool ends_whole = true;    // ends with a line feed, or is empty
@@ -31,12 +31,12 @@ struct T_INI {
  * cameras and servers may contain it. Lines longer than the parser accepts, lines that are no key and lines with
  * control characters are ignored. So is a section head without its closing bracket or with a name longer than the
  * parser keeps, with all lines up to the next head: no value is ever read truncated or under another section. */
-T_INI ini_parse_text(std::string_view text);
+TIni ini_parse_text(std::string_view text);
 
 /* Reads the file at `path` (plain; the host root is put in front), at most 1 MiB. While it looks half written, it is
  * read again for a moment, so that a partial file is not taken for the whole; -EAGAIN when it is still empty then.
  * Ignored lines are logged once per change of the file. Returns 0 or -errno; *out is only changed on 0. */
-int ini_load(std::string_view path, T_INI *out);
+int ini_load(std::string_view path, TIni *out);
 
 /* Whether the file changed within the last two seconds or is being replaced: missing keys may be about to be
  * written. */

@@ -17,7 +17,7 @@ constexpr uint64_t kMb = uint64_t{1024} * 1024;
 /* Reads one key of the product's file. Returns 0, -ENOENT when it is not set, or -errno. */
 int product_value(const char *section, const char *key, std::string *out)
 {
-    T_INI ini;
+    TIni ini;
     if (const int result = ini_load(kProductFile, &ini); result != 0)
         return result;
     std::string value;
@@ -33,7 +33,7 @@ int product_value(const char *section, const char *key, std::string *out)
 
 int COstraStorage::create_storage_setting()
 {
-    T_INI ini;
+    TIni ini;
     const int result = ini_load(kProductFile, &ini);
     if (result != 0)
         log_Debug("storage settings of %s: %s", kProductFile, strerror(-result));
@@ -73,7 +73,7 @@ int CDBSize::init()
 int CDBSize::check_database_size(db_size_m &size)
 {
     std::string folder;
-    T_FOLDER_SIZE measured;
+    TFolderSize measured;
     int result = product_value("Database", "path", &folder);
     if (result == 0)
         result = folder[0] == '/' ? folder_measure(folder, &measured) : -EINVAL;

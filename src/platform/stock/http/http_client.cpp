@@ -22,18 +22,18 @@ constexpr size_t kEnough = 0; // returned by a callback to end the transfer
 /* Our callbacks never cause the library to report this error, so it is unambiguous. */
 static_assert(kHttpGivenUp == CURLE_ABORTED_BY_CALLBACK);
 
-struct T_EASY_CLEANUP {
+struct TEasyCleanup {
     void operator()(CURL *easy) const { curl_easy_cleanup(easy); }
 };
-struct T_MULTI_CLEANUP {
+struct TMultiCleanup {
     void operator()(CURLM *multi) const { curl_multi_cleanup(multi); }
 };
-struct T_LIST_FREE {
+struct TListFree {
     void operator()(curl_slist *list) const { curl_slist_free_all(list); }
 };
 
 /* The received part of an answer. */
-struct T_INTAKE {
+struct TIntake {
     std::string body;
     size_t header_bytes = 0;
     bool too_large = false;
@@ -41,7 +41,7 @@ struct T_INTAKE {
 
 size_t on_body(char *data, size_t size, size_t count, void *user)
 {
-    auto *intake = static_cast<T_INTAKE *>(user);
+    auto *intake = static_cast<TIntake *>(user);
     if (size * count > kMaxAnswer - intake->body.size()) {
         intake->too_large = true;
         return kEnough;
@@ -56,7 +56,7 @@ size_t on_body(char *data, size_t size, size_t count, void *user)
 
 size_t on_header(char * /*data*/, size_t size, size_t count, void *user)
 {
-    auto *intake = static_cast<T_INTAKE *>(user);
+    auto *intake = static_cast<TIntake *>(user);
     intake->header_bytes += size * count;
     return intake->header_bytes <= kMaxHeaders ? size * count : kEnough;
 }
@@ -73,7 +73,7 @@ std::string numeric_host(const std::string &host)
     return strcasecmp(host.c_str(), "localhost") == 0 ? "127.0.0.1" : host;
 }
 
-void set_up(CURL *easy, const T_HTTP_CALL &call, const curl_slist *headers, T_INTAKE *intake)
+void set_up(CURL *easy, const THttpCall &call, const curl_slist *headers, TIntake *intake)
 {
     const std::string url =
         "http://" + numeric_host(call.peer.host) + ":" + std::to_string(call.peer.port) + call.target;
@@ -125,7 +125,7 @@ CURLcode perform(CURLM *multi)
 
 } // namespace
 
-bool http_call_is_valid(const T_HTTP_CALL &call)
+bool http_call_is_valid(const THttpCall &call)
 {
     struct in_addr address = {};
     return inet_pton(AF_INET, numeric_host(call.peer.host).c_str(), &address) == 1 && call.peer.port > 0 &&
@@ -140,16 +140,15 @@ void http_prepare()
     std::call_once(once, [] { (void)curl_global_init(CURL_GLOBAL_NOTHING); }); // plain HTTP: no TLS to set up
 }
 
-int http_call(const T_HTTP_CALL &call, long *status, std::string *body)
+int http_call(const THttpCall &call, long *status, std::string *body)
 {
     http_prepare();
-    const std::unique_ptr<CURLM, T_MULTI_CLEANUP> multi(curl_multi_init());
-    const std::unique_ptr<curl_slist, T_LIST_FREE> headers(
-        curl_slist_append(nullptr, "Content-Type: application/json"));
-    const std::unique_ptr<CURL, T_EASY_CLEANUP> easy(curl_easy_init());
+    const std::unique_ptr<CURLM, TMultiCleanup> multi(curl_multi_init());
+    const std::unique_ptr<curl_slist, TListFree> headers(curl_slist_append(nullptr, "Content-Type: application/json"));
+    const std::unique_ptr<CURL, TEasyCleanup> easy(curl_easy_init());
     if (multi == nullptr || easy == nullptr || headers == nullptr)
         return CURLE_OUT_OF_MEMORY;
-    T_INTAKE intake;
+    TIntake intake;
     set_up(easy.get(), call, call.body != nullptr ? headers.get() : nullptr, &intake);
     if (curl_multi_add_handle(multi.get(), easy.get()) != CURLM_OK)
         return CURLE_FAILED_INIT;

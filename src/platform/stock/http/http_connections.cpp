@@ -17,10 +17,10 @@ bool waits_for_us(int fd, bool sending)
 
 } // namespace
 
-T_HTTP_CONNECTION *THttpConnections::add(int fd, uint64_t now_ms, bool *crowded)
+THttpConnection *THttpConnections::add(int fd, uint64_t now_ms, bool *crowded)
 {
     try {
-        std::list<T_HTTP_CONNECTION> one;
+        std::list<THttpConnection> one;
         one.emplace_front(fd, now_ms);
         one.front().self = one.begin();
         const TLock guard(m_lock);
@@ -32,9 +32,9 @@ T_HTTP_CONNECTION *THttpConnections::add(int fd, uint64_t now_ms, bool *crowded)
     }
 }
 
-void THttpConnections::remove(T_HTTP_CONNECTION *connection)
+void THttpConnections::remove(THttpConnection *connection)
 {
-    std::list<T_HTTP_CONNECTION> gone; // freed after unlocking
+    std::list<THttpConnection> gone; // freed after unlocking
     const TLock guard(m_lock);
     gone.splice(gone.begin(), m_list, connection->self);
 }
@@ -45,7 +45,7 @@ uint64_t THttpConnections::cut_overdue(uint64_t now_ms, bool crowded)
     crowded = crowded || m_list.size() >= m_patience.crowd;
     const uint64_t limit_ms = crowded ? m_patience.crowded_ms : m_patience.usual_ms;
     uint64_t next_ms = limit_ms; // a phase that begins from now on ends no sooner
-    for (T_HTTP_CONNECTION &connection : m_list) {
+    for (THttpConnection &connection : m_list) {
         const bool sending = connection.sending;
         uint64_t since_ms = connection.since_ms;
         if (since_ms == 0)

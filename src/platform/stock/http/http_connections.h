@@ -11,8 +11,8 @@
 #include "platform/stock/http/http_rules.h"
 
 /* One client of the server. All but the phase belongs to the request thread that serves the connection. */
-struct T_HTTP_CONNECTION {
-    T_HTTP_CONNECTION(int socket, uint64_t now_ms) : fd(socket), since_ms(now_ms) {}
+struct THttpConnection {
+    THttpConnection(int socket, uint64_t now_ms) : fd(socket), since_ms(now_ms) {}
 
     /* The phases: receiving a request, running its handler, sending its answer. */
     void receive(uint64_t now_ms)
@@ -32,15 +32,15 @@ struct T_HTTP_CONNECTION {
      * is written before it and read before it, so that an old phase's time is never taken for a new one's. */
     std::atomic<uint64_t> since_ms;
     std::atomic<bool> sending{false};
-    T_HTTP_HEAD head;                                  // of the request
+    THttpHead head;                                    // of the request
     std::string body;                                  // of the request, as far as received
     bool waits = false;                                // for a handler on the thread for slow ones
     std::shared_ptr<httpserver::http_response> answer; // kept until it is sent
-    std::list<T_HTTP_CONNECTION>::iterator self;       // its position in the list
+    std::list<THttpConnection>::iterator self;         // its position in the list
 };
 
 /* How long one phase of a client may last. */
-struct T_HTTP_PATIENCE {
+struct THttpPatience {
     uint64_t usual_ms = 10'000;
     uint64_t crowded_ms = 500; // while there may be no room for others
     unsigned crowd = 96;       // from this many connections on
@@ -50,13 +50,13 @@ struct T_HTTP_PATIENCE {
  * limit that a client sending a byte now and then never reaches. */
 class THttpConnections {
 public:
-    explicit THttpConnections(const T_HTTP_PATIENCE &patience) : m_patience(patience) {}
+    explicit THttpConnections(const THttpPatience &patience) : m_patience(patience) {}
 
     /* Null when out of memory. *crowded: whether this connection makes a crowd. */
-    T_HTTP_CONNECTION *add(int fd, uint64_t now_ms, bool *crowded);
+    THttpConnection *add(int fd, uint64_t now_ms, bool *crowded);
 
     /* To be called while the descriptor is still open, so that `cut_overdue` never acts on a reused one. */
-    void remove(T_HTTP_CONNECTION *connection);
+    void remove(THttpConnection *connection);
 
     /* Shuts down connections whose phase has lasted too long; the request thread then finds them ended and removes
      * them. Only the client's slowness counts: while we have not read what a client sent, or it has received all that
@@ -65,7 +65,7 @@ public:
     uint64_t cut_overdue(uint64_t now_ms, bool crowded);
 
 private:
-    const T_HTTP_PATIENCE m_patience;
+    const THttpPatience m_patience;
     TMutex m_lock;
-    std::list<T_HTTP_CONNECTION> m_list GUARDED_BY(m_lock);
+    std::list<THttpConnection> m_list GUARDED_BY(m_lock);
 };

@@ -36,12 +36,12 @@ uint64_t length_of(std::string_view value)
 
 } // namespace
 
-T_HTTP_METHOD http_method(std::string_view name)
+THttpMethod http_method(std::string_view name)
 {
     int method = HTTP_GET;
     while (method < HTTP_METHODS && name != kHttpMethods[method])
         ++method;
-    return static_cast<T_HTTP_METHOD>(method);
+    return static_cast<THttpMethod>(method);
 }
 
 bool http_host_is_local(std::string_view value)
@@ -54,7 +54,7 @@ bool http_host_is_local(std::string_view value)
     });
 }
 
-void T_HTTP_HEAD::add(std::string_view name, std::string_view value)
+void THttpHead::add(std::string_view name, std::string_view value)
 {
     if (is_same(name, "Host")) {
         host_is_local = host_is_local && http_host_is_local(value);

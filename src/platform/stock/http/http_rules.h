@@ -5,12 +5,12 @@
 
 /* Checks of a request before a handler sees it. */
 
-enum T_HTTP_METHOD { HTTP_GET, HTTP_PUT, HTTP_POST, HTTP_DELETE, HTTP_METHODS };
+enum THttpMethod { HTTP_GET, HTTP_PUT, HTTP_POST, HTTP_DELETE, HTTP_METHODS };
 
 inline constexpr const char *kHttpMethods[HTTP_METHODS] = {"GET", "PUT", "POST", "DELETE"};
 
 /* HTTP_METHODS for any other method, HEAD among them. */
-T_HTTP_METHOD http_method(std::string_view name);
+THttpMethod http_method(std::string_view name);
 
 /* Whether the value of a Host header is this machine's loopback: "localhost", "127.0.0.1" or "[::1]" in any case, with
  * or without a port. This detects web pages whose host name was made to resolve to 127.0.0.1. */
@@ -18,7 +18,7 @@ bool http_host_is_local(std::string_view value);
 
 /* The evaluated headers of a request. All headers of a name count: when one is repeated, it is not known which one an
  * intermediary used. */
-struct T_HTTP_HEAD {
+struct THttpHead {
     /* Adds one header; its name is matched in any case. */
     void add(std::string_view name, std::string_view value);
 

@@ -26,19 +26,19 @@
 #include "platform/stock/hub/waiting_calls.h"
 #include "platform/stock/process/call_wait.h"
 
-using T_RESPONSE = std::shared_ptr<httpserver::http_response>;
+using TMhdResponse = std::shared_ptr<httpserver::http_response>;
 
-struct THttpServer::T_STATE {
-    T_STATE(const T_HTTP_LIMITS &given, unsigned places)
+struct THttpServer::TState {
+    TState(const THttpLimits &given, unsigned places)
         : limits(given), connection_limit(places),
           connections({given.phase_ms, given.crowded_ms, std::max(1U, places - places / 4)}),
           waiting_calls(given.waiting)
     {
     }
 
-    const T_HTTP_LIMITS limits;
+    const THttpLimits limits;
     const unsigned connection_limit;
-    std::map<std::string, T_HTTP_ROUTE, std::less<>> routes; // fixed while it listens
+    std::map<std::string, THttpRoute, std::less<>> routes; // fixed while it listens
     THttpConnections connections;
     TBackgroundThread reaper;
     TWaitingCalls waiting_calls;
@@ -59,12 +59,12 @@ constexpr std::chrono::milliseconds kAcceptPause{100};
 thread_local bool t_turned_away = false;
 
 /* The answer to a request; `allow` lists the methods of the path when the requested one is not served. */
-struct T_DECISION {
-    T_RESPONSE response;
+struct TDecision {
+    TMhdResponse response;
     std::string allow;
 };
 
-T_RESPONSE refusal(int status, const char *why)
+TMhdResponse refusal(int status, const char *why)
 {
     return std::make_shared<httpserver::string_response>(std::string("{ \"error\": \"") + why + "\" }", status,
                                                          "application/json");
@@ -78,7 +78,7 @@ constexpr std::string_view kBodyTooLarge = "HTTP/1.1 413 Content Too Large\r\n"
                                            "\r\n"
                                            "{ \"error\": \"body too large\" }";
 
-std::string allowed_methods(const T_HTTP_ROUTE &route)
+std::string allowed_methods(const THttpRoute &route)
 {
     std::string text;
     for (int method = HTTP_GET; method < HTTP_METHODS; ++method) {
@@ -88,9 +88,9 @@ std::string allowed_methods(const T_HTTP_ROUTE &route)
     return text;
 }
 
-T_RESPONSE call_handler(const T_HTTP_HANDLER &handler, const TMhdRequest &request, const std::string &path)
+TMhdResponse call_handler(const THttpHandler &handler, const TMhdRequest &request, const std::string &path)
 {
-    T_RESPONSE response;
+    TMhdResponse response;
     try {
         response = handler(request);
     } catch (const std::exception &failure) {
@@ -102,10 +102,10 @@ T_RESPONSE call_handler(const T_HTTP_HANDLER &handler, const TMhdRequest &reques
 }
 
 /* Suspends the connection until the handler is done and has stored its answer in the connection; null for no answer. */
-bool call_later(THttpServer::T_STATE *server, T_HTTP_CONNECTION *connection, MHD_Connection *mhd,
-                const T_HTTP_ROUTE &route, const T_HTTP_HANDLER &handler)
+bool call_later(THttpServer::TState *server, THttpConnection *connection, MHD_Connection *mhd, const THttpRoute &route,
+                const THttpHandler &handler)
 {
-    const auto call = [connection, mhd, &route, &handler](TWaitingCalls::T_TURN turn) {
+    const auto call = [connection, mhd, &route, &handler](TWaitingCalls::TTurn turn) {
         try {
             if (turn == TWaitingCalls::kRun)
                 connection->answer = call_handler(handler, TMhdRequest(mhd, connection->body), route.path);
@@ -121,8 +121,8 @@ bool call_later(THttpServer::T_STATE *server, T_HTTP_CONNECTION *connection, MHD
 }
 
 /* The response is null when the answer comes later. */
-T_DECISION decide(THttpServer::T_STATE *server, T_HTTP_CONNECTION *connection, MHD_Connection *mhd, const char *path,
-                  const char *method_name)
+TDecision decide(THttpServer::TState *server, THttpConnection *connection, MHD_Connection *mhd, const char *path,
+                 const char *method_name)
 {
     if (!connection->head.host_is_local)
         return {refusal(403, "host refused"), ""};
@@ -131,11 +131,11 @@ T_DECISION decide(THttpServer::T_STATE *server, T_HTTP_CONNECTION *connection, M
     const auto found = server->routes.find(std::string_view(path));
     if (found == server->routes.end())
         return {refusal(404, "unknown path"), ""};
-    const T_HTTP_ROUTE &route = found->second;
-    const T_HTTP_METHOD method = http_method(method_name);
+    const THttpRoute &route = found->second;
+    const THttpMethod method = http_method(method_name);
     if (method == HTTP_METHODS || !route.handlers[method])
         return {refusal(405, "method not allowed"), allowed_methods(route)};
-    const T_HTTP_HANDLER &handler = route.handlers[method];
+    const THttpHandler &handler = route.handlers[method];
     if (!route.may_wait)
         return {call_handler(handler, TMhdRequest(mhd, connection->body), route.path), ""};
     if (!call_later(server, connection, mhd, route, handler))
@@ -145,8 +145,8 @@ T_DECISION decide(THttpServer::T_STATE *server, T_HTTP_CONNECTION *connection, M
 
 /* Hands the answer to the library. Its text is not copied: the connection keeps
  * the answer until the request is over. */
-MHD_Result send_answer(const THttpServer::T_STATE &server, T_HTTP_CONNECTION *connection, MHD_Connection *mhd,
-                       T_DECISION decision)
+MHD_Result send_answer(const THttpServer::TState &server, THttpConnection *connection, MHD_Connection *mhd,
+                       TDecision decision)
 {
     connection->answer = std::move(decision.response);
     connection->send(server.limits.clock_ms());
@@ -168,7 +168,7 @@ MHD_Result send_answer(const THttpServer::T_STATE &server, T_HTTP_CONNECTION *co
 
 /* Called when the head of a request was received. An answer at this point ends the connection, so it is only given when
  * the body is not going to be read. */
-MHD_Result take_head(const THttpServer::T_STATE &server, T_HTTP_CONNECTION *connection, MHD_Connection *mhd)
+MHD_Result take_head(const THttpServer::TState &server, THttpConnection *connection, MHD_Connection *mhd)
 {
     connection->head = mhd_head(mhd);
     if (!connection->head.is_clear())
@@ -178,7 +178,7 @@ MHD_Result take_head(const THttpServer::T_STATE &server, T_HTTP_CONNECTION *conn
     return MHD_YES;
 }
 
-MHD_Result take_body(const THttpServer::T_STATE &server, T_HTTP_CONNECTION *connection, const char *data, size_t *size)
+MHD_Result take_body(const THttpServer::TState &server, THttpConnection *connection, const char *data, size_t *size)
 {
     if (*size > server.limits.body_bytes - connection->body.size()) {
         (void)send(connection->fd, kBodyTooLarge.data(), kBodyTooLarge.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
@@ -189,14 +189,14 @@ MHD_Result take_body(const THttpServer::T_STATE &server, T_HTTP_CONNECTION *conn
     return MHD_YES;
 }
 
-MHD_Result answer(THttpServer::T_STATE *server, T_HTTP_CONNECTION *connection, MHD_Connection *mhd, const char *path,
+MHD_Result answer(THttpServer::TState *server, THttpConnection *connection, MHD_Connection *mhd, const char *path,
                   const char *method)
 {
     if (std::exchange(connection->waits, false)) // and the wait is over
         return connection->answer != nullptr ? send_answer(*server, connection, mhd, {connection->answer, ""}) : MHD_NO;
     platform_interrupt_on(&server->stopping);
     connection->work();
-    T_DECISION decision = decide(server, connection, mhd, path, method);
+    TDecision decision = decide(server, connection, mhd, path, method);
     return decision.response != nullptr ? send_answer(*server, connection, mhd, std::move(decision)) : MHD_YES;
 }
 
@@ -205,11 +205,11 @@ MHD_Result answer(THttpServer::T_STATE *server, T_HTTP_CONNECTION *connection, M
 MHD_Result on_request(void *cls, MHD_Connection *mhd, const char *path, const char *method, const char * /*version*/,
                       const char *data, size_t *size, void **request_state)
 {
-    auto *server = static_cast<THttpServer::T_STATE *>(cls);
+    auto *server = static_cast<THttpServer::TState *>(cls);
     const MHD_ConnectionInfo *info = MHD_get_connection_info(mhd, MHD_CONNECTION_INFO_SOCKET_CONTEXT);
     if (info == nullptr || info->socket_context == nullptr)
         return MHD_NO;
-    auto *connection = static_cast<T_HTTP_CONNECTION *>(info->socket_context);
+    auto *connection = static_cast<THttpConnection *>(info->socket_context);
     try {
         if (std::exchange(*request_state, connection) == nullptr)
             return take_head(*server, connection, mhd);
@@ -224,18 +224,18 @@ MHD_Result on_request(void *cls, MHD_Connection *mhd, const char *path, const ch
 
 void on_completed(void *cls, MHD_Connection * /*mhd*/, void **request_state, MHD_RequestTerminationCode /*why*/)
 {
-    auto *connection = static_cast<T_HTTP_CONNECTION *>(*request_state);
+    auto *connection = static_cast<THttpConnection *>(*request_state);
     if (connection == nullptr)
         return;
     connection->answer.reset();
     connection->body.clear();
     if (connection->body.capacity() > kBodyKept)
         connection->body.shrink_to_fit();
-    connection->receive(static_cast<THttpServer::T_STATE *>(cls)->limits.clock_ms());
+    connection->receive(static_cast<THttpServer::TState *>(cls)->limits.clock_ms());
 }
 
 /* There is room again: a client was accepted, or one has left. */
-void let_in(THttpServer::T_STATE *server)
+void let_in(THttpServer::TState *server)
 {
     if (std::exchange(t_turned_away, false))
         --server->turned_away;
@@ -244,7 +244,7 @@ void let_in(THttpServer::T_STATE *server)
 /* The end is reported before the descriptor is closed. */
 void on_connection(void *cls, MHD_Connection *mhd, void **socket_context, MHD_ConnectionNotificationCode what)
 {
-    auto *server = static_cast<THttpServer::T_STATE *>(cls);
+    auto *server = static_cast<THttpServer::TState *>(cls);
     let_in(server);
     if (what == MHD_CONNECTION_NOTIFY_STARTED) {
         const MHD_ConnectionInfo *info = MHD_get_connection_info(mhd, MHD_CONNECTION_INFO_CONNECTION_FD);
@@ -254,7 +254,7 @@ void on_connection(void *cls, MHD_Connection *mhd, void **socket_context, MHD_Co
         if (crowded)
             server->reaper.wake();
     } else if (*socket_context != nullptr) {
-        server->connections.remove(static_cast<T_HTTP_CONNECTION *>(*socket_context));
+        server->connections.remove(static_cast<THttpConnection *>(*socket_context));
         *socket_context = nullptr;
     }
 }
@@ -263,7 +263,7 @@ void on_connection(void *cls, MHD_Connection *mhd, void **socket_context, MHD_Co
  * descriptor or memory stays in the queue, and the library would retry at once in a busy loop. */
 void on_trouble(void *cls, const char * /*format*/, va_list /*arguments*/)
 {
-    auto *server = static_cast<THttpServer::T_STATE *>(cls);
+    auto *server = static_cast<THttpServer::TState *>(cls);
     const int error = errno;
     if (!server->started || (error != EMFILE && error != ENFILE && error != ENOBUFS && error != ENOMEM))
         return;
@@ -286,10 +286,10 @@ unsigned connection_limit(unsigned wanted)
 
 } // namespace
 
-THttpServer::THttpServer(const std::vector<T_HTTP_ROUTE> &routes, const T_HTTP_LIMITS &limits)
-    : m_state(std::make_unique<T_STATE>(limits, connection_limit(limits.connections)))
+THttpServer::THttpServer(const std::vector<THttpRoute> &routes, const THttpLimits &limits)
+    : m_state(std::make_unique<TState>(limits, connection_limit(limits.connections)))
 {
-    for (const T_HTTP_ROUTE &route : routes)
+    for (const THttpRoute &route : routes)
         m_state->routes.try_emplace(route.path, route);
 }
 

@@ -11,17 +11,17 @@
 #include "platform/stock/http/http_rules.h"
 #include "platform/time_stamp.h"
 
-using T_HTTP_HANDLER = std::function<std::shared_ptr<httpserver::http_response>(const httpserver::http_request &)>;
+using THttpHandler = std::function<std::shared_ptr<httpserver::http_response>(const httpserver::http_request &)>;
 
 /* A path and its handlers; a method with an empty handler is rejected. Handlers that may wait run one at a time on a
  * separate thread: a request thread serves many connections, which would all wait with it. */
-struct T_HTTP_ROUTE {
+struct THttpRoute {
     std::string path;
-    T_HTTP_HANDLER handlers[HTTP_METHODS];
+    THttpHandler handlers[HTTP_METHODS];
     bool may_wait = false;
 };
 
-struct T_HTTP_LIMITS {
+struct THttpLimits {
     uint64_t phase_ms = 10'000; // to receive a request, idle time included, and to send its answer
     uint64_t crowded_ms = 500;  // the same from three quarters of the connections on
     unsigned connections = 128; // fewer with a low descriptor limit
@@ -37,7 +37,7 @@ struct T_HTTP_LIMITS {
 class THttpServer {
 public:
     /* Of two routes with the same path the first is used. */
-    THttpServer(const std::vector<T_HTTP_ROUTE> &routes, const T_HTTP_LIMITS &limits);
+    THttpServer(const std::vector<THttpRoute> &routes, const THttpLimits &limits);
     ~THttpServer();
     THttpServer(const THttpServer &) = delete;
     THttpServer &operator=(const THttpServer &) = delete;
@@ -56,8 +56,8 @@ public:
      * by itself when one can be due. Returns after how many ms the next one can be. */
     uint64_t cut_overdue();
 
-    struct T_STATE; // the source's own
+    struct TState; // the source's own
 
 private:
-    std::unique_ptr<T_STATE> m_state;
+    std::unique_ptr<TState> m_state;
 };

@@ -3,13 +3,13 @@
 #include <microhttpd.h>
 #include <string_view>
 
-T_HTTP_HEAD mhd_head(MHD_Connection *mhd)
+THttpHead mhd_head(MHD_Connection *mhd)
 {
-    T_HTTP_HEAD head;
+    THttpHead head;
     const auto look = [](void *cls, MHD_ValueKind, const char *name, size_t name_size, const char *value,
                          size_t value_size) {
-        static_cast<T_HTTP_HEAD *>(cls)->add({name, name_size},
-                                             value != nullptr ? std::string_view(value, value_size) : "");
+        static_cast<THttpHead *>(cls)->add({name, name_size},
+                                           value != nullptr ? std::string_view(value, value_size) : "");
         return MHD_YES;
     };
     MHD_get_connection_values_n(mhd, MHD_HEADER_KIND, look, &head);
@@ -19,12 +19,12 @@ T_HTTP_HEAD mhd_head(MHD_Connection *mhd)
 /* The library's own lookup ignores case: it would accept "METHOD" for "method". */
 std::string TMhdRequest::get_arg(const std::string &key) const
 {
-    struct T_SEARCH {
+    struct TSearch {
         std::string_view key;
         const char *value = nullptr;
     } search = {key};
     const auto look = [](void *cls, MHD_ValueKind, const char *name, size_t name_size, const char *value, size_t) {
-        auto *wanted = static_cast<T_SEARCH *>(cls);
+        auto *wanted = static_cast<TSearch *>(cls);
         if (std::string_view(name, name_size) != wanted->key)
             return MHD_YES;
         wanted->value = value != nullptr ? value : "";

@@ -9,7 +9,7 @@ struct MHD_Connection;
 
 /* Wraps libmicrohttpd's form of a request in our types. */
 
-T_HTTP_HEAD mhd_head(MHD_Connection *mhd);
+THttpHead mhd_head(MHD_Connection *mhd);
 
 /* The request that a handler sees. To be used before the request is answered; while the connection is suspended, by any
  * thread. */

@@ -26,7 +26,7 @@ constexpr struct {
 thread_local int t_errno = 0; // of the calling thread's last call
 
 TMutex g_lock;
-T_HTTP_PEER g_name_server GUARDED_BY(g_lock); // no port until ssci_nameserver_init()
+THttpPeer g_name_server GUARDED_BY(g_lock); // no port until ssci_nameserver_init()
 
 std::string target_of(const char *path, const ssci_params &params)
 {
@@ -45,7 +45,7 @@ uint64_t milliseconds(int seconds)
 }
 
 /* Makes one call and converts the result to the interface's codes. */
-long long make_call(const T_HTTP_CALL &call, std::string *answer)
+long long make_call(const THttpCall &call, std::string *answer)
 {
     if (!http_call_is_valid(call))
         return SSCI_WRONG_ARGUMENTS;
@@ -75,7 +75,7 @@ long long request(const char *method, const char *host, int port, const char *pa
     }
 }
 
-T_HTTP_PEER name_server()
+THttpPeer name_server()
 {
     const TLock guard(g_lock);
     return g_name_server;
@@ -84,14 +84,14 @@ T_HTTP_PEER name_server()
 /* Returns 0 with the service's address from the name server. A name that it does not know and a name server that does
  * not answer are treated alike. So is an address on another machine, which is logged: the service was moved on purpose,
  * but calls do not follow it. */
-int ask_name_server(const char *service, uint64_t timeout_ms, T_HTTP_PEER *peer)
+int ask_name_server(const char *service, uint64_t timeout_ms, THttpPeer *peer)
 {
     static TStateChanges refusals;
-    const T_HTTP_PEER server = name_server();
+    const THttpPeer server = name_server();
     if (server.port == 0)
         return -1;
     std::string answer;
-    const T_HTTP_CALL lookup = {"GET", server, "/nameserver/services/" + http_encode(service), nullptr, timeout_ms};
+    const THttpCall lookup = {"GET", server, "/nameserver/services/" + http_encode(service), nullptr, timeout_ms};
     if (make_call(lookup, &answer) != SSCI_OK)
         return -1;
     const bool refused = hub_address_parse(answer, peer) != 0;
@@ -102,7 +102,7 @@ int ask_name_server(const char *service, uint64_t timeout_ms, T_HTTP_PEER *peer)
 }
 
 /* Returns 0, SSCI_UNKNOWN_SERVICE or SSCI_CANCELLED. */
-long long find_service(const char *service, uint64_t timeout_ms, T_HTTP_PEER *peer)
+long long find_service(const char *service, uint64_t timeout_ms, THttpPeer *peer)
 {
     if (ask_name_server(service, timeout_ms, peer) == 0)
         return 0;
@@ -160,7 +160,7 @@ long long ssci_GET_request(const char *service, const char *path, const ssci_par
     try {
         const uint64_t begin_ms = current_time_stamp_mono_r();
         const uint64_t allowed_ms = milliseconds(timeout_s);
-        T_HTTP_PEER peer;
+        THttpPeer peer;
         const long long found = find_service(service, std::min(kLookupMs, allowed_ms / 2), &peer);
         if (found == SSCI_CANCELLED)
             return found;

@@ -19,22 +19,22 @@ constexpr int kMaxWorkers = 64;
 constexpr std::string_view kMayWait[] = {"/sysmonService/statistics_dump"};
 
 /* All routes of the process, each with its resource. Created by the first resource, so it outlives them all. */
-struct T_REGISTRY {
-    struct T_ENTRY {
+struct TRegistry {
+    struct TEntry {
         const void *owner;
-        T_HTTP_ROUTE route;
+        THttpRoute route;
     };
     TMutex lock;
-    std::vector<T_ENTRY> entries GUARDED_BY(lock);
+    std::vector<TEntry> entries GUARDED_BY(lock);
 };
 
-T_REGISTRY &registry()
+TRegistry &registry()
 {
-    static T_REGISTRY instance;
+    static TRegistry instance;
     return instance;
 }
 
-void enter(const void *owner, T_HTTP_ROUTE route)
+void enter(const void *owner, THttpRoute route)
 {
     const TLock guard(registry().lock);
     registry().entries.push_back({owner, std::move(route)});
@@ -46,9 +46,9 @@ void leave(const void *owner)
     std::erase_if(registry().entries, [owner](const auto &entry) { return entry.owner == owner; });
 }
 
-std::vector<T_HTTP_ROUTE> all_routes()
+std::vector<THttpRoute> all_routes()
 {
-    std::vector<T_HTTP_ROUTE> routes;
+    std::vector<THttpRoute> routes;
     const TLock guard(registry().lock);
     for (const auto &entry : registry().entries)
         routes.push_back(entry.route);
@@ -63,8 +63,8 @@ std::shared_ptr<httpserver::http_response> answer_health(bool (*health)(char *bu
     return std::make_shared<ssci_response>(buffer.data(), 200);
 }
 
-struct T_SERVER {
-    T_SERVER(const std::string &service, int listen_port, unsigned threads, const T_HTTP_PEER &name_server)
+struct TServer {
+    TServer(const std::string &service, int listen_port, unsigned threads, const THttpPeer &name_server)
         : port(static_cast<uint16_t>(listen_port)), workers(threads),
           registration(name_server, "/nameserver/services/" + http_encode(service),
                        hub_address_text("localhost", listen_port))
@@ -78,7 +78,7 @@ struct T_SERVER {
 };
 
 /* The one server of this process; its functions are called by one thread. */
-std::unique_ptr<T_SERVER> g_server;
+std::unique_ptr<TServer> g_server;
 
 bool is_loopback(const char *host)
 {
@@ -126,8 +126,8 @@ long long ssci_server_create(const char *name, const char *host, int port, int w
     if (g_server != nullptr)
         return EEXIST;
     try {
-        g_server = std::make_unique<T_SERVER>(name, port, static_cast<unsigned>(workers),
-                                              T_HTTP_PEER{nameserver_host, nameserver_port});
+        g_server = std::make_unique<TServer>(name, port, static_cast<unsigned>(workers),
+                                             THttpPeer{nameserver_host, nameserver_port});
     } catch (const std::exception &) {
         return ENOMEM;
     }
@@ -141,7 +141,7 @@ long long ssci_server_start()
     if (g_server->http != nullptr)
         return EALREADY;
     try {
-        auto http = std::make_unique<THttpServer>(all_routes(), T_HTTP_LIMITS());
+        auto http = std::make_unique<THttpServer>(all_routes(), THttpLimits());
         if (const int error = http->start(g_server->port, g_server->workers); error != 0)
             return error;
         g_server->http = std::move(http);

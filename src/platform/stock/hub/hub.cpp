@@ -31,7 +31,7 @@ bool succeeded(int error, long status)
 
 } // namespace
 
-T_HTTP_PEER hub_peer()
+THttpPeer hub_peer()
 {
     return {"127.0.0.1", 10182};
 }
@@ -46,7 +46,7 @@ uint64_t hub_wait_ms(unsigned failures)
     return std::min(wait_ms, kLongestRetryMs);
 }
 
-THubPresence::THubPresence(T_HTTP_PEER hub, std::string target, std::string body)
+THubPresence::THubPresence(THttpPeer hub, std::string target, std::string body)
     : m_hub(std::move(hub)), m_target(std::move(target)), m_body(std::move(body))
 {
 }
@@ -111,7 +111,7 @@ std::string hub_notice_text(const std::string &session, int category, int code, 
     return text_of(object);
 }
 
-int hub_address_parse(const std::string &text, T_HTTP_PEER *peer)
+int hub_address_parse(const std::string &text, THttpPeer *peer)
 {
     const TJson object = json_parse_whole(text);
     json_object *host = nullptr;

@@ -11,7 +11,7 @@
 /* The local hub: name server, notices and message bus of the services of this
  * machine, as JSON over HTTP. */
 
-T_HTTP_PEER hub_peer();
+THttpPeer hub_peer();
 
 /* How long to wait after a PUT, when that many have failed since the last that got
  * through: some 30 s while the hub is there; while it is not 10 s, then twice as
@@ -23,7 +23,7 @@ uint64_t hub_wait_ms(unsigned failures);
  * is tried again and delays nobody. */
 class THubPresence {
 public:
-    THubPresence(T_HTTP_PEER hub, std::string target, std::string body);
+    THubPresence(THttpPeer hub, std::string target, std::string body);
 
     /* Returns 0, or an error number. `thread_name` is kept as a pointer. */
     int start(const char *thread_name);
@@ -36,7 +36,7 @@ private:
     bool put() const;
     void keep();
 
-    const T_HTTP_PEER m_hub;
+    const THttpPeer m_hub;
     const std::string m_target;
     const std::string m_body;
     TBackgroundThread m_thread; // last: it uses the members above
@@ -49,4 +49,4 @@ std::string hub_notice_text(const std::string &session, int category, int code, 
 
 /* Parses a service's address from the name server's answer. Returns 0; -1 when the text is not an address on this
  * machine, and then *peer is unchanged. */
-int hub_address_parse(const std::string &text, T_HTTP_PEER *peer);
+int hub_address_parse(const std::string &text, THttpPeer *peer);

@@ -8,9 +8,7 @@
 #include "platform/logging.h"
 #include "platform/stock/process/call_wait.h"
 
-TNoticeSender::TNoticeSender(T_HTTP_PEER hub, const T_NOTICE_LIMITS &limits) : m_hub(std::move(hub)), m_limits(limits)
-{
-}
+TNoticeSender::TNoticeSender(THttpPeer hub, const TNoticeLimits &limits) : m_hub(std::move(hub)), m_limits(limits) {}
 
 TNoticeSender::~TNoticeSender()
 {

@@ -10,7 +10,7 @@
 #include "platform/stock/http/http_client.h"
 #include "platform/stock/process/background_thread.h"
 
-struct T_NOTICE_LIMITS {
+struct TNoticeLimits {
     size_t queued = 32;
     uint64_t call_ms = 2000;
     uint64_t farewell_ms = 500; // at the end, for notices still queued
@@ -20,7 +20,7 @@ struct T_NOTICE_LIMITS {
  * block the sender of a notice. A notice that the hub does not accept is not sent again. */
 class TNoticeSender {
 public:
-    TNoticeSender(T_HTTP_PEER hub, const T_NOTICE_LIMITS &limits);
+    TNoticeSender(THttpPeer hub, const TNoticeLimits &limits);
 
     /* Queued notices are sent within the farewell time; the rest is dropped. */
     ~TNoticeSender();
@@ -36,8 +36,8 @@ private:
     void deliver();
     void post(const std::string &notice) const;
 
-    const T_HTTP_PEER m_hub;
-    const T_NOTICE_LIMITS m_limits;
+    const THttpPeer m_hub;
+    const TNoticeLimits m_limits;
     TMutex m_lock;
     TCondition m_changed;
     std::deque<std::string> m_queue GUARDED_BY(m_lock);

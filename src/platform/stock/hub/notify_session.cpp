@@ -12,14 +12,14 @@ namespace {
  * exit, after all senders. */
 TNoticeSender &sender()
 {
-    static TNoticeSender instance(hub_peer(), T_NOTICE_LIMITS());
+    static TNoticeSender instance(hub_peer(), TNoticeLimits());
     return instance;
 }
 
 } // namespace
 
-struct TNotifySessionManager::T_SESSION {
-    T_SESSION(const char *service, const char *route)
+struct TNotifySessionManager::TSession {
+    TSession(const char *service, const char *route)
         : name(service), has_route(*route != '\0'),
           subscription(hub_peer(), "/notify/subscriptions/" + http_encode(name), hub_route_text(route))
     {
@@ -31,7 +31,7 @@ struct TNotifySessionManager::T_SESSION {
 };
 
 TNotifySessionManager::TNotifySessionManager(const char *service, const char *route)
-    : m_session(std::make_unique<T_SESSION>(service != nullptr ? service : "", route != nullptr ? route : ""))
+    : m_session(std::make_unique<TSession>(service != nullptr ? service : "", route != nullptr ? route : ""))
 {
 }
 

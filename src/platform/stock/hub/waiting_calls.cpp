@@ -24,7 +24,7 @@ void TWaitingCalls::stop()
     m_thread.stop();
 }
 
-bool TWaitingCalls::add(T_CALL call, const std::function<void()> &taken)
+bool TWaitingCalls::add(TCall call, const std::function<void()> &taken)
 {
     const TLock guard(m_lock);
     if (!m_open || m_calls.size() >= m_most)
@@ -43,9 +43,9 @@ void TWaitingCalls::run()
             m_changed.wait(m_lock);
         if (m_calls.empty())
             return;
-        const T_CALL call = std::move(m_calls.front());
+        const TCall call = std::move(m_calls.front());
         m_calls.pop_front();
-        const T_TURN turn = m_open ? kRun : kDropped;
+        const TTurn turn = m_open ? kRun : kDropped;
         lock.unlock();
         call(turn);
         lock.lock();

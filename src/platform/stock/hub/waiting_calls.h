@@ -10,8 +10,8 @@
 /* Runs calls that may take long, one after the other on a thread of their own. */
 class TWaitingCalls {
 public:
-    enum T_TURN { kRun, kDropped };
-    using T_CALL = std::function<void(T_TURN)>;
+    enum TTurn { kRun, kDropped };
+    using TCall = std::function<void(TTurn)>;
 
     explicit TWaitingCalls(size_t most) : m_most(most) {}
 
@@ -23,7 +23,7 @@ public:
 
     /* Appends a call; false, with nothing done, when `most` are queued already or there is no thread. `taken` runs
      * before the call does. Calls must not throw. Any thread may call. */
-    bool add(T_CALL call, const std::function<void()> &taken);
+    bool add(TCall call, const std::function<void()> &taken);
 
 private:
     void run();
@@ -31,7 +31,7 @@ private:
     const size_t m_most;
     TMutex m_lock;
     TCondition m_changed;
-    std::deque<T_CALL> m_calls GUARDED_BY(m_lock);
+    std::deque<TCall> m_calls GUARDED_BY(m_lock);
     bool m_open GUARDED_BY(m_lock) = false;
     TBackgroundThread m_thread; // last: it uses the members above
 };

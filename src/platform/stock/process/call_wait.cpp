@@ -13,14 +13,14 @@ namespace {
 constexpr uint64_t kLongestMs = 3'600'000;
 constexpr uint64_t kSliceMs = 100; // without a descriptor for wake-ups
 
-struct T_WAITS {
+struct TWaits {
     TMutex lock;
     std::multiset<int> events GUARDED_BY(lock);
 };
 
-T_WAITS &waits()
+TWaits &waits()
 {
-    static auto &instance = *new T_WAITS; // detached threads may still wait at exit
+    static auto &instance = *new TWaits; // detached threads may still wait at exit
     return instance;
 }
 
@@ -28,7 +28,7 @@ T_WAITS &waits()
 
 void call_waits_wake()
 {
-    T_WAITS &all = waits();
+    TWaits &all = waits();
     const TLock guard(all.lock);
     for (const int event : all.events)
         (void)eventfd_write(event, 1);
@@ -36,7 +36,7 @@ void call_waits_wake()
 
 TCallWait::TCallWait() : m_event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
-    T_WAITS &all = waits();
+    TWaits &all = waits();
     const TLock guard(all.lock);
     if (m_event.is_open())
         all.events.insert(m_event.get());
@@ -44,7 +44,7 @@ TCallWait::TCallWait() : m_event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 
 TCallWait::~TCallWait()
 {
-    T_WAITS &all = waits();
+    TWaits &all = waits();
     const TLock guard(all.lock);
     all.events.erase(m_event.get()); // no effect without a descriptor
 }

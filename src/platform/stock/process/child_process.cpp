@@ -123,7 +123,7 @@ int reap(pid_t pid, int *status)
 }
 
 /* What a child needs, all allocated before the fork. */
-struct T_LAUNCH {
+struct TLaunch {
     std::string program;
     std::vector<char *> argv; // null-terminated
     int output = -1;          // becomes its standard output; -1: inherits both streams
@@ -133,7 +133,7 @@ struct T_LAUNCH {
 /* Runs in the child, which may only call async-signal-safe functions: locks of the process are copied as they were,
  * without the threads that held them. The caller has blocked all signals, so that no handler of ours runs in the
  * child. */
-[[noreturn]] void become(const T_LAUNCH &launch)
+[[noreturn]] void become(const TLaunch &launch)
 {
     struct sigaction standard = {};
     standard.sa_handler = SIG_DFL;
@@ -167,7 +167,7 @@ struct T_LAUNCH {
  * cannot set, and the umask of the process must not change. A child that shares our memory (vfork, clone) would save
  * copying the page tables, a fraction of a millisecond, but what it may do there is not defined; a helper program would
  * have to be installed and found. */
-int start(const T_LAUNCH &launch, pid_t *pid)
+int start(const TLaunch &launch, pid_t *pid)
 {
     sigset_t all, before;
     sigfillset(&all);
@@ -210,7 +210,7 @@ bool drain(int pipe_end, std::string *output, size_t max_output)
 }
 
 /* Waits for the child's end and collects its output. Returns 0, or why it must be killed. */
-int watch_child(pid_t pid, const T_CHILD_LIMITS &limits, int pipe_end, std::string *output)
+int watch_child(pid_t pid, const TChildLimits &limits, int pipe_end, std::string *output)
 {
     const uint64_t deadline_ms = current_time_stamp_mono_r() + static_cast<uint64_t>(limits.timeout_s) * 1000;
     TCallWait wait;
@@ -240,7 +240,7 @@ int watch_child(pid_t pid, const T_CHILD_LIMITS &limits, int pipe_end, std::stri
 
 } // namespace
 
-int child_run(const std::vector<const char *> &argv, const T_CHILD_LIMITS &limits, std::string *output)
+int child_run(const std::vector<const char *> &argv, const TChildLimits &limits, std::string *output)
 {
     if (grace_left_ms(limits.stop_grace_ms) == 0)
         return -EINTR;
@@ -249,7 +249,7 @@ int child_run(const std::vector<const char *> &argv, const T_CHILD_LIMITS &limit
         log_Debug("%s not started: too many earlier ones hang and cannot be killed", argv[0]);
         return -EBUSY;
     }
-    T_LAUNCH launch = {host_path(argv[0]), {}, -1, -1};
+    TLaunch launch = {host_path(argv[0]), {}, -1, -1};
     for (const char *text : argv)
         launch.argv.push_back(const_cast<char *>(text)); // execve does not modify them
     launch.argv.push_back(nullptr);

@@ -6,7 +6,7 @@
 #include <vector>
 
 /* Limits of a child's run time and output. */
-struct T_CHILD_LIMITS {
+struct TChildLimits {
     int timeout_s;             // counted from its start
     size_t max_output;         // bytes of standard output, if collected
     uint64_t stop_grace_ms;    // after a stop request, shared by all children of the caller
@@ -28,4 +28,4 @@ struct T_CHILD_LIMITS {
  * while too many earlier ones have not died; -ETIMEDOUT, -EFBIG or -EINTR when it was killed for its time, its output
  * or a stop; -EINTR also when a stop prevented its start; -ECHILD when it ended with its status lost, since SIGCHLD is
  * ignored. */
-int child_run(const std::vector<const char *> &argv, const T_CHILD_LIMITS &limits, std::string *output);
+int child_run(const std::vector<const char *> &argv, const TChildLimits &limits, std::string *output);

@@ -13,11 +13,11 @@ namespace {
 
 /* Programs that record an event or reload a server would not be run again: at a stop they have as long as a request.
  * Those whose output is read may be cancelled. */
-constexpr T_CHILD_LIMITS kExecLimits = {60, 0, 5000};
-constexpr T_CHILD_LIMITS kReadLimits = {5, size_t{1024} * 1024, 500};
+constexpr TChildLimits kExecLimits = {60, 0, 5000};
+constexpr TChildLimits kReadLimits = {5, size_t{1024} * 1024, 500};
 
 /* The source of a kestrel_popen stream. */
-struct T_OUTPUT {
+struct TOutput {
     std::string text;
     size_t position = 0;
     int result = 0;
@@ -42,7 +42,7 @@ bool has_run(int result)
 
 ssize_t output_read(void *cookie, char *buffer, size_t size)
 {
-    auto *output = static_cast<T_OUTPUT *>(cookie);
+    auto *output = static_cast<TOutput *>(cookie);
     const size_t count = std::min(size, output->text.size() - output->position);
     output->text.copy(buffer, count, output->position);
     output->position += count;
@@ -51,7 +51,7 @@ ssize_t output_read(void *cookie, char *buffer, size_t size)
 
 int output_close(void *cookie)
 {
-    const std::unique_ptr<T_OUTPUT> output(static_cast<T_OUTPUT *>(cookie));
+    const std::unique_ptr<TOutput> output(static_cast<TOutput *>(cookie));
     t_closed_result = output->result;
     return 0;
 }
@@ -74,7 +74,7 @@ int kestrel_exec(int /*reserved1*/, int /*reserved2*/, int /*reserved3*/, const 
     va_start(args, program);
     const std::vector<const char *> argv = argument_list(program, args);
     va_end(args);
-    T_CHILD_LIMITS limits = kExecLimits;
+    TChildLimits limits = kExecLimits;
     if (t_time_limit_s != 0) { // one that hangs must not prevent the others
         limits.timeout_s = t_time_limit_s;
         limits.max_stuck = 1;
@@ -90,7 +90,7 @@ FILE *kestrel_popen(const char *program, ...)
     const std::vector<const char *> argv = argument_list(program, args);
     va_end(args);
 
-    auto output = std::make_unique<T_OUTPUT>();
+    auto output = std::make_unique<TOutput>();
     output->result = child_run(argv, kReadLimits, &output->text);
     if (output->result < 0 && !has_run(output->result)) {
         errno = -output->result;

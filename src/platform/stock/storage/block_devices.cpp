@@ -146,7 +146,7 @@ std::string identity_of(const std::string &folder)
 }
 
 /* False when the disk does not exist. */
-bool read_device(const std::string &name, T_BLOCK_DEVICE *out)
+bool read_device(const std::string &name, TBlockDevice *out)
 {
     const std::string folder = "/sys/block/" + name;
     const std::string device = folder + "/device";
@@ -155,7 +155,7 @@ bool read_device(const std::string &name, T_BLOCK_DEVICE *out)
     if (device_place.empty() || !block_is_disk(name, place) || sysfs_text(folder + "/removable") == "1" ||
         sysfs_text(folder + "/hidden") == "1")
         return false;
-    T_BLOCK_DEVICE found;
+    TBlockDevice found;
     found.name = name;
     found.state = sysfs_text(device + "/state");
     if (place.starts_with(kSubsystems))
@@ -222,15 +222,15 @@ std::string block_port(std::string_view device_path)
     return port;
 }
 
-int block_devices(std::vector<T_BLOCK_DEVICE> *out)
+int block_devices(std::vector<TBlockDevice> *out)
 {
     std::vector<std::string> names;
     if (const int result = host_folder_names("/sys/block", &names); result != 0)
         return result;
-    std::vector<T_BLOCK_DEVICE> devices;
+    std::vector<TBlockDevice> devices;
     std::set<std::string> ports, identities;
     for (const std::string &name : names) {
-        T_BLOCK_DEVICE device;
+        TBlockDevice device;
         if (!read_device(name, &device))
             continue;
         if (!ports.insert(device.port).second)
@@ -240,7 +240,7 @@ int block_devices(std::vector<T_BLOCK_DEVICE> *out)
         devices.push_back(std::move(device));
     }
     std::sort(devices.begin(), devices.end(),
-              [](const T_BLOCK_DEVICE &a, const T_BLOCK_DEVICE &b) { return port_before(a.port, b.port); });
+              [](const TBlockDevice &a, const TBlockDevice &b) { return port_before(a.port, b.port); });
     *out = std::move(devices);
     return 0;
 }
@@ -250,7 +250,7 @@ bool block_is_given_up(std::string_view state)
     return state == "offline" || state == "transport-offline" || state == "dead";
 }
 
-int block_status(std::string_view state, const T_SMART_READING &known)
+int block_status(std::string_view state, const TSmartReading &known)
 {
     for (const std::string_view leaving : {"cancel", "deleted", "deleting"}) {
         if (state == leaving)

@@ -24,7 +24,7 @@ bool same_hour(const struct tm &a, const struct tm &b)
 
 /* An hour is over by the calendar, as the checks count it; by its length too, as the calendar shows one hour twice when
  * summer time ends; and when the clock was set back. */
-std::optional<uint64_t> smart_due_in(const T_SMART_MOMENT &last, const T_SMART_MOMENT &now)
+std::optional<uint64_t> smart_due_in(const TSmartMoment &last, const TSmartMoment &now)
 {
     const uint64_t age_ms = now.mono_ms - last.mono_ms;
     if (age_ms < kLongestMs && same_hour(last.local, now.local) && now.wall_s >= last.wall_s)
@@ -32,30 +32,30 @@ std::optional<uint64_t> smart_due_in(const T_SMART_MOMENT &last, const T_SMART_M
     return age_ms < kShortestMs ? kShortestMs - age_ms : 0;
 }
 
-TDiskHealth::T_ENTRY &TDiskHealth::entry_of(const std::string &identity)
+TDiskHealth::TEntry &TDiskHealth::entry_of(const std::string &identity)
 {
     if (m_entries.size() >= kMostDisks && !m_entries.contains(identity))
         std::erase_if(m_entries, [](const auto &one) { return !one.second.busy; });
     return m_entries[identity];
 }
 
-T_SMART_READING TDiskHealth::known(const std::string &identity)
+TSmartReading TDiskHealth::known(const std::string &identity)
 {
     const TLock guard(m_lock);
     const auto found = m_entries.find(identity);
-    return found != m_entries.end() ? found->second.known : T_SMART_READING();
+    return found != m_entries.end() ? found->second.known : TSmartReading();
 }
 
 /* Adds the result of a query to what is known of the disk. */
-void TDiskHealth::take(const T_DISK_ADDRESS &disk, T_SMART_OUTCOME outcome, int error, const T_SMART_READING &reading,
-                       T_ENTRY *entry)
+void TDiskHealth::take(const TDiskAddress &disk, TSmartOutcome outcome, int error, const TSmartReading &reading,
+                       TEntry *entry)
 {
     /* A child that could not be killed is counted by its arguments: the next query must use the same ones, so that a
      * second child does not block on the disk. */
-    if (outcome != T_SMART_OUTCOME::no_answer)
+    if (outcome != TSmartOutcome::no_answer)
         entry->may_wake = false;
     switch (outcome) {
-    case T_SMART_OUTCOME::read:
+    case TSmartOutcome::read:
         entry->known.worn = reading.worn;
         if (reading.passed.has_value())
             entry->known.passed = reading.passed;
@@ -64,17 +64,17 @@ void TDiskHealth::take(const T_DISK_ADDRESS &disk, T_SMART_OUTCOME outcome, int 
         entry->was_read = true;
         entry->result = 0;
         break;
-    case T_SMART_OUTCOME::asleep:
+    case TSmartOutcome::asleep:
         entry->result = entry->was_read || entry->has_no_smart ? 0 : -EAGAIN;
         break;
-    case T_SMART_OUTCOME::no_smart:
+    case TSmartOutcome::no_smart:
         /* If it had SMART before, it cannot be read now. */
         entry->result = entry->was_read ? -EIO : 0;
         if (!entry->was_read && !std::exchange(entry->has_no_smart, true))
             log_Debug("/dev/%s has no SMART", disk.name.c_str());
         break;
-    case T_SMART_OUTCOME::unreadable:
-    case T_SMART_OUTCOME::no_answer:
+    case TSmartOutcome::unreadable:
+    case TSmartOutcome::no_answer:
         entry->result = error != 0 ? error : -EIO;
         break;
     }
@@ -82,14 +82,14 @@ void TDiskHealth::take(const T_DISK_ADDRESS &disk, T_SMART_OUTCOME outcome, int 
         log_Debug("SMART of /dev/%s cannot be read: %s", disk.name.c_str(), strerror(-entry->result));
 }
 
-int TDiskHealth::read(const T_DISK_ADDRESS &disk, T_SMART_READING *out)
+int TDiskHealth::read(const TDiskAddress &disk, TSmartReading *out)
 {
     TCallWait wait;
     TLock lock(m_lock);
-    T_SMART_MOMENT now;
+    TSmartMoment now;
     std::optional<uint64_t> due_in_ms;
     for (;;) {
-        const T_ENTRY &entry = entry_of(disk.identity);
+        const TEntry &entry = entry_of(disk.identity);
         now = m_clock();
         due_in_ms = entry.was_asked ? smart_due_in(entry.asked, now) : 0;
         if (!entry.busy && due_in_ms.value_or(0) == 0)
@@ -101,10 +101,10 @@ int TDiskHealth::read(const T_DISK_ADDRESS &disk, T_SMART_READING *out)
         wait.wait({}, wait_ms);
         lock.lock();
     }
-    T_ENTRY &entry = entry_of(disk.identity);
+    TEntry &entry = entry_of(disk.identity);
     if (due_in_ms.has_value()) {
-        T_SMART_OUTCOME outcome = T_SMART_OUTCOME::asleep;
-        T_SMART_READING reading;
+        TSmartOutcome outcome = TSmartOutcome::asleep;
+        TSmartReading reading;
         int error = 0;
         const bool may_wake = entry.may_wake;
         if (may_wake || !disk.suspended) {
@@ -114,7 +114,7 @@ int TDiskHealth::read(const T_DISK_ADDRESS &disk, T_SMART_READING *out)
                 outcome = m_reader(disk.name, may_wake, &reading, &error);
             } catch (const std::exception &failure) {
                 log_Debug("SMART of /dev/%s: %s", disk.name.c_str(), failure.what());
-                outcome = T_SMART_OUTCOME::no_answer;
+                outcome = TSmartOutcome::no_answer;
             }
             lock.lock();
             entry.busy = false;

@@ -33,7 +33,7 @@
  * place. */
 
 /* The time of a query, on both clocks. */
-struct T_SMART_MOMENT {
+struct TSmartMoment {
     uint64_t mono_ms = 0;
     time_t wall_s = 0;
     struct tm local = {}; // of wall_s
@@ -41,10 +41,10 @@ struct T_SMART_MOMENT {
 
 /* Time in ms until a disk last queried at `last` is due again for a reading of this hour: 0 is now. Empty when the last
  * reading is valid for this hour. */
-std::optional<uint64_t> smart_due_in(const T_SMART_MOMENT &last, const T_SMART_MOMENT &now);
+std::optional<uint64_t> smart_due_in(const TSmartMoment &last, const TSmartMoment &now);
 
 /* A disk to query. */
-struct T_DISK_ADDRESS {
+struct TDiskAddress {
     std::string name; // "sda"
     std::string identity;
     bool suspended = false; // by the kernel: opening it would wake it
@@ -55,37 +55,36 @@ public:
     /* Queries a disk, waking it only if `may_wake` is true. *error receives 0, or the error behind an outcome that is
      * not the disk's own. */
     using TReader =
-        std::function<T_SMART_OUTCOME(const std::string &disk, bool may_wake, T_SMART_READING *out, int *error)>;
-    using TClock = std::function<T_SMART_MOMENT()>;
+        std::function<TSmartOutcome(const std::string &disk, bool may_wake, TSmartReading *out, int *error)>;
+    using TClock = std::function<TSmartMoment()>;
 
     TDiskHealth(TReader reader, TClock clock) : m_reader(std::move(reader)), m_clock(std::move(clock)) {}
 
     /* What is known now, without a query or a wait. Empty for a disk that was never read. */
-    T_SMART_READING known(const std::string &identity);
+    TSmartReading known(const std::string &identity);
 
     /* Queries the disk if that is due, otherwise uses the last query. Returns 0 with what is known in *out (empty for a
      * disk without SMART); -EINTR when the caller is asked to stop; another -errno when the disk has SMART and could
      * not be read, or is asleep and never was. Failures and disks without SMART are logged when found. */
-    int read(const T_DISK_ADDRESS &disk, T_SMART_READING *out);
+    int read(const TDiskAddress &disk, TSmartReading *out);
 
 private:
-    struct T_ENTRY {
+    struct TEntry {
         bool busy = false;      // a query is running
         bool was_asked = false; // queried at `asked`, with `result`
         bool was_read = false;  // at least once
         bool may_wake = true;   // until it was queried awake
         bool has_no_smart = false;
-        T_SMART_MOMENT asked;
+        TSmartMoment asked;
         int result = 0;
-        T_SMART_READING known; // the last value read of each figure
+        TSmartReading known; // the last value read of each figure
     };
 
-    T_ENTRY &entry_of(const std::string &identity) REQUIRES(m_lock);
-    void take(const T_DISK_ADDRESS &disk, T_SMART_OUTCOME outcome, int error, const T_SMART_READING &reading,
-              T_ENTRY *entry);
+    TEntry &entry_of(const std::string &identity) REQUIRES(m_lock);
+    void take(const TDiskAddress &disk, TSmartOutcome outcome, int error, const TSmartReading &reading, TEntry *entry);
 
     const TReader m_reader;
     const TClock m_clock;
-    TMutex m_lock;                                               // never held during a query
-    std::map<std::string, T_ENTRY> m_entries GUARDED_BY(m_lock); // busy ones are not erased
+    TMutex m_lock;                                              // never held during a query
+    std::map<std::string, TEntry> m_entries GUARDED_BY(m_lock); // busy ones are not erased
 };

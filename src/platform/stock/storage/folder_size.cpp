@@ -28,7 +28,7 @@ TFolder open_folder(int parent, const char *name, int more_flags)
     return dir;
 }
 
-void count_file(const struct stat &status, T_FOLDER_SIZE *size)
+void count_file(const struct stat &status, TFolderSize *size)
 {
     const auto bytes = static_cast<uint64_t>(std::max<off_t>(status.st_size, 0));
     ++size->files;
@@ -38,7 +38,7 @@ void count_file(const struct stat &status, T_FOLDER_SIZE *size)
 
 class TWalk {
 public:
-    TWalk(dev_t device, T_FOLDER_SIZE *size) : m_device(device), m_size(size) {}
+    TWalk(dev_t device, TFolderSize *size) : m_device(device), m_size(size) {}
 
     /* False when the caller was asked to stop. */
     bool enter(DIR *dir, int depth)
@@ -70,21 +70,21 @@ private:
     }
 
     const dev_t m_device;
-    T_FOLDER_SIZE *const m_size;
+    TFolderSize *const m_size;
 };
 
 } // namespace
 
-int folder_measure(const std::string &path, T_FOLDER_SIZE *out)
+int folder_measure(const std::string &path, TFolderSize *out)
 {
-    T_PLACE place; // the walk would block on a file system that does not answer
+    TPlace place; // the walk would block on a file system that does not answer
     if (const int result = place_look(path, &place); result != 0)
         return result;
     const TFolder dir = open_folder(AT_FDCWD, host_path(path).c_str(), 0);
     struct stat status = {};
     if (dir == nullptr || fstat(dirfd(dir.get()), &status) != 0)
         return -errno;
-    T_FOLDER_SIZE size;
+    TFolderSize size;
     if (!TWalk(status.st_dev, &size).enter(dir.get(), 0))
         return -EINTR;
     *out = size;

@@ -4,7 +4,7 @@
 #include <string>
 
 /* The content of a folder, not counting the folder itself. */
-struct T_FOLDER_SIZE {
+struct TFolderSize {
     uint64_t files = 0;
     uint64_t folders = 0;
     uint64_t bytes = 0;         // lengths of the regular files
@@ -16,4 +16,4 @@ struct T_FOLDER_SIZE {
  * neither uses space of this one. Returns 0, -errno when the folder itself cannot be read, -ETIMEDOUT when its file
  * system does not answer, -EINTR when the caller was asked to stop (platform/interrupt.h); *out is only changed on
  * 0. */
-int folder_measure(const std::string &path, T_FOLDER_SIZE *out);
+int folder_measure(const std::string &path, TFolderSize *out);

@@ -14,8 +14,8 @@ int status_below(const std::string &folder, int level)
     int status = kVolumeReady;
     /* A partition's folder is inside that of its disk. */
     const std::string disk = sysfs_text(folder + "/partition").empty() ? folder : folder + "/..";
-    const T_MD_TEXTS texts = {sysfs_text(disk + "/md/array_state"), sysfs_text(disk + "/md/sync_action"),
-                              sysfs_text(disk + "/md/degraded")};
+    const TMdTexts texts = {sysfs_text(disk + "/md/array_state"), sysfs_text(disk + "/md/sync_action"),
+                            sysfs_text(disk + "/md/degraded")};
     if (!texts.array_state.empty())
         status = md_status(texts);
     std::vector<std::string> members;
@@ -31,7 +31,7 @@ int status_below(const std::string &folder, int level)
 
 } // namespace
 
-int md_status(const T_MD_TEXTS &texts)
+int md_status(const TMdTexts &texts)
 {
     if (texts.sync_action == "resync" || texts.sync_action == "recover" || texts.sync_action == "reshape")
         return kVolumeRebuilding;

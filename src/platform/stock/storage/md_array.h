@@ -12,14 +12,14 @@ constexpr int kVolumeRebuilding = 1; // or being reshaped
 
 /* Attributes of an array's "md" folder, trimmed; empty when missing (striped arrays have neither sync_action nor
  * degraded). */
-struct T_MD_TEXTS {
+struct TMdTexts {
     std::string array_state;
     std::string sync_action;
     std::string degraded;
 };
 
 /* Ready, failed or rebuilding. An array without missing members stays ready during a check or a repair. */
-int md_status(const T_MD_TEXTS &texts);
+int md_status(const TMdTexts &texts);
 
 /* The worse of two states: failed, then not mounted, rebuilding, ready. */
 int volume_worse(int a, int b);

@@ -16,22 +16,22 @@
 namespace {
 
 /* A disk and its number. */
-struct T_NUMBERED {
+struct TNumbered {
     int number = 0;
-    T_BLOCK_DEVICE device;
+    TBlockDevice device;
 };
 
-T_SMART_OUTCOME ask_disk(const std::string &disk, bool may_wake, T_SMART_READING *out, int *error)
+TSmartOutcome ask_disk(const std::string &disk, bool may_wake, TSmartReading *out, int *error)
 {
     std::string text;
     const int status = smart_document(disk, may_wake, &text);
     if (status >= 0)
         return smart_outcome(status, text, out);
     *error = status;
-    return T_SMART_OUTCOME::no_answer;
+    return TSmartOutcome::no_answer;
 }
 
-T_SMART_MOMENT moment_now()
+TSmartMoment moment_now()
 {
     const auto wall_s = static_cast<time_t>(current_time_stamp() / 1000);
     return {current_time_stamp_mono_r(), wall_s, get_local_time(wall_s)};
@@ -44,26 +44,26 @@ TDiskNumbers g_numbers;
  * needs the present state. */
 thread_local bool t_checks_health = false;
 
-uint32_t list_disks(std::vector<T_NUMBERED> *out)
+uint32_t list_disks(std::vector<TNumbered> *out)
 {
-    std::vector<T_BLOCK_DEVICE> devices;
+    std::vector<TBlockDevice> devices;
     if (const int result = block_devices(&devices); result != 0) {
         log_Debug("the disks cannot be listed: %s", strerror(-result));
         return static_cast<uint32_t>(-result);
     }
     std::vector<std::string> ports;
     ports.reserve(devices.size());
-    for (const T_BLOCK_DEVICE &device : devices)
+    for (const TBlockDevice &device : devices)
         ports.push_back(device.port);
     const std::vector<int> numbers = g_numbers.of(ports);
     for (size_t i = 0; i < devices.size(); ++i)
         out->push_back({numbers[i], std::move(devices[i])});
-    std::sort(out->begin(), out->end(), [](const T_NUMBERED &a, const T_NUMBERED &b) { return a.number < b.number; });
+    std::sort(out->begin(), out->end(), [](const TNumbered &a, const TNumbered &b) { return a.number < b.number; });
     return 0;
 }
 
 /* As TDiskHealth::read(), without querying a disk that its transport has given up. */
-int read_health(const T_BLOCK_DEVICE &device, T_SMART_READING *out)
+int read_health(const TBlockDevice &device, TSmartReading *out)
 {
     return block_is_given_up(device.state) ? -ENXIO
                                            : g_health.read({device.name, device.identity, device.suspended}, out);
@@ -75,7 +75,7 @@ int read_health(const T_BLOCK_DEVICE &device, T_SMART_READING *out)
 uint32_t PAL_storage_get_enclosure_list(const t_auth & /*auth*/, const t_storage_disk_input & /*in*/,
                                         t_storage_enclosure_info &out)
 {
-    std::vector<T_NUMBERED> disks;
+    std::vector<TNumbered> disks;
     if (const uint32_t result = list_disks(&disks); result != 0)
         return result;
     t_checks_health = true;
@@ -91,12 +91,12 @@ uint32_t PAL_storage_get_disk_list(const t_auth & /*auth*/, const t_storage_disk
         log_Debug("no enclosure %d", in.id);
         return ENODEV;
     }
-    std::vector<T_NUMBERED> disks;
+    std::vector<TNumbered> disks;
     if (const uint32_t result = list_disks(&disks); result != 0)
         return result;
     t_storage_disk_list list;
     for (const auto &[number, device] : disks) {
-        T_SMART_READING reading;
+        TSmartReading reading;
         if (checks_health && (platform_interrupted() || read_health(device, &reading) == -EINTR))
             return PAL_CANCELLED;
         char name[32];
@@ -112,14 +112,14 @@ uint32_t PAL_storage_get_disk_list(const t_auth & /*auth*/, const t_storage_disk
 uint32_t PAL_storage_get_disk_smart_info(const t_auth & /*auth*/, const t_storage_disk_input &in,
                                          t_storage_smart_info &out)
 {
-    std::vector<T_NUMBERED> disks;
+    std::vector<TNumbered> disks;
     if (const uint32_t result = list_disks(&disks); result != 0)
         return result;
     const auto disk =
-        std::find_if(disks.begin(), disks.end(), [&](const T_NUMBERED &one) { return one.number == in.id; });
+        std::find_if(disks.begin(), disks.end(), [&](const TNumbered &one) { return one.number == in.id; });
     if (disk == disks.end())
         return 0;
-    T_SMART_READING reading;
+    TSmartReading reading;
     if (const int result = read_health(disk->device, &reading); result != 0)
         return result == -EINTR ? PAL_CANCELLED : static_cast<uint32_t>(-result);
     if (reading.passed.has_value())

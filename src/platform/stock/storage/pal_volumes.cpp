@@ -32,9 +32,9 @@ bool is_news(const std::string &about, int result)
     return result != 0 && result != before;
 }
 
-int load_volumes(std::vector<T_VOLUME> *out)
+int load_volumes(std::vector<TVolume> *out)
 {
-    T_INI ini;
+    TIni ini;
     const int result = ini_load(kVolumeFile, &ini);
     if (result == 0)
         *out = volumes_of(ini);
@@ -45,7 +45,7 @@ int load_volumes(std::vector<T_VOLUME> *out)
 
 /* Finds what is mounted at the volume's place. Returns 0; -ENODEV when nothing is. Below a host root, a folder counts
  * as a mounted volume, without a device. */
-int find_mount(const T_VOLUME &volume, const T_PLACE &place, T_MOUNT *out)
+int find_mount(const TVolume &volume, const TPlace &place, TMount *out)
 {
     std::string mountinfo;
     const int result = text_file_read("/proc/self/mountinfo", kMaxMountinfo, &mountinfo);
@@ -62,7 +62,7 @@ int find_mount(const T_VOLUME &volume, const T_PLACE &place, T_MOUNT *out)
 
 /* The folder of sysfs for a mounted device; empty for a file system without one (ZFS, a plain folder). File systems on
  * several devices have a device number of their own and name one of the devices as their source. */
-std::string device_folder(const T_MOUNT &mount)
+std::string device_folder(const TMount &mount)
 {
     std::vector<std::string> names;
     std::string folder = "/sys/dev/block/" + mount.device;
@@ -77,7 +77,7 @@ std::string device_folder(const T_MOUNT &mount)
 }
 
 /* State of the array or the pool under a volume. */
-int32_t array_status(const T_MOUNT &mount)
+int32_t array_status(const TMount &mount)
 {
     std::string state;
     if (mount.kind == "zfs" &&
@@ -90,11 +90,11 @@ int32_t array_status(const T_MOUNT &mount)
 
 /* Determines status and space. Returns 0; -ENODEV when nothing is mounted there; another -errno when a mounted volume
  * cannot be measured. */
-int measure(const T_VOLUME &volume, int32_t *status, t_volume_usage *usage)
+int measure(const TVolume &volume, int32_t *status, t_volume_usage *usage)
 {
-    T_PLACE place;
+    TPlace place;
     int result = place_look(volume.mount_point, &place);
-    T_MOUNT mount;
+    TMount mount;
     if (result == 0)
         result = find_mount(volume, place, &mount);
     if (result == 0)
@@ -115,11 +115,11 @@ int measure(const T_VOLUME &volume, int32_t *status, t_volume_usage *usage)
 /* A volume that is not mounted or cannot be measured is omitted: the others must not be affected. */
 uint32_t PAL_resmon_get_disk_usage(const t_auth & /*auth*/, const t_volume_info & /*in*/, t_volume_info &out)
 {
-    std::vector<T_VOLUME> volumes;
+    std::vector<TVolume> volumes;
     if (const int result = load_volumes(&volumes); result != 0)
         return static_cast<uint32_t>(-result);
     t_volume_info info;
-    for (const T_VOLUME &volume : volumes) {
+    for (const TVolume &volume : volumes) {
         int32_t status = 0;
         t_volume_usage usage;
         if (measure(volume, &status, &usage) == 0)
@@ -133,11 +133,11 @@ uint32_t PAL_resmon_get_disk_usage(const t_auth & /*auth*/, const t_volume_info 
 uint32_t PAL_storage_get_volume_info(const t_auth & /*auth*/, const t_storage_disk_vol_info &in,
                                      t_storage_disk_vol_info &out)
 {
-    std::vector<T_VOLUME> volumes;
+    std::vector<TVolume> volumes;
     if (const int result = load_volumes(&volumes); result != 0)
         return static_cast<uint32_t>(-result);
     const auto volume =
-        std::find_if(volumes.begin(), volumes.end(), [&](const T_VOLUME &one) { return one.id == in.target_vol_id; });
+        std::find_if(volumes.begin(), volumes.end(), [&](const TVolume &one) { return one.id == in.target_vol_id; });
     const bool is_known = volume != volumes.end();
     if (is_news("no " + std::to_string(in.target_vol_id), is_known ? 0 : -ENODEV))
         log_Debug("no volume %d in %s", in.target_vol_id, kVolumeFile);

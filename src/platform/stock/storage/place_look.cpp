@@ -22,22 +22,22 @@ namespace {
 
 constexpr uint64_t kLimitMs = 5000;
 
-struct T_LOOK {
+struct TLook {
     uint64_t deadline_ms = 0; // monotonic
     bool is_done = false;
-    T_PLACE place;
+    TPlace place;
 };
 
 /* The unfinished looks, by their places. */
 class TLooks {
 public:
-    int join(const std::string &path, uint64_t limit_ms, std::function<void(T_PLACE *)> work, T_PLACE *out)
+    int join(const std::string &path, uint64_t limit_ms, std::function<void(TPlace *)> work, TPlace *out)
     {
         TCallWait wait;
         TLock lock(m_lock);
-        std::shared_ptr<T_LOOK> look = m_running[path];
+        std::shared_ptr<TLook> look = m_running[path];
         if (look == nullptr) {
-            look = std::make_shared<T_LOOK>();
+            look = std::make_shared<TLook>();
             look->deadline_ms = current_time_stamp_mono_r() + limit_ms;
             if (const int error = start({this, path, look, std::move(work)}); error != 0) {
                 m_running.erase(path);
@@ -60,17 +60,17 @@ public:
     }
 
 private:
-    struct T_TASK {
+    struct TTask {
         TLooks *looks;
         std::string path;
-        std::shared_ptr<T_LOOK> look;
-        std::function<void(T_PLACE *)> work;
+        std::shared_ptr<TLook> look;
+        std::function<void(TPlace *)> work;
     };
 
     /* Returns 0 or an error number. */
-    static int start(T_TASK task)
+    static int start(TTask task)
     {
-        auto own = std::make_unique<T_TASK>(std::move(task));
+        auto own = std::make_unique<TTask>(std::move(task));
         pthread_t thread = {};
         const int error = thread_create(kDetached, enter, own.get(), &thread);
         if (error == 0)
@@ -81,8 +81,8 @@ private:
     static void *enter(void *argument)
     {
         thread_set_name("PLACE-look");
-        const std::unique_ptr<T_TASK> task(static_cast<T_TASK *>(argument));
-        T_PLACE place;
+        const std::unique_ptr<TTask> task(static_cast<TTask *>(argument));
+        TPlace place;
         try {
             task->work(&place);
         } catch (const std::exception &) {
@@ -97,10 +97,10 @@ private:
     }
 
     TMutex m_lock;
-    std::map<std::string, std::shared_ptr<T_LOOK>> m_running GUARDED_BY(m_lock);
+    std::map<std::string, std::shared_ptr<TLook>> m_running GUARDED_BY(m_lock);
 };
 
-void look_at(const std::string &path, T_PLACE *out)
+void look_at(const std::string &path, TPlace *out)
 {
     struct stat status = {};
     if (stat(path.c_str(), &status) != 0 || realpath(path.c_str(), out->real) == nullptr ||
@@ -111,13 +111,13 @@ void look_at(const std::string &path, T_PLACE *out)
 
 } // namespace
 
-int place_look(const std::string &path, T_PLACE *out)
+int place_look(const std::string &path, TPlace *out)
 {
     return place_look_by(
-        path, kLimitMs, [full = host_path(path)](T_PLACE *place) { look_at(full, place); }, out);
+        path, kLimitMs, [full = host_path(path)](TPlace *place) { look_at(full, place); }, out);
 }
 
-int place_look_by(const std::string &path, uint64_t limit_ms, std::function<void(T_PLACE *)> look, T_PLACE *out)
+int place_look_by(const std::string &path, uint64_t limit_ms, std::function<void(TPlace *)> look, TPlace *out)
 {
     static auto &looks = *new TLooks; // abandoned threads may end at any time
     return looks.join(path, limit_ms, std::move(look), out);

@@ -7,7 +7,7 @@
 #include <sys/statvfs.h>
 
 /* What was found at the place where a file system is mounted. */
-struct T_PLACE {
+struct TPlace {
     int error = 0; // errno of the first failure; the rest is then not valid
     bool is_folder = false;
     char real[PATH_MAX] = ""; // with all symbolic links resolved, host root included
@@ -20,7 +20,7 @@ struct T_PLACE {
  *
  * Returns 0 with the findings in *out (which may be an error); -ETIMEDOUT; -EINTR when the caller is asked to stop
  * (platform/interrupt.h); -errno when the thread cannot be created. */
-int place_look(const std::string &path, T_PLACE *out);
+int place_look(const std::string &path, TPlace *out);
 
 /* The same with another function and another limit; `path` only identifies the place. */
-int place_look_by(const std::string &path, uint64_t limit_ms, std::function<void(T_PLACE *)> look, T_PLACE *out);
+int place_look_by(const std::string &path, uint64_t limit_ms, std::function<void(TPlace *)> look, TPlace *out);

@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr T_CHILD_LIMITS kLimits = {60, size_t{1024} * 1024, 500, 1, true}; // the device is an argument
+constexpr TChildLimits kLimits = {60, size_t{1024} * 1024, 500, 1, true}; // the device is an argument
 
 } // namespace
 

@@ -38,7 +38,7 @@ int connect_helper(TFd *out)
 }
 
 /* Reads the answer to its end or to a limit. */
-int read_answer(int fd, const T_CHILD_LIMITS &limits, std::string *text)
+int read_answer(int fd, const TChildLimits &limits, std::string *text)
 {
     auto end = TClock::now() + std::chrono::seconds(limits.timeout_s);
     bool stopping = false;
@@ -83,7 +83,7 @@ int take_exit_status(std::string *text)
 
 } // namespace
 
-int smart_socket_ask(const std::string &device, bool may_wake, const T_CHILD_LIMITS &limits, std::string *document)
+int smart_socket_ask(const std::string &device, bool may_wake, const TChildLimits &limits, std::string *document)
 {
     TFd fd;
     if (const int result = connect_helper(&fd); result != 0)

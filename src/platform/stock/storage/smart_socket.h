@@ -8,4 +8,4 @@
  * are as for a child; beyond them the helper is left to finish alone. Returns the exit status of smartctl, with its
  * document in *document; -ENOENT without a helper; -EAGAIN when it sent no answer; -ETIMEDOUT, -EFBIG, -EINTR; another
  * -errno. */
-int smart_socket_ask(const std::string &device, bool may_wake, const T_CHILD_LIMITS &limits, std::string *document);
+int smart_socket_ask(const std::string &device, bool may_wake, const TChildLimits &limits, std::string *document);

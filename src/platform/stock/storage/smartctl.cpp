@@ -69,13 +69,13 @@ bool has_no_smart(json_object *document)
 }
 
 /* Returns 0; -EINVAL when the document names no protocol. */
-int reading_of(json_object *document, T_SMART_READING *out)
+int reading_of(json_object *document, TSmartReading *out)
 {
     json_object *protocol = json_member(json_member(document, "device"), "protocol");
 
     /* The raw value of attribute 9 counts minutes or half minutes on some disks, and holds other figures in its upper
      * bytes on others: smartctl has already converted it to hours. */
-    T_SMART_READING reading;
+    TSmartReading reading;
     if (is_text(protocol, "ATA") || is_text(protocol, "SCSI")) {
         reading.power_on_hours = hours_of(json_member(json_member(document, "power_on_time"), "hours"));
         reading.worn = attribute_fails(document);
@@ -97,27 +97,27 @@ int reading_of(json_object *document, T_SMART_READING *out)
 
 } // namespace
 
-int smart_parse(std::string_view text, T_SMART_READING *out)
+int smart_parse(std::string_view text, TSmartReading *out)
 {
     return reading_of(json_parse_whole(text).get(), out);
 }
 
-T_SMART_OUTCOME smart_outcome(int exit_status, std::string_view text, T_SMART_READING *out)
+TSmartOutcome smart_outcome(int exit_status, std::string_view text, TSmartReading *out)
 {
     if (exit_status < 0 || exit_status > kAllBits)
-        return T_SMART_OUTCOME::unreadable;
+        return TSmartOutcome::unreadable;
     const TJson document = json_parse_whole(text);
     const bool misused = (exit_status & kCommandLineBit) != 0;
     const bool closed = (exit_status & kOpenBit) != 0;
     if (!misused && closed && (document == nullptr || has_message(document.get(), {"Device is in "})))
-        return T_SMART_OUTCOME::asleep;
+        return TSmartOutcome::asleep;
     if (has_no_smart(document.get()))
-        return T_SMART_OUTCOME::no_smart;
-    T_SMART_READING reading;
+        return TSmartOutcome::no_smart;
+    TSmartReading reading;
     if (misused || closed || reading_of(document.get(), &reading) != 0)
-        return T_SMART_OUTCOME::unreadable;
+        return TSmartOutcome::unreadable;
     if (!reading.passed.has_value() && !reading.power_on_hours.has_value() && !reading.worn)
-        return (exit_status & kCommandFailedBit) != 0 ? T_SMART_OUTCOME::unreadable : T_SMART_OUTCOME::no_smart;
+        return (exit_status & kCommandFailedBit) != 0 ? TSmartOutcome::unreadable : TSmartOutcome::no_smart;
     *out = reading;
-    return T_SMART_OUTCOME::read;
+    return TSmartOutcome::read;
 }

@@ -5,7 +5,7 @@
 #include <string_view>
 
 /* Values of smartctl's document for a disk. Each of them may be missing. */
-struct T_SMART_READING {
+struct TSmartReading {
     std::optional<bool> passed; // the disk's own verdict
     std::optional<int32_t> power_on_hours;
     bool worn = false; // an attribute is at or below its threshold now, or the rated life is used up
@@ -13,10 +13,10 @@ struct T_SMART_READING {
 
 /* Parses the document of `smartctl --json` by the protocol that it names (ATA, SCSI, NVMe). Missing figures stay empty.
  * Returns 0, or -EINVAL for anything that is not such a document; *out is only changed on 0. */
-int smart_parse(std::string_view text, T_SMART_READING *out);
+int smart_parse(std::string_view text, TSmartReading *out);
 
 /* The outcome of querying a disk. */
-enum class T_SMART_OUTCOME {
+enum class TSmartOutcome {
     read,       // at least one figure is known
     asleep,     // not woken
     no_smart,   // not supported (virtual disks, some bridges)
@@ -27,4 +27,4 @@ enum class T_SMART_OUTCOME {
 /* Determines the outcome from smartctl's exit status and its document; *out is only changed when the disk was read. The
  * status is a bit mask: bit 0 is a wrong command line or an unknown kind of device, bit 1 a device that could not be
  * opened or is asleep, bit 2 a command that failed; the others depend on the findings. */
-T_SMART_OUTCOME smart_outcome(int exit_status, std::string_view text, T_SMART_READING *out);
+TSmartOutcome smart_outcome(int exit_status, std::string_view text, TSmartReading *out);

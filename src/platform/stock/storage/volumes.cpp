@@ -55,14 +55,14 @@ std::string unescaped(std::string_view text)
 
 } // namespace
 
-std::vector<T_VOLUME> volumes_of(const T_INI &ini)
+std::vector<TVolume> volumes_of(const TIni &ini)
 {
-    std::map<int32_t, T_VOLUME> found;
-    for (const T_INI_ENTRY &entry : ini.entries) {
+    std::map<int32_t, TVolume> found;
+    for (const TIniEntry &entry : ini.entries) {
         int32_t id = 0;
         if (!volume_number(entry.section, &id))
             continue;
-        T_VOLUME &volume = found[id];
+        TVolume &volume = found[id];
         volume.id = id;
         if (entry.key == "volName") {
             volume.name = entry.value;
@@ -72,7 +72,7 @@ std::vector<T_VOLUME> volumes_of(const T_INI &ini)
                 volume.mount_point.pop_back();
         }
     }
-    std::vector<T_VOLUME> volumes;
+    std::vector<TVolume> volumes;
     for (const auto &[id, volume] : found) {
         if (volume.mount_point.starts_with('/'))
             volumes.push_back(volume);
@@ -80,7 +80,7 @@ std::vector<T_VOLUME> volumes_of(const T_INI &ini)
     return volumes;
 }
 
-t_volume_usage volume_usage(const T_VOLUME &volume, const struct statvfs &space)
+t_volume_usage volume_usage(const TVolume &volume, const struct statvfs &space)
 {
     const uint64_t free = std::min<uint64_t>(space.f_bfree, space.f_blocks);
     const uint64_t available = std::min<uint64_t>(space.f_bavail, free);
@@ -94,7 +94,7 @@ t_volume_usage volume_usage(const T_VOLUME &volume, const struct statvfs &space)
     return usage;
 }
 
-bool mount_find(std::string_view mountinfo, std::string_view mount_point, T_MOUNT *out)
+bool mount_find(std::string_view mountinfo, std::string_view mount_point, TMount *out)
 {
     bool found = false;
     while (!mountinfo.empty()) {

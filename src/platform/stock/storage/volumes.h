@@ -9,21 +9,21 @@
 #include "platform/stock/config/ini_file.h"
 
 /* One volume of "/tarn/etc/volume.conf". */
-struct T_VOLUME {
+struct TVolume {
     int32_t id = 0;          // the n of its section "VOL_<n>"
     std::string name;        // may be empty
     std::string mount_point; // absolute, without "/" at its end
 };
 
 /* The volumes of that file: sections with a mount point, sorted by number. */
-std::vector<T_VOLUME> volumes_of(const T_INI &ini);
+std::vector<TVolume> volumes_of(const TIni &ini);
 
 /* Space of a volume from the figures of its file system. Free is what root can still use, as for the recorder; it
  * includes the space reserved for root. */
-t_volume_usage volume_usage(const T_VOLUME &volume, const struct statvfs &space);
+t_volume_usage volume_usage(const TVolume &volume, const struct statvfs &space);
 
 /* What is mounted at a place. */
-struct T_MOUNT {
+struct TMount {
     std::string device; // "major:minor"
     std::string kind;   // of the file system
     std::string source; // "/dev/md0", or the file system's own name for it
@@ -31,4 +31,4 @@ struct T_MOUNT {
 
 /* Finds a mount point in the text of /proc/self/mountinfo; the last mount there is the visible one. False when nothing
  * is mounted there. */
-bool mount_find(std::string_view mountinfo, std::string_view mount_point, T_MOUNT *out);
+bool mount_find(std::string_view mountinfo, std::string_view mount_point, TMount *out);

@@ -13,7 +13,7 @@ namespace {
 char g_program[32] = "?"; // set before the first handler is installed
 
 /* A line built piece by piece. */
-struct T_LINE {
+struct TLine {
     char text[128];
     size_t length = 0;
 
@@ -30,7 +30,7 @@ void on_crash(int signal)
     char thread[16] = "";
     (void)prctl(PR_GET_NAME, thread);
     const char number[3] = {static_cast<char>('0' + signal / 10), static_cast<char>('0' + signal % 10), '\0'};
-    T_LINE line;
+    TLine line;
     const char *const parts[] = {"\n", g_program, ": crash signal ", number, " in thread ", thread, "\n"};
     for (const char *part : parts)
         line.add(part);

@@ -42,7 +42,7 @@ bool read_flags(const std::string &fan_path, std::vector<std::string> *out)
 
 } // namespace
 
-std::string hwmon_status(const T_HWMON_FAN &fan)
+std::string hwmon_status(const THwmonFan &fan)
 {
     return std::any_of(fan.flags.begin(), fan.flags.end(), flag_is_set) ? kFailed : "0";
 }
@@ -69,13 +69,13 @@ std::vector<int> hwmon_fan_numbers(const std::vector<std::string> &attributes)
     return {numbers.begin(), numbers.end()};
 }
 
-int hwmon_fans(std::vector<T_HWMON_FAN> *out)
+int hwmon_fans(std::vector<THwmonFan> *out)
 {
     std::vector<std::string> chips;
     const int result = host_folder_names(kRoot, &chips);
     if (result != 0 && result != -ENOENT)
         return result;
-    std::vector<T_HWMON_FAN> fans;
+    std::vector<THwmonFan> fans;
     for (const std::string &chip : chips) {
         const std::string folder = std::string(kRoot) + '/' + chip;
         std::vector<std::string> attributes;
@@ -83,7 +83,7 @@ int hwmon_fans(std::vector<T_HWMON_FAN> *out)
             continue; // unplugged meanwhile
         for (const int number : hwmon_fan_numbers(attributes)) {
             const std::string fan_path = folder + "/fan" + std::to_string(number);
-            T_HWMON_FAN fan;
+            THwmonFan fan;
             if (!read_flags(fan_path, &fan.flags))
                 continue;
             fan.name = sysfs_text(fan_path + "_label");

@@ -8,13 +8,13 @@
 constexpr const char *kFanFlags[] = {"fault", "alarm", "min_alarm", "max_alarm"};
 
 /* One fan of a monitoring chip, with the texts of the flags that the chip provides. */
-struct T_HWMON_FAN {
+struct THwmonFan {
     std::string name; // the board's label, else chip and number
     std::vector<std::string> flags;
 };
 
 /* "9" for a fan with a flag set, otherwise "0". A speed of 0 is not a fault: a header without a fan reads 0 as well. */
-std::string hwmon_status(const T_HWMON_FAN &fan);
+std::string hwmon_status(const THwmonFan &fan);
 
 /* "good", or "fan failed" when a fan has status "9". */
 std::string hwmon_summary(const std::vector<std::pair<std::string, std::string>> &fans);
@@ -23,4 +23,4 @@ std::string hwmon_summary(const std::vector<std::pair<std::string, std::string>>
 std::vector<int> hwmon_fan_numbers(const std::vector<std::string> &attributes);
 
 /* Lists all fans of "/sys/class/hwmon"; empty if that folder is missing. Returns 0 or -errno. */
-int hwmon_fans(std::vector<T_HWMON_FAN> *out);
+int hwmon_fans(std::vector<THwmonFan> *out);

@@ -28,7 +28,7 @@ int read_server_name(std::string *name)
 {
     const uint64_t begin_ms = current_time_stamp_mono_r();
     do {
-        T_INI ini;
+        TIni ini;
         std::string value;
         int result = ini_load(kSystemFile, &ini);
         if (result == 0)
@@ -79,13 +79,13 @@ uint32_t PAL_system_get_syssetting(const t_auth & /*auth*/, const t_system & /*r
 
 uint32_t PAL_mgr_syshealth_info(const t_auth * /*auth*/, t_syshealth_info *info, std::string *text)
 {
-    std::vector<T_HWMON_FAN> fans;
+    std::vector<THwmonFan> fans;
     if (const int result = hwmon_fans(&fans); result != 0) {
         log_Debug("fans cannot be read: %s", strerror(-result));
         return static_cast<uint32_t>(-result);
     }
     t_syshealth_info health;
-    for (const T_HWMON_FAN &fan : fans)
+    for (const THwmonFan &fan : fans)
         health.fans.emplace_back(fan.name, hwmon_status(fan));
     health.text = hwmon_summary(health.fans);
     if (text != nullptr)

@@ -37,23 +37,23 @@ template <typename T> void store(T &word, T value)
 /* The segment mapped into this process. Always writable: atomic access to a read-only page is not guaranteed. */
 class TMapping {
 public:
-    explicit TMapping(int fd) : m_at(mmap(nullptr, sizeof(T_SHM_SEGMENT), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0)) {}
+    explicit TMapping(int fd) : m_at(mmap(nullptr, sizeof(TShmSegment), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0)) {}
     ~TMapping()
     {
         if (is_mapped())
-            (void)munmap(m_at, sizeof(T_SHM_SEGMENT));
+            (void)munmap(m_at, sizeof(TShmSegment));
     }
     TMapping(const TMapping &) = delete;
     TMapping &operator=(const TMapping &) = delete;
 
     bool is_mapped() const { return m_at != MAP_FAILED; }
-    T_SHM_SEGMENT &segment() const { return *static_cast<T_SHM_SEGMENT *>(m_at); }
+    TShmSegment &segment() const { return *static_cast<TShmSegment *>(m_at); }
 
 private:
     void *m_at;
 };
 
-bool is_ready(T_SHM_SEGMENT &segment)
+bool is_ready(TShmSegment &segment)
 {
     return load(segment.magic) == kShmMagic && load(segment.version) == kShmVersion;
 }
@@ -130,10 +130,10 @@ int lock_writers(int fd)
  * raise SIGBUS when the file system is full. */
 int grow(int fd)
 {
-    return -posix_fallocate(fd, 0, sizeof(T_SHM_SEGMENT));
+    return -posix_fallocate(fd, 0, sizeof(TShmSegment));
 }
 
-void make_ready(T_SHM_SEGMENT &segment)
+void make_ready(TShmSegment &segment)
 {
     store(segment.magic, uint32_t{0}); // not valid until all is initialized
     store(segment.version, kShmVersion);
@@ -158,14 +158,14 @@ int shm_record_get(const char *name, t_velomond_shm *record)
         return -errno;
     if (!is_ours(status))
         return -EPERM;
-    if (status.st_size < static_cast<off_t>(sizeof(T_SHM_SEGMENT)) || status.st_blocks == 0) { // never written
+    if (status.st_size < static_cast<off_t>(sizeof(TShmSegment)) || status.st_blocks == 0) { // never written
         *record = {};
         return 0;
     }
     const TMapping mapping(fd.get());
     if (!mapping.is_mapped())
         return -errno;
-    T_SHM_SEGMENT &segment = mapping.segment();
+    TShmSegment &segment = mapping.segment();
     if (!is_ready(segment)) {
         *record = {};
         return 0;
@@ -197,7 +197,7 @@ int shm_record_set(const char *name, const t_velomond_shm &record)
     const TMapping mapping(fd.get());
     if (!mapping.is_mapped())
         return -errno;
-    T_SHM_SEGMENT &segment = mapping.segment();
+    TShmSegment &segment = mapping.segment();
     if (!is_ready(segment))
         make_ready(segment);
     const uint64_t next = load(segment.generation) + 1;

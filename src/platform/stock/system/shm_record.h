@@ -6,13 +6,13 @@
 
 /* The layout of the shared memory. A record is written into the slot that is not published and then published, so a
  * writer that dies half-way leaves the last complete record valid. */
-struct T_SHM_SEGMENT {
+struct TShmSegment {
     uint32_t magic;      // kShmMagic once the rest is initialized
     uint32_t version;    // kShmVersion
     uint64_t generation; // records published so far; the newest is in slot generation % 2
     t_velomond_shm slots[2];
 };
-static_assert(sizeof(T_SHM_SEGMENT) == 40);
+static_assert(sizeof(TShmSegment) == 40);
 constexpr uint32_t kShmMagic = 0x564d4f4e; // "VMON"
 constexpr uint32_t kShmVersion = 1;
 constexpr const char *kShmLockSuffix = ".lock"; // of the object that holds the writers' lock
