@@ -79,7 +79,7 @@ struct TPair {
 };
 
 /* Medians of `count` turns, in each of which both are measured once: a disturbance affects both. */
-template <typename OURS, typename FLOOR> TPair bench_medians(int count, OURS ours, FLOOR floor)
+template <typename TOurs, typename TFloor> TPair bench_medians(int count, TOurs ours, TFloor floor)
 {
     std::vector<double> a, b;
     for (int i = 0; i < count; ++i) {
@@ -95,7 +95,7 @@ template <typename OURS, typename FLOOR> TPair bench_medians(int count, OURS our
 double bench_cpu_of(pid_t pid);
 
 /* The CPU time of this process that a call takes, in microseconds. */
-template <typename WORK> double bench_cpu_us(WORK work)
+template <typename TWork> double bench_cpu_us(TWork work)
 {
     const auto now_us = [] {
         struct timespec now = {};
@@ -108,7 +108,7 @@ template <typename WORK> double bench_cpu_us(WORK work)
 }
 
 /* Both as CPU time, with enough turns for a stable median. */
-template <typename OURS, typename FLOOR> TPair bench_cpu(OURS ours, FLOOR floor)
+template <typename TOurs, typename TFloor> TPair bench_cpu(TOurs ours, TFloor floor)
 {
     constexpr int kTurns = 41;
     return bench_medians(

@@ -25,9 +25,9 @@ constexpr int kMinutes = 1440;   // of a day, kept of the cameras
 constexpr int kPriming = 2;      // the first reading, and one for the running sums
 constexpr unsigned kRoundS = 11; // the first round is over
 
-template <typename T> size_t records(const TStatManagerBase<T> *manager, size_t count, size_t more = 0)
+template <typename TValue> size_t records(const TStatManagerBase<TValue> *manager, size_t count, size_t more = 0)
 {
-    return manager->keys().size() * count * (sizeof(T) + more);
+    return manager->keys().size() * count * (sizeof(TValue) + more);
 }
 
 /* The records alone, one behind the other, in MiB. */

@@ -179,7 +179,7 @@ private:
             sched_setaffinity(std::stoi(thread.path().filename()), sizeof(processors), &processors);
     }
 
-    cpu_set_t m_all;
+    cpu_set_t m_all = {};
     std::vector<pid_t> m_pids;
 };
 

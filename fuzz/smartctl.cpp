@@ -17,7 +17,7 @@ void fuzz_one(std::string_view text)
 
     for (const int status : {0, 1, 2, 4, 64}) {
         TSmartReading told;
-        const bool was_read = smart_outcome(status, text, &told) == TSmartOutcome::read;
+        const bool was_read = smart_outcome(status, text, &told) == TSmartOutcome::kRead;
         FUZZ_CHECK(was_read == (told.passed || told.power_on_hours || told.worn));
     }
 }

@@ -29,7 +29,7 @@ constexpr std::array kWide = {
     TRange{0x1f300, 0x1f64f}, TRange{0x1f900, 0x1f9ff}, TRange{0x20000, 0x3fffd},
 };
 
-template <typename RANGES> bool in(const RANGES &ranges, char32_t code)
+template <typename TRanges> bool in(const TRanges &ranges, char32_t code)
 {
     return std::any_of(ranges.begin(), ranges.end(),
                        [code](const TRange &one) { return code >= one.first && code <= one.last; });

@@ -17,12 +17,12 @@ struct TCurlDelete {
     void operator()(curl_slist *list) const { curl_slist_free_all(list); }
     void operator()(char *text) const { curl_free(text); }
 };
-template <typename T> using TCurlOwner = std::unique_ptr<T, TCurlDelete>;
+template <typename THandle> using TCurlOwner = std::unique_ptr<THandle, TCurlDelete>;
 
 /* Limits the size of one answer; a callback that accepts less than it is given ends
  * the transfer. */
 struct TIntake {
-    std::string *body;
+    std::string *body = nullptr;
     size_t headers = 0;
     bool too_large = false;
 };

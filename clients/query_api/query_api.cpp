@@ -50,8 +50,9 @@ TOutcome TQueryApi::get(const char *route, const TArguments &arguments, std::str
     return m_http.request(kService + route, arguments, nullptr, answer);
 }
 
-template <typename T>
-TOutcome TQueryApi::ask(const char *route, const TArguments &arguments, TOutcome (*take)(std::string_view, T *), T *out)
+template <typename TValue>
+TOutcome TQueryApi::ask(const char *route, const TArguments &arguments, TOutcome (*take)(std::string_view, TValue *),
+                        TValue *out)
 {
     std::string answer;
     TOutcome outcome = get(route, arguments, &answer);

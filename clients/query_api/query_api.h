@@ -42,8 +42,9 @@ private:
     TOutcome get(const char *route, const TArguments &arguments, std::string *answer);
     TOutcome statistics(TKind kind, const std::string &name, const char *method, const std::string &type,
                         std::string *answer);
-    template <typename T>
-    TOutcome ask(const char *route, const TArguments &arguments, TOutcome (*take)(std::string_view, T *), T *out);
+    template <typename TValue>
+    TOutcome ask(const char *route, const TArguments &arguments, TOutcome (*take)(std::string_view, TValue *),
+                 TValue *out);
 
     THttpClient m_http;
 };

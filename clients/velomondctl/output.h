@@ -35,6 +35,8 @@ class TJsonObject {
 public:
     TJsonObject();
     ~TJsonObject();
+    TJsonObject(const TJsonObject &) = delete;
+    TJsonObject &operator=(const TJsonObject &) = delete;
     TJsonObject(TJsonObject &&) noexcept;
     TJsonObject &operator=(TJsonObject &&) noexcept;
 

@@ -11,7 +11,7 @@ int folder_names(const std::string &path, std::vector<std::string> *out)
         return -errno;
     std::vector<std::string> names;
     errno = 0;
-    while (const dirent *entry = readdir(folder.get())) { // the stream is local to this call
+    while (const dirent64 *entry = folder_next(folder.get())) { // the stream is local to this call
         const std::string_view name = entry->d_name;
         if (name != "." && name != "..")
             names.emplace_back(name);

@@ -78,7 +78,7 @@ public:
 
 private:
     const bool m_takes_signals = takes_signals();
-    sigset_t m_before;
+    sigset_t m_before = {};
     bool m_held = false;
 };
 

@@ -99,6 +99,12 @@ std::string text_fixed(double value, int decimals)
     return error == std::errc() ? std::string(text, end) : std::string();
 }
 
+std::string error_text(int error)
+{
+    char buffer[128];
+    return strerror_r(error, buffer, sizeof(buffer)); // the GNU form, which always returns a text
+}
+
 std::string text_format(const char *format, ...)
 {
     va_list args;

@@ -30,6 +30,9 @@ std::string_view text_trimmed(std::string_view text);
 /* The digits of printf's "%.*f" with 0 to 9 decimals, at a fraction of its cost. */
 std::string text_fixed(double value, int decimals);
 
+/* The C library's text for an error number. */
+std::string error_text(int error);
+
 /* The formatted text, whole. */
 std::string text_format(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
@@ -41,7 +44,7 @@ std::string text_printable(std::string_view text);
  * characters copied. */
 size_t text_copy(char *buffer, size_t size, std::string_view text);
 
-template <size_t N> size_t text_copy(char (&buffer)[N], std::string_view text)
+template <size_t kSize> size_t text_copy(char (&buffer)[kSize], std::string_view text)
 {
-    return text_copy(buffer, N, text);
+    return text_copy(buffer, kSize, text);
 }

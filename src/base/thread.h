@@ -13,7 +13,7 @@ public:
     TSignalsHeld &operator=(const TSignalsHeld &) = delete;
 
 private:
-    sigset_t m_before;
+    sigset_t m_before = {};
 };
 
 enum TThreadKind { kJoinable, kDetached };

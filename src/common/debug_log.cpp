@@ -27,7 +27,7 @@ void make_folder_of(const char *path)
 {
     const std::string plain(path);
     const std::string folder = host_path(plain.substr(0, plain.find_last_of('/')));
-    struct stat status;
+    struct stat status = {};
     if (stat(folder.c_str(), &status) == 0)
         return;
     const int result = mkdir(folder.c_str(), kFolderMode);
@@ -37,7 +37,7 @@ void make_folder_of(const char *path)
 
 void rotate(const char *path)
 {
-    struct stat status;
+    struct stat status = {};
     if (stat(host_path(path).c_str(), &status) != 0 || status.st_size <= kRotateAbove)
         return;
     char backup[kBackupPathSize];

@@ -16,16 +16,16 @@
 
 /* The newest records of a series, in memory that is allocated once: when it is full,
  * each record takes the place of the oldest one. */
-template <typename T> class TRing {
+template <typename TRecord> class TRing {
 public:
     explicit TRing(size_t capacity) : m_capacity(capacity) { m_records.reserve(capacity); }
 
     size_t size() const { return m_records.size(); }
     bool is_full() const { return size() == m_capacity; }
-    const T &newest() const { return m_records[(m_oldest + size() - 1) % size()]; } // of one that is not empty
-    const T &oldest() const { return m_records[m_oldest]; }
+    const TRecord &newest() const { return m_records[(m_oldest + size() - 1) % size()]; } // of one that is not empty
+    const TRecord &oldest() const { return m_records[m_oldest]; }
 
-    void push(T record)
+    void push(TRecord record)
     {
         if (!is_full()) {
             m_records.push_back(std::move(record));
@@ -36,10 +36,10 @@ public:
     }
 
     /* The newest `count` records, or as many as there are, oldest first. */
-    std::vector<T> copy_newest(size_t count) const
+    std::vector<TRecord> copy_newest(size_t count) const
     {
         const size_t first = m_oldest + size() - std::min(count, size());
-        std::vector<T> copy;
+        std::vector<TRecord> copy;
         copy.reserve(m_oldest + size() - first);
         for (size_t i = first; i < m_oldest + size(); ++i)
             copy.push_back(m_records[i < size() ? i : i - size()]);
@@ -49,33 +49,33 @@ public:
 private:
     size_t m_capacity;
     size_t m_oldest = 0; // 0 until the ring is full
-    std::vector<T> m_records;
+    std::vector<TRecord> m_records;
 };
 
 /* What is kept of one tracked entity. */
-template <typename T> struct StatEntry {
+template <typename TRecord> struct StatEntry {
     explicit StatEntry(size_t max_samples) : history(max_samples) {}
 
-    T last{};          // the previous raw reading
-    T total{};         // sum of everything now in history
-    TRing<T> history;  // one element per interval
-    bool first = true; // no reading yet: the first one only primes
+    TRecord last{};         // the previous raw reading
+    TRecord total{};        // sum of everything now in history
+    TRing<TRecord> history; // one element per interval
+    bool first = true;      // no reading yet: the first one only primes
 };
 
 /* The history of one kind of statistics: per entity the differences of successive
  * readings, bounded, with a running sum.
  *
- * T is the kind's sample record, a plain value with these operations:
- *     T difference(const T &older) const   the history element of two raw readings
- *     void add(const T &element)           into a running sum
- *     void subtract(const T &element)      out of a running sum
+ * TRecord is the kind's sample record, a plain value with these operations:
+ *     TRecord difference(const TRecord &older) const   the history element of two raw readings
+ *     void add(const TRecord &element)           into a running sum
+ *     void subtract(const TRecord &element)      out of a running sum
  * Counters are unsigned and wrap; one that went backwards is kept as it is, since
  * readers of a history know that.
  *
  * The entities are fixed by init_map, which runs in the constructor of the derived
  * manager. The lock is held for the time of a copy only and is always the inner one
  * where the global statistics lock is held too. */
-template <typename T> class TStatManagerBase {
+template <typename TRecord> class TStatManagerBase {
 public:
     TStatManagerBase() { trace("statManager.h", "TStatManagerBase", 57); }
     virtual ~TStatManagerBase()
@@ -92,30 +92,30 @@ public:
 
     /* Stores one raw reading. 0, or -1 for an entity that is not tracked. Kinds whose
      * intervals are more than differences of counters override it around store(). */
-    virtual int add_sample(const std::string &key, const T &raw)
+    virtual int add_sample(const std::string &key, const TRecord &raw)
     {
-        return store(key, raw, [](const T &newer, const T &older) { return newer.difference(older); });
+        return store(key, raw, [](const TRecord &newer, const TRecord &older) { return newer.difference(older); });
     }
 
     /* The newest interval; zeros without one. */
-    T get_current(const std::string &key) const
+    TRecord get_current(const std::string &key) const
     {
         const TLock lock(m_lock);
-        const StatEntry<T> *entry = find(key);
-        return entry == nullptr || entry->history.size() == 0 ? T{} : entry->history.newest();
+        const StatEntry<TRecord> *entry = find(key);
+        return entry == nullptr || entry->history.size() == 0 ? TRecord{} : entry->history.newest();
     }
 
     /* The sum of the newest n intervals, n = 0 for all of them; zeros without any.
      * Fields that are not summed are those of the oldest one summed. */
-    T get_total(const std::string &key, int n) const
+    TRecord get_total(const std::string &key, int n) const
     {
         if (n == 0) {
             const TLock lock(m_lock);
-            const StatEntry<T> *entry = find(key);
-            return entry == nullptr ? T{} : entry->total;
+            const StatEntry<TRecord> *entry = find(key);
+            return entry == nullptr ? TRecord{} : entry->total;
         }
-        T sum{};
-        const auto newest = copy_newest(key, static_cast<size_t>(n)).value_or(std::vector<T>());
+        TRecord sum{};
+        const auto newest = copy_newest(key, static_cast<size_t>(n)).value_or(std::vector<TRecord>());
         for (auto element = newest.rbegin(); element != newest.rend(); ++element)
             sum.add(*element);
         return sum;
@@ -123,13 +123,16 @@ public:
 
     /* The newest intervals, or the whole history, oldest first; nothing for an entity
      * that is not tracked. */
-    std::optional<std::vector<T>> copy_newest(const std::string &key, size_t count) const
+    std::optional<std::vector<TRecord>> copy_newest(const std::string &key, size_t count) const
     {
         const TLock lock(m_lock);
-        const StatEntry<T> *entry = find(key);
+        const StatEntry<TRecord> *entry = find(key);
         return entry == nullptr ? std::nullopt : std::optional(entry->history.copy_newest(count));
     }
-    std::optional<std::vector<T>> copy_history(const std::string &key) const { return copy_newest(key, SIZE_MAX); }
+    std::optional<std::vector<TRecord>> copy_history(const std::string &key) const
+    {
+        return copy_newest(key, SIZE_MAX);
+    }
 
     /* The tracked entities, in ascending order. */
     std::vector<std::string> keys() const
@@ -150,19 +153,19 @@ protected:
     {
         const TLock lock(m_lock);
         if (!m_entries.contains(key))
-            m_entries.emplace(key, std::make_unique<StatEntry<T>>(static_cast<size_t>(m_max_samples)));
+            m_entries.emplace(key, std::make_unique<StatEntry<TRecord>>(static_cast<size_t>(m_max_samples)));
     }
 
     /* Priming, bounding and locking, around a kind's own rule for the history
      * element of two raw readings. */
-    template <typename TDifference> int store(const std::string &key, const T &raw, TDifference difference)
+    template <typename TDifference> int store(const std::string &key, const TRecord &raw, TDifference difference)
     {
         const TLock lock(m_lock);
-        StatEntry<T> *entry = find(key);
+        StatEntry<TRecord> *entry = find(key);
         if (entry == nullptr)
             return -1;
         if (!entry->first) {
-            T element = difference(raw, entry->last);
+            TRecord element = difference(raw, entry->last);
             entry->total.add(element);
             if (entry->history.is_full())
                 entry->total.subtract(entry->history.oldest());
@@ -177,7 +180,7 @@ protected:
     int32_t m_max_samples = 90; // one reading in 10 s: 15 minutes; of the entities tracked from here on
 
 private:
-    StatEntry<T> *find(const std::string &key) const REQUIRES(m_lock)
+    StatEntry<TRecord> *find(const std::string &key) const REQUIRES(m_lock)
     {
         const auto found = m_entries.find(key);
         return found == m_entries.end() ? nullptr : found->second.get();
@@ -185,5 +188,5 @@ private:
 
     static inline std::atomic<unsigned> s_made{0};
     const unsigned m_serial = ++s_made;
-    std::map<std::string, std::unique_ptr<StatEntry<T>>> m_entries GUARDED_BY(m_lock);
+    std::map<std::string, std::unique_ptr<StatEntry<TRecord>>> m_entries GUARDED_BY(m_lock);
 };

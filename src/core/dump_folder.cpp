@@ -21,7 +21,7 @@ std::string folder_path(const char *name, int number)
 
 bool is_free(const std::string &path)
 {
-    struct stat status;
+    struct stat status = {};
     return stat(host_path(path).c_str(), &status) != 0 && errno == ENOENT;
 }
 
@@ -29,7 +29,7 @@ void rotate()
 {
     for (int i = 0; i < kFolders; ++i) {
         const std::string backup = host_path(folder_path("log_bak", i));
-        struct stat status;
+        struct stat status = {};
         /* unlink, which leaves a folder where it is: see the header. */
         if (stat(backup.c_str(), &status) == 0)
             (void)unlink(backup.c_str());
@@ -42,7 +42,7 @@ void rotate()
 std::string dump_folder_open()
 {
     const std::string root = host_path(kRoot);
-    struct stat status;
+    struct stat status = {};
     if (stat(root.c_str(), &status) != 0)
         (void)mkdir(root.c_str(), kFolderMode);
 

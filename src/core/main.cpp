@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <atomic>
 #include <cctype>
 #include <csignal>
@@ -7,8 +8,10 @@
 #include <iterator>
 #include <malloc.h>
 #include <pthread.h>
+#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 #include "base/log_stream.h"
 #include "base/text.h"
@@ -33,9 +36,9 @@ std::atomic<unsigned> g_prints_wanted{0}; // debug signals not yet answered
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<unsigned>::is_always_lock_free,
               "signal handlers touch them");
 
-template <size_t N> void put(const char (&text)[N])
+template <size_t kSize> void put(const char (&text)[kSize])
 {
-    (void)log_stream_write(STDERR_FILENO, text, N - 1);
+    (void)log_stream_write(STDERR_FILENO, text, kSize - 1);
 }
 
 /* Handlers interrupt anything, so they only write, count and set a flag. The main
@@ -75,10 +78,39 @@ void print_usage()
     write_stderr("  -h                show this info.\n");
 }
 
+/* The options of the command line as getopt() returns them for "dh", without its global
+ * state: options may be combined, "--" ends them, other arguments are skipped. */
+class TOptions {
+public:
+    TOptions(int argc, char **argv) : m_arguments(argv + std::min(argc, 1), argv + argc) {}
+
+    /* The next option; '?' for an unknown one, -1 at the end. */
+    int next()
+    {
+        while (m_rest.empty()) {
+            if (m_index == m_arguments.size() || m_arguments[m_index] == "--")
+                return -1;
+            const std::string_view argument = m_arguments[m_index++];
+            if (argument.starts_with('-'))
+                m_rest = argument.substr(1);
+        }
+        m_letter = static_cast<unsigned char>(m_rest.front());
+        m_rest.remove_prefix(1);
+        return m_letter == 'd' || m_letter == 'h' ? m_letter : '?';
+    }
+    int letter() const { return m_letter; } // of the last option
+
+private:
+    std::vector<std::string_view> m_arguments;
+    size_t m_index = 0;
+    std::string_view m_rest; // of the argument with combined options
+    int m_letter = 0;
+};
+
 void parse_options(int argc, char **argv)
 {
-    opterr = 0; // the message is ours
-    for (int option = getopt(argc, argv, "dh"); option != -1; option = getopt(argc, argv, "dh")) {
+    TOptions options(argc, argv);
+    for (int option = options.next(); option != -1; option = options.next()) {
         switch (option) {
         case 'd':
             is_daemon = true;
@@ -86,7 +118,7 @@ void parse_options(int argc, char **argv)
         case 'h':
             break;
         case '?':
-            write_stderr("Illegal option:-%c\n", isprint(optopt) != 0 ? optopt : '#');
+            write_stderr("Illegal option:-%c\n", isprint(options.letter()) != 0 ? options.letter() : '#');
             break;
         default:
             write_stderr("Not supported option\n");
@@ -182,7 +214,7 @@ int main(int argc, char **argv)
         daemonize();
     register_signal_handler();
     limit_thread_memory();
-    vos_cond_t cond;
+    vos_cond_t cond = {};
     vos_cond_wait_init(&cond, 1);
 
     {

@@ -32,7 +32,7 @@ int32_t volume_id_read(const char *key)
 
 bool volume_on_zfs()
 {
-    struct stat status;
+    struct stat status = {};
     return stat(host_path(kZfsMarker).c_str(), &status) == 0;
 }
 

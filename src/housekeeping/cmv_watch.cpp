@@ -32,8 +32,8 @@ int cmv_info_check()
     if (g_next_check_ms != 0 && g_next_check_ms > now_ms)
         return 0;
     /* Whole records are compared, padding too, so both start from zeros. */
-    st_cmv_info current;
-    st_cmv_info on_file;
+    st_cmv_info current = {};
+    st_cmv_info on_file = {};
     memset(&current, 0, sizeof(current));
     memset(&on_file, 0, sizeof(on_file));
     (void)get_cmv_info(current);

@@ -42,8 +42,8 @@ void do_cache_mount_autobak()
 /* In detached threads: the backups run beside each other and beside the rounds that
  * follow. */
 struct TBackup {
-    const char *thread;
-    void (*body)();
+    const char *thread = nullptr;
+    void (*body)() = nullptr;
     TStartFailure failure;
 };
 constexpr TBackup kBackups[] = {

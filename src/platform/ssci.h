@@ -72,6 +72,8 @@ class TNotifySessionManager : public TThread {
 public:
     explicit TNotifySessionManager(const char *service, const char *route = "");
     ~TNotifySessionManager() override;
+    TNotifySessionManager(const TNotifySessionManager &) = delete;
+    TNotifySessionManager &operator=(const TNotifySessionManager &) = delete;
 
     int run() override;
     int stop(int mode) override;

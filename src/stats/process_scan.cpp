@@ -5,6 +5,7 @@
 #include <fcntl.h>
 
 #include "base/folder.h"
+#include "base/text.h"
 #include "common/trace.h"
 #include "platform/host_path.h"
 #include "stats/proc_text.h"
@@ -34,13 +35,11 @@ std::optional<TProcessScan> process_scan()
     if (folder != nullptr)
         scan.proc = TFd(fcntl(dirfd(folder.get()), F_DUPFD_CLOEXEC, 0));
     if (!scan.proc.is_open()) {
-        const int error = errno;
-        char buffer[128];
-        write_stderr("Cannot open /proc: %s\n", strerror_r(error, buffer, sizeof(buffer)));
+        write_stderr("Cannot open /proc: %s\n", error_text(errno).c_str());
         return std::nullopt;
     }
     scan.processes.reserve(kProcessTable.size());
-    while (const struct dirent *entry = readdir(folder.get())) {
+    while (const dirent64 *entry = folder_next(folder.get())) {
         if (strcmp(entry->d_name, ".") == 0 || strcmp(entry->d_name, "self") == 0)
             continue;
         const int row = row_of(scan.proc.get(), entry->d_name);

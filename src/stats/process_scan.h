@@ -44,10 +44,10 @@ private:
 /* One record per row of the table. `read` fills the record of a process in, and returns
  * whether the process was still there; where the field is 0 afterwards, the next process
  * of that name has its turn. Zeros for a row whose name no process has. */
-template <typename T, typename TRead>
-TTableRecords<T> process_records(const TProcessScan &scan, uint64_t T::*field, TRead read)
+template <typename TItem, typename TRead>
+TTableRecords<TItem> process_records(const TProcessScan &scan, uint64_t TItem::*field, TRead read)
 {
-    TTableRecords<T> records;
+    TTableRecords<TItem> records;
     for (size_t row = 0; row < records.size(); ++row) {
         records[row].type = 1;
         records[row].name = kProcessTable[row];

@@ -14,7 +14,7 @@ inline constexpr std::array<const char *, 21> kProcessTable = {
 };
 
 /* One record per row of the table. */
-template <typename T> using TTableRecords = std::array<T, kProcessTable.size()>;
+template <typename TItem> using TTableRecords = std::array<TItem, kProcessTable.size()>;
 
 /* The row of a name; -1 when it is not in the table. */
 int process_table_row(std::string_view name);

@@ -2,11 +2,11 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include "base/file.h"
+#include "base/text.h"
 #include "common/trace.h"
 #include "platform/host_path.h"
 
@@ -38,5 +38,5 @@ void csv_write(const char *folder, const char *name, const std::string &text)
     if (result == 0)
         return;
     (void)unlink(host_path(new_path).c_str());
-    write_stderr("cannot write %s: %s\n", path, strerror(-result));
+    write_stderr("cannot write %s: %s\n", path, error_text(-result).c_str());
 }

@@ -20,51 +20,56 @@
 
 /* A figure of a record: its label in answers and prints, its text, and its label in
  * dumps. */
-template <typename T> struct TFigure {
+template <typename TRecord> struct TFigure {
     const char *label = nullptr;
-    std::string (*text)(const T &record) = nullptr;
+    std::string (*text)(const TRecord &record) = nullptr;
     const char *row = label; // null: not in dumps
 };
-template <typename T> using TFigures = std::span<const TFigure<T>>;
+template <typename TRecord> using TFigures = std::span<const TFigure<TRecord>>;
 
 /* Texts of figures: a field as a whole number, as "%llu" and "%lld" have it. */
-template <auto kField, typename T> std::string figure_u64(const T &record)
+template <auto kField, typename TRecord> std::string figure_u64(const TRecord &record)
 {
     return std::to_string(record.*kField);
 }
-template <auto kField, typename T> std::string figure_i64(const T &record)
+template <auto kField, typename TRecord> std::string figure_i64(const TRecord &record)
 {
     return std::to_string(static_cast<int64_t>(record.*kField));
 }
 
-template <typename T> T stat_as_it_is(const T &record)
+template <typename TRecord> TRecord stat_as_it_is(const TRecord &record)
 {
     return record;
 }
 
 /* One way to show a record or a sum of records: what is computed from it (a mean, a
  * rate, or nothing), and the figures of the result. */
-template <typename T, typename TShown = T> struct TStatView {
+template <typename TRecord, typename TShown = TRecord> struct TStatView {
     TFigures<TShown> figures;
-    TShown (*computed)(const T &record) = stat_as_it_is<T>;
+    TShown (*computed)(const TRecord &record) = stat_as_it_is<TRecord>;
 };
 
 /* The views of a kind's keys. */
-template <typename T, typename TShown = T> struct TStatViews {
-    TStatView<T, TShown> system;
-    TStatView<T, TShown> process = system; // of the processes of the table
+template <typename TRecord, typename TShown = TRecord> struct TStatViews {
+    TStatView<TRecord, TShown> system;
+    TStatView<TRecord, TShown> process = system; // of the processes of the table
 
-    const TStatView<T, TShown> &of(const std::string &key) const { return is_daemon_name(key) ? process : system; }
+    const TStatView<TRecord, TShown> &of(const std::string &key) const
+    {
+        return is_daemon_name(key) ? process : system;
+    }
 };
 
 /* The history of a key; empty for one that is not tracked. */
-template <typename T> std::vector<T> stat_history(const TStatManagerBase<T> &manager, const std::string &key)
+template <typename TRecord>
+std::vector<TRecord> stat_history(const TStatManagerBase<TRecord> &manager, const std::string &key)
 {
-    return manager.copy_history(key).value_or(std::vector<T>());
+    return manager.copy_history(key).value_or(std::vector<TRecord>());
 }
 
 /* An object with one text per figure. */
-template <typename T, typename TShown> TJson stat_object(const TStatView<T, TShown> &view, const T &record)
+template <typename TRecord, typename TShown>
+TJson stat_object(const TStatView<TRecord, TShown> &view, const TRecord &record)
 {
     const TShown shown = view.computed(record);
     TJson object(json_object_new_object());
@@ -75,11 +80,11 @@ template <typename T, typename TShown> TJson stat_object(const TStatView<T, TSho
 
 /* Calls `point` with the sums of a history per minute: groups of six intervals from the
  * newest on, the last one may be shorter; at most 15, newest first. */
-template <typename T, typename TPoint> void stat_minutes(const std::vector<T> &history, TPoint point)
+template <typename TRecord, typename TPoint> void stat_minutes(const std::vector<TRecord> &history, TPoint point)
 {
     constexpr size_t kGroup = 6;
     for (size_t rest = history.size(); rest > 0;) {
-        T minute{};
+        TRecord minute{};
         for (const size_t end = rest - std::min(rest, kGroup); rest > end; --rest)
             minute.add(history[rest - 1]);
         point(minute);
@@ -87,8 +92,8 @@ template <typename T, typename TPoint> void stat_minutes(const std::vector<T> &h
 }
 
 /* An object with one array per figure and in each a point per minute, newest first. */
-template <typename T, typename TShown>
-TJson stat_series(const TStatView<T, TShown> &view, const std::vector<T> &history)
+template <typename TRecord, typename TShown>
+TJson stat_series(const TStatView<TRecord, TShown> &view, const std::vector<TRecord> &history)
 {
     TJson object(json_object_new_object());
     std::vector<json_object *> arrays; // borrowed from the object
@@ -98,7 +103,7 @@ TJson stat_series(const TStatView<T, TShown> &view, const std::vector<T> &histor
         arrays.push_back(array.get());
         json_give(object.get(), figure.label, std::move(array));
     }
-    stat_minutes(history, [&](const T &minute) {
+    stat_minutes(history, [&](const TRecord &minute) {
         const TShown shown = view.computed(minute);
         for (size_t i = 0; i < arrays.size(); ++i)
             json_append_text(arrays[i], view.figures[i].text(shown));
@@ -109,9 +114,9 @@ TJson stat_series(const TStatView<T, TShown> &view, const std::vector<T> &histor
 /* A block of a dump: its title, a row of time stamps, a row per figure, an empty line.
  * A row is the label and a column per interval, newest first, each after a comma and a
  * blank. */
-template <typename T, typename TShown>
-void stat_block(std::string *text, std::string_view title, const TStatView<T, TShown> &view,
-                const std::vector<T> &history)
+template <typename TRecord, typename TShown>
+void stat_block(std::string *text, std::string_view title, const TStatView<TRecord, TShown> &view,
+                const std::vector<TRecord> &history)
 {
     text->append(title).append("\ntime_stamp(ms)");
     std::vector<TShown> columns;
@@ -132,12 +137,12 @@ void stat_block(std::string *text, std::string_view title, const TStatView<T, TS
 
 /* The figures that a print shows, by the type of a record: one without a reading is the
  * system's. */
-template <typename T> struct TStatPrint {
-    TFigures<T> system, process = system;
+template <typename TRecord> struct TStatPrint {
+    TFigures<TRecord> system, process = system;
 };
 
 /* Lines on standard error, one per figure: four blanks, its label, its text. */
-template <typename T> void stat_print(const TStatPrint<T> &figures, const T &record)
+template <typename TRecord> void stat_print(const TStatPrint<TRecord> &figures, const TRecord &record)
 {
     bool is_process = false;
     if constexpr (requires { record.type; })
@@ -147,9 +152,9 @@ template <typename T> void stat_print(const TStatPrint<T> &figures, const T &rec
 }
 
 /* Prints the sum of the whole history, then that of the newest intervals. */
-template <typename T>
-void stat_print_totals(const TStatManagerBase<T> &manager, const std::string &key, int newest,
-                       const TStatPrint<T> &figures)
+template <typename TRecord>
+void stat_print_totals(const TStatManagerBase<TRecord> &manager, const std::string &key, int newest,
+                       const TStatPrint<TRecord> &figures)
 {
     write_stderr("get_total 15min\n");
     stat_print(figures, manager.get_total(key, 0));
@@ -158,29 +163,31 @@ void stat_print_totals(const TStatManagerBase<T> &manager, const std::string &ke
 }
 
 /* What a method of a query answers from: a record, or a series where `record` is null. */
-template <typename T> struct TStatSource {
+template <typename TRecord> struct TStatSource {
     bool is_counted; // `type` is a count of intervals, 0 or more; else it is ignored
-    T (*record)(const TStatManagerBase<T> &manager, const std::string &key, int count);
+    TRecord (*record)(const TStatManagerBase<TRecord> &manager, const std::string &key, int count);
 };
-template <typename T>
-inline constexpr TStatSource<T> kNewest = {
-    false, [](const TStatManagerBase<T> &manager, const std::string &key, int) { return manager.get_current(key); }};
-template <typename T>
-inline constexpr TStatSource<T> kTotal = {true, [](const TStatManagerBase<T> &manager, const std::string &key,
+template <typename TRecord>
+inline constexpr TStatSource<TRecord> kNewest = {
+    false,
+    [](const TStatManagerBase<TRecord> &manager, const std::string &key, int) { return manager.get_current(key); }};
+template <typename TRecord>
+inline constexpr TStatSource<TRecord> kTotal = {true,
+                                                [](const TStatManagerBase<TRecord> &manager, const std::string &key,
                                                    int count) { return manager.get_total(key, count); }};
-template <typename T> inline constexpr TStatSource<T> kSeries = {false, nullptr};
+template <typename TRecord> inline constexpr TStatSource<TRecord> kSeries = {false, nullptr};
 
 /* A method of a kind's query operation. */
-template <typename T, typename TShown = T> struct TStatMethod {
+template <typename TRecord, typename TShown = TRecord> struct TStatMethod {
     const char *name;
-    TStatSource<T> source;
-    TStatViews<T, TShown> views;
+    TStatSource<TRecord> source;
+    TStatViews<TRecord, TShown> views;
 };
 
 /* Has the method of that name answer into *out. kQueryOk, kQueryBadCount or
  * kQueryNoMethod; failures are logged and leave *out as it is. */
-template <typename T, typename TShown, size_t kMethods>
-int stat_answer(const TStatMethod<T, TShown> (&methods)[kMethods], const TStatManagerBase<T> &manager,
+template <typename TRecord, typename TShown, size_t kMethods>
+int stat_answer(const TStatMethod<TRecord, TShown> (&methods)[kMethods], const TStatManagerBase<TRecord> &manager,
                 const char *method, const char *type, const std::string &key, json_object **out)
 {
     for (const auto &[name, source, views] : methods) {
@@ -190,7 +197,7 @@ int stat_answer(const TStatMethod<T, TShown> (&methods)[kMethods], const TStatMa
         const int result = source.is_counted ? query_count(type, &count) : kQueryOk;
         if (result != kQueryOk)
             return result;
-        const TStatView<T, TShown> &view = views.of(key);
+        const TStatView<TRecord, TShown> &view = views.of(key);
         TJson answer = source.record != nullptr ? stat_object(view, source.record(manager, key, count))
                                                 : stat_series(view, stat_history(manager, key));
         *out = answer.release();
@@ -200,8 +207,8 @@ int stat_answer(const TStatMethod<T, TShown> (&methods)[kMethods], const TStatMa
 }
 
 /* A kind's query operation: the checks of query_head, then the answer. */
-template <typename T, typename TShown, size_t kMethods>
-int stat_proc(const TStatMethod<T, TShown> (&methods)[kMethods], const TStatManagerBase<T> *manager,
+template <typename TRecord, typename TShown, size_t kMethods>
+int stat_proc(const TStatMethod<TRecord, TShown> (&methods)[kMethods], const TStatManagerBase<TRecord> *manager,
               const char *manager_name, const char *method, const char *type, const char *key, json_object **out)
 {
     const int result = query_head(method, key, manager, manager_name);

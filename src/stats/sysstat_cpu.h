@@ -11,6 +11,8 @@ class TCpustatManager : public TStatManagerBase<T_CPU_STAT> {
 public:
     TCpustatManager();
     ~TCpustatManager() override;
+    TCpustatManager(const TCpustatManager &) = delete;
+    TCpustatManager &operator=(const TCpustatManager &) = delete;
 
     int online_cores() const { return m_online_cores; }
 

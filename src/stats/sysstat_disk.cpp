@@ -96,12 +96,10 @@ void TDiskstatManager::init_map()
     trace(kSource, "init_map", 53);
     const TFolder folder = folder_open(host_path(kMapperFolder));
     if (folder == nullptr) {
-        const int error = errno;
-        char buffer[128];
-        write_stderr("Cannot open %s: %s\n", kMapperFolder, strerror_r(error, buffer, sizeof(buffer)));
+        write_stderr("Cannot open %s: %s\n", kMapperFolder, error_text(errno).c_str());
         return;
     }
-    while (const struct dirent *entry = readdir(folder.get())) {
+    while (const dirent64 *entry = folder_next(folder.get())) {
         const std::string path = text_format("%s/%s", kMapperFolder, entry->d_name).substr(0, kPathSize - 1);
         struct stat node = {};
         if (path.find("cachedev") == std::string::npos || stat(host_path(path).c_str(), &node) != 0)

@@ -17,6 +17,8 @@ class TDiskstatManager : public TStatManagerBase<T_DISK_STAT> {
 public:
     TDiskstatManager();
     ~TDiskstatManager() override;
+    TDiskstatManager(const TDiskstatManager &) = delete;
+    TDiskstatManager &operator=(const TDiskstatManager &) = delete;
 
     /* The key of a device; empty for one that is not followed. Any thread. */
     std::string key_of_path(const std::string &path) const;

@@ -11,6 +11,8 @@ class TMemorystatManager : public TStatManagerBase<T_MEMORY_STAT> {
 public:
     TMemorystatManager();
     ~TMemorystatManager() override;
+    TMemorystatManager(const TMemorystatManager &) = delete;
+    TMemorystatManager &operator=(const TMemorystatManager &) = delete;
 
     /* By the record's own rule: sizes are levels, only the faults are differences. */
     int add_sample(const std::string &key, const T_MEMORY_STAT &raw) override;

@@ -12,6 +12,8 @@ public:
     /* Follows these interfaces; without a list, which is logged, it has no entries. */
     explicit TNetstatManager(TNetNames interfaces);
     ~TNetstatManager() override;
+    TNetstatManager(const TNetstatManager &) = delete;
+    TNetstatManager &operator=(const TNetstatManager &) = delete;
 
 private:
     void init_map() override;

@@ -33,6 +33,8 @@ public:
 
     TCamConnStatManager();
     ~TCamConnStatManager() override;
+    TCamConnStatManager(const TCamConnStatManager &) = delete;
+    TCamConnStatManager &operator=(const TCamConnStatManager &) = delete;
 
     /* By the record's own rule: counts are differences, flags are ORed. */
     int add_sample(const std::string &key, const T_CAM_CONN_STAT &raw) override;

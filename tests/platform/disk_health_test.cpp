@@ -55,7 +55,7 @@ protected:
 
     uint64_t m_s = 1000;
     uint64_t m_s_per_look = 0; // time that passes between two readings of the clock
-    TSmartOutcome m_outcome = read;
+    TSmartOutcome m_outcome = kRead;
     TSmartReading m_reading, m_got;
     int m_error = 0;
     std::vector<bool> m_woken; // for each query
@@ -75,11 +75,11 @@ protected:
 TEST_F(DiskHealth, IsQueriedOncePerHourAndKeptPerDisk)
 {
     EXPECT_FALSE(m_health.known("serial").passed.has_value());
-    EXPECT_EQ(ask(read, {true, 5, false}), 0);
-    EXPECT_EQ(ask(read, {false, 6, false}), 0); // not queried
+    EXPECT_EQ(ask(kRead, {true, 5, false}), 0);
+    EXPECT_EQ(ask(kRead, {false, 6, false}), 0); // not queried
     EXPECT_EQ(m_got.power_on_hours, 5);
     an_hour_later();
-    EXPECT_EQ(ask(read, {std::nullopt, 6, true}), 0);
+    EXPECT_EQ(ask(kRead, {std::nullopt, 6, true}), 0);
     EXPECT_EQ(m_got.power_on_hours, 6);
     EXPECT_EQ(m_got.passed, true); // kept, as the disk did not report it
     EXPECT_TRUE(m_got.worn);
@@ -91,26 +91,26 @@ TEST_F(DiskHealth, IsQueriedOncePerHourAndKeptPerDisk)
 TEST_F(DiskHealth, WaitsForTheMinuteToPassWhenAnHourBeginsWithinIt)
 {
     m_s = 3590;
-    EXPECT_EQ(ask(read, {true, 5, false}), 0);
+    EXPECT_EQ(ask(kRead, {true, 5, false}), 0);
     m_s = 3645;
     m_s_per_look = 2;
-    EXPECT_EQ(ask(read, {false, 5, false}), 0);
+    EXPECT_EQ(ask(kRead, {false, 5, false}), 0);
     EXPECT_EQ(m_got.passed, false);
     EXPECT_EQ(m_s, 3651U);
 }
 
 TEST_F(DiskHealth, OfASleepingDiskIsItsLastReading)
 {
-    EXPECT_EQ(ask(asleep, {}, true), -EAGAIN); // woken nevertheless, in vain
+    EXPECT_EQ(ask(kAsleep, {}, true), -EAGAIN); // woken nevertheless, in vain
     an_hour_later();
-    EXPECT_EQ(ask(asleep), -EAGAIN);
+    EXPECT_EQ(ask(kAsleep), -EAGAIN);
     an_hour_later();
-    EXPECT_EQ(ask(read, {false, 5, false}), 0);
+    EXPECT_EQ(ask(kRead, {false, 5, false}), 0);
     an_hour_later();
-    EXPECT_EQ(ask(asleep), 0);
+    EXPECT_EQ(ask(kAsleep), 0);
     EXPECT_EQ(m_got.passed, false);
     an_hour_later();
-    EXPECT_EQ(ask(read, {true, 6, false}, true), 0); // opening it would wake it
+    EXPECT_EQ(ask(kRead, {true, 6, false}, true), 0); // opening it would wake it
     EXPECT_EQ(m_got.power_on_hours, 5);
     EXPECT_EQ(m_woken, (std::vector<bool>{true, false, false, false}));
 }
@@ -118,20 +118,20 @@ TEST_F(DiskHealth, OfASleepingDiskIsItsLastReading)
 TEST_F(DiskHealth, FailsForTheHourWhenItCannotBeReadAndNeverWithoutSmart)
 {
     m_error = -ENOENT;
-    EXPECT_EQ(ask(no_answer), -ENOENT);
+    EXPECT_EQ(ask(kNoAnswer), -ENOENT);
     m_error = -EINTR;
     an_hour_later();
-    EXPECT_EQ(ask(no_answer), -EINTR); // the caller had to stop, the disk was not queried
+    EXPECT_EQ(ask(kNoAnswer), -EINTR); // the caller had to stop, the disk was not queried
     m_error = 0;
-    EXPECT_EQ(ask(no_smart), 0);
+    EXPECT_EQ(ask(kNoSmart), 0);
     EXPECT_FALSE(m_got.passed.has_value());
     EXPECT_EQ(m_woken, (std::vector<bool>{true, true, true}));
     an_hour_later();
-    EXPECT_EQ(ask(read, {true, 5, false}), 0);
-    for (const TSmartOutcome outcome : {unreadable, no_smart}) {
+    EXPECT_EQ(ask(kRead, {true, 5, false}), 0);
+    for (const TSmartOutcome outcome : {kUnreadable, kNoSmart}) {
         an_hour_later();
         EXPECT_EQ(ask(outcome), -EIO); // it is known to have SMART
-        EXPECT_EQ(ask(read), -EIO);
+        EXPECT_EQ(ask(kRead), -EIO);
     }
     EXPECT_EQ(m_health.known("serial").power_on_hours, 5);
 }
@@ -147,7 +147,7 @@ TEST(DiskHealthThreads, OneQueriesTheOthersWaitForItAndKnownReadingsNeedNoWait)
             asked.notify_all();
             go_on.wait(false);
             out->power_on_hours = 5;
-            return read;
+            return kRead;
         },
         [] { return moment(1000, kNoon); });
     const auto ask = [&health](int expected) {

@@ -81,29 +81,29 @@ TEST(SmartOutcome, DependsOnTheStatusAndTheDocument)
         int status;
         TSmartOutcome outcome;
     } cases[] = {
-        {kAta, 0, read},
-        {kAta, 0x04, read}, // some command failed, but the figures are there
-        {kAta, 0xf8, read},
-        {message("Device is in STANDBY mode, exit(2)"), 2, asleep},
-        {"", 2, asleep},
-        {"", 3, unreadable},
-        {message("Read NVMe Identify Controller failed: NVME_IOCTL_ADMIN_CMD: Input/output error"), 2, unreadable},
-        {empty, 2, unreadable}, // for a SCSI disk that does not answer
-        {message("/dev/vda: Unable to detect device type"), 1, no_smart},
-        {message("/dev/sdb: Unknown USB bridge [0x1234:0x5678 (0x100)]"), 1, no_smart},
-        {message("INVALID ARGUMENT TO -n"), 1, unreadable},
-        {document("ATA", R"("smart_support":{"available":false})"), 4, no_smart},
-        {document("ATA", R"("smart_support":{"available":true,"enabled":true})"), 4, unreadable},
-        {empty, 0, no_smart},
-        {empty, 4, unreadable},
-        {"{}", 0, unreadable},
-        {kAta, 127, unreadable},
-        {kAta, 128 + 9, unreadable},
-        {kAta, 256, unreadable}};
+        {kAta, 0, kRead},
+        {kAta, 0x04, kRead}, // some command failed, but the figures are there
+        {kAta, 0xf8, kRead},
+        {message("Device is in STANDBY mode, exit(2)"), 2, kAsleep},
+        {"", 2, kAsleep},
+        {"", 3, kUnreadable},
+        {message("Read NVMe Identify Controller failed: NVME_IOCTL_ADMIN_CMD: Input/output error"), 2, kUnreadable},
+        {empty, 2, kUnreadable}, // for a SCSI disk that does not answer
+        {message("/dev/vda: Unable to detect device type"), 1, kNoSmart},
+        {message("/dev/sdb: Unknown USB bridge [0x1234:0x5678 (0x100)]"), 1, kNoSmart},
+        {message("INVALID ARGUMENT TO -n"), 1, kUnreadable},
+        {document("ATA", R"("smart_support":{"available":false})"), 4, kNoSmart},
+        {document("ATA", R"("smart_support":{"available":true,"enabled":true})"), 4, kUnreadable},
+        {empty, 0, kNoSmart},
+        {empty, 4, kUnreadable},
+        {"{}", 0, kUnreadable},
+        {kAta, 127, kUnreadable},
+        {kAta, 128 + 9, kUnreadable},
+        {kAta, 256, kUnreadable}};
     for (const auto &one : cases) {
         TSmartReading got;
         EXPECT_EQ(smart_outcome(one.status, one.text, &got), one.outcome) << one.status << one.text;
-        EXPECT_EQ(got.power_on_hours.has_value(), one.outcome == read);
+        EXPECT_EQ(got.power_on_hours.has_value(), one.outcome == kRead);
     }
 }
 

@@ -6,17 +6,19 @@
 #include <cstring>
 #include <limits>
 
+#include "base/text.h"
 #include "platform/logging.h"
 #include "platform/stock/config/ini_file.h"
 
 namespace {
 
 /* A number, clamped to the field's range; 0 when missing. */
-template <typename T> T number_of(const TIni &ini, const char *key)
+template <typename TField> TField number_of(const TIni &ini, const char *key)
 {
     const std::string *text = ini.find("cmv", key);
     const long long value = text != nullptr ? strtoll(text->c_str(), nullptr, 10) : 0; // clamps to long long
-    return static_cast<T>(std::clamp<long long>(value, std::numeric_limits<T>::min(), std::numeric_limits<T>::max()));
+    return static_cast<TField>(
+        std::clamp<long long>(value, std::numeric_limits<TField>::min(), std::numeric_limits<TField>::max()));
 }
 
 void copy_text(const TIni &ini, const char *key, char (&field)[64])
@@ -41,7 +43,7 @@ int read_record(const char *file, st_cmv_info *info)
     if (result == 0 && is_damaged(ini))
         result = -EINVAL;
     if (result != 0) {
-        log_Debug("camera-management record %s: %s", file, strerror(-result));
+        log_Debug("camera-management record %s: %s", file, error_text(-result).c_str());
         return result;
     }
     /* Starts from zeros: records are compared byte for byte, including the bytes after a text's end. */

@@ -1,12 +1,12 @@
 #include "platform/config_readers.h"
 
 #include <cerrno>
-#include <cstring>
 #include <iterator>
 #include <map>
 #include <set>
 
 #include "base/mutex.h"
+#include "base/text.h"
 #include "platform/logging.h"
 #include "platform/stock/config/ini_file.h"
 #include "platform/stock/config/state_changes.h"
@@ -28,7 +28,7 @@ int load(const char *file, TIni *ini)
     static TStateChanges outcomes;
     const int result = ini_load(file, ini);
     if (outcomes.is_news(file, static_cast<uint64_t>(-result)) && result != 0)
-        log_Debug("%s cannot be used: %s", file, strerror(-result));
+        log_Debug("%s cannot be used: %s", file, error_text(-result).c_str());
     return result;
 }
 

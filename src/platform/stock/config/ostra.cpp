@@ -1,7 +1,6 @@
 #include "platform/ostra.h"
 
 #include <cerrno>
-#include <cstring>
 #include <limits>
 
 #include "base/text.h"
@@ -36,7 +35,7 @@ int COstraStorage::create_storage_setting()
     TIni ini;
     const int result = ini_load(kProductFile, &ini);
     if (result != 0)
-        log_Debug("storage settings of %s: %s", kProductFile, strerror(-result));
+        log_Debug("storage settings of %s: %s", kProductFile, error_text(-result).c_str());
     m_open = result == 0;
     return result;
 }
@@ -52,7 +51,7 @@ int COstraStorage::get_storage_flag(int *flag)
                         value > std::numeric_limits<int>::max()))
         result = -EINVAL;
     if (result != 0) {
-        log_Debug("storage flag [%s] of %s: %s", text.c_str(), kProductFile, strerror(-result));
+        log_Debug("storage flag [%s] of %s: %s", text.c_str(), kProductFile, error_text(-result).c_str());
         return result;
     }
     *flag = static_cast<int>(value);
@@ -78,7 +77,7 @@ int CDBSize::check_database_size(db_size_m &size)
     if (result == 0)
         result = folder[0] == '/' ? folder_measure(folder, &measured) : -EINVAL;
     if (result != 0) {
-        log_Debug("size of the database folder [%s]: %s", folder.c_str(), strerror(-result));
+        log_Debug("size of the database folder [%s]: %s", folder.c_str(), error_text(-result).c_str());
         return result;
     }
     size = {measured.files, measured.folders, measured.largest_bytes / kMb, measured.bytes / kMb};

@@ -8,7 +8,7 @@
  * would block the caller. */
 struct THttpPeer {
     std::string host;
-    int port;
+    int port = 0;
 };
 
 struct THttpCall {

@@ -38,8 +38,8 @@ uint64_t length_of(std::string_view value)
 
 THttpMethod http_method(std::string_view name)
 {
-    int method = HTTP_GET;
-    while (method < HTTP_METHODS && name != kHttpMethods[method])
+    int method = kHttpGet;
+    while (method < kHttpMethodCount && name != kHttpMethods[method])
         ++method;
     return static_cast<THttpMethod>(method);
 }

@@ -5,11 +5,11 @@
 
 /* Checks of a request before a handler sees it. */
 
-enum THttpMethod { HTTP_GET, HTTP_PUT, HTTP_POST, HTTP_DELETE, HTTP_METHODS };
+enum THttpMethod { kHttpGet, kHttpPut, kHttpPost, kHttpDelete, kHttpMethodCount };
 
-inline constexpr const char *kHttpMethods[HTTP_METHODS] = {"GET", "PUT", "POST", "DELETE"};
+inline constexpr const char *kHttpMethods[kHttpMethodCount] = {"GET", "PUT", "POST", "DELETE"};
 
-/* HTTP_METHODS for any other method, HEAD among them. */
+/* kHttpMethodCount for any other method, HEAD among them. */
 THttpMethod http_method(std::string_view name);
 
 /* Whether the value of a Host header is this machine's loopback: "localhost", "127.0.0.1" or "[::1]" in any case, with

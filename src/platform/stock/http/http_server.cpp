@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdarg>
-#include <cstring>
 #include <exception>
 #include <map>
 #include <microhttpd.h>
@@ -17,6 +16,7 @@
 #include <thread>
 #include <utility>
 
+#include "base/text.h"
 #include "base/thread.h"
 #include "base/thread_stack.h"
 #include "platform/interrupt.h"
@@ -81,7 +81,7 @@ constexpr std::string_view kBodyTooLarge = "HTTP/1.1 413 Content Too Large\r\n"
 std::string allowed_methods(const THttpRoute &route)
 {
     std::string text;
-    for (int method = HTTP_GET; method < HTTP_METHODS; ++method) {
+    for (int method = kHttpGet; method < kHttpMethodCount; ++method) {
         if (route.handlers[method])
             text.append(text.empty() ? "" : ", ").append(kHttpMethods[method]);
     }
@@ -133,7 +133,7 @@ TDecision decide(THttpServer::TState *server, THttpConnection *connection, MHD_C
         return {refusal(404, "unknown path"), ""};
     const THttpRoute &route = found->second;
     const THttpMethod method = http_method(method_name);
-    if (method == HTTP_METHODS || !route.handlers[method])
+    if (method == kHttpMethodCount || !route.handlers[method])
         return {refusal(405, "method not allowed"), allowed_methods(route)};
     const THttpHandler &handler = route.handlers[method];
     if (!route.may_wait)
@@ -268,7 +268,7 @@ void on_trouble(void *cls, const char * /*format*/, va_list /*arguments*/)
     if (!server->started || (error != EMFILE && error != ENFILE && error != ENOBUFS && error != ENOMEM))
         return;
     if (!std::exchange(t_turned_away, true) && server->turned_away++ == 0)
-        log_Debug("new connections are not accepted: %s", strerror(error));
+        log_Debug("new connections are not accepted: %s", error_text(error).c_str());
     server->reaper.wake();
     std::this_thread::sleep_for(kAcceptPause);
     errno = 0; // the library may log the same failure again

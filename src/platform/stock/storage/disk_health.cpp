@@ -1,10 +1,10 @@
 #include "platform/stock/storage/disk_health.h"
 
 #include <cerrno>
-#include <cstring>
 #include <exception>
 #include <utility>
 
+#include "base/text.h"
 #include "platform/interrupt.h"
 #include "platform/logging.h"
 #include "platform/stock/process/call_wait.h"
@@ -52,10 +52,10 @@ void TDiskHealth::take(const TDiskAddress &disk, TSmartOutcome outcome, int erro
 {
     /* A child that could not be killed is counted by its arguments: the next query must use the same ones, so that a
      * second child does not block on the disk. */
-    if (outcome != TSmartOutcome::no_answer)
+    if (outcome != TSmartOutcome::kNoAnswer)
         entry->may_wake = false;
     switch (outcome) {
-    case TSmartOutcome::read:
+    case TSmartOutcome::kRead:
         entry->known.worn = reading.worn;
         if (reading.passed.has_value())
             entry->known.passed = reading.passed;
@@ -64,22 +64,22 @@ void TDiskHealth::take(const TDiskAddress &disk, TSmartOutcome outcome, int erro
         entry->was_read = true;
         entry->result = 0;
         break;
-    case TSmartOutcome::asleep:
+    case TSmartOutcome::kAsleep:
         entry->result = entry->was_read || entry->has_no_smart ? 0 : -EAGAIN;
         break;
-    case TSmartOutcome::no_smart:
+    case TSmartOutcome::kNoSmart:
         /* If it had SMART before, it cannot be read now. */
         entry->result = entry->was_read ? -EIO : 0;
         if (!entry->was_read && !std::exchange(entry->has_no_smart, true))
             log_Debug("/dev/%s has no SMART", disk.name.c_str());
         break;
-    case TSmartOutcome::unreadable:
-    case TSmartOutcome::no_answer:
+    case TSmartOutcome::kUnreadable:
+    case TSmartOutcome::kNoAnswer:
         entry->result = error != 0 ? error : -EIO;
         break;
     }
     if (entry->result != 0)
-        log_Debug("SMART of /dev/%s cannot be read: %s", disk.name.c_str(), strerror(-entry->result));
+        log_Debug("SMART of /dev/%s cannot be read: %s", disk.name.c_str(), error_text(-entry->result).c_str());
 }
 
 int TDiskHealth::read(const TDiskAddress &disk, TSmartReading *out)
@@ -103,7 +103,7 @@ int TDiskHealth::read(const TDiskAddress &disk, TSmartReading *out)
     }
     TEntry &entry = entry_of(disk.identity);
     if (due_in_ms.has_value()) {
-        TSmartOutcome outcome = TSmartOutcome::asleep;
+        TSmartOutcome outcome = TSmartOutcome::kAsleep;
         TSmartReading reading;
         int error = 0;
         const bool may_wake = entry.may_wake;
@@ -114,7 +114,7 @@ int TDiskHealth::read(const TDiskAddress &disk, TSmartReading *out)
                 outcome = m_reader(disk.name, may_wake, &reading, &error);
             } catch (const std::exception &failure) {
                 log_Debug("SMART of /dev/%s: %s", disk.name.c_str(), failure.what());
-                outcome = TSmartOutcome::no_answer;
+                outcome = TSmartOutcome::kNoAnswer;
             }
             lock.lock();
             entry.busy = false;

@@ -43,7 +43,7 @@ public:
     /* False when the caller was asked to stop. */
     bool enter(DIR *dir, int depth)
     {
-        while (const dirent *entry = readdir(dir)) {
+        while (const dirent64 *entry = folder_next(dir)) {
             if (platform_interrupted())
                 return false;
             const std::string_view name = entry->d_name;

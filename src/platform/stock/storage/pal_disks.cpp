@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <utility>
 
+#include "base/text.h"
 #include "platform/interrupt.h"
 #include "platform/logging.h"
 #include "platform/pal.h"
@@ -28,7 +28,7 @@ TSmartOutcome ask_disk(const std::string &disk, bool may_wake, TSmartReading *ou
     if (status >= 0)
         return smart_outcome(status, text, out);
     *error = status;
-    return TSmartOutcome::no_answer;
+    return TSmartOutcome::kNoAnswer;
 }
 
 TSmartMoment moment_now()
@@ -48,7 +48,7 @@ uint32_t list_disks(std::vector<TNumbered> *out)
 {
     std::vector<TBlockDevice> devices;
     if (const int result = block_devices(&devices); result != 0) {
-        log_Debug("the disks cannot be listed: %s", strerror(-result));
+        log_Debug("the disks cannot be listed: %s", error_text(-result).c_str());
         return static_cast<uint32_t>(-result);
     }
     std::vector<std::string> ports;

@@ -1,12 +1,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstring>
 #include <map>
 #include <unistd.h>
 #include <utility>
 
 #include "base/mutex.h"
+#include "base/text.h"
 #include "platform/host_path.h"
 #include "platform/logging.h"
 #include "platform/pal.h"
@@ -39,7 +39,7 @@ int load_volumes(std::vector<TVolume> *out)
     if (result == 0)
         *out = volumes_of(ini);
     if (is_news(kVolumeFile, result))
-        log_Debug("%s cannot be used: %s", kVolumeFile, strerror(-result));
+        log_Debug("%s cannot be used: %s", kVolumeFile, error_text(-result).c_str());
     return result;
 }
 
@@ -102,7 +102,7 @@ int measure(const TVolume &volume, int32_t *status, t_volume_usage *usage)
     const std::string about = std::to_string(volume.id);
     if (is_news(about, result) && result != -EINTR)
         log_Debug(result == -ENODEV ? "volume %d at %s is not mounted" : "volume %d at %s cannot be measured: %s",
-                  volume.id, volume.mount_point.c_str(), strerror(-result));
+                  volume.id, volume.mount_point.c_str(), error_text(-result).c_str());
     if (result != 0)
         return result;
     *status = array_status(mount);

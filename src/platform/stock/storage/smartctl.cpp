@@ -105,19 +105,19 @@ int smart_parse(std::string_view text, TSmartReading *out)
 TSmartOutcome smart_outcome(int exit_status, std::string_view text, TSmartReading *out)
 {
     if (exit_status < 0 || exit_status > kAllBits)
-        return TSmartOutcome::unreadable;
+        return TSmartOutcome::kUnreadable;
     const TJson document = json_parse_whole(text);
     const bool misused = (exit_status & kCommandLineBit) != 0;
     const bool closed = (exit_status & kOpenBit) != 0;
     if (!misused && closed && (document == nullptr || has_message(document.get(), {"Device is in "})))
-        return TSmartOutcome::asleep;
+        return TSmartOutcome::kAsleep;
     if (has_no_smart(document.get()))
-        return TSmartOutcome::no_smart;
+        return TSmartOutcome::kNoSmart;
     TSmartReading reading;
     if (misused || closed || reading_of(document.get(), &reading) != 0)
-        return TSmartOutcome::unreadable;
+        return TSmartOutcome::kUnreadable;
     if (!reading.passed.has_value() && !reading.power_on_hours.has_value() && !reading.worn)
-        return (exit_status & kCommandFailedBit) != 0 ? TSmartOutcome::unreadable : TSmartOutcome::no_smart;
+        return (exit_status & kCommandFailedBit) != 0 ? TSmartOutcome::kUnreadable : TSmartOutcome::kNoSmart;
     *out = reading;
-    return TSmartOutcome::read;
+    return TSmartOutcome::kRead;
 }

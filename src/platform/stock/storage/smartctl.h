@@ -17,11 +17,11 @@ int smart_parse(std::string_view text, TSmartReading *out);
 
 /* The outcome of querying a disk. */
 enum class TSmartOutcome {
-    read,       // at least one figure is known
-    asleep,     // not woken
-    no_smart,   // not supported (virtual disks, some bridges)
-    unreadable, // it was queried, without a result
-    no_answer,  // smartctl could not be started or did not finish
+    kRead,       // at least one figure is known
+    kAsleep,     // not woken
+    kNoSmart,    // not supported (virtual disks, some bridges)
+    kUnreadable, // it was queried, without a result
+    kNoAnswer,   // smartctl could not be started or did not finish
 };
 
 /* Determines the outcome from smartctl's exit status and its document; *out is only changed when the disk was read. The

@@ -1,10 +1,10 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
-#include <cstring>
 #include <thread>
 #include <unistd.h>
 
+#include "base/text.h"
 #include "platform/interrupt.h"
 #include "platform/logging.h"
 #include "platform/pal.h"
@@ -62,7 +62,7 @@ uint32_t PAL_system_get_syssetting(const t_auth & /*auth*/, const t_system & /*r
     const int result = read_server_name(&reply.server_name);
     const bool failed = result < 0;
     if (outcomes.is_news(kSystemFile, failed ? static_cast<uint64_t>(-result) : 0) && failed)
-        log_Debug("%s cannot be used: %s", kSystemFile, strerror(-result));
+        log_Debug("%s cannot be used: %s", kSystemFile, error_text(-result).c_str());
     if (failed)
         return static_cast<uint32_t>(-result);
     if (result == 0)
@@ -70,7 +70,7 @@ uint32_t PAL_system_get_syssetting(const t_auth & /*auth*/, const t_system & /*r
     char host[HOST_NAME_MAX + 1] = "";
     if (gethostname(host, sizeof(host) - 1) != 0) {
         const int error = errno;
-        log_Debug("the host name cannot be read: %s", strerror(error));
+        log_Debug("the host name cannot be read: %s", error_text(error).c_str());
         return static_cast<uint32_t>(error);
     }
     reply.server_name = host;
@@ -81,7 +81,7 @@ uint32_t PAL_mgr_syshealth_info(const t_auth * /*auth*/, t_syshealth_info *info,
 {
     std::vector<THwmonFan> fans;
     if (const int result = hwmon_fans(&fans); result != 0) {
-        log_Debug("fans cannot be read: %s", strerror(-result));
+        log_Debug("fans cannot be read: %s", error_text(-result).c_str());
         return static_cast<uint32_t>(-result);
     }
     t_syshealth_info health;

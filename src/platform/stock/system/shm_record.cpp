@@ -24,14 +24,14 @@ constexpr auto kLockPause = std::chrono::milliseconds(1);
 
 static_assert(std::atomic_ref<uint64_t>::is_always_lock_free && std::atomic_ref<int32_t>::is_always_lock_free);
 
-template <typename T> T load(T &word)
+template <typename TValue> TValue load(TValue &word)
 {
-    return std::atomic_ref<T>(word).load(std::memory_order_acquire);
+    return std::atomic_ref<TValue>(word).load(std::memory_order_acquire);
 }
 
-template <typename T> void store(T &word, T value)
+template <typename TValue> void store(TValue &word, TValue value)
 {
-    std::atomic_ref<T>(word).store(value, std::memory_order_release);
+    std::atomic_ref<TValue>(word).store(value, std::memory_order_release);
 }
 
 /* The segment mapped into this process. Always writable: atomic access to a read-only page is not guaranteed. */

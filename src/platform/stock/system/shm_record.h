@@ -7,9 +7,9 @@
 /* The layout of the shared memory. A record is written into the slot that is not published and then published, so a
  * writer that dies half-way leaves the last complete record valid. */
 struct TShmSegment {
-    uint32_t magic;      // kShmMagic once the rest is initialized
-    uint32_t version;    // kShmVersion
-    uint64_t generation; // records published so far; the newest is in slot generation % 2
+    uint32_t magic = 0;      // kShmMagic once the rest is initialized
+    uint32_t version = 0;    // kShmVersion
+    uint64_t generation = 0; // records published so far; the newest is in slot generation % 2
     t_velomond_shm slots[2];
 };
 static_assert(sizeof(TShmSegment) == 40);

@@ -1,10 +1,10 @@
 #include "platform/system_info.h"
 
 #include <cerrno>
-#include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/text.h"
 #include "platform/host_path.h"
 #include "platform/logging.h"
 
@@ -20,7 +20,7 @@ int get_platform_system(uint32_t *type)
     const bool zfs = stat(host_path(kZfsMarker).c_str(), &status) == 0;
     const int error = zfs ? 0 : errno;
     if (error != 0 && error != ENOENT && error != ENOTDIR) {
-        log_Debug("cannot check for %s: %s", kZfsMarker, strerror(error));
+        log_Debug("cannot check for %s: %s", kZfsMarker, error_text(error).c_str());
         return -error;
     }
     *type = zfs ? 2 : 0;

@@ -1,8 +1,8 @@
 #include "platform/velomond_shm.h"
 
 #include <atomic>
-#include <cstring>
 
+#include "base/text.h"
 #include "platform/logging.h"
 #include "platform/stock/system/shm_record.h"
 
@@ -17,7 +17,7 @@ public:
     int log(int result)
     {
         if (m_last.exchange(result) != result && result != 0)
-            log_Debug("shared memory %s cannot be %s: %s", kName, m_what, strerror(-result));
+            log_Debug("shared memory %s cannot be %s: %s", kName, m_what, error_text(-result).c_str());
         return result;
     }
 
