@@ -67,7 +67,8 @@ TJson informed(json_object *value, int (*info)(json_object **out))
 constexpr int (*kStatusInfo[])(json_object **out) = {sysstat_cpu_info, sysstat_memory_info, sysstat_disk_info,
                                                      sysstat_net_info};
 
-TResponse make_status()
+/* *complete: none of its parts is missing for want of memory. */
+TResponse make_status(bool *complete)
 {
     TJson cpu = informed(json_object_new_object(), kStatusInfo[0]);
     TJson memory = informed(json_object_new_object(), kStatusInfo[1]);
@@ -76,6 +77,7 @@ TResponse make_status()
 
     TJson daemons(json_object_new_array());
     const int result = daemons != nullptr ? 0 : -1;
+    *complete = result == 0;
     if (daemons != nullptr) {
         for (const char *name : kProcessTable)
             json_append_text(daemons.get(), name);
@@ -169,10 +171,13 @@ TResponse proc_status_get(const httpserver::http_request & /*request*/)
             known = g_status.response;
     }
     if (known == nullptr) {
-        known = make_status();
+        bool complete = false;
+        known = make_status(&complete);
         const TLock lock(g_status.lock);
-        g_status.of = now;
-        g_status.response = known;
+        if (complete) {
+            g_status.of = now;
+            g_status.response = known;
+        }
         return known;
     }
     /* Each request is to be seen in what the operations trace. */

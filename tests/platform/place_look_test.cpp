@@ -7,9 +7,23 @@
 #include <stdexcept>
 #include <thread>
 
+#include "platform/stock/process/call_wait.h"
 #include "platform/stop_soon.h"
 
 namespace {
+
+TEST(CallWait, SeesAStopThatComesBetweenTheLookAtTheFlagAndTheWait)
+{
+    TCallWait wait;
+    const std::atomic<bool> stop = true;
+    platform_interrupt_on(&stop);
+    call_waits_wake();
+    const auto begin = std::chrono::steady_clock::now();
+    wait.wait({}, 5000);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));
+    EXPECT_EQ(wait.fd(), -1) << "the rest of the grace is slept";
+    platform_interrupt_on(nullptr);
+}
 
 TEST(PlaceLook, LeavesOneStuckCallBehindAndNeverWaitsForItAgain)
 {

@@ -51,13 +51,14 @@ TCallWait::~TCallWait()
 
 int TCallWait::fd() const
 {
-    return platform_interrupted() ? -1 : m_event.get(); // a stop wakes it once, then its grace is slept through
+    return m_stop_taken ? -1 : m_event.get();
 }
 
 void TCallWait::taken()
 {
     eventfd_t wakeups = 0;
     (void)eventfd_read(m_event.get(), &wakeups);
+    m_stop_taken = platform_interrupted();
 }
 
 int TCallWait::wait_ms(uint64_t time_ms) const

@@ -36,6 +36,7 @@ public:
 
 private:
     TFd m_event;
+    bool m_stop_taken = false; // a wake-up came with the stop: what is left of its grace is slept
 };
 
 /* Time since the calling thread was asked to stop, as first seen by one of its calls; 0 without a request, or when it
