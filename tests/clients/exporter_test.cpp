@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
+#include "clients/figures.h"
 #include "exporter/fetcher.h"
 #include "exporter/metrics.h"
 
@@ -8,15 +8,6 @@ namespace {
 
 using testing::HasSubstr;
 using testing::Not;
-
-TFigures figures(TKind kind, std::initializer_list<TFigure> values)
-{
-    TFigures made;
-    auto value = values.begin();
-    for (const TFigureSpec &spec : figures_of(kind))
-        made.all.push_back({&spec, value != values.end() ? *value++ : TFigure()});
-    return made;
-}
 
 TFetch fetched()
 {

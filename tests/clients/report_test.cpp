@@ -1,8 +1,4 @@
-#include <filesystem>
-#include <fstream>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "velomondctl/gnuplot.h"
 #include "velomondctl/progress.h"

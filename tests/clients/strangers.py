@@ -1,11 +1,13 @@
 """Servers in place of the daemon that answer garbage, late or never."""
 
+import itertools
 import json
 import socket
 import threading
 import time
 
 ESCAPES = '\x1b[2J\x1b]0;owned\x07\x9b31m\u202e<script>alert(1)</script>"\'&\n\r'
+OK = b'HTTP/1.1 200 OK\r\n'
 NAMES = [f'{number}{"x" * 120}' for number in range(1024 * 1024 // 124)]
 
 
@@ -48,30 +50,14 @@ def http(body, status='200 OK', head=''):
     return act
 
 
-def hang(connection):
-    connection.recv(65536)
-    time.sleep(20)
-
-
-def drip(connection):
-    connection.recv(65536)
-    for byte in b'HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n' + b' ' * 1000:
-        connection.sendall(bytes([byte]))
-        time.sleep(0.2)
-
-
-def endless(connection):
-    connection.recv(65536)
-    connection.sendall(b'HTTP/1.1 200 OK\r\n\r\n')
-    while True:
-        connection.sendall(b' ' * 65536)
-
-
-def endless_head(connection):
-    connection.recv(65536)
-    connection.sendall(b'HTTP/1.1 200 OK\r\n')
-    while True:
-        connection.sendall(b'X-A: ' + b'a' * 1000 + b'\r\n')
+def sends(head, pieces, pause_s=0):
+    def act(connection):
+        connection.recv(65536)
+        connection.sendall(head)
+        for piece in pieces:
+            connection.sendall(piece)
+            time.sleep(pause_s)
+    return act
 
 
 class TLikeness:
@@ -81,7 +67,6 @@ class TLikeness:
         self.name, self.interfaces = name, interfaces
         self.disks = self.recording = 'normal'
         self.cameras = '01' + '2' * 190
-        self.requests = 0
 
     def __call__(self, connection):
         text = b''
@@ -91,7 +76,6 @@ class TLikeness:
                 return
             while b'\r\n\r\n' in text:
                 head, _, text = text.partition(b'\r\n\r\n')
-                self.requests += 1
                 body = json.dumps(self.answer(head.split()[1].decode())).encode()
                 connection.sendall(b'HTTP/1.1 200 OK\r\nContent-Length: %d\r\n\r\n' % len(body) + body)
 
@@ -124,8 +108,11 @@ def strangers():
     """{name: (act, the exit code of velomondctl)}"""
     unreachable, timeout, invalid, refused = 3, 4, 5, 6
     return {
-        'hangs': (hang, timeout), 'drips': (drip, timeout), 'never ends': (endless, invalid),
-        'never ends its head': (endless_head, invalid), 'closes': (lambda connection: None, invalid),
+        'hangs': (sends(b'', [b''], 20), timeout),
+        'drips': (sends(b'', [bytes([byte]) for byte in OK + b'Content-Length: 1000\r\n\r\n'], 0.2), timeout),
+        'never ends': (sends(OK + b'\r\n', itertools.repeat(b' ' * 65536)), invalid),
+        'never ends its head': (sends(OK, itertools.repeat(b'X-A: ' + b'a' * 1000 + b'\r\n')), invalid),
+        'closes': (lambda connection: None, invalid),
         'no HTTP': (lambda connection: connection.sendall(bytes(range(256))), invalid),
         'escapes as a status': (http('', ESCAPES[:8] + ' x'), invalid), 'status 500': (http('{}', '500 No'), invalid),
         'elsewhere': (http('', '302 Found', 'Location: file:///etc/passwd\r\n'), invalid),

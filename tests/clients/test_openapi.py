@@ -10,12 +10,11 @@ import time
 import unittest
 import urllib.parse
 
-import http.client
 import jsonschema
 import yaml
 
 from appliance import TApplianceTest, TMachine, ask
-from harness import HOST, PORT, eventually, get
+from harness import eventually, get, request
 
 TOP = pathlib.Path(__file__).resolve().parents[2]
 API = yaml.safe_load((TOP / 'docs/openapi.yaml').read_text())
@@ -61,16 +60,6 @@ def codes_of(schema):
         return set().union(*map(codes_of, schema['anyOf']))
     code = schema.get('properties', {}).get('return', {})
     return set(code.get('enum', [code.get('const')])) if 'data' not in schema.get('properties', {}) else set()
-
-
-def request(method, path, body=None):
-    connection = http.client.HTTPConnection(HOST, PORT, timeout=5)
-    try:
-        connection.request(method, '/sysmonService/' + path, body)
-        answer = connection.getresponse()
-        return answer.status, answer.getheader('Content-Type'), answer.read().decode()
-    finally:
-        connection.close()
 
 
 def words_of_the_source():
@@ -187,7 +176,3 @@ class Page(unittest.TestCase):
             text = re.sub(r'"([0-2])([0-2]*)\.\.\."', lambda one: json.dumps((one[1] + one[2]).ljust(192, one[2][-1])), text)
             text = re.sub(r'"Vnvrd".*\.\.\..*"VtimeSync"', ', '.join(f'"V{i}"' for i in range(21)), text)
             yield query, json.loads(text.replace(', ...', ''))
-
-
-if __name__ == '__main__':
-    unittest.main()

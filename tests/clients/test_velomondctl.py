@@ -174,7 +174,3 @@ class Velomondctl(TApplianceTest):
             self.assertRegex(status, line)
         self.assertEqual((run('check', '--crit', 'cpu=21').returncode, run('check', '--warn', 'cpu=19').returncode,
                           run('check', '--crit', 'cpu=19').returncode), (0, 1, 2))
-
-
-if __name__ == '__main__':
-    unittest.main()

@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
+#include "clients/figures.h"
 #include "query_api/clean_text.h"
 #include "velomondctl/check.h"
 #include "velomondctl/output.h"
@@ -12,15 +12,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-TFigures figures(TKind kind, std::initializer_list<TFigure> values)
-{
-    TFigures made;
-    auto value = values.begin();
-    for (const TFigureSpec &spec : figures_of(kind))
-        made.all.push_back({&spec, value != values.end() ? *value++ : TFigure()});
-    return made;
-}
 
 /* A recorder with one camera connected and one not, a slow device, half its memory used. */
 TSnapshot recorder()

@@ -48,15 +48,20 @@ def children():
             for one in (task / 'children').read_text().split() if int(one) not in KEPT]
 
 
-def get(path, method='GET', timeout_s=5.0, body=None):
-    """(status, body) of one request to the service; path as in "status?..."."""
+def request(method, path, body=None, timeout_s=5.0):
+    """(status, type, body) of one request to the service; path as in "status?..."."""
     connection = http.client.HTTPConnection(HOST, PORT, timeout=timeout_s)
     try:
         connection.request(method, '/sysmonService/' + path, body)
         answer = connection.getresponse()
-        return answer.status, answer.read().decode()
+        return answer.status, answer.getheader('Content-Type'), answer.read().decode()
     finally:
         connection.close()
+
+
+def get(path, method='GET', timeout_s=5.0):
+    status, _, body = request(method, path, None, timeout_s)
+    return status, body
 
 
 class Daemon:
