@@ -1,7 +1,5 @@
 #include "common/debug_log.h"
 
-#include <gtest/gtest.h>
-
 #include "fake_platform/fake_platform.h"
 
 namespace {

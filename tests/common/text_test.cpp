@@ -11,13 +11,12 @@ namespace {
 
 TEST(Text, NumbersReadAsAtoiDoesAndAreClampedToInt)
 {
-    for (const auto &[text, value] :
-         std::initializer_list<std::pair<const char *, int>>{{"15", 15},
-                                                             {"  -3x", -3},
-                                                             {"", 0},
-                                                             {"abc", 0},
-                                                             {"99999999999", INT_MAX},
-                                                             {"-99999999999999999999", INT_MIN}})
+    for (const auto &[text, value] : {std::pair("15", 15),
+                                      {"  -3x", -3},
+                                      {"", 0},
+                                      {"abc", 0},
+                                      {"99999999999", INT_MAX},
+                                      {"-99999999999999999999", INT_MIN}})
         EXPECT_EQ(text_to_int(text), value) << text;
 }
 

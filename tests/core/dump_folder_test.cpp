@@ -1,6 +1,5 @@
 #include "core/dump_folder.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include "fake_platform/fake_platform.h"

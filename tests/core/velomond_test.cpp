@@ -87,7 +87,7 @@ TEST_F(Lifecycle, StartsInItsOrderAndStopsInTheSame)
 TEST_F(Lifecycle, WithoutThreadsEachLogsItInItsUsualPlace)
 {
     fake::state()->thread_error = 11;
-    fake::set_wall_ms(1'700'095'500'000); // 00:45
+    fake::g_wall_ms = 1'700'095'500'000; // 00:45
     const std::string told = told_by([] {
         VeloMond_start();
         EXPECT_EQ(sysstat_autobak_check(), 0);
@@ -156,7 +156,7 @@ TEST_F(Rounds, ComeEveryTenSecondsHoweverOftenTheWorkerIsWoken)
 
 TEST_F(Rounds, AStepThatFailsLeavesTheOthersAlone)
 {
-    fake::on_popen([](const fake::argv_t &) -> std::string { throw std::runtime_error("no memory"); });
+    fake::state()->popen = [](const fake::argv_t &) -> std::string { throw std::runtime_error("no memory"); };
     fake::state()->cmv_record.value3 = 1;
     EXPECT_THAT(told_by([] { fake::pass_waits(10, "MAIN-worker"); }),
                 HasSubstr("VeloMond: a step of the round failed: no memory\n"));
@@ -170,7 +170,7 @@ TEST_F(Rounds, ADumpWaitsForTheRoundInProgress)
 {
     std::thread dump;
     std::atomic<bool> dumped{false};
-    fake::on_popen([&](const fake::argv_t &argv) -> std::string {
+    fake::state()->popen = [&](const fake::argv_t &argv) -> std::string {
         if (argv.front() != "/usr/sbin/sysctl") // a watcher's, beside the round
             return "";
         std::promise<pid_t> id;
@@ -188,7 +188,7 @@ TEST_F(Rounds, ADumpWaitsForTheRoundInProgress)
         }
         EXPECT_FALSE(exists("/Vtmp/.sys_stats"));
         return "1\n1\n1\n";
-    });
+    };
     fake::pass_waits(10, "MAIN-worker");
     ASSERT_TRUE(dump.joinable());
     dump.join();

@@ -55,7 +55,7 @@ class DaysWork(TFastTest):
         daemon = self.start_at(MIDNIGHT - 180, speed=60)
         self.assertRegex(daemon.text(), r'execute_time  : \[Tue Mar 31 23:5[78]:\d\d 2026\]\n')
 
-        for path in (FAN, RECORDING):
+        for path in (DISK, FAN, RECORDING):
             self.assertIn('error', self.wait_for_request(path)[0]['body'].values())
         # Full since the start: reported after 180 s, at once and then every minute; disabled once.
         free = eventually(lambda: self.events('0x25020001'), timeout_s=30)[0]
@@ -169,7 +169,3 @@ class Recovery(TFastTest):
         self.assertEqual([direction for direction, _ in changes], ['FUTURE', 'FUTURE', 'PAST'])
         for (_, gap_ms), before_ns, after_ns in zip(changes, self.ahead_ns, self.ahead_ns[1:]):
             self.assertAlmostEqual(int(gap_ms), (before_ns - after_ns) / 1e6, delta=2000)
-
-
-if __name__ == '__main__':
-    unittest.main()

@@ -1,9 +1,6 @@
 """The daemon's reports and queries to other services, and its reaction to their faults."""
 
-import re
-import signal
 import time
-import unittest
 
 from appliance import DISK, FAN, HUB, RECORDING, SUBSCRIPTION, TApplianceTest, TMachine
 from harness import ZONE_S, eventually, get
@@ -28,18 +25,10 @@ class Reports(TApplianceTest):
         self.assertEqual(self.tools('vcmd'), [['get_rec_disk_list']])
         self.assertEqual((self.root / 'tmp/hdd_power_on_hour').read_text(),
                          'disk_01 - [Example Disk (/dev/sda)] power on hour [    1234]\n')
+        self.assertEqual(get('disk_info?method=notify&vol_name=x')[0], 200)  # queries the disk no more
         self.assertEqual(self.tools('smartctl'), [['--json', '-n', 'never', '-H', '-iA', '/dev/sda']])
         self.assert_stops(daemon)
         self.assertNotIn('Recording state change', daemon.text())
-
-    def test_reports_a_failing_disk_at_once_and_queries_it_once(self):
-        machine = TMachine(self.root)
-        machine.smart(False, 30000)
-        daemon = self.start_up()
-        self.assertEqual(self.wait_for_request(DISK, 'POST')[0]['body']['disk_update'], 'error')
-        self.assertEqual(get('disk_info?method=notify&vol_name=x')[0], 200)
-        self.assert_stops(daemon)
-        self.assertEqual(len(self.tools('smartctl')), 1)
 
     def test_a_disk_that_does_not_answer_delays_neither_its_listing_nor_the_stop(self):
         TMachine(self.root)
@@ -48,13 +37,6 @@ class Reports(TApplianceTest):
         eventually((self.root / 'asked').exists)
         self.assertEqual(get('disk_info?method=notify&vol_name=x', timeout_s=2.0), (200, '{ "return": 0 }'))
         self.assert_stops(daemon)
-
-    def test_does_not_query_the_recording_before_the_recorder_has_started(self):
-        (self.root / 'var/.Vnvrd_start_ok').unlink()
-        daemon = self.start_up()
-        self.wait_for_request(DISK)
-        self.assert_stops(daemon)
-        self.assertEqual(self.journal('/recStreamService/recording_state') + self.journal(RECORDING), [])
 
     def test_reports_a_new_server_name_once(self):
         file = self.root / 'tarn/etc/config/Tarnix.conf'
@@ -101,12 +83,8 @@ class Notices(TApplianceTest):
         self.wait_for_request('/nameserver/services/recStreamService', 'GET')
         announced = len(self.wait_for_request(NOTICES))  # from the refresh at the start
         for number, (notice, code) in enumerate([
-                ({'notice_reason': {'type': 1033, 'action': 0}}, 0),
-                ({'notice_reason': {'type': 1035}}, 0),
-                ({'notice_reason': {'type': 2048}, 'vbus_data': {'vbus_type': 8}}, 0),
-                ({'notice_reason': {'type': 2048}, 'vbus_data': {'vbus_type': 2, 'vbus_action': 2}}, 0),
-                ({'notice_reason': {'type': 5}}, 0),
-                ({'vbus_data': {}}, -2)]):
+                ({'notice_reason': {'type': 1033, 'action': 0}}, 0), ({'notice_reason': {'type': 5}}, 0),
+                ({'notice_reason': {'type': 2048}, 'vbus_data': {'vbus_type': 8}}, 0), ({'vbus_data': {}}, -2)]):
             self.tell_state(f'notices/{number}.json', notice)
             told = self.wait_for_request('sysmonService/sysmonService/Notify', count=number + 1)[number]
             self.assertEqual((told['body'], told['outcome']), (notice, '200 { "retCode": %d }' % code))
@@ -114,7 +92,7 @@ class Notices(TApplianceTest):
         self.assertEqual(announcements, [{'session': 'VeloMond', 'category': 14, 'code': 14001, 'text': '', 'level': 5}] *
                          len(announcements))
         ten_minute_mark = any((at_s - ZONE_S) // 60 % 10 == 0 for at_s in (begun_s, time.time()))
-        self.assertIn(len(announcements), {3, 4} if ten_minute_mark else {3})  # DISK-worker refreshes at the mark
+        self.assertIn(len(announcements), {2, 3} if ten_minute_mark else {2})  # DISK-worker refreshes at the mark
         self.assert_stops(daemon)
         ended, left = ([one['time_ms'] for one in self.journal(path, 'DELETE')] for path in (SUBSCRIPTION, HUB))
         self.assertEqual((len(ended), len(left)), (1, 1))
@@ -123,37 +101,10 @@ class Notices(TApplianceTest):
 
 
 class Faults(TApplianceTest):
-    def start_with(self, fault):
-        self.tell_state('faults.json', {name: fault for name in ('hub', 'dashboard', 'recording', 'config')})
-        return self.start_up()
-
     def test_peers_that_hang_do_not_delay_the_stop(self):
-        daemon = self.start_with({'fault': 'hang'})
+        self.tell_state('faults.json', dict.fromkeys(('hub', 'dashboard', 'recording', 'config'), {'fault': 'hang'}))
+        daemon = self.start_up()
         for path in (DISK, FAN, '/recStreamService/recording_state', PROXY):
             self.wait_for_request(path)
         self.assertEqual(get('status')[0], 200)
         self.assert_stops(daemon)
-
-    def test_failing_peers_are_logged_and_survived(self):
-        for fault, result in ({'fault': 'status', 'status': 500}, 2), ({'fault': 'huge'}, 3), \
-                ({'fault': 'garbage', 'body': '{"data": [7, ["x'}, 0):
-            with self.subTest(fault):
-                daemon = self.start_with(fault)
-                self.wait_for_request(RECORDING)
-                wanted = {'smart': f'sysstat_smart.cpp:do_update .* ssci_POST_request failed \\({result}\\)',
-                          'syshealth': f'sysstat_syshealth.cpp:do_update \\(114\\) ssci_POST_request failed \\({result}\\)',
-                          'recstate': f'recording state ssci_PUT_request fail:{result}',
-                          'reverse_proxy': f'get channel ret=\\[{result}\\]'} if result else \
-                    {'recstate': 'json parser fail', 'camconn': 'json_tokener_parse failed',
-                     'reverse_proxy': 'parse strResponse failed, error='}
-                for log, text in wanted.items():
-                    eventually(lambda: re.search(text, self.log(log)))
-                self.assertEqual(get('status')[0], 200)
-                self.assert_stops(daemon, signal.SIGINT)
-                for file in (self.root / 'Vdbglog/.velolog').iterdir():
-                    file.unlink()
-                (self.root / 'journal').write_text('')
-
-
-if __name__ == '__main__':
-    unittest.main()

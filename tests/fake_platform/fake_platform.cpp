@@ -1,6 +1,5 @@
 #include "fake_platform/fake_platform.h"
 
-#include <atomic>
 #include <cerrno>
 #include <condition_variable>
 #include <cstdlib>
@@ -16,9 +15,6 @@ namespace {
 constexpr uint64_t kStartWallMs = 1'700'000'000'000; // 2023-11-14 22:13:20 UTC
 constexpr uint64_t kStartMonoMs = 1'000'000;
 constexpr uint64_t kBetweenTestsMs = 1'000'000'000;
-
-std::atomic<uint64_t> g_wall_ms{kStartWallMs};
-std::atomic<uint64_t> g_mono_ms{kStartMonoMs};
 
 /* One lock and one condition for every wait: tests have few threads, and
  * pass_waits must see them all. */
@@ -39,6 +35,8 @@ TWaits &waits()
 
 } // namespace
 
+std::atomic<uint64_t> g_wall_ms{kStartWallMs}, g_mono_ms{kStartMonoMs};
+
 TLockedState state()
 {
     static auto &lock = *new std::recursive_mutex; // never destroyed either
@@ -51,34 +49,9 @@ std::vector<argv_t> programs()
     return state()->programs;
 }
 
-void on_exec(std::function<int(const argv_t &)> script)
-{
-    state()->exec = std::move(script);
-}
-
-void on_popen(std::function<std::optional<std::string>(const argv_t &)> script)
-{
-    state()->popen = std::move(script);
-}
-
 std::vector<TRequest> requests()
 {
     return state()->requests;
-}
-
-void on_request(std::function<long long(const TRequest &, std::string *)> script)
-{
-    state()->request = std::move(script);
-}
-
-void set_wall_ms(uint64_t ms)
-{
-    g_wall_ms = ms;
-}
-
-void set_mono_ms(uint64_t ms)
-{
-    g_mono_ms = ms;
 }
 
 void advance_ms(uint64_t ms)
@@ -112,9 +85,9 @@ void TPlatformTest::SetUp()
 {
     state().state = {};
     on_wait(nullptr);
-    set_wall_ms(kStartWallMs);
+    g_wall_ms = kStartWallMs;
     static uint64_t start_ms = kStartMonoMs; // data kept for the life of the process is stale in the next test
-    set_mono_ms(start_ms += kBetweenTestsMs);
+    g_mono_ms = start_ms += kBetweenTestsMs;
     setenv("TZ", "UTC", 1);
     tzset();
     std::string name = (std::filesystem::temp_directory_path() / "velomond_test_XXXXXX").string();

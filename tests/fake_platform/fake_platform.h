@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -57,7 +58,7 @@ struct TState {
     int session_result = 0;
     std::vector<TNotice> notices;
     std::vector<TRequest> requests;
-    std::function<long long(const TRequest &, std::string *)> request;
+    std::function<long long(const TRequest &, std::string *)> request; // not set: 3
 
     /* Platform access layer. */
     uint32_t auth_result = 0, usage_result = 0, enclosure_result = 0, syssetting_result = 0, syshealth_result = 0,
@@ -99,9 +100,9 @@ struct TState {
 
     /* Programs. */
     std::vector<argv_t> programs;
-    std::function<int(const argv_t &)> exec;
-    std::function<std::optional<std::string>(const argv_t &)> popen;
-    int streams_open = 0; // of kestrel_popen; 0 at the end of a test
+    std::function<int(const argv_t &)> exec;                         // not set: 0
+    std::function<std::optional<std::string>(const argv_t &)> popen; // not set: it cannot be started
+    int streams_open = 0;                                            // of kestrel_popen; 0 at the end of a test
 
     std::string root;
 };
@@ -124,8 +125,7 @@ TResult give(TResult result, const std::type_identity_t<TValue> &value, TValue &
 }
 
 /* Clocks. */
-void set_wall_ms(uint64_t ms);
-void set_mono_ms(uint64_t ms);
+extern std::atomic<uint64_t> g_wall_ms, g_mono_ms;
 void advance_ms(uint64_t ms); // both
 
 /* Waits. A wait with a signal pending returns at once. Otherwise the hook is called in place of the wait; it may move
@@ -138,13 +138,10 @@ void pass_waits(int count, const std::string &thread = "");
 
 /* Programs that kestrel_exec and kestrel_popen were called to run, in order. */
 std::vector<argv_t> programs();
-int time_limit_s();                                          // for the program that the calling thread runs
-void on_exec(std::function<int(const argv_t &argv)> script); // default: 0
-void on_popen(std::function<std::optional<std::string>(const argv_t &argv)> script); // default: it cannot be started
+int time_limit_s(); // for the program that the calling thread runs
 
 /* Requests to other services. */
 std::vector<TRequest> requests();
-void on_request(std::function<long long(const TRequest &request, std::string *answer)> script); // default: 3
 
 /* Our own service. */
 std::vector<std::string> route_paths(); // in order of registration

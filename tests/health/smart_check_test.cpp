@@ -1,7 +1,6 @@
 #include "health/smart_check.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "common/debug_log.h"
 #include "fake_platform/fake_platform.h"
@@ -31,7 +30,7 @@ protected:
     /* The overall state after a check at that time; minute 0 makes it a full one. */
     int32_t check(uint64_t wall_ms)
     {
-        fake::set_wall_ms(wall_ms);
+        fake::g_wall_ms = wall_ms;
         do_update_check(&m_state);
         return m_state.overall;
     }
@@ -83,7 +82,7 @@ TEST_F(SmartCheck, EachFullCheckWritesTheHoursAnew)
     fake::state()->enclosure.enclosure_count = 2;
     m_hours = {{0, 3}, {10, 12345}, {16, -1}};
     write_file("/tmp/hdd_power_on_hour", "old\n");
-    fake::on_popen([](const fake::argv_t &) { return std::string(1020, 'r') + "disk_0a"; });
+    fake::state()->popen = [](const fake::argv_t &) { return std::string(1020, 'r') + "disk_0a"; };
     check(kHalfPastMs);
     const std::string hours = "disk_0a - [Fast disk (/dev/sda)] power on hour [   12345]\n"
                               "disk_10 - [" +

@@ -1,7 +1,5 @@
 #include "health/sysstat_smart.h"
 
-#include <gtest/gtest.h>
-
 #include "common/debug_log.h"
 #include "fake_platform/fake_platform.h"
 #include "health/smart_events.h"
@@ -17,7 +15,7 @@ protected:
     void SetUp() override
     {
         TPlatformTest::SetUp();
-        fake::set_wall_ms(kSundayMs);
+        fake::g_wall_ms = kSundayMs;
         fake::state()->enclosure.enclosure_count = 1;
         fake::state()->disk_list = [](int, t_storage_disk_list &out) {
             out.disks = {{"disk_01", "old", "yes", 0}, {"disk_02", "bad", "yes", 2}};
@@ -27,18 +25,18 @@ protected:
             out.power_on_hours = id == 1 ? 20001 : 20000;
             return 0U;
         };
-        fake::on_popen([](const fake::argv_t &) { return "disk_01 disk_02"; });
+        fake::state()->popen = [](const fake::argv_t &) { return "disk_01 disk_02"; };
     }
     /* Lets the watcher run for a while, a tick every half minute, and tells which
      * event went out in which minute. */
     std::vector<std::string> walk(uint64_t duration_ms)
     {
         std::vector<std::string> events;
-        fake::on_exec([&events](const fake::argv_t &argv) {
+        fake::state()->exec = [&events](const fake::argv_t &argv) {
             const uint64_t minute = (current_time_stamp() - kSundayMs) / 60'000;
             events.push_back(std::to_string(minute) + " " + argv.at(2));
             return 0;
-        });
+        };
         for (uint64_t passed_ms = 0; passed_ms < duration_ms; passed_ms += 30'000) {
             smart_tick(&m_state);
             fake::advance_ms(30'000);
@@ -65,7 +63,7 @@ TEST_F(Smart, LoadedSettingsAllowTheEventsOnceMoreOnTheSameDay)
 {
     for (const size_t events : {2U, 0U}) {
         EXPECT_EQ(walk(60'000).size(), events);
-        fake::set_wall_ms(kSundayMs);
+        fake::g_wall_ms = kSundayMs;
         m_state.schedule.scheduled_hour = true;
     }
     EXPECT_TRUE(smart_load_settings(&m_state));
@@ -87,7 +85,7 @@ TEST_F(Smart, ACheckOfSlowDisksLosesNoEvents)
 
 TEST_F(Smart, ChecksOnceAMinuteAndReportsChangesOnce)
 {
-    fake::set_wall_ms(kSundayMs + 1'800'000);
+    fake::g_wall_ms = kSundayMs + 1'800'000;
     for (const uint64_t after_ms : {0ULL, 59'999ULL, 1ULL, 60'000ULL}) {
         fake::advance_ms(after_ms);
         smart_tick(&m_state);
@@ -96,6 +94,8 @@ TEST_F(Smart, ChecksOnceAMinuteAndReportsChangesOnce)
     ASSERT_EQ(told.size(), 2U);
     EXPECT_EQ(told[0].body, R"({"utc_time":"1699749000","disk_update":"error"})");
     EXPECT_EQ(told[1].body, R"({"utc_time":"1699749060","disk_update":"hour_warning"})"); // unheard, not repeated
+    const std::string unheard = "sysstat_smart.cpp:do_update (331) ssci_POST_request failed (3)";
+    EXPECT_EQ(log_text(kLogSmart), unheard + unheard);
 
     fake::state()->disk_list = nullptr; // none can be had: the first report goes out all the same
     TSmartState blind;

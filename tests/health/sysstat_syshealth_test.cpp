@@ -1,6 +1,5 @@
 #include "health/sysstat_syshealth.h"
 
-#include <gtest/gtest.h>
 #include <new>
 
 #include "common/debug_log.h"
@@ -47,9 +46,9 @@ TEST_F(SysHealth, ReportsTheFirstFindingThenChangesOnlyHeardOrNot)
 TEST_F(SysHealth, AChangeWhoseReportThrewIsReportedByTheNextCheck)
 {
     (void)check(0, "0");
-    fake::on_request([](const fake::TRequest &, std::string *) -> long long { throw std::bad_alloc(); });
+    fake::state()->request = [](const fake::TRequest &, std::string *) -> long long { throw std::bad_alloc(); };
     EXPECT_THROW((void)check(60000, "9"), std::bad_alloc);
-    fake::on_request(nullptr);
+    fake::state()->request = nullptr;
     EXPECT_EQ(check(60000, "9"), R"({"utc_time":"1700000120","fan_update":"error"})");
     EXPECT_EQ(check(60000, "9"), "");
 }

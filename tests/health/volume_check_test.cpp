@@ -85,10 +85,10 @@ TEST_F(VolumeCheck, EveryEventHasItsTextsInItsOrder)
         {1, 10240, "0x25010002|-1|||Vol|10.0 GB|32|", "WARN", "002005", "'10.0'|'$DEF_V002'|'32'|"},
         {2, 1, "0x25020003|-1|||Ostra Surveillance|10|Vol|1.0 MB|", "ERROR", "002009", "'1'|'$DEF_V001'|'10'|"},
         {2, 31000, "0x25010003|-1|||32|Vol|30.3 GB|", "WARN", "002006", "'30.3'|'$DEF_V002'|'32'|"}};
-    fake::on_exec([](const fake::argv_t &) {
+    fake::state()->exec = [](const fake::argv_t &) {
         EXPECT_EQ(fake::state()->nc_notify.size() + 1, fake::programs().size()) << "the log tool comes first";
         return 255;
-    });
+    };
     for (const char *marker : {"/tmp/plain", "/tarn/etc/TARN_ZFS"}) {
         write_file(marker, "");
         for (const TCase &one : cases) {
@@ -109,9 +109,9 @@ TEST_F(VolumeCheck, AnEventThatThrewIsSentByTheNextCheck)
 {
     configure({"3", "0", "0"});
     offer_volume(int64_t{9728} << 20); // worth a warning, which is sent once
-    fake::on_exec([](const fake::argv_t &) -> int { throw std::bad_alloc(); });
+    fake::state()->exec = [](const fake::argv_t &) -> int { throw std::bad_alloc(); };
     EXPECT_THROW((void)look(), std::bad_alloc);
-    fake::on_exec(nullptr);
+    fake::state()->exec = nullptr;
     EXPECT_EQ(look(), 1U);
     EXPECT_EQ(look(), 0U);
 }

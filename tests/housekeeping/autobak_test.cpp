@@ -1,6 +1,5 @@
 #include "housekeeping/sysstat_autobak.h"
 
-#include <gtest/gtest.h>
 #include <mutex>
 #include <set>
 #include <thread>
@@ -21,7 +20,7 @@ TEST_F(AutobakRound, BothBackupsRunAndOnlyTheFirstsFailureIsRecorded)
     for (const int result : {0, 2}) {
         std::mutex lock; // the two run beside each other
         std::set<std::string> ran;
-        fake::on_exec([&](const fake::argv_t &argv) {
+        fake::state()->exec = [&](const fake::argv_t &argv) {
             std::string all(16, '\0');
             pthread_getname_np(pthread_self(), all.data(), all.size());
             all.resize(all.find('\0'));
@@ -31,10 +30,10 @@ TEST_F(AutobakRound, BothBackupsRunAndOnlyTheFirstsFailureIsRecorded)
             const std::lock_guard guard(lock);
             ran.insert(all);
             return result;
-        });
+        };
         recorded += result != 0 ? 1 : 0;
         for (int minute = 0; minute < 60; ++minute) {
-            fake::set_wall_ms(midnight_ms + static_cast<uint64_t>(minute) * 60'000);
+            fake::g_wall_ms = midnight_ms + static_cast<uint64_t>(minute) * 60'000;
             EXPECT_EQ(sysstat_autobak_check(), 0);
         }
         midnight_ms += 86'400'000;

@@ -1,7 +1,6 @@
 #include "housekeeping/cmv_watch.h"
 
 #include <cstring>
-#include <gtest/gtest.h>
 
 #include "common/debug_log.h"
 #include "fake_platform/fake_platform.h"

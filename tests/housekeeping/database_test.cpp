@@ -1,7 +1,5 @@
 #include "housekeeping/sysstat_db.h"
 
-#include <gtest/gtest.h>
-
 #include "common/system_volume.h"
 #include "fake_platform/fake_platform.h"
 
@@ -33,7 +31,7 @@ TEST_F(DatabaseThread, ChecksEachHourAndEveryMinuteUntilThereIsAVolume)
 {
     const auto events = [] { return fake::programs().size(); };
     g_system_volume_id = -1;
-    fake::set_wall_ms(1700006400000 - 120000); // 23:58 UTC
+    fake::g_wall_ms = 1700006400000 - 120000; // 23:58 UTC
     fake::state()->db_size.total_mb = 600;
     testing::internal::CaptureStderr();
     sysdb_thread_start();

@@ -5,13 +5,11 @@
 #include <cstddef>
 #include <cstring>
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <new>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <thread>
-#include <unistd.h>
 #include <utility>
 
 #include "common/debug_log.h"
@@ -68,20 +66,22 @@ protected:
     {
         return static_cast<size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}));
     }
+    void replace() const
+    {
+        write_file(file + ".new", "b");
+        std::filesystem::rename(root() + file + ".new", root() + file);
+    }
     int changes = 0;
     TFileWatcher watcher{{"/tarn/etc/config/Tarnix.conf"}, [this] { ++changes; }};
     const std::string file = "/tarn/etc/config/Tarnix.conf";
+    const std::string cannot = "sysstat_servername.cpp:regsiter_notify (106) Cannot watch '" + file + "'.";
 };
 
 TEST_F(FileWatcher, SurvivesEveryWayOfReplacingTheFile)
 {
     testing::internal::CaptureStdout();
     watcher.run(); // nothing there yet
-    EXPECT_EQ(log_text(kLogServerName), "sysstat_servername.cpp:regsiter_notify (106) Cannot watch "
-                                        "'/tarn/etc/config/Tarnix.conf'."
-                                        "sysstat_servername.cpp:regsiter_notify (106) Cannot watch "
-                                        "'/tarn/etc/config/Tarnix.conf'."
-                                        "sysstat_servername.cpp:run (177) regsiter_notify failed.");
+    EXPECT_EQ(log_text(kLogServerName), cannot + cannot + "sysstat_servername.cpp:run (177) regsiter_notify failed.");
     write_file(file, "a");
     watcher.run();
     EXPECT_EQ(changes, 0);
@@ -91,8 +91,7 @@ TEST_F(FileWatcher, SurvivesEveryWayOfReplacingTheFile)
         write_file(file, "rewritten in place");
         watcher.run();
         EXPECT_GE(changes, 1);
-        write_file(file + ".new", "b");
-        std::filesystem::rename(root() + file + ".new", root() + file);
+        replace();
         watcher.run(); // sees the old one go
         watcher.run(); // watches the new one
         changes = 0;
@@ -113,10 +112,6 @@ TEST_F(FileWatcher, SurvivesEveryWayOfReplacingTheFile)
 
 TEST_F(FileWatcher, FollowsThePathWhereTheOldFileLivesOn)
 {
-    const auto replace = [this] {
-        write_file(file + ".new", "b");
-        std::filesystem::rename(root() + file + ".new", root() + file);
-    };
     testing::internal::CaptureStdout();
     write_file(file, "a");
     watcher.run();
@@ -171,9 +166,7 @@ TEST_F(FileWatcher, NamesThePathThatNoWatchCouldBeMadeFor)
     g_no_inotify = true;
     watcher.run();
     g_no_inotify = false;
-    EXPECT_TRUE(log_text(kLogServerName)
-                    .starts_with("sysstat_servername.cpp:regsiter_notify (106) Cannot watch "
-                                 "'/tarn/etc/config/Tarnix.conf'."));
+    EXPECT_TRUE(log_text(kLogServerName).starts_with(cannot));
 }
 
 class ServerName : public fake::TPlatformTest {};
@@ -206,14 +199,14 @@ TEST_F(ServerName, ANewNameIsSentWholeAlsoWhenAStopComesMeanwhile)
         watching.notify_all();
         std::this_thread::yield();
     });
-    fake::on_request([&](const fake::TRequest &, std::string *) {
+    fake::state()->request = [&](const fake::TRequest &, std::string *) {
         sending = true;
         sending.notify_all();
         while (fake::state()->cond_signals == 0) // until the stop is asked for
             std::this_thread::yield();
         interrupted = platform_interrupted();
         return 0;
-    });
+    };
     write_file("/tarn/etc/config/Tarnix.conf", "");
     fake::state()->syssetting.server_name = "before";
     testing::internal::CaptureStdout();

@@ -1,8 +1,6 @@
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/ptrace.h>
 #include <sys/stat.h>
 #include <sys/wait.h>

@@ -1,7 +1,6 @@
 #include <atomic>
 #include <ctime>
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <memory>
 #include <stdexcept>
 #include <sys/resource.h>
@@ -173,10 +172,8 @@ TEST_F(HttpServer, EnforcesItsRulesAndContinuesToServe)
         {"POST /args HTTP/1.1\r\nContent-Length: 2\r\n\r\n{}", "405", "Allow: GET, PUT\r\n"},
         {"BREW /gate HTTP/1.1\r\n\r\n", "405", "Allow: GET\r\n"},
         {get("/args", "Host: example.com\r\n"), "403", "{ \"error\": \"host refused\" }"},
-        {get("/x", "Host: example.com\r\n"), "403", "error"},
         {get("/args", "Origin: http://example.com\r\n"), "403", "{ \"error\": \"page refused\" }"},
         {get("/x", "Sec-Fetch-Site: cross-site\r\n"), "403", "error"},
-        {get("/args", "Origin: http://localhost:80\r\n"), "200", "[]"},
         {put("Content-Length: 65536\r\n", std::string(65536, 'x')), "200", "length 65536"},
         {put("Content-Length: 65537\r\n", std::string(65537, 'x')), "413", "body too large\" }"},
         {put("Content-Length: 99999999999999999999\r\n", ""), "413", ""},

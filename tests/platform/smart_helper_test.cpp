@@ -1,9 +1,7 @@
 #include "smart_helper/smart_helper.h"
 
-#include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <gtest/gtest.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 

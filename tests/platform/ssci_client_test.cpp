@@ -1,6 +1,4 @@
-#include <atomic>
 #include <cstdlib>
-#include <gtest/gtest.h>
 #include <memory>
 
 #include "platform/raw_socket.h"

@@ -1,6 +1,5 @@
 #include <climits>
 #include <cstring>
-#include <gtest/gtest.h>
 
 #include "platform/raw_socket.h"
 #include "platform/ssci.h"

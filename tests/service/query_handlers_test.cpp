@@ -143,13 +143,12 @@ TEST_F(Handlers, AnswersAreTheFiguresOfTheirMonitorUnderTheirNames)
         {"disk_info?method=avg&type=1", disk}};
     for (const auto &[query, data] : cases)
         EXPECT_EQ(get(query + "&vol_name=" + kDevice), "{ return: 0, data: { " + data + " } }") << query;
-    for (const auto &[query, data] :
-         std::initializer_list<std::pair<const char *, std::string>>{{"cpu_info?name=system_all", cpu},
-                                                                     {"cpu_info?name=VeloMond", process},
-                                                                     {"mem_info?name=system_all", memory},
-                                                                     {"mem_info?name=VeloMond", sizes},
-                                                                     {"network_info?if_name=eth0", rates},
-                                                                     {"disk_info?", disk}}) {
+    for (const auto &[query, data] : {std::pair("cpu_info?name=system_all", cpu),
+                                      {"cpu_info?name=VeloMond", process},
+                                      {"mem_info?name=system_all", memory},
+                                      {"mem_info?name=VeloMond", sizes},
+                                      {"network_info?if_name=eth0", rates},
+                                      {"disk_info?", disk}}) {
         std::string arrays;
         for (const char one : data + ",")
             arrays.append(one == ',' ? " ]" : "").append(1, one).append(one == ':' ? " [" : "");

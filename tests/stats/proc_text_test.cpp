@@ -1,7 +1,5 @@
 #include "stats/proc_text.h"
 
-#include <gtest/gtest.h>
-
 #include "base/text.h"
 #include "fake_platform/fake_platform.h"
 

@@ -1,7 +1,6 @@
 #include "common/history.h"
 
 #include <array>
-#include <gtest/gtest.h>
 #include <thread>
 
 #include "fake_platform/fake_platform.h"
@@ -73,16 +72,6 @@ TEST_F(StatManager, KeepsTheNewestNinetyIntervalsAndTheirSums)
     EXPECT_EQ(minutes().size(), 15U);
 }
 
-TEST_F(StatManager, ACounterThatWentBackWrapsAndLeavesTheSumWithItsInterval)
-{
-    manager.add_sample("cpu2", {100, 0});
-    manager.add_sample("cpu2", {90, 0});
-    EXPECT_EQ(manager.get_current("cpu2").count, UINT64_MAX - 9);
-    for (uint64_t i = 0; i < 90; ++i)
-        manager.add_sample("cpu2", {90 + i, 0});
-    EXPECT_EQ(manager.get_total("cpu2", 0).count, 89U);
-}
-
 TEST_F(StatManager, MinutesAreSixIntervalsFromTheNewestOn)
 {
     feed(9); // intervals 1 to 8
@@ -112,7 +101,7 @@ template <typename T, size_t kCounters, auto... kFields> struct TKind {
         made.tp_ms = 5;
         return made;
     }
-    static TValues reading(uint64_t n) // goes up and down
+    static TValues reading(uint64_t n) // goes up and down: counters wrap
     {
         TValues values;
         for (size_t i = 0; i < values.size(); ++i)

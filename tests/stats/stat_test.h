@@ -11,7 +11,7 @@ protected:
     void SetUp() override
     {
         TQuietTest::SetUp();
-        fake::set_wall_ms(1000000);
+        fake::g_wall_ms = 1000000;
         INIT();
     }
     void TearDown() override

@@ -1,7 +1,6 @@
 #include "stats/sysstat_cpu.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include "base/text.h"
@@ -85,14 +84,14 @@ TEST_F(CpuStat, TheFirstProcessWithUserTimeHoldsTheRowOfItsName)
 
 TEST_F(CpuStat, AScanNamesTheProcessesOfTheTableOnceAndTheRoundScansOnce)
 {
-    for (const auto &[folder, comm] : std::initializer_list<std::pair<std::string, std::string>>{{"self", "VeloMond\n"},
-                                                                                                 {"50", "VeloMond\n"},
-                                                                                                 {"51", "Vnvrd"},
-                                                                                                 {"52", "Vnvrd \n"},
-                                                                                                 {"53", "V"},
-                                                                                                 {"54", "Vnvrd\n\n"},
-                                                                                                 {"sys", "Vnvrd\n"}})
-        write_file("/proc/" + folder + "/comm", comm);
+    for (const auto &[folder, comm] : {std::pair("self", "VeloMond\n"),
+                                       {"50", "VeloMond\n"},
+                                       {"51", "Vnvrd"},
+                                       {"52", "Vnvrd \n"},
+                                       {"53", "V"},
+                                       {"54", "Vnvrd\n\n"},
+                                       {"sys", "Vnvrd\n"}})
+        write_file(std::string("/proc/") + folder + "/comm", comm);
     const auto found = [](const TProcessScan *scan) {
         std::map<std::string, size_t> rows;
         for (const auto &[pid, row] : scan->processes)

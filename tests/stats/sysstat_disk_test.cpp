@@ -2,7 +2,6 @@
 
 #include <cmath>
 #include <filesystem>
-#include <gtest/gtest.h>
 
 #include "platform/host_path.h"
 #include "stats/stat_test.h"

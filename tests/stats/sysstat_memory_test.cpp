@@ -1,7 +1,6 @@
 #include "stats/sysstat_memory.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include "base/text.h"
@@ -92,7 +91,7 @@ TEST_F(MemoryStat, AMissingFileLosesTheSystemsReadingOnly)
 
 TEST_F(MemoryStat, OnZfsWhatTheCacheWouldGiveBackIsFree)
 {
-    fake::on_popen([](const fake::argv_t &) { return "81920\n61440\n40960\n"; }); // 80, 60 and 40 kB
+    fake::state()->popen = [](const fake::argv_t &) { return "81920\n61440\n40960\n"; }; // 80, 60 and 40 kB
     for (const uint32_t system : {0U, 1U, 2U, 3U, 8U, 10U, 9U}) {
         restart_on_zfs(system);
         fake::state()->programs.clear();
@@ -113,11 +112,11 @@ TEST_F(MemoryStat, AServiceThatRestartsWhileTheToolRunsIsStillFound)
     const auto sample_after_restart = [](int new_pid) {
         TRoundProcesses processes;
         (void)processes.scan(); // as the CPU step does
-        fake::on_popen([new_pid](const fake::argv_t &) -> std::optional<std::string> {
+        fake::state()->popen = [new_pid](const fake::argv_t &) -> std::optional<std::string> {
             std::filesystem::remove_all(root() + text_format("/proc/%d", new_pid - 1));
             write_process(new_pid, "VeloMond", 10 + new_pid, 3, 1);
             return std::nullopt; // and the tool fails: it runs again in the next round
-        });
+        };
         write_file("/proc/meminfo", meminfo(1000, 0, 30));
         write_file("/proc/vmstat", "");
         sysstat_memory_sample_round(&processes);

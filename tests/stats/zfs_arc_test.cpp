@@ -1,7 +1,5 @@
 #include "stats/zfs_arc.h"
 
-#include <gtest/gtest.h>
-
 #include "fake_platform/fake_platform.h"
 
 namespace {
@@ -31,11 +29,11 @@ protected:
     void SetUp() override
     {
         TPlatformTest::SetUp();
-        fake::set_mono_ms(1000000);
+        fake::g_mono_ms = 1000000;
     }
     TArc read_of(const std::optional<std::string> &text)
     {
-        fake::on_popen([text](const fake::argv_t &) { return text; });
+        fake::state()->popen = [text](const fake::argv_t &) { return text; };
         return cache.read(&ran_tool);
     }
     TArcCache cache;

@@ -89,7 +89,7 @@ TEST_F(RecordingStat, ACancelledRequestIsNoFindingAndAFailedOneIs)
     for (const auto &[result, log, reports] : cases) {
         std::atomic<bool> asked = false;
         fake::state()->cond_signals = 0;
-        fake::on_request([&asked, code = result](const fake::TRequest &request, std::string *) -> long long {
+        fake::state()->request = [&asked, code = result](const fake::TRequest &request, std::string *) -> long long {
             if (request.verb != "GET")
                 return 0;
             asked = true;
@@ -97,7 +97,7 @@ TEST_F(RecordingStat, ACancelledRequestIsNoFindingAndAFailedOneIs)
             while (fake::state()->cond_signals == 0) // until the stop is asked for
                 std::this_thread::yield();
             return code;
-        });
+        };
         recording_stat_init();
         asked.wait(false);
         recording_stat_uninit();

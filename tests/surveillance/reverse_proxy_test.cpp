@@ -54,19 +54,21 @@ protected:
 TEST_F(ReverseProxy, WhatWasDeletedBeforeAPassThrewIsRemovedByTheNextOne)
 {
     write_file(file("gone"), "ProxyPass");
-    fake::on_request([](const fake::TRequest &request, std::string *answer) {
+    fake::state()->request = [](const fake::TRequest &request, std::string *answer) {
         *answer = request.verb == "GET" ? list(rule("gone", 0) + "," + rule("other", 0)) : kDone;
         if (request.verb == "DELETE" && request.params.at(1).second == "other")
             throw std::bad_alloc();
         return 0LL;
-    });
+    };
     reverse_proxy_init();
     fake::pass_waits(0);
     EXPECT_TRUE(exists(file("gone")));
-    fake::on_request(nullptr); // no list any more
+    fake::state()->request = nullptr; // no list any more
     fake::pass_waits(1);
     EXPECT_FALSE(exists(file("gone")));
     EXPECT_THAT(told(), HasSubstr("rule_expired_detect: a pass failed: "));
+    EXPECT_THAT(log(), testing::EndsWith("[rule_expired_detect][85] get channel ret=[3][rule_expired_detect][74] get "
+                                         "ssci_strerror(7)=[connection refused]"));
 }
 
 TEST_F(ReverseProxy, LaterPassesRemoveWhatExpired)
@@ -86,7 +88,7 @@ TEST_F(ReverseProxy, EveryStepOfAPassIsTakenWhateverFails)
     fake::state()->auth_result = 7;
     fake::state()->proxy_result = 9;
     fake::state()->proxy_answer.response = "busy";
-    fake::on_exec([](const fake::argv_t &) { return 4; });
+    fake::state()->exec = [](const fake::argv_t &) { return 4; };
     start(list(rule("missing", 0) + "," + rule("z", 0) + "," + rule("one", 1) + "," + rule("three", 3)));
     EXPECT_FALSE(exists(file("z")));
     EXPECT_THAT(fake::programs(), ElementsAre(kReload));
@@ -148,6 +150,7 @@ TEST_F(ReverseProxy, ARuleCannotRemoveFilesElsewhere)
 TEST_F(ReverseProxy, APassWithoutAListDoesNotCountAsTheFirstAndARefusedRuleStays)
 {
     start("{");
+    EXPECT_THAT(log(), HasSubstr("[rule_expired_detect][93] parse strResponse failed, error=["));
     const std::tuple<long long, const char *, const char *> cases[] = {
         {3, "",
          "][116] delete rule ret=[3][rule_expired_detect][74] get ssci_strerror(7)=[connection refused]"
@@ -170,14 +173,14 @@ TEST_F(ReverseProxy, AStopBeginsNoOtherRuleButFinishesTheOneBegun)
     write_file(file("a"), "ProxyPass");
     const std::string rules = list(rule("a", 0) + "," + rule("b", 1) + "," + rule("c", 0));
     std::atomic<bool> in_delete = false;
-    fake::on_request([&](const fake::TRequest &request, std::string *out) {
+    fake::state()->request = [&](const fake::TRequest &request, std::string *out) {
         *out = request.verb == "GET" ? rules : kDone;
         in_delete = request.verb == "DELETE" && request.params.at(1).second == "b";
         in_delete.notify_all();
         while (in_delete && fake::state()->cond_signals == 0)
             std::this_thread::yield();
         return platform_interrupted() ? 3 : 0;
-    });
+    };
     reverse_proxy_init();
     in_delete.wait(false);
     reverse_proxy_uninit();

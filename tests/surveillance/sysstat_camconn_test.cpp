@@ -19,7 +19,7 @@ protected:
 
     static void start(const std::string &info, const std::string &stat)
     {
-        fake::set_mono_ms(0);
+        fake::g_mono_ms = 0;
         peers(kInfoPath, info, stat);
         sysstat_camconn_init();
         fake::pass_waits(0);

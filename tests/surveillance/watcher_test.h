@@ -1,7 +1,6 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "base/json.h"
 #include "common/debug_log.h"
@@ -29,11 +28,11 @@ protected:
     static void peers(const std::string &first, const std::string &answer, const std::string &other,
                       long long result = 0, long long other_result = 0)
     {
-        fake::on_request([=](const fake::TRequest &request, std::string *out) {
+        fake::state()->request = [=](const fake::TRequest &request, std::string *out) {
             const bool is_first = request.verb == first || request.path == first;
             *out = is_first ? answer : other;
             return is_first ? result : other_result;
-        });
+        };
     }
     static std::vector<fake::TRequest> sent(const std::string &verb)
     {
