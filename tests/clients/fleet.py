@@ -70,6 +70,11 @@ def documented():
     return [yaml.safe_load(textwrap.dedent(one)) for one in blocks if re.match(r'\n* {4}(scrape_configs|remote_write):', one)]
 
 
+def alerts(name, state='firing'):
+    return {one['labels']['instance'] for one in api('alerts')['alerts']
+            if one['labels']['alertname'] == name and one['state'] == state}
+
+
 def promtool(*arguments, **more):
     done = subprocess.run(['promtool', *arguments], capture_output=True, text=True, **more)
     assert done.returncode == 0, done
@@ -82,6 +87,7 @@ class Fleet(unittest.TestCase):
         temporary = tempfile.TemporaryDirectory(prefix='velomond_fleet_')
         cls.addClassCleanup(temporary.cleanup)
         cls.folder = pathlib.Path(temporary.name)
+        cls.recorders = {}
         for name, port in RECORDERS.items():
             cls.start_recorder(name, port)
         cls.start_prometheus()
@@ -98,6 +104,7 @@ class Fleet(unittest.TestCase):
             for number, camera in enumerate(CAMERAS)]))
         one = subprocess.Popen([TOP / 'tests/e2e/apart.sh', '/usr/bin/python3', '-B', TOP / 'tests/clients/recorder.py', folder],
                                stdin=subprocess.PIPE, text=True)
+        cls.recorders[name] = one
 
         def end():
             one.stdin.close()
@@ -234,6 +241,18 @@ class Fleet(unittest.TestCase):
         page = self.folder / 'screen.html'
         page.write_text(terminal.html())
         self.assertEqual(screen.picture(self.folder, page, PICTURES / f'{name}.png', int(columns * 8.43) + 16, lines * 17 + 16), [])
+
+    def test_4_alerts_come_and_go(self):
+        self.assertEqual(alerts('VeloMondRecordingStopped'), set())
+        (self.folder / 'recorder-1/state/recording.json').write_text('{"is_recording": false}')
+        self.recorders['recorder-2'].stdin.write('stop daemon\n')
+        self.recorders['recorder-2'].stdin.flush()
+        eventually('the alert of a stopped recording', lambda: alerts('VeloMondRecordingStopped') == {'recorder-1'}, 240)
+        eventually('the alert of a silent monitor', lambda: alerts('VeloMondSilent') == {'recorder-2'}, 240)
+        eventually('the alert of a camera that is down', lambda: 'recorder-1' in alerts('VeloMondCameraDown'), 420)
+        (self.folder / 'recorder-1/state/recording.json').write_text('{"is_recording": true}')
+        eventually('the end of the alert', lambda: alerts('VeloMondRecordingStopped') == set(), 120)
+        self.assertEqual([alerts(one) for one in ('VeloMondDiskFailing', 'VeloMondFanFailed')], [set(), set()])
 
 
 if __name__ == '__main__':

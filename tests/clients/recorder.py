@@ -2,7 +2,7 @@
 services, exporter; and the end of a tunnel, a Unix socket that leads to the exporter's port.
 
 recorder.py FOLDER: FOLDER/root and FOLDER/state are made unless they are there; FOLDER/tunnel is the socket. Ends at
-the end of its standard input."""
+the end of its standard input; a line "stop daemon" there ends the daemon only."""
 
 import os
 import pathlib
@@ -97,16 +97,18 @@ def main():
         (services / name).symlink_to(sys.executable)  # the kernel names a process by what was executed
         processes.append(subprocess.Popen([services / name, '-c', BUSY, str(share), str(megabytes)]))
     with open(folder / 'stderr', 'ab') as stderr:
-        processes.append(subprocess.Popen([os.environ['VELOMOND_BINARY']], stderr=stderr,
-                                          env={**os.environ, 'VELOMOND_ROOT': str(folder / 'root')}))
-        processes.append(subprocess.Popen([os.environ['VELOMOND_EXPORTER']], stderr=stderr))
+        daemon = subprocess.Popen([os.environ['VELOMOND_BINARY']], stderr=stderr,
+                                  env={**os.environ, 'VELOMOND_ROOT': str(folder / 'root')})
+        processes += [daemon, subprocess.Popen([os.environ['VELOMOND_EXPORTER']], stderr=stderr)]
     for name, port in (('tunnel', 10192), ('query', 10191)):
         listener = socket.socket(socket.AF_UNIX)
         listener.bind(str(folder / name))
         listener.listen()
         tunnel(listener, lambda port=port: socket.create_connection(('127.0.0.1', port), 5))
     try:
-        sys.stdin.read()
+        for line in sys.stdin:
+            if line == 'stop daemon\n':
+                daemon.terminate()
     finally:
         for one in reversed(processes):
             one.terminate()
