@@ -121,7 +121,7 @@ TEST_F(LogStream, ManyWritersAndAHandlerNeverWaitAndNeverMixLines)
             ++seen;
         ASSERT_TRUE(one == line || one == "handler\n" || one == "end\n" || one.starts_with(kCount)) << one;
     }
-    EXPECT_EQ(seen, 2 * kThreads * kLines + by_handler + 1);
+    EXPECT_EQ(seen, uint64_t{2} * kThreads * kLines + by_handler + 1);
 }
 
 TEST_F(LogStream, ACrashEndsTheProcessAlsoWhenThePipeIsNotRead)
