@@ -20,5 +20,5 @@ private:
     struct tm m_date = {};
 };
 
-/* The wall clock in whole seconds, as the platform tells it. */
+/* The wall clock in whole seconds, from the platform. */
 time_t wall_clock_s();

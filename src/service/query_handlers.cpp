@@ -53,7 +53,7 @@ TResponse answer_statistics(const httpserver::http_request &request, TStatProc p
     return answer([&](json_object **out) { return proc(method.c_str(), type.c_str(), name.c_str(), out); });
 }
 
-/* A value that a monitor has put into what it has to tell, which may be nothing. */
+/* The value that a monitor sets as its output; null without one. */
 TJson informed(json_object *value, int (*info)(json_object **out))
 {
     TJson owner(value);

@@ -7,7 +7,7 @@
 #include "base/json.h"
 #include "base/mutex.h"
 
-/* Who the camera channels are, as the recording service tells it. */
+/* The identities of the camera channels, from the recording service. */
 
 constexpr int kCameraChannels = 192; // numbered from 0
 

@@ -19,8 +19,8 @@ THttpPeer hub_peer();
 uint64_t hub_wait_ms(unsigned failures);
 
 /* Keeps something of ours present at the hub: PUT at once, again as hub_wait_ms
- * has it, and DELETE at the end if a PUT ever got through. A hub that is absent or hangs
- * is tried again and delays nobody. */
+ * says, and DELETE at the end if a PUT ever succeeded. A hub that is absent or hangs is
+ * tried again and delays no caller. */
 class THubPresence {
 public:
     THubPresence(THttpPeer hub, std::string target, std::string body);

@@ -28,9 +28,9 @@ public:
         join();
     }
 
-    /* For the body: sleeps that long (whole seconds to the beginning of a second, as
-     * process/wait_deadline.h has it), less when a stop is asked for or anybody
-     * wakes it, which is kept for the next wait. False after a stop was asked for. */
+    /* For the body: sleeps that long (whole seconds until the start of a second, see
+     * process/wait_deadline.h), less on a stop request or wake(), which is kept for the
+     * next wait. False after a stop request. */
     bool wait_ms(uint64_t time_ms);
     void wake();
 
