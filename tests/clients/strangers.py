@@ -106,7 +106,7 @@ class TLikeness:
 
 def strangers():
     """{name: (act, the exit code of velomondctl)}"""
-    unreachable, timeout, invalid, refused = 3, 4, 5, 6
+    timeout, invalid, refused = 4, 5, 6
     return {
         'hangs': (sends(b'', [b''], 20), timeout),
         'drips': (sends(b'', [bytes([byte]) for byte in OK + b'Content-Length: 1000\r\n\r\n'], 0.2), timeout),
