@@ -1,4 +1,3 @@
-#include <bit>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -8,31 +7,13 @@
 #include <string>
 
 #include <CLI/CLI.hpp>
-#include <link.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
+#include "base/startup_pages.h"
 #include "exporter/server.h"
 #include "query_api/clean_text.h"
 
 namespace {
-
-/* Releases pages that only the start has used: some forty libraries were relocated, and
- * most of their code never runs. Segments that are not mapped writable have no content
- * but their file's, so what is needed again comes back from the page cache. */
-int release_object(dl_phdr_info *object, size_t /*size*/, void * /*user*/)
-{
-    const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
-    for (int i = 0; i < object->dlpi_phnum; ++i) {
-        const ElfW(Phdr) &segment = object->dlpi_phdr[i];
-        if (segment.p_type != PT_LOAD || (segment.p_flags & PF_W) != 0)
-            continue;
-        const uintptr_t begin = (object->dlpi_addr + segment.p_vaddr) / page * page;
-        const uintptr_t end = object->dlpi_addr + segment.p_vaddr + segment.p_memsz;
-        (void)madvise(std::bit_cast<void *>(begin), end - begin, MADV_DONTNEED);
-    }
-    return 0;
-}
 
 int run(int argc, char **argv)
 {
@@ -73,7 +54,7 @@ int run(int argc, char **argv)
         return 1;
     }
     (void)fprintf(stderr, "velomond-exporter: http://127.0.0.1:%u/metrics\n", server.port());
-    (void)dl_iterate_phdr(release_object, nullptr);
+    release_startup_pages();
     int number = 0;
     (void)sigwait(&ends, &number);
     return 0;

@@ -8,15 +8,10 @@
 
 #include <json-c/json.h>
 
+#include "base/json.h"
 #include "query_api/clean_text.h"
 
 namespace {
-
-struct TJsonPut {
-    void operator()(json_object *object) const { json_object_put(object); }
-    void operator()(json_tokener *tokener) const { json_tokener_free(tokener); }
-};
-using TJson = std::unique_ptr<json_object, TJsonPut>;
 
 constexpr int kMaxDepth = 8;
 
@@ -44,7 +39,8 @@ json_object *member(json_object *object, const char *key, json_type type)
 
 TOutcome parse(std::string_view text, TJson *out)
 {
-    const std::unique_ptr<json_tokener, TJsonPut> tokener(json_tokener_new_ex(kMaxDepth));
+    const std::unique_ptr<json_tokener, decltype(&json_tokener_free)> tokener(json_tokener_new_ex(kMaxDepth),
+                                                                              json_tokener_free);
     if (tokener == nullptr)
         return failure(TFault::kInternal, "out of memory");
     TJson root(json_tokener_parse_ex(tokener.get(), text.data(), static_cast<int>(text.size())));
@@ -341,4 +337,17 @@ TOutcome answer_done(std::string_view text, const char *key)
     TJson root;
     const TOutcome outcome = parse(text, &root);
     return outcome.ok() ? check_code(root.get(), key) : outcome;
+}
+
+std::string camera_word(TCamera state)
+{
+    switch (state) {
+    case TCamera::kConnected:
+        return "connected";
+    case TCamera::kFailed:
+        return "failed";
+    case TCamera::kAbsent:
+        break;
+    }
+    return "absent";
 }

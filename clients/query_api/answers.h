@@ -42,6 +42,8 @@ TOutcome answer_hardware(std::string_view text, std::string *out);
 
 /* Camera connections of one minute, or of several together. */
 enum class TCamera : char { kConnected = '0', kFailed = '1', kAbsent = '2' };
+/* "connected", "failed" or "absent". */
+std::string camera_word(TCamera state);
 struct TCameraStat {
     std::vector<TCamera> state = std::vector<TCamera>(kChannels, TCamera::kAbsent);
     std::bitset<kChannels> changed;

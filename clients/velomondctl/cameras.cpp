@@ -5,23 +5,6 @@
 #include "velomondctl/commands.h"
 #include "velomondctl/status.h"
 
-namespace {
-
-std::string camera_word(TCamera state)
-{
-    switch (state) {
-    case TCamera::kConnected:
-        return "connected";
-    case TCamera::kFailed:
-        return "failed";
-    case TCamera::kAbsent:
-        break;
-    }
-    return "absent";
-}
-
-} // namespace
-
 TOutcome command_cameras(const TSettings &settings, std::optional<unsigned> minutes)
 {
     TQueryApi api(settings.address);

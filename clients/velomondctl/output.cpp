@@ -14,14 +14,10 @@
 #include <json-c/json.h>
 #include <unistd.h>
 
+#include "base/json.h"
 #include "query_api/clean_text.h"
 
 namespace {
-
-struct TJsonPut {
-    void operator()(json_object *object) const { json_object_put(object); }
-};
-using TJson = std::unique_ptr<json_object, TJsonPut>;
 
 /* The shortest text that reads back as the same number, without exponent. */
 std::string exact_text(double value)

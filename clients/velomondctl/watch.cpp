@@ -9,19 +9,6 @@
 
 namespace {
 
-std::string camera_state(const TSnapshot &states, size_t id)
-{
-    switch (states.cameras.state[id]) {
-    case TCamera::kConnected:
-        return "connected";
-    case TCamera::kFailed:
-        return "failed";
-    case TCamera::kAbsent:
-        break;
-    }
-    return "absent";
-}
-
 volatile std::sig_atomic_t g_ended = 0;
 
 void end_watch(int /*number*/)
@@ -70,7 +57,7 @@ std::vector<std::string> watch_changes(const TLook &before, const TLook &now)
     compare("recording", before.states.recording.state, now.states.recording.state);
     for (size_t id = 0; id < kChannels; ++id)
         compare("camera " + std::to_string(id) + " (" + channel_name(now.states, id) + ")",
-                camera_state(before.states, id), camera_state(now.states, id));
+                camera_word(before.states.cameras.state[id]), camera_word(now.states.cameras.state[id]));
     return lines;
 }
 

@@ -8,7 +8,7 @@
 #include "common/worker.h"
 #include "core/dump_folder.h"
 #include "core/round_clock.h"
-#include "core/startup_pages.h"
+#include "base/startup_pages.h"
 #include "core/stop_watch.h"
 #include "health/sysstat_smart.h"
 #include "health/sysstat_syshealth.h"

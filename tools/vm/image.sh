@@ -12,7 +12,7 @@ packages=(systemd-sysv udev dbus kmod "linux-image-$architecture" initramfs-tool
     init-system-helpers python3 curl mdadm dmsetup smartmontools
     libcurl4 libcurl3-gnutls libmicrohttpd12 libjson-c5 libjsoncpp25 libinih1) # what ours depends on
 sources=$(cat /etc/apt/sources.list.d/*.sources 2>/dev/null || cat /etc/apt/sources.list{,.d/*.list})
-tree=$(mktemp -d "${TMPDIR:-/tmp}/velomond_image_XXXXXX")
+tree=$(mktemp -d)
 trap 'rm -rf "$tree"' EXIT
 mkdir -p "$folder"
 

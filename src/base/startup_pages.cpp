@@ -1,4 +1,4 @@
-#include "core/startup_pages.h"
+#include "base/startup_pages.h"
 
 #include <bit>
 #include <link.h>
