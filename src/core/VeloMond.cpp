@@ -4,11 +4,11 @@
 #include <exception>
 
 #include "base/mutex.h"
+#include "base/startup_pages.h"
 #include "common/trace.h"
 #include "common/worker.h"
 #include "core/dump_folder.h"
 #include "core/round_clock.h"
-#include "base/startup_pages.h"
 #include "core/stop_watch.h"
 #include "health/sysstat_smart.h"
 #include "health/sysstat_syshealth.h"

@@ -14,7 +14,7 @@ import time
 import unittest
 
 from appliance import TApplianceTest, TMachine
-from harness import BINARY, HOST, PORT, Daemon, TDaemonTest, eventually, get
+from harness import BINARY, Daemon, TDaemonTest, eventually, get
 
 USAGE = ('VeloMond \nusage : VeloMond [OPTION]... \n\nOPTION: \n'
          '  -d                run as daemon.\n  -h                show this info.\n')
@@ -104,19 +104,6 @@ class Foreground(TDaemonTest):
         daemon.kill(signal.SIGINT)
         self.assert_stops(daemon, signal.SIGINT)
         self.assertEqual(daemon.text().count('VeloMond:VeloMond_stop(375)'), 1)
-
-    def test_continues_without_the_service_if_the_port_is_taken(self):
-        with socket.socket() as other:
-            other.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-            other.bind((HOST, PORT))
-            other.listen()
-            daemon = self.start()
-            daemon.wait_for_text('failed, ret=[')
-            self.assertRegex(daemon.text(), r'ssci_server_(create|start) failed, ret=\[-?[1-9]\d*\]\n exit\.\n')
-            eventually(lambda: 'MAIN-worker' in daemon.threads().values())
-            self.assertEqual(daemon.listeners(), [])
-            self.assert_stops(daemon)
-        self.assertIn('\nreverse_proxy.cpp:reverse_proxy_uninit(230)\n', daemon.text())
 
     def test_a_closed_pipe_as_standard_error_does_no_harm(self):
         listening, told = os.pipe()
