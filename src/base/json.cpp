@@ -20,6 +20,11 @@ TJson parse(json_tokener *tokener, const char *text, int length)
     return json_tokener_get_error(tokener) == json_tokener_success ? std::move(value) : nullptr;
 }
 
+TJson new_text(const std::string &text)
+{
+    return TJson(json_object_new_string_len(text.data(), static_cast<int>(text.size())));
+}
+
 /* What the library makes of a value. */
 std::string_view own_text(json_object *value)
 {
@@ -46,18 +51,15 @@ void write_text(std::string_view value, std::string *text)
     const auto is_plain = [](char c) {
         return static_cast<unsigned char>(c) >= ' ' && c != '"' && c != '\\' && c != '/';
     };
-    const size_t start = text->size();
-    text->resize(start + value.size() + 2, '"'); // as it is where all is plain, which figures are
-    const auto plain = std::find_if_not(value.begin(), value.end(), is_plain);
-    std::copy(value.begin(), plain, text->begin() + static_cast<std::ptrdiff_t>(start) + 1);
-    if (plain == value.end())
-        return;
-    text->resize(start + 1 + static_cast<size_t>(plain - value.begin()));
-    for (const char c : value.substr(static_cast<size_t>(plain - value.begin()))) {
-        if (is_plain(c))
-            text->push_back(c);
-        else
-            write_escaped(c, text);
+    text->push_back('"');
+    while (!value.empty()) {
+        const auto plain = std::find_if_not(value.begin(), value.end(), is_plain);
+        text->append(value.begin(), plain);
+        value.remove_prefix(static_cast<size_t>(plain - value.begin()));
+        if (!value.empty()) {
+            write_escaped(value.front(), text);
+            value.remove_prefix(1);
+        }
     }
     text->push_back('"');
 }
@@ -80,10 +82,10 @@ void write_object(json_object *object, std::string *text)
 void write_array(json_object *array, std::string *text)
 {
     text->push_back('[');
-    const size_t length = json_object_array_length(array);
-    for (size_t i = 0; i < length; ++i) {
+    const array_list *list = json_object_get_array(array);
+    for (size_t i = 0; i < list->length; ++i) {
         text->append(i == 0 ? " " : ", ");
-        json_write(json_object_array_get_idx(array, i), text);
+        json_write(static_cast<json_object *>(list->array[i]), text);
     }
     text->append(" ]");
 }
@@ -140,12 +142,12 @@ void json_append(json_object *array, TJson value)
 
 void json_give_text(json_object *parent, const char *key, const std::string &text)
 {
-    json_give(parent, key, TJson(json_object_new_string_len(text.data(), static_cast<int>(text.size()))));
+    json_give(parent, key, new_text(text));
 }
 
 void json_append_text(json_object *array, const std::string &text)
 {
-    json_append(array, TJson(json_object_new_string_len(text.data(), static_cast<int>(text.size()))));
+    json_append(array, new_text(text));
 }
 
 void json_write(json_object *value, std::string *text)

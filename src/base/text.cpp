@@ -74,16 +74,16 @@ std::string_view text_trimmed(std::string_view text)
 std::string text_fixed(double value, int decimals)
 {
     char text[328]; // the largest double has 309 digits before the point
-    double power = 1;
-    for (int i = 0; i < decimals; ++i)
-        power *= 10;
-    const double scaled = value * power;
+    constexpr double kPowers[] = {1, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
+    const double scaled = value * kPowers[decimals];
     /* Where the product is far from the middle of two figures, the error of the
      * multiplication does not matter and whole numbers do. */
     constexpr double kLargest = 1e9, kFar = 1e-6;
-    if (scaled < kLargest && !std::signbit(value) &&
-        std::abs(scaled - static_cast<double>(static_cast<int64_t>(scaled)) - 0.5) > kFar) {
-        auto number = static_cast<uint64_t>(std::llround(scaled));
+    const bool is_small = scaled < kLargest && !std::signbit(value);
+    auto number = static_cast<uint64_t>(is_small ? scaled : 0);
+    const double above_middle = scaled - static_cast<double>(number) - 0.5;
+    if (is_small && std::abs(above_middle) > kFar) {
+        number += above_middle > 0 ? 1 : 0;
         char *begin = std::end(text);
         for (int i = 0; i < decimals; ++i, number /= 10)
             *--begin = static_cast<char>('0' + number % 10);

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,8 +23,12 @@ public:
 
     size_t size() const { return m_records.size(); }
     bool is_full() const { return size() == m_capacity; }
-    const TRecord &newest() const { return m_records[(m_oldest + size() - 1) % size()]; } // of one that is not empty
     const TRecord &oldest() const { return m_records[m_oldest]; }
+    const TRecord &from_newest(size_t index) const // 0: the newest; less than size()
+    {
+        const size_t at = m_oldest + size() - 1 - index;
+        return m_records[at < size() ? at : at - size()];
+    }
 
     void push(TRecord record)
     {
@@ -52,6 +57,16 @@ private:
     std::vector<TRecord> m_records;
 };
 
+/* Sums of the intervals of each minute, newest first. */
+template <typename TRecord> struct TMinutes {
+    static constexpr size_t kIntervals = 6, kMost = 15;
+
+    TRecord sums[kMost];
+    size_t count = 0;
+
+    std::span<const TRecord> all() const { return {sums, count}; }
+};
+
 /* What is kept of one tracked entity. */
 template <typename TRecord> struct StatEntry {
     explicit StatEntry(size_t max_samples) : history(max_samples) {}
@@ -73,8 +88,8 @@ template <typename TRecord> struct StatEntry {
  * readers of a history know that.
  *
  * The entities are fixed by init_map, which runs in the constructor of the derived
- * manager. The lock is held for the time of a copy only and is always the inner one
- * where the global statistics lock is held too. */
+ * manager. The lock is held for the time of a copy or a sum only and is always the inner
+ * one where the global statistics lock is held too. */
 template <typename TRecord> class TStatManagerBase {
 public:
     TStatManagerBase() { trace("statManager.h", "TStatManagerBase", 57); }
@@ -102,22 +117,20 @@ public:
     {
         const TLock lock(m_lock);
         const StatEntry<TRecord> *entry = find(key);
-        return entry == nullptr || entry->history.size() == 0 ? TRecord{} : entry->history.newest();
+        return entry == nullptr || entry->history.size() == 0 ? TRecord{} : entry->history.from_newest(0);
     }
 
     /* The sum of the newest n intervals, n = 0 for all of them; zeros without any.
      * Fields that are not summed are those of the oldest one summed. */
     TRecord get_total(const std::string &key, int n) const
     {
-        if (n == 0) {
-            const TLock lock(m_lock);
-            const StatEntry<TRecord> *entry = find(key);
+        const TLock lock(m_lock);
+        const StatEntry<TRecord> *entry = find(key);
+        if (entry == nullptr || n == 0)
             return entry == nullptr ? TRecord{} : entry->total;
-        }
         TRecord sum{};
-        const auto newest = copy_newest(key, static_cast<size_t>(n)).value_or(std::vector<TRecord>());
-        for (auto element = newest.rbegin(); element != newest.rend(); ++element)
-            sum.add(*element);
+        for (size_t i = 0; i < std::min(static_cast<size_t>(n), entry->history.size()); ++i)
+            sum.add(entry->history.from_newest(i));
         return sum;
     }
 
@@ -132,6 +145,20 @@ public:
     std::optional<std::vector<TRecord>> copy_history(const std::string &key) const
     {
         return copy_newest(key, SIZE_MAX);
+    }
+
+    /* The newest 15 minutes, of which the oldest may have fewer intervals. */
+    TMinutes<TRecord> get_minutes(const std::string &key) const
+    {
+        TMinutes<TRecord> minutes;
+        const TLock lock(m_lock);
+        if (const StatEntry<TRecord> *entry = find(key); entry != nullptr) {
+            const size_t count = std::min(entry->history.size(), minutes.kIntervals * minutes.kMost);
+            for (size_t i = 0; i < count; ++i)
+                minutes.sums[i / minutes.kIntervals].add(entry->history.from_newest(i));
+            minutes.count = (count + minutes.kIntervals - 1) / minutes.kIntervals;
+        }
+        return minutes;
     }
 
     /* The tracked entities, in ascending order. */

@@ -78,36 +78,23 @@ TJson stat_object(const TStatView<TRecord, TShown> &view, const TRecord &record)
     return object;
 }
 
-/* Calls `point` with the sums of a history per minute: groups of six intervals from the
- * newest on, the last one may be shorter; at most 15, newest first. */
-template <typename TRecord, typename TPoint> void stat_minutes(const std::vector<TRecord> &history, TPoint point)
-{
-    constexpr size_t kGroup = 6;
-    for (size_t rest = history.size(); rest > 0;) {
-        TRecord minute{};
-        for (const size_t end = rest - std::min(rest, kGroup); rest > end; --rest)
-            minute.add(history[rest - 1]);
-        point(minute);
-    }
-}
-
 /* An object with one array per figure and in each a point per minute, newest first. */
 template <typename TRecord, typename TShown>
-TJson stat_series(const TStatView<TRecord, TShown> &view, const std::vector<TRecord> &history)
+TJson stat_series(const TStatView<TRecord, TShown> &view, const TMinutes<TRecord> &minutes)
 {
     TJson object(json_object_new_object());
     std::vector<json_object *> arrays; // borrowed from the object
     arrays.reserve(view.figures.size());
     for (const auto &figure : view.figures) {
-        TJson array(json_object_new_array());
+        TJson array(json_object_new_array_ext(static_cast<int>(minutes.count)));
         arrays.push_back(array.get());
         json_give(object.get(), figure.label, std::move(array));
     }
-    stat_minutes(history, [&](const TRecord &minute) {
+    for (const TRecord &minute : minutes.all()) {
         const TShown shown = view.computed(minute);
         for (size_t i = 0; i < arrays.size(); ++i)
             json_append_text(arrays[i], view.figures[i].text(shown));
-    });
+    }
     return object;
 }
 
@@ -199,7 +186,7 @@ int stat_answer(const TStatMethod<TRecord, TShown> (&methods)[kMethods], const T
             return result;
         const TStatView<TRecord, TShown> &view = views.of(key);
         TJson answer = source.record != nullptr ? stat_object(view, source.record(manager, key, count))
-                                                : stat_series(view, stat_history(manager, key));
+                                                : stat_series(view, manager.get_minutes(key));
         *out = answer.release();
         return kQueryOk;
     }

@@ -40,7 +40,8 @@ protected:
     std::vector<uint64_t> minutes()
     {
         std::vector<uint64_t> points;
-        stat_minutes(*manager.copy_history("cpu2"), [&](const TRecord &sum) { points.push_back(sum.count); });
+        for (const auto all = manager.get_minutes("cpu2"); const TRecord &sum : all.all())
+            points.push_back(sum.count);
         return points;
     }
     TManager<> manager;
