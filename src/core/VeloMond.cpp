@@ -123,7 +123,7 @@ void VeloMond_monitor_main(TWorker *self)
     self->run_passes([&] {
         if (clock.due(monotonic_s()))
             monitor_sample_round();
-        self->wait_s(1);
+        self->wait_s(clock.left_s(monotonic_s()));
     });
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <ctime>
 
 /* When the sampling rounds are due: ten whole seconds of monotonic time after the
@@ -12,13 +13,17 @@ public:
     /* Whether a round is due; if so, it begins now. */
     bool due(time_t now_s)
     {
-        constexpr double kPeriodS = 10.0;
-        if (difftime(now_s, m_last_s) < kPeriodS)
+        if (now_s - m_last_s < kPeriodS)
             return false;
         m_last_s = now_s;
         return true;
     }
 
+    /* Seconds until the next one is due; 1 when it is due already. */
+    int left_s(time_t now_s) const { return static_cast<int>(std::max<time_t>(1, m_last_s + kPeriodS - now_s)); }
+
 private:
+    static constexpr time_t kPeriodS = 10;
+
     time_t m_last_s;
 };

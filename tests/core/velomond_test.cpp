@@ -30,10 +30,14 @@ TEST(RoundClock, RunsTenSecondsAfterTheStartAndAfterEachRoundsBeginning)
 {
     TRoundClock clock(100);
     std::vector<time_t> rounds;
-    for (const time_t now : {100, 101, 109, 110, 110, 112, 119, 120, 135, 136, 144, 145})
+    std::vector<int> left_s = {clock.left_s(135)};
+    for (const time_t now : {100, 101, 109, 110, 110, 112, 119, 120, 135, 136, 144, 145}) {
         if (clock.due(now))
             rounds.push_back(now);
+        left_s.push_back(clock.left_s(now));
+    }
     EXPECT_EQ(rounds, (std::vector<time_t>{110, 120, 135, 145}));
+    EXPECT_EQ(left_s, (std::vector<int>{1, 10, 9, 1, 10, 10, 8, 1, 10, 10, 9, 1, 10}));
 }
 
 /* Threads of this process in the order in which they were made, our own first. */
@@ -146,7 +150,7 @@ TEST_F(Rounds, ComeEveryTenSecondsHoweverOftenTheWorkerIsWoken)
 {
     std::filesystem::create_directories(root() + "/proc");
     for (const size_t expected : {0U, 1U, 2U}) {
-        fake::pass_waits(10, "MAIN-worker");
+        fake::pass_waits(1, "MAIN-worker");
         for (int i = 0; i < 20; ++i)
             monitor_wakeup();
         fake::pass_waits(0, "MAIN-worker");
@@ -158,11 +162,11 @@ TEST_F(Rounds, AStepThatFailsLeavesTheOthersAlone)
 {
     fake::state()->popen = [](const fake::argv_t &) -> std::string { throw std::runtime_error("no memory"); };
     fake::state()->cmv_record.value3 = 1;
-    EXPECT_THAT(told_by([] { fake::pass_waits(10, "MAIN-worker"); }),
+    EXPECT_THAT(told_by([] { fake::pass_waits(1, "MAIN-worker"); }),
                 HasSubstr("VeloMond: a step of the round failed: no memory\n"));
     EXPECT_NE(log_text(kLogCmv), "") << "of the last step";
     std::filesystem::create_directories(root() + "/proc");
-    fake::pass_waits(20, "MAIN-worker");
+    fake::pass_waits(2, "MAIN-worker");
     EXPECT_EQ(intervals(), 1U);
 }
 
@@ -189,7 +193,7 @@ TEST_F(Rounds, ADumpWaitsForTheRoundInProgress)
         EXPECT_FALSE(exists("/Vtmp/.sys_stats"));
         return "1\n1\n1\n";
     };
-    fake::pass_waits(10, "MAIN-worker");
+    fake::pass_waits(1, "MAIN-worker");
     ASSERT_TRUE(dump.joinable());
     dump.join();
     EXPECT_TRUE(exists("/Vtmp/.sys_stats/log_0/net_stats.csv"));
