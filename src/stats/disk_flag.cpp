@@ -5,7 +5,7 @@
 #include "base/mutex.h"
 #include "common/debug_log.h"
 #include "common/local_time.h"
-#include "common/worker.h"
+#include "common/watcher.h"
 #include "platform/ostra.h"
 #include "platform/pal.h"
 #include "platform/ssci.h"
@@ -28,8 +28,6 @@ TMutex g_lock;
 TFinding g_newest GUARDED_BY(g_lock); // of the updates that have been written
 uint64_t g_newest_number GUARDED_BY(g_lock) = 0;
 uint64_t g_last_number GUARDED_BY(g_lock) = 0; // updates are numbered as they begin
-
-TWorker g_worker;
 
 uint64_t begin_update()
 {
@@ -73,6 +71,10 @@ void disk_monitor_main(TWorker *self)
     });
 }
 
+/* Logged with the camera connections: the two have always shared that log. */
+TWatcher g_watcher({"DISK-worker", "disk_monitor_main", disk_monitor_main},
+                   {kLogCamConn, kSource, "disk_thread_start", 730});
+
 } // namespace
 
 int disk_flag_update()
@@ -103,18 +105,14 @@ int32_t disk_flag_present()
     return g_newest.disk_present;
 }
 
-int disk_thread_start()
+void disk_thread_start()
 {
-    const int error = g_worker.start({"DISK-worker", "disk_monitor_main", disk_monitor_main});
-    if (error != 0) /* the camera connections' log: the two have always shared it */
-        log_File_Debug(kLogCamConn, "%s:%s(%d) pthread_create failed (%d)", kSource, "disk_thread_start", 730, error);
-    return error;
+    g_watcher.start();
 }
 
 void disk_thread_stop()
 {
-    g_worker.stop();
-    g_worker.release();
+    g_watcher.stop();
 }
 
 bool disk_flag_is_due(const struct tm &local)

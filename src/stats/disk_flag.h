@@ -24,8 +24,8 @@ int disk_flag_update();
 /* What the newest update found: 1 or 0; kDiskUnknown.number before the first. */
 int32_t disk_flag_present();
 
-/* Starts DISK-worker; 0, or the error that was logged. Stop is harmless without a start. */
-int disk_thread_start();
+/* Starts DISK-worker; a failure is logged. Stop is harmless without a start. */
+void disk_thread_start();
 void disk_thread_stop();
 
 /* Whether an update is due when DISK-worker wakes at this local time. */

@@ -131,7 +131,7 @@ int sysstat_disk_init()
     g_ticks_per_s = sysconf(_SC_CLK_TCK);
     g_p_DiskstatManager = new TDiskstatManager;
     (void)disk_flag_update();
-    (void)disk_thread_start(); // logs its failure; the rest works without it
+    disk_thread_start();
     return 0;
 }
 
