@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <unistd.h>
+#include <utility>
 
 #include "base/file.h"
 #include "base/text.h"
@@ -33,6 +34,20 @@ std::string read_recording_disks()
     char text[kRecordingDisksSize];
     const std::string_view got(text, fread(text, 1, sizeof(text), output.get()));
     return std::string(got.substr(0, got.find('\0'))); // the text ends at the first NUL
+}
+
+/* Whether the check at this local time reads SMART of every disk; records it as done, and
+ * whether it is the one of the schedule hour. */
+bool is_full_check(TSmartState *state, const struct tm &now)
+{
+    bool full = std::exchange(state->first_check, false);
+    if (now.tm_min == 0 && now.tm_hour != state->last_hour) {
+        state->last_hour = now.tm_hour;
+        full = true;
+        if (now.tm_hour == state->settings.sch_hour)
+            state->scheduled_hour = true;
+    }
+    return full;
 }
 
 /* Anyone may write to the folder, so only a regular file is opened. */
@@ -71,24 +86,46 @@ std::optional<TPowerOnHours> known_hours(const TSmartState &state, const std::st
     return TPowerOnHours{known->second.hours, true};
 }
 
+/* The number in a disk's name, in hexadecimal behind "disk_"; 0 if there is none. */
+int32_t number_of(const std::string &name)
+{
+    constexpr size_t kPrefix = 5;
+    return name.size() > kPrefix ? static_cast<int32_t>(strtol(name.c_str() + kPrefix, nullptr, 16)) : 0;
+}
+
+/* The state of a disk that the platform's list calls `status`. */
+TSmartLevel level_of(int32_t status, bool too_old)
+{
+    switch (status) {
+    case 1:
+        return kSmartWarning;
+    case 2:
+        return kSmartError;
+    default:
+        return too_old ? kSmartHourWarning : kSmartNormal;
+    }
+}
+
 /* Checks one disk of the list and raises *highest to its level. False if a stop
  * cancelled the check. */
 bool check_disk(TSmartState *state, const t_auth &auth, const t_storage_disk &entry, bool full, int32_t *highest)
 {
     if (entry.presence.empty())
         return true;
-    const int32_t number = smart_disk_number(entry.name);
+    const int32_t number = number_of(entry.name);
     const std::optional<TPowerOnHours> found =
         full ? do_disk_smart_check(auth, number, state->settings.threshold_hours) : known_hours(*state, entry.name);
     if (!found)
         return !full;
-    const TSmartLevel level = smart_disk_level(entry.status, found->too_old);
+    const TSmartLevel level = level_of(entry.status, found->too_old);
     TSmartDisk &disk = state->disks[entry.name];
     disk.state = level;
     if (found->hours != 0)
         disk.hours = found->hours;
     disk.number = number;
-    text_copy(disk.label, smart_label(entry.label));
+    std::string label = entry.label;
+    std::erase(label, '"');
+    text_copy(disk.label, label);
     text_copy(disk.name, entry.name);
     if (full)
         append_hours(disk, found->hours);
@@ -130,38 +167,9 @@ void do_disk_list_check(TSmartState *state, const t_auth &auth, bool full)
 
 } // namespace
 
-int32_t smart_disk_number(const std::string &name)
-{
-    constexpr size_t kPrefix = 5; // "disk_"
-    if (name.size() <= kPrefix)
-        return 0;
-    return static_cast<int32_t>(strtol(name.c_str() + kPrefix, nullptr, 16));
-}
-
-TSmartLevel smart_disk_level(int32_t status, bool too_old)
-{
-    switch (status) {
-    case 1:
-        return kSmartWarning;
-    case 2:
-        return kSmartError;
-    default:
-        return too_old ? kSmartHourWarning : kSmartNormal;
-    }
-}
-
-std::string smart_label(std::string_view text)
-{
-    std::string label(text);
-    std::erase(label, '"');
-    label.resize(std::min(label.size(), sizeof(TSmartDisk::label) - 1));
-    return label;
-}
-
 bool do_update_check(TSmartState *state)
 {
-    const struct tm now = local_time_of(wall_clock_s());
-    const bool full = smart_full_check(&state->schedule, state->settings, now);
+    const bool full = is_full_check(state, local_time_of(wall_clock_s()));
     t_auth auth;
     if (const uint32_t result = PAL_auth_get_auth(auth); result != 0)
         log_File_Debug(kLogSmart, "%s(%d), PAL_auth_get_auth failed,  ret=[%08x]", "do_update_check", 296, result);

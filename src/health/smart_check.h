@@ -4,10 +4,8 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <string_view>
 
 #include "common/local_time.h"
-#include "health/smart_schedule.h"
 #include "health/smart_settings.h"
 #include "platform/pal.h"
 
@@ -26,6 +24,8 @@ struct TSmartDisk {
     char name[128] = {};
 };
 
+constexpr int kNoDay = 35; // no day of a month
+
 /* The watcher's state. It lives as long as the process; only the watcher's thread uses
  * it, except for the first two, which queries read. */
 struct TSmartState {
@@ -34,25 +34,17 @@ struct TSmartState {
     bool changed = false;                    // the overall state has, since the last report
     bool report_pending = true;              // report once, whatever the state
     std::map<std::string, TSmartDisk> disks; // every disk ever seen, by name
+    std::string recording_disks;             // what the recorder says of its disks, at most 1024 bytes
     TSmartSettings settings;
-    TSmartSchedule schedule;
     TLocalMinute local;
-    std::string recording_disks; // what the recorder says of its disks, at most 1024 bytes
+    uint64_t last_check_ms = 0;  // monotonic; 0: none yet
+    bool first_check = true;     // the next check is the first of all
+    int last_hour = 25;          // of the last hourly full check; 25: none yet
+    bool scheduled_hour = false; // the schedule hour has begun and its events are not sent
+    int last_day = kNoDay;       // of the month, on which events were sent
 };
 
-/* Checks the disks once: with SMART of all of them at the first check of an hour, else
- * only those in state hour_warning. Returns state->changed. */
+/* Checks the disks once: with SMART of all of them at the first check in minute 0 of an
+ * hour and at the first of all, else only those in state hour_warning. Returns
+ * state->changed. */
 bool do_update_check(TSmartState *state);
-
-/* --- Computing, for the above and for tests -------------------------------- */
-
-/* The number in a disk's name: its sixth character and what follows, read as
- * hexadecimal; 0 if there is none. */
-int32_t smart_disk_number(const std::string &name);
-
-/* The state of a disk that the platform's list calls `status`, with more hours
- * than the threshold or not. */
-TSmartLevel smart_disk_level(int32_t status, bool too_old);
-
-/* The label of a disk for events: without double quotes, at most 255 bytes. */
-std::string smart_label(std::string_view text);

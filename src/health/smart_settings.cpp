@@ -11,52 +11,39 @@
 
 namespace {
 
+constexpr const char *kSection = "hdd_health";
 constexpr size_t kOverrideSize = 128; // with the closing NUL
 
-enum class TKeyResult { kFound, kAbsent, kFailed };
-
-TKeyResult read_key(const TSmartKeyReader &read, const char *key, std::string *value, int *err_no)
+/* Reads one key of the section; a missing one leaves *value unchanged. False on another
+ * failure, which is logged if a name for the log is given. */
+bool read_key(const char *key, const char *log_name, std::string *value)
 {
-    *err_no = 0;
-    if (read(key, *value, err_no) == 0)
-        return TKeyResult::kFound;
-    return *err_no == NVRCFG_ERR_ABSENT ? TKeyResult::kAbsent : TKeyResult::kFailed;
+    int err_no = 0;
+    if (__nvrcfg_get_key_value(kSection, key, *value, &err_no) == 0 || err_no == NVRCFG_ERR_ABSENT)
+        return true;
+    if (log_name != nullptr)
+        log_File_Debug(kLogSmart, "get_hdd_health_setting() : %s fail err_no=%d", log_name, err_no);
+    return false;
 }
 
-/* The keys behind the threshold. */
-bool read_schedule(const TSmartKeyReader &read, TSmartSettings *settings)
+bool read_number(const char *key, const char *log_name, int *number)
 {
-    std::string value;
-    int err_no = 0;
-    TKeyResult result = read_key(read, "sch_type", &value, &err_no);
-    if (result == TKeyResult::kFailed)
+    std::string value = std::to_string(*number);
+    if (!read_key(key, log_name, &value))
         return false;
-    if (result == TKeyResult::kFound)
-        settings->sch_type = value;
-
-    struct {
-        const char *key, *name;
-        int *number;
-    } const numbers[] = {{"sch_weekday", "week day", &settings->sch_weekday},
-                         {"sch_hour", "day hour", &settings->sch_hour}};
-    for (const auto &[key, name, number] : numbers) {
-        result = read_key(read, key, &value, &err_no);
-        if (result == TKeyResult::kFailed) {
-            log_File_Debug(kLogSmart, "get_hdd_health_setting() : %s fail err_no=%d", name, err_no);
-            return false;
-        }
-        if (result == TKeyResult::kFound)
-            *number = text_to_int(value.c_str());
-    }
+    *number = text_to_int(value.c_str());
     return true;
 }
 
-} // namespace
-
-int smart_read_key(const char *key, std::string &out, int *err_no)
+/* The keys behind the threshold. */
+bool read_schedule(TSmartSettings *settings)
 {
-    return __nvrcfg_get_key_value("hdd_health", key, out, err_no);
+    return read_key("sch_type", nullptr, &settings->sch_type) &&
+           read_number("sch_weekday", "week day", &settings->sch_weekday) &&
+           read_number("sch_hour", "day hour", &settings->sch_hour);
 }
+
+} // namespace
 
 int smart_threshold(int configured)
 {
@@ -72,17 +59,16 @@ int smart_threshold(int configured)
     return hours != 0 ? hours : configured;
 }
 
-bool get_hdd_health_setting(const TSmartKeyReader &read, TSmartSettings *settings)
+bool get_hdd_health_setting(TSmartSettings *settings)
 {
-    std::string value;
+    std::string threshold;
     int err_no = 0;
-    const TKeyResult result = read_key(read, "power_on_hour_threshold", &value, &err_no);
-    if (result == TKeyResult::kFailed)
-        return false;
-    if (result == TKeyResult::kFound) {
-        settings->threshold_hours = smart_threshold(text_to_int(value.c_str()));
-        if (!read_schedule(read, settings))
+    if (__nvrcfg_get_key_value(kSection, "power_on_hour_threshold", threshold, &err_no) == 0) {
+        settings->threshold_hours = smart_threshold(text_to_int(threshold.c_str()));
+        if (!read_schedule(settings))
             return false;
+    } else if (err_no != NVRCFG_ERR_ABSENT) {
+        return false;
     }
     log_File_Debug(kLogSmart, "get_hdd_health_setting() : hour threshold=%d, type=%s, week day=%d, hour=%d",
                    settings->threshold_hours, settings->sch_type.c_str(), settings->sch_weekday, settings->sch_hour);

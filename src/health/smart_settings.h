@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <string>
 
 /* When disk events are due and when a disk counts as old: section "hdd_health" of
@@ -12,16 +11,10 @@ struct TSmartSettings {
     int sch_hour = 0;    // 0 to 23, local time
 };
 
-/* Reads one key of the section as __nvrcfg_get_key_value does. */
-using TSmartKeyReader = std::function<int(const char *key, std::string &out, int *err_no)>;
-
-/* Reads the settings one by one, each directly into *settings. An absent key leaves its
- * setting unchanged; an absent threshold ends the load. Any other failure ends it with
+/* Reads the settings one by one, each directly into *settings. A missing key leaves its
+ * setting unchanged; a missing threshold ends the load. Any other failure ends it with
  * false and leaves the settings behind it unchanged. The result goes to the SMART log. */
-bool get_hdd_health_setting(const TSmartKeyReader &read, TSmartSettings *settings);
-
-/* The reader of the recorder's configuration. */
-int smart_read_key(const char *key, std::string &out, int *err_no);
+bool get_hdd_health_setting(TSmartSettings *settings);
 
 /* The effective threshold: the number in the first 127 bytes of
  * "/tmp/hdd_power_on_hour_threshold", or the configured one if that is 0 or missing, or

@@ -4,22 +4,60 @@
 #include <unistd.h>
 
 #include "base/text.h"
+#include "common/dashboard.h"
 #include "common/debug_log.h"
+#include "common/event_log.h"
 #include "common/query.h"
 #include "common/watcher.h"
-#include "health/smart_events.h"
 #include "platform/host_path.h"
 #include "platform/time_stamp.h"
 
 namespace {
 
+constexpr uint64_t kCheckPeriodMs = 60000;
+constexpr uint32_t kDiskWarning = 0x28010001;
+constexpr uint32_t kDiskError = 0x28020001;
+constexpr uint32_t kPowerOnHours = 0x28030001;
+
 TSmartState g_state;
+
+/* Reports the overall state to the dashboard receiver, without retry. */
+void do_update(TSmartState *state)
+{
+    state->report_time = static_cast<uint32_t>(wall_clock_s());
+    const long long result = dashboard_post(
+        "127.0.0.1", "disk", dashboard_status(state->report_time, "disk_update", kSmartLevelNames[state->overall]));
+    if (result != 0)
+        log_File_Debug(kLogSmart, "%s:%s (%d) ssci_POST_request failed (%lld)", kSmartSource, "do_update", 331, result);
+}
+
+/* Sends the events of the day if they are due at this local time. */
+void announce(TSmartState *state, const struct tm &now)
+{
+    const TSmartSettings &settings = state->settings;
+    if (now.tm_hour != settings.sch_hour || now.tm_min != 0 || now.tm_mday == state->last_day || !state->scheduled_hour)
+        return;
+    state->last_day = now.tm_mday;
+    state->scheduled_hour = false;
+    smart_send_disk_status(*state);
+    if (settings.sch_type != "weekly" || now.tm_wday == settings.sch_weekday) // any other type means every day
+        smart_send_power_on_hours(*state);
+}
+
+/* Whether the settings were changed since the last call: removes the file. */
+bool take_change_marker(const std::string &marker)
+{
+    if (access(marker.c_str(), F_OK) != 0)
+        return false;
+    (void)remove(marker.c_str());
+    return true;
+}
 
 void smart_monitor_main(TWorker *self)
 {
     bool load_due = true;
     std::string marker;
-    self->run_once([&] { marker = smart_change_marker(); });
+    self->run_once([&] { marker = host_path("/var/.hdd_health_config_change"); });
     self->run_passes([&] {
         if (load_due && !smart_load_settings(&g_state)) {
             self->wait_s(1);
@@ -28,7 +66,7 @@ void smart_monitor_main(TWorker *self)
         load_due = false;
         smart_tick(&g_state);
         self->wait_s(1);
-        load_due = smart_take_change_marker(marker);
+        load_due = take_change_marker(marker);
     });
 }
 
@@ -39,23 +77,32 @@ TWatcher g_watcher({"SMART-worker", "smart_monitor_main", smart_monitor_main},
 
 bool smart_load_settings(TSmartState *state)
 {
-    if (!get_hdd_health_setting(smart_read_key, &state->settings))
+    if (!get_hdd_health_setting(&state->settings))
         return false;
-    state->schedule.last_day = TSmartSchedule().last_day;
+    state->last_day = kNoDay;
     return true;
 }
 
-std::string smart_change_marker()
+void smart_send_disk_status(const TSmartState &state)
 {
-    return host_path("/var/.hdd_health_config_change");
+    for (const auto &[name, disk] : state.disks) {
+        if (disk.state == kSmartWarning)
+            send_ostra_log(kDiskWarning, disk.label);
+        else if (disk.state == kSmartError)
+            send_ostra_log(kDiskError, disk.label);
+    }
 }
 
-bool smart_take_change_marker(const std::string &marker)
+void smart_send_power_on_hours(const TSmartState &state)
 {
-    if (access(marker.c_str(), F_OK) != 0)
-        return false;
-    (void)remove(marker.c_str());
-    return true;
+    if (state.recording_disks.empty())
+        return;
+    const int threshold = state.settings.threshold_hours;
+    for (const auto &[name, disk] : state.disks) {
+        if (disk.hours > threshold && state.recording_disks.find(disk.name) != std::string::npos)
+            send_ostra_log(kPowerOnHours, disk.label, std::to_string(threshold).c_str(),
+                           std::to_string(disk.hours).c_str());
+    }
 }
 
 void smart_tick(TSmartState *state)
@@ -64,19 +111,15 @@ void smart_tick(TSmartState *state)
      * and the events of the hour it began in must not be lost over it. */
     const struct tm local = state->local.at(wall_clock_s());
     const uint64_t now_ms = current_time_stamp_mono_r();
-    if (smart_check_due(state->schedule, now_ms)) {
+    if (state->last_check_ms == 0 || now_ms - state->last_check_ms >= kCheckPeriodMs) {
         if (do_update_check(state) || state->report_pending) {
             do_update(state);
             state->changed = false;
             state->report_pending = false;
         }
-        state->schedule.last_check_ms = now_ms;
+        state->last_check_ms = now_ms;
     }
-    const TSmartAnnounce announce = smart_announce(&state->schedule, state->settings, local);
-    if (announce.disk_status)
-        smart_send_disk_status(*state);
-    if (announce.power_on_hours)
-        smart_send_power_on_hours(*state);
+    announce(state, local);
 }
 
 int smart_thread_start()

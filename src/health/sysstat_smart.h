@@ -19,11 +19,11 @@ int sysstat_smart_proc(const char *method, json_object **out);
 /* Reads the settings; a success allows events once more on the same day. */
 bool smart_load_settings(TSmartState *state);
 
-/* Where the file lies that is made when the settings were changed. */
-std::string smart_change_marker();
+/* One event for each disk in state warning or error. */
+void smart_send_disk_status(const TSmartState &state);
 
-/* Whether the settings were changed since the last call: removes the file. */
-bool smart_take_change_marker(const std::string &marker);
+/* One event for each recording disk that has run for longer than the threshold. */
+void smart_send_power_on_hours(const TSmartState &state);
 
 /* One second: check, report and announce what is due. */
 void smart_tick(TSmartState *state);

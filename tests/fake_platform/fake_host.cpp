@@ -128,10 +128,16 @@ int inihandler_getcfg(const char *file, const char *section, const char *key, co
 
 int __nvrcfg_get_key_value(const char *section, const char *key, std::string &out, int *err_no)
 {
-    const int error = state()->nvr_error;
-    if (error == 0 && find(state()->nvr, std::string(section) + "|" + key, out))
+    const std::string name = std::string(section) + "|" + key;
+    const auto failure = state()->nvr_errors.find(name);
+    if (failure != state()->nvr_errors.end())
+        *err_no = failure->second;
+    else if (state()->nvr_error != 0)
+        *err_no = state()->nvr_error;
+    else if (find(state()->nvr, name, out))
         return 0;
-    *err_no = error != 0 ? error : NVRCFG_ERR_ABSENT;
+    else
+        *err_no = NVRCFG_ERR_ABSENT;
     return -1;
 }
 

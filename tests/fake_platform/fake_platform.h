@@ -83,6 +83,7 @@ struct TState {
     std::set<std::string> ini_unreadable;   // files
     std::map<std::string, std::string> nvr; // "section|key"
     int nvr_error = 0;                      // not 0: every key fails with it
+    std::map<std::string, int> nvr_errors;  // of single keys
 
     /* Surveillance storage, records, model. */
     int ostra_open = 0; // how many are open

@@ -1,6 +1,5 @@
 #include "health/smart_settings.h"
 
-#include <algorithm>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -15,7 +14,7 @@ using SmartSettings = fake::TPlatformTest;
 
 TEST_F(SmartSettings, AreReadInOrderUntilOneFails)
 {
-    const std::vector<std::string> keys = {"power_on_hour_threshold", "sch_type", "sch_weekday", "sch_hour"};
+    constexpr const char *keys[] = {"power_on_hour_threshold", "sch_type", "sch_weekday", "sch_hour"};
     struct TCase {
         const char *values[4]; // "!n": the read fails with error number n
         bool result;
@@ -33,15 +32,17 @@ TEST_F(SmartSettings, AreReadInOrderUntilOneFails)
     };
     std::string log;
     for (const TCase &one : cases) {
-        const auto read = [&](const char *key, std::string &out, int *err_no) {
-            const char *value = one.values[std::find(keys.begin(), keys.end(), key) - keys.begin()];
-            if (value[0] != '!')
-                out = value;
-            *err_no = value[1] - '0';
-            return value[0] == '!' ? -1 : 0;
-        };
+        fake::state()->nvr.clear();
+        fake::state()->nvr_errors.clear();
+        for (size_t i = 0; i < std::size(keys); ++i) {
+            const std::string key = "hdd_health|" + std::string(keys[i]), value = one.values[i];
+            if (value[0] == '!')
+                fake::state()->nvr_errors[key] = value[1] - '0';
+            else
+                fake::state()->nvr[key] = value;
+        }
         TSmartSettings now;
-        EXPECT_EQ(get_hdd_health_setting(read, &now), one.result) << one.values[0] << one.log;
+        EXPECT_EQ(get_hdd_health_setting(&now), one.result) << one.values[0] << one.log;
         EXPECT_EQ(now.threshold_hours, one.threshold_hours);
         log += *one.log != '\0' ? std::string("get_hdd_health_setting() : ") + one.log : "";
     }

@@ -2,7 +2,6 @@
 
 #include "common/debug_log.h"
 #include "fake_platform/fake_platform.h"
-#include "health/smart_events.h"
 #include "platform/time_stamp.h"
 
 namespace {
@@ -64,13 +63,13 @@ TEST_F(Smart, LoadedSettingsAllowTheEventsOnceMoreOnTheSameDay)
     for (const size_t events : {2U, 0U}) {
         EXPECT_EQ(walk(60'000).size(), events);
         fake::g_wall_ms = kSundayMs;
-        m_state.schedule.scheduled_hour = true;
+        m_state.scheduled_hour = true;
     }
     EXPECT_TRUE(smart_load_settings(&m_state));
     EXPECT_EQ(walk(60'000).size(), 2U);
     fake::state()->nvr_error = 2;
     EXPECT_FALSE(smart_load_settings(&m_state));
-    EXPECT_NE(m_state.schedule.last_day, 35);
+    EXPECT_NE(m_state.last_day, kNoDay);
 }
 
 TEST_F(Smart, ACheckOfSlowDisksLosesNoEvents)
