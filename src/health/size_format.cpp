@@ -48,12 +48,8 @@ void format_size_human(char *out, size_t size, uint64_t count, uint64_t unit, ui
     if (count == 0)
         return;
     const uint64_t bytes = amount_of(count, unit);
-    if (divisor != 0) {
-        snprintf(out, size, "%" PRIu64, (bytes + divisor / 2) / divisor);
-        return;
-    }
-    if (bytes < 1024) {
-        snprintf(out, size, "%" PRIu64, bytes);
+    if (divisor != 0 || bytes < 1024) {
+        snprintf(out, size, "%" PRIu64, divisor != 0 ? (bytes + divisor / 2) / divisor : bytes);
         return;
     }
     const TScaled scaled = scale(bytes, sizeof(kLetters) - 1);

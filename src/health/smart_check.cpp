@@ -12,6 +12,7 @@
 #include "base/file.h"
 #include "base/text.h"
 #include "common/debug_log.h"
+#include "common/platform_call.h"
 #include "platform/host_path.h"
 #include "platform/kestrel.h"
 
@@ -135,12 +136,11 @@ bool check_disk(TSmartState *state, const t_auth &auth, const t_storage_disk &en
 
 void do_disk_list_check(TSmartState *state, const t_auth &auth, bool full)
 {
+    constexpr const char *kFunction = "do_disk_list_check";
     t_storage_enclosure_info enclosures;
-    if (const uint32_t result = PAL_storage_get_enclosure_list(auth, {}, enclosures); result != 0) {
-        log_File_Debug(kLogSmart, "%s(%d), PAL_storage_get_enclosure_list failed,  ret=[%08x]", "do_disk_list_check",
-                       203, result);
+    if (platform_failed(kLogSmart, kFunction, 203, "PAL_storage_get_enclosure_list",
+                        PAL_storage_get_enclosure_list(auth, {}, enclosures)))
         return;
-    }
     if (full) {
         (void)unlink(host_path(kHourFile).c_str());
         state->recording_disks = read_recording_disks();
@@ -149,13 +149,8 @@ void do_disk_list_check(TSmartState *state, const t_auth &auth, bool full)
     for (int32_t enclosure = 0; enclosure < enclosures.enclosure_count; ++enclosure) {
         t_storage_disk_list list;
         const uint32_t result = PAL_storage_get_disk_list(auth, {enclosure}, list);
-        if (result == PAL_CANCELLED)
+        if (result == PAL_CANCELLED || platform_failed(kLogSmart, kFunction, 222, "PAL_storage_get_disk_list", result))
             return;
-        if (result != 0) {
-            log_File_Debug(kLogSmart, "%s(%d), PAL_storage_get_disk_list failed,  ret=[%08x]", "do_disk_list_check",
-                           222, result);
-            return;
-        }
         for (const t_storage_disk &entry : list.disks) {
             if (!check_disk(state, auth, entry, full, &highest))
                 return;
@@ -170,9 +165,6 @@ void do_disk_list_check(TSmartState *state, const t_auth &auth, bool full)
 bool do_update_check(TSmartState *state)
 {
     const bool full = is_full_check(state, local_time_of(wall_clock_s()));
-    t_auth auth;
-    if (const uint32_t result = PAL_auth_get_auth(auth); result != 0)
-        log_File_Debug(kLogSmart, "%s(%d), PAL_auth_get_auth failed,  ret=[%08x]", "do_update_check", 296, result);
-    do_disk_list_check(state, auth, full);
+    do_disk_list_check(state, platform_auth(kLogSmart, "do_update_check", 296), full);
     return state->changed;
 }

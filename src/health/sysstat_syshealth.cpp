@@ -39,10 +39,8 @@ bool do_get_fan_state(TSyshealthState *state)
                        static_cast<int>(result));
         return false;
     }
-    {
-        const TLock guard(state->text_lock);
-        state->sys_health_text = info.text;
-    }
+    const TLock guard(state->text_lock);
+    state->sys_health_text = info.text;
     return syshealth_fan_failed(info.fans);
 }
 
@@ -58,11 +56,26 @@ void do_update(TSyshealthState *state)
                        result);
 }
 
+/* At most one check a minute. */
+bool is_check_due(uint64_t last_check_ms, uint64_t now_ms)
+{
+    return last_check_ms == 0 || now_ms - last_check_ms >= kCheckPeriodMs;
+}
+
+/* For how many seconds there is nothing to do: until the next check is due, one at
+ * least. */
+int wait_until_due_s(uint64_t last_check_ms, uint64_t now_ms)
+{
+    if (is_check_due(last_check_ms, now_ms))
+        return 1;
+    return static_cast<int>((kCheckPeriodMs - (now_ms - last_check_ms) + 999) / 1000);
+}
+
 void syshealth_monitor_main(TWorker *self)
 {
     self->run_passes([self] {
         syshealth_check(&g_state, current_time_stamp_mono_r());
-        self->wait_s(syshealth_wait_s(g_state.last_check_ms, current_time_stamp_mono_r()));
+        self->wait_s(wait_until_due_s(g_state.last_check_ms, current_time_stamp_mono_r()));
     });
 }
 
@@ -77,30 +90,12 @@ bool syshealth_fan_failed(const std::vector<std::pair<std::string, std::string>>
                        [](const auto &fan) { return text_to_int(fan.second.c_str()) == kFanFailed; });
 }
 
-bool syshealth_check_due(uint64_t last_check_ms, uint64_t now_ms)
-{
-    return last_check_ms == 0 || now_ms - last_check_ms >= kCheckPeriodMs;
-}
-
-int syshealth_wait_s(uint64_t last_check_ms, uint64_t now_ms)
-{
-    if (syshealth_check_due(last_check_ms, now_ms))
-        return 1;
-    return static_cast<int>((kCheckPeriodMs - (now_ms - last_check_ms) + 999) / 1000);
-}
-
-bool syshealth_adopt(TSyshealthState *state, bool fan_error)
-{
-    if (state->fan_error.exchange(fan_error) != fan_error)
-        return true;
-    return state->force_update || state->query_failed;
-}
-
 void syshealth_check(TSyshealthState *state, uint64_t now_ms)
 {
-    if (!syshealth_check_due(state->last_check_ms, now_ms))
+    if (!is_check_due(state->last_check_ms, now_ms))
         return;
-    if (syshealth_adopt(state, do_get_fan_state(state))) {
+    const bool fan_error = do_get_fan_state(state);
+    if (state->fan_error.exchange(fan_error) != fan_error || state->force_update || state->query_failed) {
         state->force_update = true; // if the report throws, the next check repeats it
         do_update(state);
         state->force_update = false;
@@ -130,12 +125,8 @@ int sysstat_syshealth_proc(const char *method, json_object **out)
         json_give_text(object.get(), "utc_time", text_format("%u", g_state.last_utc_time.load()));
         json_give_text(object.get(), "fan_update", fan_text(g_state.fan_error));
     } else if (query_is(method, "sys_health")) {
-        std::string text;
-        {
-            const TLock guard(g_state.text_lock);
-            text = g_state.sys_health_text;
-        }
-        json_give_text(object.get(), "sys_health", text);
+        const TLock guard(g_state.text_lock);
+        json_give_text(object.get(), "sys_health", g_state.sys_health_text);
     } else {
         return query_unknown(method);
     }

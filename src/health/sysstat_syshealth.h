@@ -34,21 +34,10 @@ int sysstat_syshealth_uninit(); // always 0; harmless without init
  * another one. Any thread may call. */
 int sysstat_syshealth_proc(const char *method, json_object **out);
 
-/* --- Deciding and checking, for the above and for tests -------------------- */
+/* --- For the thread and for tests -------------------------------------------- */
 
 /* Whether a fan has failed: a status code of 9, read as atoi reads it. */
 bool syshealth_fan_failed(const std::vector<std::pair<std::string, std::string>> &fans);
-
-/* Whether a check may run: at most one a minute. */
-bool syshealth_check_due(uint64_t last_check_ms, uint64_t now_ms);
-
-/* For how many seconds there is nothing to do: until the next check is due, one at
- * least. */
-int syshealth_wait_s(uint64_t last_check_ms, uint64_t now_ms);
-
-/* Stores the result of a check; query_failed is set already. Returns whether to
- * report. */
-bool syshealth_adopt(TSyshealthState *state, bool fan_error);
 
 /* One pass of the watcher. */
 void syshealth_check(TSyshealthState *state, uint64_t now_ms);

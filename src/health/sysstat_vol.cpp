@@ -4,7 +4,6 @@
 #include "common/local_time.h"
 #include "common/trace.h"
 #include "common/watcher.h"
-#include "health/raid_check.h"
 #include "health/volume_check.h"
 #include "platform/time_stamp.h"
 

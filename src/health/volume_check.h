@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 #include "health/volume_rule.h"
@@ -9,10 +10,9 @@ class TWorker;
 /* The state of the volume checks; it outlives a stop and new start of the monitors. For
  * one thread at a time. */
 struct TVolumeWatch {
-    /* The volume ids of the roles as last read, but for the system volume's,
-     * which is g_system_volume_id. */
-    int32_t index_volume_id = -1;
-    int32_t cs_volume_id = -1;
+    /* The volume ids of the roles as last read; the system volume's is
+     * g_system_volume_id. */
+    std::array<int32_t, kVolumeRoles> volume_ids = {-1, -1, -1};
     /* Separate for a plain and a ZFS volume of the same role. */
     TVolumeAlert volume_alert_state[kVolumeRoles][2] = {}; // [role][on ZFS]
     bool ostra_disable_pending = false;                    // since the first error
@@ -24,3 +24,8 @@ struct TVolumeWatch {
  * error of the process it disables the surveillance service, once. `self` is the worker
  * on whose thread this runs. */
 void do_vol_check(TVolumeWatch *watch, bool force, TWorker *self);
+
+/* Checks the array of the system volume and the health of the disks, and sends a
+ * warning to the notification centre if the array's status is 0 or below while the
+ * last disk predicts its failure. */
+void do_raid_check();

@@ -1,6 +1,6 @@
 #include "health/volume_config.h"
 
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include "base/text.h"
 #include "common/system_volume.h"
@@ -10,6 +10,7 @@
 namespace {
 
 constexpr const char *kMissing = "GETCFG_FAILD"; // spelt as the INI library's other users expect it
+constexpr const char *kVolumeConf = "/tarn/etc/volume.conf";
 constexpr const char *kZfsMarker = "/tarn/etc/TARN_ZFS";
 constexpr int32_t kMostVolumes = 128;
 
@@ -32,23 +33,20 @@ int32_t volume_id_read(const char *key)
 
 bool volume_on_zfs()
 {
-    struct stat status = {};
-    return stat(host_path(kZfsMarker).c_str(), &status) == 0;
+    return access(host_path(kZfsMarker).c_str(), F_OK) == 0;
 }
 
-std::string volume_section(int32_t n)
+bool read_volume_value(int32_t n, const char *key, std::string *out)
 {
-    return "VOL_" + std::to_string(n);
+    return read_ini_value(kVolumeConf, ("VOL_" + std::to_string(n)).c_str(), key, out);
 }
 
 void find_zfs_volume(int32_t volume_id, char (&name)[kVolumeNameSize], int32_t *index)
 {
     const std::string wanted = std::to_string(volume_id);
     for (int32_t n = 0; n < kMostVolumes; ++n) {
-        const std::string section = volume_section(n);
         std::string value;
-        if (!read_ini_value(kVolumeConf, section.c_str(), "zfsId", &value) || value != wanted ||
-            !read_ini_value(kVolumeConf, section.c_str(), "volName", &value))
+        if (!read_volume_value(n, "zfsId", &value) || value != wanted || !read_volume_value(n, "volName", &value))
             continue;
         *index = n;
         text_copy(name, value);

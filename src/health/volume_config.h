@@ -7,7 +7,6 @@
 /* The surveillance volumes in the appliance's configuration, which is read again at
  * every call. */
 
-inline constexpr const char *kVolumeConf = "/tarn/etc/volume.conf";
 inline constexpr size_t kVolumeNameSize = 128;
 
 /* One key of an INI file, up to its last line feed. False, and *out untouched,
@@ -20,8 +19,8 @@ int32_t volume_id_read(const char *key);
 /* Whether the storage of this host is ZFS. */
 bool volume_on_zfs();
 
-/* The section of volume.conf for a number, "VOL_<n>". */
-std::string volume_section(int32_t n);
+/* One key of the section "VOL_<n>" of "/tarn/etc/volume.conf", as above. */
+bool read_volume_value(int32_t n, const char *key, std::string *out);
 
 /* The first of the sections VOL_0 to VOL_127 whose zfsId is `volume_id` and that
  * has a name: its number and its name, cut to the buffer. Both outputs stay

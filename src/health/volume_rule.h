@@ -6,16 +6,14 @@
 
 /* When a surveillance volume is short of space, and the events for it. */
 
-/* Texts that an event gives to the event-log tool. */
-enum class TLogText { kNone, kProduct, kThreshold, kVolume, kFreeSpace };
-using TLogTexts = std::array<TLogText, 4>;
+/* "Ostra Surveillance", quoted as the notification centre expects it. */
+inline constexpr const char *kNotifyApplication = "\"'Ostra Surveillance'\"";
 
 /* One severity of a role's events. */
 struct TVolumeLimit {
     int64_t below_mb;        // free space less than this is an event
     uint32_t log_code;       // for the event-log tool
     const char *notify_code; // for the notification centre
-    TLogTexts log_texts;     // in the order that the log tool expects
 };
 
 /* What the surveillance service uses a volume for. */
@@ -24,6 +22,7 @@ struct TVolumeRole {
     const char *zfs_function; // the name of its check on ZFS in the debug log
     TVolumeLimit error;
     TVolumeLimit warning;
+    bool names_volume_first; // in the texts of a warning for the event-log tool
 };
 
 /* System, index and recording ("CS") volume, in the order of their checks. */
@@ -39,3 +38,7 @@ enum class TVolumeAlert { kNone = 0, kWarning = 1, kError = 2 };
  * after an error. No free space at all means that the figure is unknown, not that the
  * volume is full: it clears the state. */
 TVolumeAlert volume_rule_decide(const TVolumeRole &role, int64_t free_mb, bool force, TVolumeAlert *state);
+
+/* Sends an error or a warning: to the event-log tool, then to the notification
+ * centre. Waits for both and ignores their results. */
+void volume_event_send(const TVolumeRole &role, TVolumeAlert event, const char *name, int64_t free_mb);

@@ -4,9 +4,9 @@
 
 #include "common/dashboard.h"
 #include "common/debug_log.h"
+#include "common/platform_call.h"
 #include "common/watcher.h"
 #include "housekeeping/file_watcher.h"
-#include "platform/pal.h"
 
 namespace {
 
@@ -48,21 +48,15 @@ int servername_thread_stop()
 
 uint32_t get_cur_servername(std::string *name)
 {
+    constexpr const char *kFunction = "get_cur_servername";
     t_auth auth;
     uint32_t result = PAL_auth_get_auth(auth);
-    if (result != 0) {
-        log_File_Debug(kLogServerName, "%s(%d), PAL_auth_get_auth failed,  ret=[%08x]", "get_cur_servername", 294,
-                       result);
+    if (platform_failed(kLogServerName, kFunction, 294, "PAL_auth_get_auth", result))
         return result;
-    }
-    const t_system request;
     t_system reply;
-    result = PAL_system_get_syssetting(auth, request, reply);
-    if (result != 0) {
-        log_File_Debug(kLogServerName, "%s(%d), PAL_system_get_syssetting failed,  ret=[%08x]", "get_cur_servername",
-                       301, result);
+    result = PAL_system_get_syssetting(auth, t_system(), reply);
+    if (platform_failed(kLogServerName, kFunction, 301, "PAL_system_get_syssetting", result))
         return result;
-    }
     *name = reply.server_name;
     return 0;
 }

@@ -1,4 +1,4 @@
-#include "health/raid_check.h"
+#include "health/volume_check.h"
 
 #include "common/debug_log.h"
 #include "common/system_volume.h"
