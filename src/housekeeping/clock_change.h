@@ -10,11 +10,7 @@ int clock_change_check();
 
 /* --- The rule ---------------------------------------------------------------- */
 
-struct TClockOffset {
-    bool first = true;       // no offset yet: the first call only stores it
-    int64_t previous_ms = 0; // wall clock minus monotonic clock
-};
-
-/* Compares the offset with that of the call before and stores it. The change in ms,
+/* Compares the offset of the wall clock to the monotonic clock with that of the call
+ * before (missing: the first call only stores it) and stores it. The change in ms,
  * positive if the clock was set back; nothing if it is small enough to ignore. */
-std::optional<int64_t> clock_change_step(TClockOffset *offset, uint64_t real_ms, uint64_t mono_ms);
+std::optional<int64_t> clock_change_step(std::optional<uint64_t> *offset_ms, uint64_t real_ms, uint64_t mono_ms);

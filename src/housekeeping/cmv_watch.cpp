@@ -34,8 +34,6 @@ int cmv_info_check()
     /* Whole records are compared, padding too, so both start from zeros. */
     st_cmv_info current = {};
     st_cmv_info on_file = {};
-    memset(&current, 0, sizeof(current));
-    memset(&on_file, 0, sizeof(on_file));
     (void)get_cmv_info(current);
     (void)check_cmv_info(on_file);
     if (memcmp(&current, &on_file, sizeof(current)) != 0)

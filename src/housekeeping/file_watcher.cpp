@@ -34,8 +34,8 @@ std::vector<TFileEvent> file_events_parse(std::string_view events)
     return parsed;
 }
 
-TFileWatcher::TFileWatcher(std::vector<std::string> paths, std::function<void()> changed)
-    : m_paths(std::move(paths)), m_changed(std::move(changed))
+TFileWatcher::TFileWatcher(std::string path, std::function<void()> changed)
+    : m_path(std::move(path)), m_changed(std::move(changed))
 {
 }
 
@@ -46,24 +46,27 @@ void TFileWatcher::run()
     if (m_needs_registering && !register_anew())
         return;
     watching();
-    if (!m_needs_registering && is_replaced()) {
+    if (m_needs_registering)
+        return;
+    const TFileId now = file_id();
+    if (now != TFileId() && now != m_watched) { // without a file the watch is kept: it may return
         m_needs_registering = true;
         (void)register_anew();
     }
 }
 
-/* True if all files are watched. Another file than the one watched before is a change
- * that had no event. */
+/* True if the file is watched. Another file than the one watched before is a change that
+ * had no event. */
 bool TFileWatcher::register_anew()
 {
-    const TFileIds before = m_watched;
+    const std::optional<TFileId> before = m_watched;
     for (int attempt = 0; attempt < 2 && m_needs_registering; ++attempt)
         m_needs_registering = !regsiter_notify();
     if (m_needs_registering) {
         log_File_Debug(kLogServerName, "%s:%s (%d) regsiter_notify failed.", kSource, "run", 177);
         return false;
     }
-    if (!before.empty() && before != m_watched)
+    if (before && before != m_watched)
         handle_change();
     return true;
 }
@@ -75,64 +78,37 @@ void TFileWatcher::handle_change()
     m_change_due = false;
 }
 
-/* A path without a file keeps its watch: the file may return. */
-bool TFileWatcher::is_replaced() const
-{
-    for (size_t i = 0; i < m_host_paths.size(); ++i) {
-        const auto now = file_id(m_host_paths[i]);
-        if (now && now != m_watched[i])
-            return true;
-    }
-    return false;
-}
-
-std::optional<TFileWatcher::TFileId> TFileWatcher::file_id(const std::string &host_path)
+TFileWatcher::TFileId TFileWatcher::file_id() const
 {
     struct stat status = {};
-    const bool exists = stat(host_path.c_str(), &status) == 0;
-    return exists ? std::optional(TFileId{status.st_dev, status.st_ino}) : std::nullopt;
-}
-
-TFileWatcher::TFileIds TFileWatcher::file_ids() const
-{
-    TFileIds ids;
-    for (const std::string &path : m_host_paths)
-        ids.push_back(file_id(path));
-    return ids;
+    const bool exists = stat(m_host_path.c_str(), &status) == 0;
+    return exists ? TFileId(status.st_dev, status.st_ino) : TFileId();
 }
 
 bool TFileWatcher::regsiter_notify()
 {
-    m_host_paths.clear();
-    for (const std::string &path : m_paths)
-        m_host_paths.push_back(host_path(path));
+    m_host_path = host_path(m_path);
     TFd notify(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-    TFileIds ids = file_ids(); // before the watch: a replacement in between is found by the next look
-    std::vector<int> watches;
-    for (size_t i = 0; i < m_paths.size(); ++i) {
-        /* Without an instance no path can be watched, which the first of them fails with. */
-        const int watch = inotify_add_watch(notify.get(), m_host_paths[i].c_str(), kWatched);
-        if (watch < 0) {
-            log_File_Debug(kLogServerName, "%s:%s (%d) Cannot watch '%s'.", kSource, "regsiter_notify", 106,
-                           m_paths[i].c_str());
-            return false; // the new instance goes with it: one lost per second would be the last of them soon
-        }
-        watches.push_back(watch);
+    const TFileId id = file_id(); // before the watch: a replacement in between is found by the next look
+    /* Without an instance the path cannot be watched, so this fails. */
+    const int watch = inotify_add_watch(notify.get(), m_host_path.c_str(), kWatched);
+    if (watch < 0) {
+        log_File_Debug(kLogServerName, "%s:%s (%d) Cannot watch '%s'.", kSource, "regsiter_notify", 106,
+                       m_path.c_str());
+        return false; // the new instance goes with it: one lost per second would be the last of them soon
     }
     m_notify = std::move(notify);
-    m_watches = std::move(watches);
-    m_watched = std::move(ids);
+    m_watch = watch;
+    m_watched = id;
     return true;
 }
 
 void TFileWatcher::unregsiter_notify()
 {
-    for (size_t i = 0; i < m_watches.size(); ++i) {
-        if (inotify_rm_watch(m_notify.get(), m_watches[i]) != 0)
-            log_File_Debug(kLogServerName, "%s:%s (%d) removing watch '%s' failed.", kSource, "unregsiter_notify", 122,
-                           m_paths[i].c_str());
-    }
-    m_watches.clear();
+    if (m_watch >= 0 && inotify_rm_watch(m_notify.get(), m_watch) != 0)
+        log_File_Debug(kLogServerName, "%s:%s (%d) removing watch '%s' failed.", kSource, "unregsiter_notify", 122,
+                       m_path.c_str());
+    m_watch = -1;
 }
 
 void TFileWatcher::watching()
@@ -148,7 +124,7 @@ void TFileWatcher::watching()
     if (!events.empty() && events.back().ends_watch) { // before the changes are handled, which may throw
         m_needs_registering = true;
         m_notify.reset();
-        m_watches.clear();
+        m_watch = -1;
     }
     for (const TFileEvent &event : events) {
         write_stdout(event.is_folder ? " [directory]\n" : " [file]\n");

@@ -5,46 +5,40 @@
 #include <string>
 #include <string_view>
 #include <sys/types.h>
+#include <utility>
 #include <vector>
 
 #include "base/fd.h"
 
-/* Reports changes of a list of files, through inotify. A file that is replaced is
- * watched again from the next step on; a replacement without an event (the old file was
- * renamed, or has another name still) counts as a change. For one thread. */
+/* Reports changes of a file, through inotify. A file that is replaced is watched again
+ * from the next step on; a replacement without an event (the old file was renamed, or has
+ * another name still) counts as a change. For one thread. */
 class TFileWatcher {
 public:
-    TFileWatcher(std::vector<std::string> paths, std::function<void()> changed);
+    TFileWatcher(std::string path, std::function<void()> changed);
 
     /* One step: registers if needed, then handles the events since the step before.
      * Never waits. If `changed` throws, the next step calls it again. */
     void run();
 
-    /* Removes all watches. */
+    /* Removes the watch. */
     void unregsiter_notify();
 
 private:
-    struct TFileId {
-        dev_t device = 0;
-        ino_t inode = 0;
-        bool operator==(const TFileId &) const = default;
-    };
-    using TFileIds = std::vector<std::optional<TFileId>>; // of m_paths; missing: no file there
+    using TFileId = std::pair<dev_t, ino_t>; // zeros: no file
 
     bool register_anew();
     bool regsiter_notify();
     void watching();
     void handle_change();
-    bool is_replaced() const;
-    static std::optional<TFileId> file_id(const std::string &host_path);
-    TFileIds file_ids() const;
+    TFileId file_id() const;
 
-    std::vector<std::string> m_paths;
-    std::vector<std::string> m_host_paths; // of m_paths; looked at every second
+    const std::string m_path;
+    std::string m_host_path; // looked at every second
     std::function<void()> m_changed;
     TFd m_notify;
-    std::vector<int> m_watches; // of m_paths, while registered
-    TFileIds m_watched;         // as they were when registered last; empty: never
+    int m_watch = -1;                 // -1: none
+    std::optional<TFileId> m_watched; // as registered last; missing: never
     bool m_needs_registering = true;
     bool m_change_due = false; // seen and not handled to the end
 };

@@ -39,17 +39,13 @@ void do_cache_mount_autobak()
     (void)kestrel_exec(0, 0, 0, kBackupTool, "backup", "-c", nullptr);
 }
 
-/* In detached threads: the backups run beside each other and beside the rounds that
+/* In a detached thread: the backups run beside each other and beside the rounds that
  * follow. */
-struct TBackup {
-    const char *thread = nullptr;
-    void (*body)() = nullptr;
-    TStartFailure failure;
-};
-constexpr TBackup kBackups[] = {
-    {"AUTOBAK-worker", do_autobak, {kLogMain, kSource, "sysstat_autobak_thread_start", 100}},
-    {"AUTOBAK_CM-worker", do_cache_mount_autobak, {kLogMain, kSource, "sysstat_cache_mount_autobak_thread_start", 125}},
-};
+void start_backup(const char *thread, void (*body)(), const TStartFailure &failure)
+{
+    if (const int error = thread_start_detached(thread, body); error != 0)
+        start_failure_log(failure, error);
+}
 
 } // namespace
 
@@ -76,9 +72,8 @@ int sysstat_autobak_check()
 {
     if (!autobak_due(&g_last_minute, local_time_of(wall_clock_s())))
         return 0;
-    for (const TBackup &backup : kBackups) {
-        if (const int error = thread_start_detached(backup.thread, backup.body); error != 0)
-            start_failure_log(backup.failure, error);
-    }
+    start_backup("AUTOBAK-worker", do_autobak, {kLogMain, kSource, "sysstat_autobak_thread_start", 100});
+    start_backup("AUTOBAK_CM-worker", do_cache_mount_autobak,
+                 {kLogMain, kSource, "sysstat_cache_mount_autobak_thread_start", 125});
     return 0;
 }

@@ -1,9 +1,9 @@
 #include "housekeeping/sysstat_db.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <string>
 
+#include "base/text.h"
 #include "common/debug_log.h"
 #include "common/event_log.h"
 #include "common/system_volume.h"
@@ -18,6 +18,7 @@ namespace {
 constexpr const char *kSource = "sysstat_db.cpp";
 constexpr uint32_t kDatabaseTooLarge = 0x25030003;
 constexpr int kPeriodS = 60;
+constexpr double kBytesPerGb = 1024.0 * 1024.0 * 1024.0;
 constexpr double kLargestShare = 0.05;
 constexpr double kSmallVolumeGb = 64.0;
 
@@ -53,11 +54,9 @@ bool check(CDBSize *probe)
     (void)probe->check_database_size(size);
     if (!db_too_large(size.total_mb, volume.size_bytes, volume.free_bytes))
         return true;
-    char name[128];
-    char size_text[128];
-    snprintf(name, sizeof(name), "DataVol%d", volume.volume_id);
-    snprintf(size_text, sizeof(size_text), "%f GB", static_cast<double>(volume.free_bytes) / kBytesPerGb);
-    (void)send_ostra_log(kDatabaseTooLarge, "Ostra Surveillance", name, size_text);
+    const std::string name = text_format("DataVol%d", volume.volume_id);
+    const std::string size_text = text_format("%f GB", static_cast<double>(volume.free_bytes) / kBytesPerGb);
+    (void)send_ostra_log(kDatabaseTooLarge, "Ostra Surveillance", name.c_str(), size_text.c_str());
     return true;
 }
 

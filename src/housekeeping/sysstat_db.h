@@ -9,8 +9,6 @@ int sysdb_thread_stop();
 
 /* --- The rule ---------------------------------------------------------------- */
 
-constexpr double kBytesPerGb = 1024.0 * 1024.0 * 1024.0;
-
 /* Whether a database of `db_mb` MB needs an event: above 5 % of the volume,
  * while the volume's second figure is below 64 GB. Sizes in bytes; size_bytes is
  * not 0. */

@@ -20,7 +20,7 @@ void servername_monitor_main(TWorker *self)
 {
     self->run_once([] { (void)servername_changed(); }); // stores the name: the start is not a change
     /* A name that was not sent would count as known at the next start. */
-    TFileWatcher watcher({kWatchedFile}, [self] {
+    TFileWatcher watcher(kWatchedFile, [self] {
         const TMustComplete scope(self);
         do_handling();
     });

@@ -6,7 +6,7 @@ namespace {
 
 TEST(ClockChange, ReportsEachStepAboveTheThresholdOnce)
 {
-    TClockOffset offset;
+    std::optional<uint64_t> offset;
     uint64_t real = 1700000000000;
     uint64_t mono = 5000;
     const auto round = [&](int64_t step_ms) {

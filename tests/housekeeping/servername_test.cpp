@@ -72,7 +72,7 @@ protected:
         std::filesystem::rename(root() + file + ".new", root() + file);
     }
     int changes = 0;
-    TFileWatcher watcher{{"/tarn/etc/config/Tarnix.conf"}, [this] { ++changes; }};
+    TFileWatcher watcher{"/tarn/etc/config/Tarnix.conf", [this] { ++changes; }};
     const std::string file = "/tarn/etc/config/Tarnix.conf";
     const std::string cannot = "sysstat_servername.cpp:regsiter_notify (106) Cannot watch '" + file + "'.";
 };
@@ -139,7 +139,7 @@ TEST_F(FileWatcher, FollowsThePathWhereTheOldFileLivesOn)
 TEST_F(FileWatcher, DescribesEachEventBeforeItIsHandledAndHandlesAgainWhatThrew)
 {
     bool is_throwing = false;
-    TFileWatcher printing({file}, [&] {
+    TFileWatcher printing(file, [&] {
         write_stdout("handled\n");
         if (std::exchange(is_throwing, false))
             throw std::bad_alloc();
