@@ -1,8 +1,6 @@
 #include "common/worker.h"
 
-#include <cerrno>
 #include <exception>
-#include <new>
 
 #include "base/thread.h"
 #include "common/trace.h"
@@ -142,31 +140,4 @@ void *TWorker::enter(void *self)
     }
     write_stderr(" %s was terminated.\n", worker->m_plan.function);
     return nullptr;
-}
-
-int thread_start_detached(const char *name, void (*body)())
-{
-    struct TThreadStart {
-        const char *name;
-        void (*body)();
-    };
-    auto *start = new (std::nothrow) TThreadStart{name, body};
-    if (start == nullptr)
-        return ENOMEM;
-    const auto entry = [](void *argument) -> void * {
-        const TThreadStart plan = *static_cast<TThreadStart *>(argument);
-        delete static_cast<TThreadStart *>(argument);
-        thread_set_name(plan.name);
-        try {
-            plan.body();
-        } catch (const std::exception &failure) {
-            write_stderr("%s ended by an exception: %s\n", plan.name, failure.what());
-        }
-        return nullptr;
-    };
-    pthread_t thread;
-    const int error = thread_create(kDetached, entry, start, &thread);
-    if (error != 0)
-        delete start;
-    return error;
 }

@@ -89,6 +89,3 @@ private:
 /* How many of them have begun or ended, in all workers: as long as it grows, a stop
  * makes progress. */
 unsigned worker_progress();
-
-/* Creates a detached thread. 0, or pthread_create's error. */
-int thread_start_detached(const char *name, void (*body)());

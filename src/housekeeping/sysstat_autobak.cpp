@@ -1,5 +1,6 @@
 #include "housekeeping/sysstat_autobak.h"
 
+#include "base/thread.h"
 #include "common/debug_log.h"
 #include "common/local_time.h"
 #include "common/watcher.h"

@@ -7,7 +7,6 @@
 #include <exception>
 #include <map>
 #include <memory>
-#include <pthread.h>
 #include <sys/stat.h>
 #include <utility>
 
@@ -39,7 +38,9 @@ public:
         if (look == nullptr) {
             look = std::make_shared<TLook>();
             look->deadline_ms = current_time_stamp_mono_r() + limit_ms;
-            if (const int error = start({this, path, look, std::move(work)}); error != 0) {
+            const int error = thread_start_detached(
+                "PLACE-look", [this, path, look, work = std::move(work)] { run(path, work, look.get()); });
+            if (error != 0) {
                 m_running.erase(path);
                 return -error;
             }
@@ -60,40 +61,19 @@ public:
     }
 
 private:
-    struct TTask {
-        TLooks *looks;
-        std::string path;
-        std::shared_ptr<TLook> look;
-        std::function<void(TPlace *)> work;
-    };
-
-    /* Returns 0 or an error number. */
-    static int start(TTask task)
+    void run(const std::string &path, const std::function<void(TPlace *)> &work, TLook *look)
     {
-        auto own = std::make_unique<TTask>(std::move(task));
-        pthread_t thread = {};
-        const int error = thread_create(kDetached, enter, own.get(), &thread);
-        if (error == 0)
-            (void)own.release(); // owned by the thread now
-        return error;
-    }
-
-    static void *enter(void *argument)
-    {
-        thread_set_name("PLACE-look");
-        const std::unique_ptr<TTask> task(static_cast<TTask *>(argument));
         TPlace place;
         try {
-            task->work(&place);
+            work(&place);
         } catch (const std::exception &) {
             place.error = ENOMEM;
         }
-        const TLock guard(task->looks->m_lock);
-        task->look->place = place;
-        task->look->is_done = true;
-        task->looks->m_running.erase(task->path);
+        const TLock guard(m_lock);
+        look->place = place;
+        look->is_done = true;
+        m_running.erase(path);
         call_waits_wake();
-        return nullptr;
     }
 
     TMutex m_lock;
