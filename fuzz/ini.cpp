@@ -26,6 +26,6 @@ void fuzz_one(std::string_view text)
         FUZZ_CHECK(is_clean(entry.section) && is_clean(entry.key) && is_clean(entry.value));
         FUZZ_CHECK(ini.find(entry.section, entry.key) != nullptr);
     }
-    for (const TVolume &volume : volumes_of(ini))
-        FUZZ_CHECK(volume.id >= 0 && volume.mount_point.starts_with('/'));
+    for (const auto &[id, volume] : volumes_of(ini))
+        FUZZ_CHECK(id >= 0 && volume.id == id && volume.mount_point.starts_with('/'));
 }

@@ -1,6 +1,5 @@
 #include "smart_helper/smart_helper.h"
 
-#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
@@ -16,26 +15,6 @@ namespace {
 
 constexpr size_t kMaxName = 31;
 constexpr std::string_view kWake = "wake ";
-
-bool is_letter(char c)
-{
-    return c >= 'a' && c <= 'z';
-}
-
-std::string read_request()
-{
-    char text[kWake.size() + kMaxName + 2];
-    size_t size = 0;
-    while (size < sizeof(text) && (size == 0 || text[size - 1] != '\n')) {
-        const ssize_t count = read(STDIN_FILENO, text + size, sizeof(text) - size);
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0)
-            break;
-        size += static_cast<size_t>(count);
-    }
-    return {text, size};
-}
 
 /* Opens a file of sysfs that exists for each block device and each NVMe controller. -1 when the kernel knows no such
  * device. */
@@ -75,15 +54,17 @@ TSmartRequest smart_request_parse(std::string_view text)
     request.may_wake = text.starts_with(kWake);
     if (request.may_wake)
         text.remove_prefix(kWake.size());
-    if (!text.empty() && text.size() <= kMaxName && is_letter(text[0]) &&
-        std::all_of(text.begin(), text.end(), [](char c) { return is_letter(c) || (c >= '0' && c <= '9'); }))
+    if (!text.empty() && text.size() <= kMaxName && text.find_first_of("0123456789") != 0 &&
+        text.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789") == std::string_view::npos)
         request.device = text;
     return request;
 }
 
 int smart_helper_serve()
 {
-    const TSmartRequest request = smart_request_parse(read_request());
+    char text[kWake.size() + kMaxName + 3] = ""; // one character more than a request has
+    const char *line = fgets(text, sizeof(text), stdin);
+    const TSmartRequest request = smart_request_parse(line != nullptr ? line : "");
     const int device = request.device.empty() ? -1 : open_device_number(request.device);
     if (device < 0) {
         fprintf(stderr, "no such device: [%s]\n", request.device.c_str());

@@ -49,7 +49,7 @@ protected:
         m_outcome = outcome;
         m_reading = reading;
         m_got = {};
-        return m_health.read({"sda", "serial", suspended}, &m_got);
+        return m_health.read({"sda", "", "", "", "serial", suspended}, &m_got);
     }
     void an_hour_later() { m_s += 3600; }
 
@@ -152,7 +152,7 @@ TEST(DiskHealthThreads, OneQueriesTheOthersWaitForItAndKnownReadingsNeedNoWait)
         [] { return moment(1000, kNoon); });
     const auto ask = [&health](int expected) {
         TSmartReading got;
-        EXPECT_EQ(health.read({"sda", "serial"}, &got), expected);
+        EXPECT_EQ(health.read({"sda", "", "", "", "serial"}, &got), expected);
         EXPECT_EQ(got.power_on_hours.has_value(), expected == 0);
     };
     std::thread first(ask, 0);

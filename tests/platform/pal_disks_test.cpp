@@ -3,7 +3,6 @@
 #include "platform/interrupt.h"
 #include "platform/pal.h"
 #include "platform/stock/storage/block_devices.h"
-#include "platform/stock/storage/disk_numbers.h"
 #include "platform/stock_root.h"
 
 namespace {
@@ -151,15 +150,6 @@ TEST(BlockPort, OmitsNumbersThatCountUpAtEachPlug)
         EXPECT_EQ(block_port(path), port);
 }
 
-TEST(DiskNumbers, BelongToPortsAndAreKept)
-{
-    TDiskNumbers numbers;
-    EXPECT_EQ(numbers.of({"a", "c"}), (std::vector<int>{1, 2}));
-    EXPECT_EQ(numbers.of({"b", "c"}), (std::vector<int>{3, 2}));
-    EXPECT_EQ(numbers.of({}), std::vector<int>());
-    EXPECT_EQ(numbers.of({"a", "b", "c"}), (std::vector<int>{1, 3, 2}));
-}
-
 TEST(BlockStatus, PutsTheTransportBeforeTheDisksOwnHealth)
 {
     const TSmartReading unknown, good = {true, 1, false}, worn = {true, 1, true}, bad = {false, 1, true};
@@ -225,7 +215,7 @@ TEST(Disks, AreNumberedByPortAndOnlyReadByTheCheck)
     EXPECT_EQ(names().substr(0, 8), name(1).substr(5) + "/sdb) ");
     TSysfs::add("sdaa", sata(11, 99), "naa.new");
     EXPECT_EQ(status_of(name(0)), 0);
-    TSysfs::add("sdx", sata(50, 50), "naa.50011");
+    TSysfs::add("sdx", sata(9, 50), "naa.50011"); // a port that comes before the others
     EXPECT_EQ(status_of(name(4)), 2);
     EXPECT_EQ(names(), name(0).substr(5) + "/sdaa) " + name(1).substr(5) + "/sdb) " + name(2).substr(5) + "/sdc) " +
                            name(3).substr(5) + "/sdd) " + name(4).substr(5) + "/sdx) ");

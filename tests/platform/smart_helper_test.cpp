@@ -7,7 +7,6 @@
 
 #include "platform/raw_socket.h"
 #include "platform/stock/storage/smart_reader.h"
-#include "platform/stock/storage/smart_socket.h"
 #include "platform/stock_root.h"
 #include "platform/stop_soon.h"
 

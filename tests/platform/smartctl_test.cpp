@@ -1,11 +1,12 @@
 #include "platform/stock/storage/smartctl.h"
 
-#include <cerrno>
 #include <climits>
 #include <gtest/gtest.h>
 #include <string>
 
 namespace {
+
+using enum TSmartOutcome;
 
 std::string document(const std::string &protocol, const char *rest)
 {
@@ -30,38 +31,39 @@ const std::string kAta = document(
     "ATA",
     R"("smart_status":{"passed":true},"ata_smart_attributes":{"table":[{"id":9,"raw":{"value":987654}}]},"power_on_time":{"hours":20001,"minutes":12})");
 
-TEST(SmartParse, ReadsEachFigureByItselfOrRejectsTheDocument)
+TEST(SmartOutcome, ReadsEachFigureByItselfOrRejectsTheDocument)
 {
     const struct {
         std::string text;
-        int result;
+        TSmartOutcome outcome;
         int passed; // -1 for missing
         int hours;  // -1 for missing
         bool worn;
-    } cases[] = {{kAta, 0, 1, 20001, false}, // not the raw attribute
-                 {document("ATA", R"("smart_status":{"passed":false})"), 0, 0, -1, false},
-                 {document("SCSI", R"("smart_status":{"passed":false},"power_on_time":{"hours":7})"), 0, 0, 7, false},
-                 {document("SCSI", R"("power_on_time":{"hours":7})"), 0, -1, 7, false},
-                 {attributes("past"), 0, -1, -1, false},
-                 {attributes("now"), 0, -1, -1, true},
-                 {worn_to("99"), 0, -1, 42, false},
-                 {worn_to("100"), 0, -1, 42, true},
-                 {worn_to("255"), 0, -1, 42, true},
-                 {worn_to("\"100\""), 0, -1, 42, false},
-                 {document("NVMe", R"("nvme_smart_health_information_log":{"power_on_hours":18446744073709551615})"), 0,
-                  -1, INT_MAX, false},
-                 {document("ATA", R"("smart_status":["passed"],"power_on_time":{"hours":"20001"})"), 0, -1, -1, false},
-                 {document("ATA", R"("power_on_time":{"hours":-5})"), 0, -1, -1, false},
-                 {document("Tape", R"("smart_status":{"passed":true})"), -EINVAL, -1, -1, false},
-                 {R"({"smart_status":{"passed":true}})", -EINVAL, -1, -1, false},
-                 {kAta.substr(0, kAta.size() - 1), -EINVAL, -1, -1, false},
-                 {kAta + "]", -EINVAL, -1, -1, false},
-                 {std::string(100000, '['), -EINVAL, -1, -1, false},
-                 {"", -EINVAL, -1, -1, false}};
+    } cases[] = {
+        {kAta, kRead, 1, 20001, false}, // not the raw attribute
+        {document("ATA", R"("smart_status":{"passed":false})"), kRead, 0, -1, false},
+        {document("SCSI", R"("smart_status":{"passed":false},"power_on_time":{"hours":7})"), kRead, 0, 7, false},
+        {document("SCSI", R"("power_on_time":{"hours":7})"), kRead, -1, 7, false},
+        {attributes("past"), kNoSmart, -1, -1, false},
+        {attributes("now"), kRead, -1, -1, true},
+        {worn_to("99"), kRead, -1, 42, false},
+        {worn_to("100"), kRead, -1, 42, true},
+        {worn_to("255"), kRead, -1, 42, true},
+        {worn_to("\"100\""), kRead, -1, 42, false},
+        {document("NVMe", R"("nvme_smart_health_information_log":{"power_on_hours":18446744073709551615})"), kRead, -1,
+         INT_MAX, false},
+        {document("ATA", R"("smart_status":["passed"],"power_on_time":{"hours":"20001"})"), kNoSmart, -1, -1, false},
+        {document("ATA", R"("power_on_time":{"hours":-5})"), kNoSmart, -1, -1, false},
+        {document("Tape", R"("smart_status":{"passed":true})"), kUnreadable, -1, -1, false},
+        {R"({"smart_status":{"passed":true}})", kUnreadable, -1, -1, false},
+        {kAta.substr(0, kAta.size() - 1), kUnreadable, -1, -1, false},
+        {kAta + "]", kUnreadable, -1, -1, false},
+        {std::string(100000, '['), kUnreadable, -1, -1, false},
+        {"", kUnreadable, -1, -1, false}};
     for (const auto &one : cases) {
         SCOPED_TRACE(one.text.substr(0, 200));
         TSmartReading got;
-        EXPECT_EQ(smart_parse(one.text, &got), one.result);
+        EXPECT_EQ(smart_outcome(0, one.text, &got), one.outcome);
         EXPECT_EQ(got.passed.has_value() ? static_cast<int>(*got.passed) : -1, one.passed);
         EXPECT_EQ(got.power_on_hours.value_or(-1), one.hours);
         EXPECT_EQ(got.worn, one.worn);
@@ -70,7 +72,6 @@ TEST(SmartParse, ReadsEachFigureByItselfOrRejectsTheDocument)
 
 TEST(SmartOutcome, DependsOnTheStatusAndTheDocument)
 {
-    using enum TSmartOutcome;
     const auto message = [](const char *text) {
         return R"({"smartctl":{"messages":[{"string":")" + std::string(text) +
                R"(","severity":"error"}]},"device":{"protocol":"ATA"}})";

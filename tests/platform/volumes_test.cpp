@@ -11,16 +11,15 @@ namespace {
 
 TEST(Volumes, AreTheSectionsWithAMountPoint)
 {
-    const std::vector<TVolume> volumes =
+    const std::map<int32_t, TVolume> volumes =
         volumes_of(ini_parse_text("[VOL_10]\nmountPoint=/b//\nvolName=B\n[VOL_2]\nmountPoint=/\n[VOL_3]\nvolName=none\n"
                                   "[VOL_04]\nmountPoint=/x\n[VOL_]\nmountPoint=/x\n[VOL_-1]\nmountPoint=/x\n"
                                   "[VOL_99999999999]\nmountPoint=/x\n[VOL_5]\nmountPoint=relative\n"));
     ASSERT_EQ(volumes.size(), 2U);
-    EXPECT_EQ(volumes[0].id, 2);
-    EXPECT_EQ(volumes[0].mount_point, "/");
-    EXPECT_EQ(volumes[1].id, 10);
-    EXPECT_EQ(volumes[1].mount_point, "/b");
-    EXPECT_EQ(volumes[1].name, "B");
+    EXPECT_EQ(volumes.at(2).mount_point, "/");
+    EXPECT_EQ(volumes.at(10).id, 10);
+    EXPECT_EQ(volumes.at(10).mount_point, "/b");
+    EXPECT_EQ(volumes.at(10).name, "B");
 }
 
 TEST(Volumes, SpaceIsInBytesAndNeverWraps)

@@ -1,9 +1,9 @@
 #include "platform/stock/storage/block_devices.h"
 
 #include <algorithm>
-#include <cctype>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <set>
 #include <utility>
 
@@ -14,23 +14,19 @@
 namespace {
 
 constexpr std::string_view kSubsystems = "/devices/virtual/nvme-subsystem/";
-
-bool is_digit(char one)
-{
-    return one >= '0' && one <= '9';
-}
+constexpr const char *kDigits = "0123456789";
 
 /* Whether the text is that word and a number, such as "host12". */
 bool is_counted(std::string_view text, std::string_view word)
 {
     return text.size() > word.size() && text.starts_with(word) &&
-           std::all_of(text.begin() + static_cast<std::ptrdiff_t>(word.size()), text.end(), is_digit);
+           text.find_first_not_of(kDigits, word.size()) == std::string_view::npos;
 }
 
 /* "1-2.4:1.0" */
 bool is_usb_interface(std::string_view text)
 {
-    return !text.empty() && is_digit(text[0]) && text.find('-') < text.find(':') &&
+    return text.find_first_of(kDigits) == 0 && text.find('-') < text.find(':') &&
            text.find_first_not_of("0123456789-.:") == std::string_view::npos;
 }
 
@@ -49,32 +45,16 @@ bool is_address(std::string_view part)
     return part.starts_with("pci") || part.find('.') != std::string_view::npos;
 }
 
-/* Compares two components: addresses come first, the others are ordered by the numbers in them ("ata2" before "ata10").
- * Returns negative, 0 or positive. */
-int compare_parts(std::string_view a, std::string_view b)
-{
-    if (is_address(a) != is_address(b))
-        return is_address(a) ? -1 : 1;
-    if (is_address(a))
-        return a.compare(b);
-    while (!a.empty() && !b.empty()) {
-        const size_t a_digits = std::min(a.find_first_not_of("0123456789"), a.size());
-        const size_t b_digits = std::min(b.find_first_not_of("0123456789"), b.size());
-        if (a_digits != b_digits)
-            return a_digits < b_digits ? -1 : 1;
-        const size_t same = std::max<size_t>(a_digits, 1);
-        if (const int order = a.compare(0, same, b, 0, same); order != 0)
-            return order;
-        a.remove_prefix(same);
-        b.remove_prefix(same);
-    }
-    return static_cast<int>(!a.empty()) - static_cast<int>(!b.empty());
-}
-
+/* Compares two ports by their components: addresses come first, the others are ordered by the numbers in them ("ata2"
+ * before "ata10"). */
 bool port_before(std::string_view a, std::string_view b)
 {
     while (!a.empty() || !b.empty()) {
-        if (const int order = compare_parts(next_part(&a), next_part(&b)); order != 0)
+        const std::string a_part(next_part(&a)), b_part(next_part(&b));
+        if (is_address(a_part) != is_address(b_part))
+            return is_address(a_part);
+        const int order = is_address(a_part) ? a_part.compare(b_part) : strverscmp(a_part.c_str(), b_part.c_str());
+        if (order != 0)
             return order < 0;
     }
     return false;
@@ -101,8 +81,7 @@ std::string controller_of(const std::string &device, std::string *state)
     std::erase_if(names, [](const std::string &name) { return !is_counted(name, "nvme"); });
     std::string place;
     for (const std::string &name : names) {
-        std::string folder = device;
-        folder.append("/").append(name);
+        const std::string folder = device + '/' + name;
         if (place.empty())
             place = place_of(folder);
         if (state->empty() || block_is_given_up(*state))
@@ -115,16 +94,13 @@ std::string controller_of(const std::string &device, std::string *state)
  * the path, by their addresses, and the last phy. Empty when the kernel does not know them. */
 std::string sas_port(std::string_view place)
 {
-    std::string port = block_port(place.substr(0, std::min(place.find("/port-"), place.size())));
+    std::string port = block_port(place.substr(0, place.find("/port-")));
     std::string folder = "/sys";
     std::string_view rest = place;
     while (!rest.empty()) {
         const std::string part(next_part(&rest));
-        if (part.empty())
-            continue;
         folder.append("/").append(part);
-        std::string attributes = folder;
-        attributes.append("/sas_device/").append(part);
+        const std::string attributes = folder + "/sas_device/" + part;
         if (part.starts_with("expander-"))
             port.append("/").append(sysfs_text(attributes + "/sas_address"));
         if (!part.starts_with("end_device-"))
@@ -188,13 +164,10 @@ bool block_is_disk(std::string_view name, std::string_view place)
 {
     if (place.starts_with("/devices/virtual/") && !place.starts_with(kSubsystems))
         return false;
-    for (const std::string_view kind : {"rbd", "mtdblock"}) {
-        if (is_counted(name, kind))
-            return false;
-    }
-    constexpr std::string_view kCard = "mmcblk";
-    return !name.starts_with(kCard) || (name.find("boot", kCard.size()) == std::string_view::npos &&
-                                        name.find("rpmb", kCard.size()) == std::string_view::npos);
+    if (is_counted(name, "rbd") || is_counted(name, "mtdblock"))
+        return false;
+    return !name.starts_with("mmcblk") ||
+           (name.find("boot") == std::string_view::npos && name.find("rpmb") == std::string_view::npos);
 }
 
 std::string block_port(std::string_view device_path)
@@ -252,10 +225,8 @@ bool block_is_given_up(std::string_view state)
 
 int block_status(std::string_view state, const TSmartReading &known)
 {
-    for (const std::string_view leaving : {"cancel", "deleted", "deleting"}) {
-        if (state == leaving)
-            return -1;
-    }
+    if (state == "cancel" || state == "deleted" || state == "deleting")
+        return -1;
     if (block_is_given_up(state) || !known.passed.value_or(true))
         return 2;
     return known.worn ? 1 : 0;

@@ -47,7 +47,7 @@ TSmartReading TDiskHealth::known(const std::string &identity)
 }
 
 /* Adds the result of a query to what is known of the disk. */
-void TDiskHealth::take(const TDiskAddress &disk, TSmartOutcome outcome, int error, const TSmartReading &reading,
+void TDiskHealth::take(const TBlockDevice &disk, TSmartOutcome outcome, int error, const TSmartReading &reading,
                        TEntry *entry)
 {
     /* A child that could not be killed is counted by its arguments: the next query must use the same ones, so that a
@@ -82,7 +82,7 @@ void TDiskHealth::take(const TDiskAddress &disk, TSmartOutcome outcome, int erro
         log_Debug("SMART of /dev/%s cannot be read: %s", disk.name.c_str(), error_text(-entry->result).c_str());
 }
 
-int TDiskHealth::read(const TDiskAddress &disk, TSmartReading *out)
+int TDiskHealth::read(const TBlockDevice &disk, TSmartReading *out)
 {
     TCallWait wait;
     TLock lock(m_lock);
@@ -91,7 +91,7 @@ int TDiskHealth::read(const TDiskAddress &disk, TSmartReading *out)
     for (;;) {
         const TEntry &entry = entry_of(disk.identity);
         now = m_clock();
-        due_in_ms = entry.was_asked ? smart_due_in(entry.asked, now) : 0;
+        due_in_ms = entry.asked ? smart_due_in(*entry.asked, now) : 0;
         if (!entry.busy && due_in_ms.value_or(0) == 0)
             break;
         if (platform_interrupted())
@@ -123,7 +123,6 @@ int TDiskHealth::read(const TDiskAddress &disk, TSmartReading *out)
         if (error == -EINTR)
             return error; // no query was made; the next caller may make one
         take(disk, outcome, error, reading, &entry);
-        entry.was_asked = true;
         entry.asked = now;
     }
     if (entry.result == 0)

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "base/mutex.h"
-#include "platform/stock/storage/smartctl.h"
+#include "platform/stock/storage/block_devices.h"
 
 /* SMART readings of the disks, and when they are queried.
  *
@@ -43,13 +43,6 @@ struct TSmartMoment {
  * reading is valid for this hour. */
 std::optional<uint64_t> smart_due_in(const TSmartMoment &last, const TSmartMoment &now);
 
-/* A disk to query. */
-struct TDiskAddress {
-    std::string name; // "sda"
-    std::string identity;
-    bool suspended = false; // by the kernel: opening it would wake it
-};
-
 class TDiskHealth {
 public:
     /* Queries a disk, waking it only if `may_wake` is true. *error receives 0, or the error behind an outcome that is
@@ -66,22 +59,21 @@ public:
     /* Queries the disk if that is due, otherwise uses the last query. Returns 0 with what is known in *out (empty for a
      * disk without SMART); -EINTR when the caller is asked to stop; another -errno when the disk has SMART and could
      * not be read, or is asleep and never was. Failures and disks without SMART are logged when found. */
-    int read(const TDiskAddress &disk, TSmartReading *out);
+    int read(const TBlockDevice &disk, TSmartReading *out);
 
 private:
     struct TEntry {
-        bool busy = false;      // a query is running
-        bool was_asked = false; // queried at `asked`, with `result`
-        bool was_read = false;  // at least once
-        bool may_wake = true;   // until it was queried awake
+        bool busy = false;     // a query is running
+        bool was_read = false; // at least once
+        bool may_wake = true;  // until it was queried awake
         bool has_no_smart = false;
-        TSmartMoment asked;
-        int result = 0;
-        TSmartReading known; // the last value read of each figure
+        std::optional<TSmartMoment> asked; // the last query
+        int result = 0;                    // of it
+        TSmartReading known;               // the last value read of each figure
     };
 
     TEntry &entry_of(const std::string &identity) REQUIRES(m_lock);
-    void take(const TDiskAddress &disk, TSmartOutcome outcome, int error, const TSmartReading &reading, TEntry *entry);
+    void take(const TBlockDevice &disk, TSmartOutcome outcome, int error, const TSmartReading &reading, TEntry *entry);
 
     const TReader m_reader;
     const TClock m_clock;

@@ -17,9 +17,10 @@ namespace {
 /* Each level holds a descriptor; a database is a few levels deep. */
 constexpr int kMaxDepth = 64;
 
-TFolder open_folder(int parent, const char *name, int more_flags)
+/* A folder inside another one. Links are not followed here either: it may have become one. */
+TFolder open_below(DIR *parent, const char *name)
 {
-    const int fd = openat(parent, name, O_RDONLY | O_DIRECTORY | O_CLOEXEC | more_flags);
+    const int fd = openat(dirfd(parent), name, O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW);
     if (fd < 0)
         return nullptr;
     TFolder dir(fdopendir(fd));
@@ -36,42 +37,27 @@ void count_file(const struct stat &status, TFolderSize *size)
     size->largest_bytes = std::max(size->largest_bytes, bytes);
 }
 
-class TWalk {
-public:
-    TWalk(dev_t device, TFolderSize *size) : m_device(device), m_size(size) {}
-
-    /* False when the caller was asked to stop. */
-    bool enter(DIR *dir, int depth)
-    {
-        while (const dirent64 *entry = folder_next(dir)) {
-            if (platform_interrupted())
-                return false;
-            const std::string_view name = entry->d_name;
-            if (name == "." || name == "..")
-                continue;
-            struct stat status = {};
-            if (fstatat(dirfd(dir), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0)
-                continue;
-            if (S_ISREG(status.st_mode))
-                count_file(status, m_size);
-            else if (S_ISDIR(status.st_mode) && status.st_dev == m_device && !below(dir, entry->d_name, depth))
-                return false;
-        }
-        return true;
+/* Adds up the content of a folder on that device. False when the caller was asked to stop. */
+bool walk(DIR *dir, dev_t device, int depth, TFolderSize *size)
+{
+    while (const dirent64 *entry = folder_next(dir)) {
+        if (platform_interrupted())
+            return false;
+        const std::string_view name = entry->d_name;
+        struct stat status = {};
+        if (name == "." || name == ".." || fstatat(dirfd(dir), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0)
+            continue;
+        if (S_ISREG(status.st_mode))
+            count_file(status, size);
+        if (!S_ISDIR(status.st_mode) || status.st_dev != device)
+            continue;
+        ++size->folders;
+        const TFolder below = depth < kMaxDepth ? open_below(dir, entry->d_name) : nullptr;
+        if (below != nullptr && !walk(below.get(), device, depth + 1, size))
+            return false;
     }
-
-private:
-    bool below(DIR *parent, const char *name, int depth)
-    {
-        ++m_size->folders;
-        /* Links are not followed here either: the folder may have become one. */
-        const TFolder dir = depth < kMaxDepth ? open_folder(dirfd(parent), name, O_NOFOLLOW) : nullptr;
-        return dir == nullptr || enter(dir.get(), depth + 1);
-    }
-
-    const dev_t m_device;
-    TFolderSize *const m_size;
-};
+    return true;
+}
 
 } // namespace
 
@@ -80,12 +66,12 @@ int folder_measure(const std::string &path, TFolderSize *out)
     TPlace place; // the walk would block on a file system that does not answer
     if (const int result = place_look(path, &place); result != 0)
         return result;
-    const TFolder dir = open_folder(AT_FDCWD, host_path(path).c_str(), 0);
+    const TFolder dir = folder_open(host_path(path));
     struct stat status = {};
     if (dir == nullptr || fstat(dirfd(dir.get()), &status) != 0)
         return -errno;
     TFolderSize size;
-    if (!TWalk(status.st_dev, &size).enter(dir.get(), 0))
+    if (!walk(dir.get(), status.st_dev, 0, &size))
         return -EINTR;
     *out = size;
     return 0;

@@ -9,26 +9,6 @@ namespace {
 
 constexpr int kMaxLevels = 8; // of devices upon devices
 
-int status_below(const std::string &folder, int level)
-{
-    int status = kVolumeReady;
-    /* A partition's folder is inside that of its disk. */
-    const std::string disk = sysfs_text(folder + "/partition").empty() ? folder : folder + "/..";
-    const TMdTexts texts = {sysfs_text(disk + "/md/array_state"), sysfs_text(disk + "/md/sync_action"),
-                            sysfs_text(disk + "/md/degraded")};
-    if (!texts.array_state.empty())
-        status = md_status(texts);
-    std::vector<std::string> members;
-    if (level < kMaxLevels && host_folder_names(disk + "/slaves", &members) == 0) {
-        for (const std::string &member : members) {
-            std::string below = disk;
-            below.append("/slaves/").append(member);
-            status = volume_worse(status, status_below(below, level + 1));
-        }
-    }
-    return status;
-}
-
 } // namespace
 
 int md_status(const TMdTexts &texts)
@@ -49,12 +29,17 @@ int volume_worse(int a, int b)
     return (both_well ? a > b : a < b) ? a : b;
 }
 
-int md_status_below(const std::string &device_folder)
+int md_status_below(const std::string &device_folder, int level)
 {
-    return status_below(device_folder, 0);
-}
-
-int zfs_status(std::string_view state)
-{
-    return text_trimmed(state) == "ONLINE" ? kVolumeReady : kVolumeFailed;
+    /* A partition's folder is inside that of its disk. */
+    const std::string disk = sysfs_text(device_folder + "/partition").empty() ? device_folder : device_folder + "/..";
+    const TMdTexts texts = {sysfs_text(disk + "/md/array_state"), sysfs_text(disk + "/md/sync_action"),
+                            sysfs_text(disk + "/md/degraded")};
+    int status = texts.array_state.empty() ? kVolumeReady : md_status(texts);
+    std::vector<std::string> members;
+    if (level < kMaxLevels && host_folder_names(disk + "/slaves", &members) == 0) {
+        for (const std::string &member : members)
+            status = volume_worse(status, md_status_below(disk + "/slaves/" + member, level + 1));
+    }
+    return status;
 }

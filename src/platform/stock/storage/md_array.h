@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 /* State of a volume as PAL_storage_get_volume_info reports it. Faults are negative; an array that is being rebuilt is
  * positive. */
@@ -25,8 +24,6 @@ int md_status(const TMdTexts &texts);
 int volume_worse(int a, int b);
 
 /* State of the storage under a block device, given by its folder in sysfs ("/sys/dev/block/9:0"): the array itself, the
- * array of a partition, and arrays below mapper devices. The worst state counts; ready without any array. */
-int md_status_below(const std::string &device_folder);
-
-/* State of a ZFS pool by the text of its kstat file: only "ONLINE" is ready. */
-int zfs_status(std::string_view state);
+ * array of a partition, and arrays below mapper devices, which are `level` devices deep. The worst state counts; ready
+ * without any array. */
+int md_status_below(const std::string &device_folder, int level = 0);

@@ -1,25 +1,19 @@
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <map>
 #include <utility>
 
+#include "base/mutex.h"
 #include "base/text.h"
 #include "platform/interrupt.h"
 #include "platform/logging.h"
 #include "platform/pal.h"
 #include "platform/stock/storage/block_devices.h"
 #include "platform/stock/storage/disk_health.h"
-#include "platform/stock/storage/disk_numbers.h"
 #include "platform/stock/storage/smart_reader.h"
 #include "platform/time_stamp.h"
 
 namespace {
-
-/* A disk and its number. */
-struct TNumbered {
-    int number = 0;
-    TBlockDevice device;
-};
 
 TSmartOutcome ask_disk(const std::string &disk, bool may_wake, TSmartReading *out, int *error)
 {
@@ -38,35 +32,34 @@ TSmartMoment moment_now()
 }
 
 TDiskHealth g_health(ask_disk, moment_now);
-TDiskNumbers g_numbers;
 
 /* The calling thread has queried the enclosures and not yet their disks: this is how the SMART check begins, which
  * needs the present state. */
 thread_local bool t_checks_health = false;
 
-uint32_t list_disks(std::vector<TNumbered> *out)
+/* Lists the disks by their numbers. These are assigned to ports, from 1, in the order in which the ports are first
+ * listed, and never change: removing a disk renumbers no other, and the next disk in its port gets the same number. */
+uint32_t list_disks(std::map<int, TBlockDevice> *out)
 {
+    static TMutex lock;
+    static std::map<std::string, int> numbers GUARDED_BY(lock);
     std::vector<TBlockDevice> devices;
     if (const int result = block_devices(&devices); result != 0) {
         log_Debug("the disks cannot be listed: %s", error_text(-result).c_str());
         return static_cast<uint32_t>(-result);
     }
-    std::vector<std::string> ports;
-    ports.reserve(devices.size());
-    for (const TBlockDevice &device : devices)
-        ports.push_back(device.port);
-    const std::vector<int> numbers = g_numbers.of(ports);
-    for (size_t i = 0; i < devices.size(); ++i)
-        out->push_back({numbers[i], std::move(devices[i])});
-    std::sort(out->begin(), out->end(), [](const TNumbered &a, const TNumbered &b) { return a.number < b.number; });
+    const TLock guard(lock);
+    for (TBlockDevice &device : devices) {
+        const auto port = numbers.try_emplace(device.port, static_cast<int>(numbers.size()) + 1).first;
+        out->emplace(port->second, std::move(device));
+    }
     return 0;
 }
 
 /* As TDiskHealth::read(), without querying a disk that its transport has given up. */
 int read_health(const TBlockDevice &device, TSmartReading *out)
 {
-    return block_is_given_up(device.state) ? -ENXIO
-                                           : g_health.read({device.name, device.identity, device.suspended}, out);
+    return block_is_given_up(device.state) ? -ENXIO : g_health.read(device, out);
 }
 
 } // namespace
@@ -75,12 +68,12 @@ int read_health(const TBlockDevice &device, TSmartReading *out)
 uint32_t PAL_storage_get_enclosure_list(const t_auth & /*auth*/, const t_storage_disk_input & /*in*/,
                                         t_storage_enclosure_info &out)
 {
-    std::vector<TNumbered> disks;
+    std::map<int, TBlockDevice> disks;
     if (const uint32_t result = list_disks(&disks); result != 0)
         return result;
     t_checks_health = true;
     out.enclosure_count = 1; // the host itself
-    out.disk_count = disks.empty() ? 0 : disks.back().number + 1;
+    out.disk_count = disks.empty() ? 0 : disks.rbegin()->first + 1;
     return 0;
 }
 
@@ -91,7 +84,7 @@ uint32_t PAL_storage_get_disk_list(const t_auth & /*auth*/, const t_storage_disk
         log_Debug("no enclosure %d", in.id);
         return ENODEV;
     }
-    std::vector<TNumbered> disks;
+    std::map<int, TBlockDevice> disks;
     if (const uint32_t result = list_disks(&disks); result != 0)
         return result;
     t_storage_disk_list list;
@@ -112,15 +105,14 @@ uint32_t PAL_storage_get_disk_list(const t_auth & /*auth*/, const t_storage_disk
 uint32_t PAL_storage_get_disk_smart_info(const t_auth & /*auth*/, const t_storage_disk_input &in,
                                          t_storage_smart_info &out)
 {
-    std::vector<TNumbered> disks;
+    std::map<int, TBlockDevice> disks;
     if (const uint32_t result = list_disks(&disks); result != 0)
         return result;
-    const auto disk =
-        std::find_if(disks.begin(), disks.end(), [&](const TNumbered &one) { return one.number == in.id; });
+    const auto disk = disks.find(in.id);
     if (disk == disks.end())
         return 0;
     TSmartReading reading;
-    if (const int result = read_health(disk->device, &reading); result != 0)
+    if (const int result = read_health(disk->second, &reading); result != 0)
         return result == -EINTR ? PAL_CANCELLED : static_cast<uint32_t>(-result);
     if (reading.passed.has_value())
         out.alert = *reading.passed ? 0 : 1;

@@ -1,8 +1,6 @@
-#include <algorithm>
 #include <cerrno>
-#include <climits>
+#include <filesystem>
 #include <map>
-#include <unistd.h>
 #include <utility>
 
 #include "base/mutex.h"
@@ -32,7 +30,7 @@ bool is_news(const std::string &about, int result)
     return result != 0 && result != before;
 }
 
-int load_volumes(std::vector<TVolume> *out)
+int load_volumes(std::map<int32_t, TVolume> *out)
 {
     TIni ini;
     const int result = ini_load(kVolumeFile, &ini);
@@ -54,10 +52,9 @@ int find_mount(const TVolume &volume, const TPlace &place, TMount *out)
         return result;
     if (mount_find(mountinfo, volume.mount_point, out))
         return 0;
-    if (!at_root)
-        return place.error == 0 && place.is_folder ? 0 : -ENODEV;
     /* The configured place may be a link to the mount point. */
-    return place.error == 0 && mount_find(mountinfo, place.real, out) ? 0 : -ENODEV;
+    const bool found = place.error == 0 && (at_root ? mount_find(mountinfo, place.real, out) : place.is_folder);
+    return found ? 0 : -ENODEV;
 }
 
 /* The folder of sysfs for a mounted device; empty for a file system without one (ZFS, a plain folder). File systems on
@@ -70,10 +67,11 @@ std::string device_folder(const TMount &mount)
         return folder;
     if (!mount.source.starts_with("/dev/"))
         return {};
-    char target[PATH_MAX];
-    const ssize_t length = readlink(host_path(mount.source).c_str(), target, sizeof(target));
-    const std::string node = length > 0 ? std::string(target, static_cast<size_t>(length)) : mount.source;
-    return "/sys/class/block" + node.substr(std::min(node.find_last_of('/'), node.size()));
+    std::error_code error;
+    std::filesystem::path node = std::filesystem::read_symlink(host_path(mount.source), error);
+    if (error)
+        node = mount.source;
+    return "/sys/class/block/" + node.filename().string();
 }
 
 /* State of the array or the pool under a volume. */
@@ -83,7 +81,7 @@ int32_t array_status(const TMount &mount)
     if (mount.kind == "zfs" &&
         text_file_read("/proc/spl/kstat/zfs/" + mount.source.substr(0, mount.source.find('/')) + "/state", kMaxKstat,
                        &state) == 0)
-        return zfs_status(state);
+        return text_trimmed(state) == "ONLINE" ? kVolumeReady : kVolumeFailed;
     const std::string folder = device_folder(mount);
     return folder.empty() ? kVolumeReady : md_status_below(folder);
 }
@@ -115,11 +113,11 @@ int measure(const TVolume &volume, int32_t *status, t_volume_usage *usage)
 /* A volume that is not mounted or cannot be measured is omitted: the others must not be affected. */
 uint32_t PAL_resmon_get_disk_usage(const t_auth & /*auth*/, const t_volume_info & /*in*/, t_volume_info &out)
 {
-    std::vector<TVolume> volumes;
+    std::map<int32_t, TVolume> volumes;
     if (const int result = load_volumes(&volumes); result != 0)
         return static_cast<uint32_t>(-result);
     t_volume_info info;
-    for (const TVolume &volume : volumes) {
+    for (const auto &[id, volume] : volumes) {
         int32_t status = 0;
         t_volume_usage usage;
         if (measure(volume, &status, &usage) == 0)
@@ -133,20 +131,19 @@ uint32_t PAL_resmon_get_disk_usage(const t_auth & /*auth*/, const t_volume_info 
 uint32_t PAL_storage_get_volume_info(const t_auth & /*auth*/, const t_storage_disk_vol_info &in,
                                      t_storage_disk_vol_info &out)
 {
-    std::vector<TVolume> volumes;
+    std::map<int32_t, TVolume> volumes;
     if (const int result = load_volumes(&volumes); result != 0)
         return static_cast<uint32_t>(-result);
-    const auto volume =
-        std::find_if(volumes.begin(), volumes.end(), [&](const TVolume &one) { return one.id == in.target_vol_id; });
+    const auto volume = volumes.find(in.target_vol_id);
     const bool is_known = volume != volumes.end();
     if (is_news("no " + std::to_string(in.target_vol_id), is_known ? 0 : -ENODEV))
         log_Debug("no volume %d in %s", in.target_vol_id, kVolumeFile);
     if (!is_known)
         return ENODEV;
     t_storage_disk_vol_info info;
-    info.target_vol_id = volume->id;
+    info.target_vol_id = in.target_vol_id;
     t_volume_usage usage;
-    const int result = measure(*volume, &info.status, &usage);
+    const int result = measure(volume->second, &info.status, &usage);
     if (result == 0)
         info.free_bytes = std::to_string(usage.free_bytes);
     else if (result == -ENODEV)

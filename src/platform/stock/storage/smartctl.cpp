@@ -1,7 +1,6 @@
 #include "platform/stock/storage/smartctl.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <json-c/json.h>
 #include <limits>
 
@@ -68,39 +67,30 @@ bool has_no_smart(json_object *document)
                                   "lacks SMART capability"});
 }
 
-/* Returns 0; -EINVAL when the document names no protocol. */
-int reading_of(json_object *document, TSmartReading *out)
+/* False when the document names no protocol. */
+bool reading_of(json_object *document, TSmartReading *out)
 {
     json_object *protocol = json_member(json_member(document, "device"), "protocol");
-
     /* The raw value of attribute 9 counts minutes or half minutes on some disks, and holds other figures in its upper
      * bytes on others: smartctl has already converted it to hours. */
-    TSmartReading reading;
     if (is_text(protocol, "ATA") || is_text(protocol, "SCSI")) {
-        reading.power_on_hours = hours_of(json_member(json_member(document, "power_on_time"), "hours"));
-        reading.worn = attribute_fails(document);
+        out->power_on_hours = hours_of(json_member(json_member(document, "power_on_time"), "hours"));
+        out->worn = attribute_fails(document);
     } else if (is_text(protocol, "NVMe")) {
         json_object *health = json_member(document, "nvme_smart_health_information_log");
-        reading.power_on_hours = hours_of(json_member(health, "power_on_hours"));
+        out->power_on_hours = hours_of(json_member(health, "power_on_hours"));
         json_object *used = json_member(health, "percentage_used");
-        reading.worn = json_object_is_type(used, json_type_int) && json_object_get_int64(used) >= kWholeLifePercent;
+        out->worn = json_object_is_type(used, json_type_int) && json_object_get_int64(used) >= kWholeLifePercent;
     } else {
-        return -EINVAL;
+        return false;
     }
-
     json_object *passed = json_member(json_member(document, "smart_status"), "passed");
     if (json_object_is_type(passed, json_type_boolean))
-        reading.passed = json_object_get_boolean(passed) != 0;
-    *out = reading;
-    return 0;
+        out->passed = json_object_get_boolean(passed) != 0;
+    return true;
 }
 
 } // namespace
-
-int smart_parse(std::string_view text, TSmartReading *out)
-{
-    return reading_of(json_parse_whole(text).get(), out);
-}
 
 TSmartOutcome smart_outcome(int exit_status, std::string_view text, TSmartReading *out)
 {
@@ -114,7 +104,7 @@ TSmartOutcome smart_outcome(int exit_status, std::string_view text, TSmartReadin
     if (has_no_smart(document.get()))
         return TSmartOutcome::kNoSmart;
     TSmartReading reading;
-    if (misused || closed || reading_of(document.get(), &reading) != 0)
+    if (misused || closed || !reading_of(document.get(), &reading))
         return TSmartOutcome::kUnreadable;
     if (!reading.passed.has_value() && !reading.power_on_hours.has_value() && !reading.worn)
         return (exit_status & kCommandFailedBit) != 0 ? TSmartOutcome::kUnreadable : TSmartOutcome::kNoSmart;

@@ -11,10 +11,6 @@ struct TSmartReading {
     bool worn = false; // an attribute is at or below its threshold now, or the rated life is used up
 };
 
-/* Parses the document of `smartctl --json` by the protocol that it names (ATA, SCSI, NVMe). Missing figures stay empty.
- * Returns 0, or -EINVAL for anything that is not such a document; *out is only changed on 0. */
-int smart_parse(std::string_view text, TSmartReading *out);
-
 /* The outcome of querying a disk. */
 enum class TSmartOutcome {
     kRead,       // at least one figure is known
@@ -24,7 +20,8 @@ enum class TSmartOutcome {
     kNoAnswer,   // smartctl could not be started or did not finish
 };
 
-/* Determines the outcome from smartctl's exit status and its document; *out is only changed when the disk was read. The
- * status is a bit mask: bit 0 is a wrong command line or an unknown kind of device, bit 1 a device that could not be
- * opened or is asleep, bit 2 a command that failed; the others depend on the findings. */
+/* Determines the outcome from smartctl's exit status and the document of `smartctl --json`, which is read by the
+ * protocol that it names (ATA, SCSI, NVMe); missing figures stay empty. *out is only changed when the disk was read.
+ * The status is a bit mask: bit 0 is a wrong command line or an unknown kind of device, bit 1 a device that could not
+ * be opened or is asleep, bit 2 a command that failed; the others depend on the findings. */
 TSmartOutcome smart_outcome(int exit_status, std::string_view text, TSmartReading *out);

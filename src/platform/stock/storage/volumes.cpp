@@ -1,8 +1,8 @@
 #include "platform/stock/storage/volumes.h"
 
 #include <algorithm>
+#include <charconv>
 #include <limits>
-#include <map>
 
 #include "base/text.h"
 
@@ -11,29 +11,16 @@ namespace {
 bool volume_number(std::string_view section, int32_t *id)
 {
     constexpr std::string_view kPrefix = "VOL_";
-    long long number = 0;
-    if (!section.starts_with(kPrefix) || !text_to_number(section.substr(kPrefix.size()), &number) || number < 0 ||
-        number > std::numeric_limits<int32_t>::max() || section != std::string(kPrefix) + std::to_string(number))
+    if (!section.starts_with(kPrefix))
         return false;
-    *id = static_cast<int32_t>(number);
-    return true;
+    const auto [end, error] = std::from_chars(section.data() + kPrefix.size(), section.data() + section.size(), *id);
+    return error == std::errc() && *id >= 0 && section == std::string(kPrefix) + std::to_string(*id);
 }
 
 int64_t bytes_of(uint64_t blocks, uint64_t block_size)
 {
-    uint64_t bytes = 0;
-    constexpr auto kMost = static_cast<uint64_t>(std::numeric_limits<int64_t>::max());
-    if (__builtin_mul_overflow(blocks, block_size, &bytes))
-        bytes = kMost;
-    return static_cast<int64_t>(std::min(bytes, kMost));
-}
-
-std::string_view next_field(std::string_view *line)
-{
-    const size_t end = line->find(' ');
-    const std::string_view field = line->substr(0, end);
-    line->remove_prefix(end == std::string_view::npos ? line->size() : end + 1);
-    return field;
+    int64_t bytes = 0;
+    return __builtin_mul_overflow(blocks, block_size, &bytes) ? std::numeric_limits<int64_t>::max() : bytes;
 }
 
 /* The kernel writes blanks, tabs, line feeds and backslashes as "\ooo". */
@@ -55,14 +42,14 @@ std::string unescaped(std::string_view text)
 
 } // namespace
 
-std::vector<TVolume> volumes_of(const TIni &ini)
+std::map<int32_t, TVolume> volumes_of(const TIni &ini)
 {
-    std::map<int32_t, TVolume> found;
+    std::map<int32_t, TVolume> volumes;
     for (const TIniEntry &entry : ini.entries) {
         int32_t id = 0;
         if (!volume_number(entry.section, &id))
             continue;
-        TVolume &volume = found[id];
+        TVolume &volume = volumes[id];
         volume.id = id;
         if (entry.key == "volName") {
             volume.name = entry.value;
@@ -72,11 +59,7 @@ std::vector<TVolume> volumes_of(const TIni &ini)
                 volume.mount_point.pop_back();
         }
     }
-    std::vector<TVolume> volumes;
-    for (const auto &[id, volume] : found) {
-        if (volume.mount_point.starts_with('/'))
-            volumes.push_back(volume);
-    }
+    std::erase_if(volumes, [](const auto &one) { return !one.second.mount_point.starts_with('/'); });
     return volumes;
 }
 
@@ -98,20 +81,18 @@ bool mount_find(std::string_view mountinfo, std::string_view mount_point, TMount
 {
     bool found = false;
     while (!mountinfo.empty()) {
-        const size_t end = mountinfo.find('\n');
-        std::string_view line = mountinfo.substr(0, end);
-        mountinfo.remove_prefix(end == std::string_view::npos ? mountinfo.size() : end + 1);
-        (void)next_field(&line); // mount id
-        (void)next_field(&line); // parent id
-        const std::string_view device = next_field(&line);
-        (void)next_field(&line); // root within the file system
-        if (unescaped(next_field(&line)) != mount_point || device.empty())
+        std::string_view line = text_next_line(&mountinfo, std::string_view::npos);
+        (void)text_next_word(&line); // mount id
+        (void)text_next_word(&line); // parent id
+        const std::string_view device = text_next_word(&line);
+        (void)text_next_word(&line); // root within the file system
+        if (unescaped(text_next_word(&line)) != mount_point || device.empty())
             continue;
         /* Mount options and a variable number of tags end with a single "-". */
-        while (!line.empty() && next_field(&line) != "-") {
+        while (!line.empty() && text_next_word(&line) != "-") {
         }
-        const std::string_view kind = next_field(&line);
-        *out = {std::string(device), std::string(kind), unescaped(next_field(&line))};
+        const std::string_view kind = text_next_word(&line);
+        *out = {std::string(device), std::string(kind), unescaped(text_next_word(&line))};
         found = true;
     }
     return found;

@@ -1,9 +1,9 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <string_view>
 #include <sys/statvfs.h>
-#include <vector>
 
 #include "platform/pal.h"
 #include "platform/stock/config/ini_file.h"
@@ -15,8 +15,8 @@ struct TVolume {
     std::string mount_point; // absolute, without "/" at its end
 };
 
-/* The volumes of that file: sections with a mount point, sorted by number. */
-std::vector<TVolume> volumes_of(const TIni &ini);
+/* The volumes of that file by their ids: sections with a mount point. */
+std::map<int32_t, TVolume> volumes_of(const TIni &ini);
 
 /* Space of a volume from the figures of its file system. Free is what root can still use, as for the recorder; it
  * includes the space reserved for root. */
