@@ -6,7 +6,6 @@
 #include <string>
 
 #include "common/local_time.h"
-#include "health/smart_settings.h"
 #include "platform/pal.h"
 
 /* Health of the disks, each on its own and as one overall state. */
@@ -22,6 +21,15 @@ struct TSmartDisk {
     int32_t number = 0;           // as the platform counts disks
     char label[256] = {};         // without double quotes
     char name[128] = {};
+};
+
+/* When disk events are due and when a disk counts as old: section "hdd_health" of
+ * the recorder's configuration. */
+struct TSmartSettings {
+    int threshold_hours = 20000; // more power-on hours give a warning
+    std::string sch_type = "daily";
+    int sch_weekday = 0; // 0 Sunday
+    int sch_hour = 0;    // 0 to 23, local time
 };
 
 constexpr int kNoDay = 35; // no day of a month

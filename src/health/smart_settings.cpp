@@ -59,18 +59,20 @@ int smart_threshold(int configured)
     return hours != 0 ? hours : configured;
 }
 
-bool get_hdd_health_setting(TSmartSettings *settings)
+bool get_hdd_health_setting(TSmartState *state)
 {
+    TSmartSettings &settings = state->settings;
     std::string threshold;
     int err_no = 0;
     if (__nvrcfg_get_key_value(kSection, "power_on_hour_threshold", threshold, &err_no) == 0) {
-        settings->threshold_hours = smart_threshold(text_to_int(threshold.c_str()));
-        if (!read_schedule(settings))
+        settings.threshold_hours = smart_threshold(text_to_int(threshold.c_str()));
+        if (!read_schedule(&settings))
             return false;
     } else if (err_no != NVRCFG_ERR_ABSENT) {
         return false;
     }
     log_File_Debug(kLogSmart, "get_hdd_health_setting() : hour threshold=%d, type=%s, week day=%d, hour=%d",
-                   settings->threshold_hours, settings->sch_type.c_str(), settings->sch_weekday, settings->sch_hour);
+                   settings.threshold_hours, settings.sch_type.c_str(), settings.sch_weekday, settings.sch_hour);
+    state->last_day = kNoDay;
     return true;
 }

@@ -9,6 +9,7 @@
 #include "common/event_log.h"
 #include "common/query.h"
 #include "common/watcher.h"
+#include "health/smart_settings.h"
 #include "platform/host_path.h"
 #include "platform/time_stamp.h"
 
@@ -59,7 +60,7 @@ void smart_monitor_main(TWorker *self)
     std::string marker;
     self->run_once([&] { marker = host_path("/var/.hdd_health_config_change"); });
     self->run_passes([&] {
-        if (load_due && !smart_load_settings(&g_state)) {
+        if (load_due && !get_hdd_health_setting(&g_state)) {
             self->wait_s(1);
             return;
         }
@@ -74,14 +75,6 @@ TWatcher g_watcher({"SMART-worker", "smart_monitor_main", smart_monitor_main},
                    {kLogCamConn, kSmartSource, "smart_thread_start", 489});
 
 } // namespace
-
-bool smart_load_settings(TSmartState *state)
-{
-    if (!get_hdd_health_setting(&state->settings))
-        return false;
-    state->last_day = kNoDay;
-    return true;
-}
 
 void smart_send_disk_status(const TSmartState &state)
 {

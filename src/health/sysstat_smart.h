@@ -16,9 +16,6 @@ int sysstat_smart_proc(const char *method, json_object **out);
 
 /* --- The parts of the thread's loop, for tests ----------------------------- */
 
-/* Reads the settings; a success allows events once more on the same day. */
-bool smart_load_settings(TSmartState *state);
-
 /* One event for each disk in state warning or error. */
 void smart_send_disk_status(const TSmartState &state);
 

@@ -41,9 +41,9 @@ TEST_F(SmartSettings, AreReadInOrderUntilOneFails)
             else
                 fake::state()->nvr[key] = value;
         }
-        TSmartSettings now;
+        TSmartState now;
         EXPECT_EQ(get_hdd_health_setting(&now), one.result) << one.values[0] << one.log;
-        EXPECT_EQ(now.threshold_hours, one.threshold_hours);
+        EXPECT_EQ(now.settings.threshold_hours, one.threshold_hours);
         log += *one.log != '\0' ? std::string("get_hdd_health_setting() : ") + one.log : "";
     }
     EXPECT_EQ(log_text(kLogSmart), log);

@@ -2,6 +2,7 @@
 
 #include "common/debug_log.h"
 #include "fake_platform/fake_platform.h"
+#include "health/smart_settings.h"
 #include "platform/time_stamp.h"
 
 namespace {
@@ -65,10 +66,10 @@ TEST_F(Smart, LoadedSettingsAllowTheEventsOnceMoreOnTheSameDay)
         fake::g_wall_ms = kSundayMs;
         m_state.scheduled_hour = true;
     }
-    EXPECT_TRUE(smart_load_settings(&m_state));
+    EXPECT_TRUE(get_hdd_health_setting(&m_state));
     EXPECT_EQ(walk(60'000).size(), 2U);
     fake::state()->nvr_error = 2;
-    EXPECT_FALSE(smart_load_settings(&m_state));
+    EXPECT_FALSE(get_hdd_health_setting(&m_state));
     EXPECT_NE(m_state.last_day, kNoDay);
 }
 

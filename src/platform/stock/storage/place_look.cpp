@@ -27,58 +27,25 @@ struct TLook {
     TPlace place;
 };
 
-/* The unfinished looks, by their places. */
-class TLooks {
-public:
-    int join(const std::string &path, uint64_t limit_ms, std::function<void(TPlace *)> work, TPlace *out)
-    {
-        TCallWait wait;
-        TLock lock(m_lock);
-        std::shared_ptr<TLook> look = m_running[path];
-        if (look == nullptr) {
-            look = std::make_shared<TLook>();
-            look->deadline_ms = current_time_stamp_mono_r() + limit_ms;
-            const int error = thread_start_detached(
-                "PLACE-look", [this, path, look, work = std::move(work)] { run(path, work, look.get()); });
-            if (error != 0) {
-                m_running.erase(path);
-                return -error;
-            }
-            m_running[path] = look;
-        }
-        while (!look->is_done) {
-            if (platform_interrupted())
-                return -EINTR;
-            const uint64_t now_ms = current_time_stamp_mono_r();
-            if (now_ms >= look->deadline_ms)
-                return -ETIMEDOUT;
-            lock.unlock();
-            wait.wait({}, look->deadline_ms - now_ms);
-            lock.lock();
-        }
-        *out = look->place;
-        return 0;
-    }
+/* The unfinished looks, by their places; kept to the end, as abandoned threads may end at any time. */
+TMutex g_lock;
+auto &g_running GUARDED_BY(g_lock) = *new std::map<std::string, std::shared_ptr<TLook>>;
 
-private:
-    void run(const std::string &path, const std::function<void(TPlace *)> &work, TLook *look)
-    {
-        TPlace place;
-        try {
-            work(&place);
-        } catch (const std::exception &) {
-            place.error = ENOMEM;
-        }
-        const TLock guard(m_lock);
-        look->place = place;
-        look->is_done = true;
-        m_running.erase(path);
-        call_waits_wake();
+/* The body of a look's thread. */
+void run(const std::string &path, const std::function<void(TPlace *)> &work, TLook *look)
+{
+    TPlace place;
+    try {
+        work(&place);
+    } catch (const std::exception &) {
+        place.error = ENOMEM;
     }
-
-    TMutex m_lock;
-    std::map<std::string, std::shared_ptr<TLook>> m_running GUARDED_BY(m_lock);
-};
+    const TLock guard(g_lock);
+    look->place = place;
+    look->is_done = true;
+    g_running.erase(path);
+    call_waits_wake();
+}
 
 void look_at(const std::string &path, TPlace *out)
 {
@@ -97,8 +64,32 @@ int place_look(const std::string &path, TPlace *out)
         path, kLimitMs, [full = host_path(path)](TPlace *place) { look_at(full, place); }, out);
 }
 
-int place_look_by(const std::string &path, uint64_t limit_ms, std::function<void(TPlace *)> look, TPlace *out)
+int place_look_by(const std::string &path, uint64_t limit_ms, std::function<void(TPlace *)> work, TPlace *out)
 {
-    static auto &looks = *new TLooks; // abandoned threads may end at any time
-    return looks.join(path, limit_ms, std::move(look), out);
+    TCallWait wait;
+    TLock lock(g_lock);
+    std::shared_ptr<TLook> look = g_running[path];
+    if (look == nullptr) {
+        look = std::make_shared<TLook>();
+        look->deadline_ms = current_time_stamp_mono_r() + limit_ms;
+        const int error =
+            thread_start_detached("PLACE-look", [path, look, work = std::move(work)] { run(path, work, look.get()); });
+        if (error != 0) {
+            g_running.erase(path);
+            return -error;
+        }
+        g_running[path] = look;
+    }
+    while (!look->is_done) {
+        if (platform_interrupted())
+            return -EINTR;
+        const uint64_t now_ms = current_time_stamp_mono_r();
+        if (now_ms >= look->deadline_ms)
+            return -ETIMEDOUT;
+        lock.unlock();
+        wait.wait({}, look->deadline_ms - now_ms);
+        lock.lock();
+    }
+    *out = look->place;
+    return 0;
 }

@@ -23,4 +23,4 @@ struct TPlace {
 int place_look(const std::string &path, TPlace *out);
 
 /* The same with another function and another limit; `path` only identifies the place. */
-int place_look_by(const std::string &path, uint64_t limit_ms, std::function<void(TPlace *)> look, TPlace *out);
+int place_look_by(const std::string &path, uint64_t limit_ms, std::function<void(TPlace *)> work, TPlace *out);
