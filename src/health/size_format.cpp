@@ -1,5 +1,6 @@
 #include "health/size_format.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 
@@ -36,18 +37,13 @@ TScaled scale(uint64_t amount, size_t most_divisions)
     return result;
 }
 
-uint64_t amount_of(uint64_t count, uint64_t unit)
-{
-    return count * (unit != 0 ? unit : 1);
-}
-
 } // namespace
 
 void format_size_human(char *out, size_t size, uint64_t count, uint64_t unit, uint64_t divisor)
 {
     if (count == 0)
         return;
-    const uint64_t bytes = amount_of(count, unit);
+    const uint64_t bytes = count * std::max<uint64_t>(unit, 1);
     if (divisor != 0 || bytes < 1024) {
         snprintf(out, size, "%" PRIu64, divisor != 0 ? (bytes + divisor / 2) / divisor : bytes);
         return;
@@ -65,7 +61,7 @@ void format_size_quoted(char *value, size_t value_size, char *unit_text, size_t 
 {
     if (count == 0)
         return;
-    const uint64_t bytes = amount_of(count, unit);
+    const uint64_t bytes = count * std::max<uint64_t>(unit, 1);
     TScaled scaled = {bytes / kMb, 0, 0};
     if (bytes >= kGb)
         scaled = scale(bytes / kMb, 2);

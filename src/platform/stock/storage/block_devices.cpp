@@ -4,6 +4,8 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
+#include <optional>
 #include <set>
 #include <utility>
 
@@ -111,56 +113,9 @@ std::string sas_port(std::string_view place)
     return {};
 }
 
-/* None of this sends a command to the disk: the kernel read it all when the disk was attached. */
-std::string identity_of(const std::string &folder)
-{
-    for (const char *attribute : {"/wwid", "/device/wwid", "/device/serial", "/device/cid", "/device/vpd_pg80"}) {
-        if (std::string text = sysfs_text(folder + attribute); !text.empty())
-            return text;
-    }
-    return {};
-}
-
-/* False when the disk does not exist. */
-bool read_device(const std::string &name, TBlockDevice *out)
-{
-    const std::string folder = "/sys/block/" + name;
-    const std::string device = folder + "/device";
-    const std::string place = place_of(folder);
-    std::string device_place = place_of(device);
-    if (device_place.empty() || !block_is_disk(name, place) || sysfs_text(folder + "/removable") == "1" ||
-        sysfs_text(folder + "/hidden") == "1")
-        return false;
-    TBlockDevice found;
-    found.name = name;
-    found.state = sysfs_text(device + "/state");
-    if (place.starts_with(kSubsystems))
-        device_place = controller_of(device, &found.state);
-    long long sectors = 0;
-    const bool empty = !text_to_number(sysfs_text(folder + "/size"), &sectors) || sectors <= 0;
-    if (empty && !block_is_given_up(found.state))
-        return false;
-    found.model = sysfs_text(device + "/model");
-    if (found.model.empty())
-        found.model = sysfs_text(device + "/name"); // memory cards
-    found.port = sas_port(device_place);
-    if (found.port.empty())
-        found.port = block_port(device_place);
-    if (name.starts_with("nvme")) // one controller may have several disks
-        found.port.append("/").append(name, name.rfind('n'));
-    found.identity = identity_of(folder);
-    if (found.identity.empty())
-        found.identity = found.port + '\n' + sysfs_text(folder + "/diskseq") + '\n' + found.model;
-    if (found.model.empty())
-        found.model = "Disk";
-    found.suspended = sysfs_text(device + "/power/runtime_status") == "suspended";
-    *out = std::move(found);
-    return true;
-}
-
-} // namespace
-
-bool block_is_disk(std::string_view name, std::string_view place)
+/* Whether a device with that name, at that place below "/sys", can be a disk: not a virtual device (except NVMe with
+ * several paths), a flash translation layer, a network image, or the boot or rpmb part of a memory card. */
+bool is_disk(std::string_view name, std::string_view place)
 {
     if (place.starts_with("/devices/virtual/") && !place.starts_with(kSubsystems))
         return false;
@@ -169,6 +124,53 @@ bool block_is_disk(std::string_view name, std::string_view place)
     return !name.starts_with("mmcblk") ||
            (name.find("boot") == std::string_view::npos && name.find("rpmb") == std::string_view::npos);
 }
+
+/* The first of the attributes that has a text. None of them sends a command to the disk: the kernel read it all when
+ * the disk was attached. */
+std::string first_text(const std::string &folder, std::initializer_list<const char *> attributes)
+{
+    for (const char *attribute : attributes) {
+        if (std::string text = sysfs_text(folder + attribute); !text.empty())
+            return text;
+    }
+    return {};
+}
+
+/* Nothing when the disk does not exist. */
+std::optional<TBlockDevice> read_device(const std::string &name)
+{
+    const std::string folder = "/sys/block/" + name;
+    const std::string device = folder + "/device";
+    const std::string place = place_of(folder);
+    std::string device_place = place_of(device);
+    if (device_place.empty() || !is_disk(name, place) || sysfs_text(folder + "/removable") == "1" ||
+        sysfs_text(folder + "/hidden") == "1")
+        return std::nullopt;
+    TBlockDevice found;
+    found.name = name;
+    found.state = sysfs_text(device + "/state");
+    if (place.starts_with(kSubsystems))
+        device_place = controller_of(device, &found.state);
+    long long sectors = 0;
+    const bool empty = !text_to_number(sysfs_text(folder + "/size"), &sectors) || sectors <= 0;
+    if (empty && !block_is_given_up(found.state))
+        return std::nullopt;
+    found.model = first_text(device, {"/model", "/name"}); // memory cards have a name
+    found.port = sas_port(device_place);
+    if (found.port.empty())
+        found.port = block_port(device_place);
+    if (name.starts_with("nvme")) // one controller may have several disks
+        found.port.append("/").append(name, name.rfind('n'));
+    found.identity = first_text(folder, {"/wwid", "/device/wwid", "/device/serial", "/device/cid", "/device/vpd_pg80"});
+    if (found.identity.empty())
+        found.identity = found.port + '\n' + sysfs_text(folder + "/diskseq") + '\n' + found.model;
+    if (found.model.empty())
+        found.model = "Disk";
+    found.suspended = sysfs_text(device + "/power/runtime_status") == "suspended";
+    return found;
+}
+
+} // namespace
 
 std::string block_port(std::string_view device_path)
 {
@@ -203,14 +205,14 @@ int block_devices(std::vector<TBlockDevice> *out)
     std::vector<TBlockDevice> devices;
     std::set<std::string> ports, identities;
     for (const std::string &name : names) {
-        TBlockDevice device;
-        if (!read_device(name, &device))
+        std::optional<TBlockDevice> device = read_device(name);
+        if (!device)
             continue;
-        if (!ports.insert(device.port).second)
-            device.port.append("/").append(name);
-        if (!identities.insert(device.identity).second) // cheap bridges share a serial number
-            device.identity.append("\n").append(device.port);
-        devices.push_back(std::move(device));
+        if (!ports.insert(device->port).second)
+            device->port.append("/").append(name);
+        if (!identities.insert(device->identity).second) // cheap bridges share a serial number
+            device->identity.append("\n").append(device->port);
+        devices.push_back(std::move(*device));
     }
     std::sort(devices.begin(), devices.end(),
               [](const TBlockDevice &a, const TBlockDevice &b) { return port_before(a.port, b.port); });

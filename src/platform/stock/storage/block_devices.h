@@ -16,17 +16,14 @@ struct TBlockDevice {
     bool suspended = false; // put to sleep by the kernel: opening it would wake it
 };
 
-/* Whether a device with that name, at that place below "/sys", can be a disk: not a virtual device (except NVMe with
- * several paths), a flash translation layer, a network image, or the boot or rpmb part of a memory card. */
-bool block_is_disk(std::string_view name, std::string_view place);
-
 /* Derives the physical place from a device's path below "/sys": omits the numbers that the kernel counts up at each
  * plug (SCSI hosts of SATA ports, USB and virtual machines, NVMe and virtio instances, addresses of memory cards). */
 std::string block_port(std::string_view device_path);
 
-/* Lists the disks: devices accepted by block_is_disk() that have a `device` link, are not removable, not hidden (the
- * single paths of a disk that is listed as well), and have a size, unless their transport has given them up. Sorted by
- * port, with numbers in it by value ("ata2" before "ata10"). Returns 0 or -errno. */
+/* Lists the disks: devices that have a `device` link, are not virtual (except NVMe with several paths), not part of a
+ * memory card, not removable, not hidden (the single paths of a disk that is listed as well), and have a size, unless
+ * their transport has given them up. Sorted by port, with numbers in it by value ("ata2" before "ata10"). Returns 0 or
+ * -errno. */
 int block_devices(std::vector<TBlockDevice> *out);
 
 /* Whether a transport's state means that it has given up the disk. */

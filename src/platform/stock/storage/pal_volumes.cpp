@@ -86,26 +86,23 @@ int32_t array_status(const TMount &mount)
     return folder.empty() ? kVolumeReady : md_status_below(folder);
 }
 
-/* Determines status and space. Returns 0; -ENODEV when nothing is mounted there; another -errno when a mounted volume
- * cannot be measured. */
-int measure(const TVolume &volume, int32_t *status, t_volume_usage *usage)
+/* Finds a volume's mount and its space. Returns 0; -ENODEV when nothing is mounted there; another -errno when a mounted
+ * volume cannot be measured. */
+int measure(const TVolume &volume, TMount *mount, t_volume_usage *usage)
 {
     TPlace place;
     int result = place_look(volume.mount_point, &place);
-    TMount mount;
     if (result == 0)
-        result = find_mount(volume, place, &mount);
+        result = find_mount(volume, place, mount);
     if (result == 0)
         result = -place.error;
     const std::string about = std::to_string(volume.id);
     if (is_news(about, result) && result != -EINTR)
         log_Debug(result == -ENODEV ? "volume %d at %s is not mounted" : "volume %d at %s cannot be measured: %s",
                   volume.id, volume.mount_point.c_str(), error_text(-result).c_str());
-    if (result != 0)
-        return result;
-    *status = array_status(mount);
-    *usage = volume_usage(volume, place.space);
-    return 0;
+    if (result == 0)
+        *usage = volume_usage(volume, place.space);
+    return result;
 }
 
 } // namespace
@@ -118,9 +115,9 @@ uint32_t PAL_resmon_get_disk_usage(const t_auth & /*auth*/, const t_volume_info 
         return static_cast<uint32_t>(-result);
     t_volume_info info;
     for (const auto &[id, volume] : volumes) {
-        int32_t status = 0;
+        TMount mount;
         t_volume_usage usage;
-        if (measure(volume, &status, &usage) == 0)
+        if (measure(volume, &mount, &usage) == 0)
             info.usage.push_back(std::move(usage));
     }
     out = std::move(info);
@@ -142,14 +139,14 @@ uint32_t PAL_storage_get_volume_info(const t_auth & /*auth*/, const t_storage_di
         return ENODEV;
     t_storage_disk_vol_info info;
     info.target_vol_id = in.target_vol_id;
+    TMount mount;
     t_volume_usage usage;
-    const int result = measure(volume->second, &info.status, &usage);
+    const int result = measure(volume->second, &mount, &usage);
+    if (result != 0 && result != -ENODEV)
+        return static_cast<uint32_t>(-result);
+    info.status = result == 0 ? array_status(mount) : kVolumeNotMounted;
     if (result == 0)
         info.free_bytes = std::to_string(usage.free_bytes);
-    else if (result == -ENODEV)
-        info.status = kVolumeNotMounted;
-    else
-        return static_cast<uint32_t>(-result);
     out = std::move(info);
     return 0;
 }
