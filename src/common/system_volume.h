@@ -3,14 +3,21 @@
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
+#include <optional>
 #include <string>
+
+#include "platform/config_readers.h"
 
 /* The product key that names the surveillance service's system volume. */
 inline constexpr const char *kSystemVolumeKey = "OSTRAPRO_SYS_VOL";
 
-/* The id that the text of such a key holds: a decimal number, cut to 32 bits. */
-inline int32_t volume_id_of(const std::string &text)
+/* The volume id that a product key holds: a decimal number, cut to 32 bits. Nothing when
+ * the key is not set. */
+inline std::optional<int32_t> volume_id_read(const char *key)
 {
+    std::string text;
+    if (getSelfConf(key, "0", text, 0) != 0)
+        return std::nullopt;
     return static_cast<int32_t>(strtol(text.c_str(), nullptr, 10));
 }
 

@@ -156,7 +156,7 @@ void do_disk_list_check(TSmartState *state, const t_auth &auth, bool full)
                 return;
         }
         if (state->overall.exchange(highest) != highest)
-            state->changed = true;
+            state->report_due = true;
     }
 }
 
@@ -166,5 +166,5 @@ bool do_update_check(TSmartState *state)
 {
     const bool full = is_full_check(state, local_time_of(wall_clock_s()));
     do_disk_list_check(state, platform_auth(kLogSmart, "do_update_check", 296), full);
-    return state->changed;
+    return state->report_due;
 }

@@ -39,8 +39,7 @@ constexpr int kNoDay = 35; // no day of a month
 struct TSmartState {
     std::atomic<int32_t> overall{kSmartNormal};                               // TSmartLevel
     std::atomic<uint32_t> report_time{static_cast<uint32_t>(wall_clock_s())}; // s, of the last report
-    bool changed = false;                    // the overall state has, since the last report
-    bool report_pending = true;              // report once, whatever the state
+    bool report_due = true;                  // the overall state has changed since the last report, or there was none
     std::map<std::string, TSmartDisk> disks; // every disk ever seen, by name
     std::string recording_disks;             // what the recorder says of its disks, at most 1024 bytes
     TSmartSettings settings;
@@ -54,5 +53,5 @@ struct TSmartState {
 
 /* Checks the disks once: with SMART of all of them at the first check in minute 0 of an
  * hour and at the first of all, else only those in state hour_warning. Returns
- * state->changed. */
+ * state->report_due. */
 bool do_update_check(TSmartState *state);

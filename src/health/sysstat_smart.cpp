@@ -105,10 +105,9 @@ void smart_tick(TSmartState *state)
     const struct tm local = state->local.at(wall_clock_s());
     const uint64_t now_ms = current_time_stamp_mono_r();
     if (state->last_check_ms == 0 || now_ms - state->last_check_ms >= kCheckPeriodMs) {
-        if (do_update_check(state) || state->report_pending) {
+        if (do_update_check(state)) {
             do_update(state);
-            state->changed = false;
-            state->report_pending = false;
+            state->report_due = false;
         }
         state->last_check_ms = now_ms;
     }

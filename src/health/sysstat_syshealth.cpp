@@ -16,13 +16,9 @@ namespace {
 constexpr const char *kSource = "sysstat_syshealth.cpp";
 constexpr uint64_t kCheckPeriodMs = 60000;
 constexpr int kFanFailed = 9;
+constexpr const char *kFanTexts[] = {"normal", "error"}; // by fan_error
 
 TSyshealthState g_state; // lives as long as the process: a restart of the monitors keeps it
-
-const char *fan_text(bool fan_error)
-{
-    return fan_error ? "error" : "normal";
-}
 
 /* A failed query counts as normal: an error is cleared silently, and reported again by
  * the next query that finds it. */
@@ -50,32 +46,25 @@ void do_update(TSyshealthState *state)
     if (state->query_failed)
         return;
     const long long result = dashboard_post(
-        "127.0.0.1", "fan", dashboard_status(state->last_utc_time, "fan_update", fan_text(state->fan_error)));
+        "127.0.0.1", "fan", dashboard_status(state->last_utc_time, "fan_update", kFanTexts[state->fan_error]));
     if (result != 0)
         log_File_Debug(kLogSysHealth, "%s:%s (%d) ssci_POST_request failed (%lld)\n", kSource, "do_update", 114,
                        result);
 }
 
-/* At most one check a minute. */
-bool is_check_due(uint64_t last_check_ms, uint64_t now_ms)
+/* The time until the next check is due: at most one a minute. 0 is now. */
+uint64_t due_in_ms(uint64_t last_check_ms, uint64_t now_ms)
 {
-    return last_check_ms == 0 || now_ms - last_check_ms >= kCheckPeriodMs;
-}
-
-/* For how many seconds there is nothing to do: until the next check is due, one at
- * least. */
-int wait_until_due_s(uint64_t last_check_ms, uint64_t now_ms)
-{
-    if (is_check_due(last_check_ms, now_ms))
-        return 1;
-    return static_cast<int>((kCheckPeriodMs - (now_ms - last_check_ms) + 999) / 1000);
+    const bool is_due = last_check_ms == 0 || now_ms - last_check_ms >= kCheckPeriodMs;
+    return is_due ? 0 : kCheckPeriodMs - (now_ms - last_check_ms);
 }
 
 void syshealth_monitor_main(TWorker *self)
 {
     self->run_passes([self] {
         syshealth_check(&g_state, current_time_stamp_mono_r());
-        self->wait_s(wait_until_due_s(g_state.last_check_ms, current_time_stamp_mono_r()));
+        const uint64_t wait_ms = due_in_ms(g_state.last_check_ms, current_time_stamp_mono_r());
+        self->wait_s(std::max(static_cast<int>((wait_ms + 999) / 1000), 1));
     });
 }
 
@@ -92,7 +81,7 @@ bool syshealth_fan_failed(const std::vector<std::pair<std::string, std::string>>
 
 void syshealth_check(TSyshealthState *state, uint64_t now_ms)
 {
-    if (!is_check_due(state->last_check_ms, now_ms))
+    if (due_in_ms(state->last_check_ms, now_ms) != 0)
         return;
     const bool fan_error = do_get_fan_state(state);
     if (state->fan_error.exchange(fan_error) != fan_error || state->force_update || state->query_failed) {
@@ -123,7 +112,7 @@ int sysstat_syshealth_proc(const char *method, json_object **out)
     TJson object(json_object_new_object());
     if (query_is(method, "fan_update")) {
         json_give_text(object.get(), "utc_time", text_format("%u", g_state.last_utc_time.load()));
-        json_give_text(object.get(), "fan_update", fan_text(g_state.fan_error));
+        json_give_text(object.get(), "fan_update", kFanTexts[g_state.fan_error]);
     } else if (query_is(method, "sys_health")) {
         const TLock guard(g_state.text_lock);
         json_give_text(object.get(), "sys_health", g_state.sys_health_text);

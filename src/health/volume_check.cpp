@@ -33,7 +33,7 @@ void read_volume_ids(TVolumeWatch *watch)
     if (std::find(ids.begin(), ids.end(), -1) == ids.end())
         return;
     std::transform(kVolumeRoleTable.begin(), kVolumeRoleTable.end(), ids.begin(),
-                   [](const TVolumeRole &role) { return volume_id_read(role.key); });
+                   [](const TVolumeRole &role) { return volume_id_read(role.key).value_or(0); });
     g_system_volume_id = ids[0];
 }
 
@@ -133,7 +133,7 @@ void do_raid_check()
     constexpr const char *kFunction = "do_raid_check";
     /* Not the id that the volume checks keep for the life of the process: this check
      * follows the configuration. */
-    const int32_t volume_id = volume_id_read(kSystemVolumeKey);
+    const int32_t volume_id = volume_id_read(kSystemVolumeKey).value_or(0);
     const int32_t device_id = volume_on_zfs() ? do_get_vpkg_system_zfs_devid(volume_id) : volume_id;
 
     const t_auth auth = platform_auth(kLogVolume, kFunction, 768);

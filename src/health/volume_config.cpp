@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include "base/text.h"
-#include "common/system_volume.h"
 #include "platform/config_readers.h"
 #include "platform/host_path.h"
 
@@ -23,12 +22,6 @@ bool read_ini_value(const char *file, const char *section, const char *key, std:
         return false;
     *out = value.substr(0, value.rfind('\n'));
     return true;
-}
-
-int32_t volume_id_read(const char *key)
-{
-    std::string value;
-    return getSelfConf(key, "0", value, 0) == 0 ? volume_id_of(value) : 0;
 }
 
 bool volume_on_zfs()

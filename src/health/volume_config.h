@@ -13,9 +13,6 @@ inline constexpr size_t kVolumeNameSize = 128;
  * when the file cannot be read or the key is missing or empty. */
 bool read_ini_value(const char *file, const char *section, const char *key, std::string *out);
 
-/* The volume id that a product key holds; 0 when it is not set. */
-int32_t volume_id_read(const char *key);
-
 /* Whether the storage of this host is ZFS. */
 bool volume_on_zfs();
 

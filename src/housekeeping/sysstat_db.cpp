@@ -8,7 +8,6 @@
 #include "common/event_log.h"
 #include "common/system_volume.h"
 #include "common/watcher.h"
-#include "platform/config_readers.h"
 #include "platform/ostra.h"
 #include "platform/pal.h"
 #include "platform/time_stamp.h"
@@ -31,9 +30,8 @@ int hour_of_now(int fallback)
 /* The usage of the system volume; its size is 0 if it is unknown. */
 t_volume_usage system_volume_usage()
 {
-    std::string id_text;
-    if (getSelfConf(kSystemVolumeKey, "0", id_text, 0) == 0)
-        g_system_volume_id = volume_id_of(id_text);
+    if (const auto id = volume_id_read(kSystemVolumeKey))
+        g_system_volume_id = *id;
     t_auth auth;
     t_volume_info info;
     if (PAL_auth_get_auth(auth) == 0)

@@ -83,7 +83,8 @@ std::string controller_of(const std::string &device, std::string *state)
     std::erase_if(names, [](const std::string &name) { return !is_counted(name, "nvme"); });
     std::string place;
     for (const std::string &name : names) {
-        const std::string folder = device + '/' + name;
+        std::string folder = device;
+        folder.append("/").append(name);
         if (place.empty())
             place = place_of(folder);
         if (state->empty() || block_is_given_up(*state))
@@ -102,7 +103,8 @@ std::string sas_port(std::string_view place)
     while (!rest.empty()) {
         const std::string part(next_part(&rest));
         folder.append("/").append(part);
-        const std::string attributes = folder + "/sas_device/" + part;
+        std::string attributes = folder;
+        attributes.append("/sas_device/").append(part);
         if (part.starts_with("expander-"))
             port.append("/").append(sysfs_text(attributes + "/sas_address"));
         if (!part.starts_with("end_device-"))

@@ -38,8 +38,11 @@ int md_status_below(const std::string &device_folder, int level)
     int status = texts.array_state.empty() ? kVolumeReady : md_status(texts);
     std::vector<std::string> members;
     if (level < kMaxLevels && host_folder_names(disk + "/slaves", &members) == 0) {
-        for (const std::string &member : members)
-            status = volume_worse(status, md_status_below(disk + "/slaves/" + member, level + 1));
+        for (const std::string &member : members) {
+            std::string below = disk;
+            below.append("/slaves/").append(member);
+            status = volume_worse(status, md_status_below(below, level + 1));
+        }
     }
     return status;
 }

@@ -27,15 +27,13 @@ int64_t bytes_of(uint64_t blocks, uint64_t block_size)
 std::string unescaped(std::string_view text)
 {
     std::string result;
-    const auto octal = [](char one) { return one >= '0' && one <= '7'; };
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '\\' && i + 3 < text.size() && octal(text[i + 1]) && octal(text[i + 2]) && octal(text[i + 3])) {
-            result.push_back(
-                static_cast<char>((text[i + 1] - '0') * 64 + (text[i + 2] - '0') * 8 + (text[i + 3] - '0')));
-            i += 3;
-        } else {
-            result.push_back(text[i]);
-        }
+    while (!text.empty()) {
+        unsigned code = 0;
+        const char *digits = text.data() + 1;
+        const bool is_escape =
+            text[0] == '\\' && text.size() > 3 && std::from_chars(digits, digits + 3, code, 8).ptr == digits + 3;
+        result.push_back(is_escape ? static_cast<char>(code) : text[0]);
+        text.remove_prefix(is_escape ? 4 : 1);
     }
     return result;
 }
