@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/host_path.h"
-#include "platform/stock/storage/smartctl_command.h"
+#include "platform/stock/storage/smartctl.h"
 
 namespace {
 

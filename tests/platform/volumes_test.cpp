@@ -64,14 +64,15 @@ TEST(Volumes, AMountIsFoundByItsExactPlace)
 TEST(MdStatus, IsReadyFailedOrRebuilding)
 {
     const struct {
-        TMdTexts texts;
+        const char *array_state, *sync_action, *degraded;
         int status;
-    } cases[] = {{{"clean", "", ""}, 0},         {{"active", "check", "0"}, 0},  {{"active", "check", "1"}, -2},
-                 {{"active", "repair", "0"}, 0}, {{"broken", "", ""}, -2},       {{"inactive", "", ""}, -2},
-                 {{"clean", "recover", "1"}, 1}, {{"active", "resync", "0"}, 1}, {{"clean", "reshape", "0"}, 1},
-                 {{"clean", "idle", "1"}, -2}};
+    } cases[] = {{"clean", "", "", 0},         {"active", "check", "0", 0},  {"active", "check", "1", -2},
+                 {"active", "repair", "0", 0}, {"broken", "", "", -2},       {"inactive", "", "", -2},
+                 {"clean", "recover", "1", 1}, {"active", "resync", "0", 1}, {"clean", "reshape", "0", 1},
+                 {"clean", "idle", "1", -2}};
     for (const auto &one : cases)
-        EXPECT_EQ(md_status(one.texts), one.status) << one.texts.array_state << one.texts.sync_action;
+        EXPECT_EQ(md_status(one.array_state, one.sync_action, one.degraded), one.status)
+            << one.array_state << one.sync_action;
     for (const auto &[a, b, worse] : {std::array{0, 1, 1}, {1, -2, -2}, {0, -2, -2}, {0, 0, 0}, {-2, -1, -2}}) {
         EXPECT_EQ(volume_worse(a, b), worse);
         EXPECT_EQ(volume_worse(b, a), worse);

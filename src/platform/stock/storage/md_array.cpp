@@ -11,14 +11,14 @@ constexpr int kMaxLevels = 8; // of devices upon devices
 
 } // namespace
 
-int md_status(const TMdTexts &texts)
+int md_status(std::string_view array_state, std::string_view sync_action, std::string_view degraded)
 {
-    if (texts.sync_action == "resync" || texts.sync_action == "recover" || texts.sync_action == "reshape")
+    if (sync_action == "resync" || sync_action == "recover" || sync_action == "reshape")
         return kVolumeRebuilding;
     long long missing = 0;
-    if (text_to_number(texts.degraded, &missing) && missing > 0)
+    if (text_to_number(degraded, &missing) && missing > 0)
         return kVolumeFailed;
-    if (texts.array_state == "broken" || texts.array_state == "inactive" || texts.array_state == "clear")
+    if (array_state == "broken" || array_state == "inactive" || array_state == "clear")
         return kVolumeFailed;
     return kVolumeReady;
 }
@@ -33,9 +33,10 @@ int md_status_below(const std::string &device_folder, int level)
 {
     /* A partition's folder is inside that of its disk. */
     const std::string disk = sysfs_text(device_folder + "/partition").empty() ? device_folder : device_folder + "/..";
-    const TMdTexts texts = {sysfs_text(disk + "/md/array_state"), sysfs_text(disk + "/md/sync_action"),
-                            sysfs_text(disk + "/md/degraded")};
-    int status = texts.array_state.empty() ? kVolumeReady : md_status(texts);
+    const std::string array_state = sysfs_text(disk + "/md/array_state");
+    int status = kVolumeReady;
+    if (!array_state.empty())
+        status = md_status(array_state, sysfs_text(disk + "/md/sync_action"), sysfs_text(disk + "/md/degraded"));
     std::vector<std::string> members;
     if (level < kMaxLevels && host_folder_names(disk + "/slaves", &members) == 0) {
         for (const std::string &member : members) {

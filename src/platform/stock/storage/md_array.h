@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 /* State of a volume as PAL_storage_get_volume_info reports it. Faults are negative; an array that is being rebuilt is
  * positive. */
@@ -9,16 +10,9 @@ constexpr int kVolumeNotMounted = -1;
 constexpr int kVolumeReady = 0;
 constexpr int kVolumeRebuilding = 1; // or being reshaped
 
-/* Attributes of an array's "md" folder, trimmed; empty when missing (striped arrays have neither sync_action nor
- * degraded). */
-struct TMdTexts {
-    std::string array_state;
-    std::string sync_action;
-    std::string degraded;
-};
-
-/* Ready, failed or rebuilding. An array without missing members stays ready during a check or a repair. */
-int md_status(const TMdTexts &texts);
+/* Ready, failed or rebuilding, by the attributes of an array's "md" folder, trimmed; empty when missing (striped arrays
+ * have neither sync_action nor degraded). An array without missing members stays ready during a check or a repair. */
+int md_status(std::string_view array_state, std::string_view sync_action, std::string_view degraded);
 
 /* The worse of two states: failed, then not mounted, rebuilding, ready. */
 int volume_worse(int a, int b);

@@ -11,7 +11,7 @@
 #include "platform/host_path.h"
 #include "platform/interrupt.h"
 #include "platform/stock/process/call_wait.h"
-#include "platform/stock/storage/smartctl_command.h"
+#include "platform/stock/storage/smartctl.h"
 #include "platform/time_stamp.h"
 
 namespace {
