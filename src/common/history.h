@@ -84,6 +84,7 @@ template <typename TRecord> struct StatEntry {
  *     TRecord difference(const TRecord &older) const   the history element of two raw readings
  *     void add(const TRecord &element)           into a running sum
  *     void subtract(const TRecord &element)      out of a running sum
+ * A kind without the last two keeps no running sum, and has a get_total of its own.
  * Counters are unsigned and wrap; one that went backwards is kept as it is, since
  * readers of a history know that.
  *
@@ -193,9 +194,11 @@ protected:
             return -1;
         if (!entry->first) {
             TRecord element = difference(raw, entry->last);
-            entry->total.add(element);
-            if (entry->history.is_full())
-                entry->total.subtract(entry->history.oldest());
+            if constexpr (requires { entry->total.subtract(element); }) {
+                entry->total.add(element);
+                if (entry->history.is_full())
+                    entry->total.subtract(entry->history.oldest());
+            }
             entry->history.push(std::move(element));
         }
         entry->first = false;

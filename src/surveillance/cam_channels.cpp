@@ -3,182 +3,127 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <iterator>
+#include <functional>
 #include <utility>
 
 namespace {
 
-using TMask = std::bitset<kCameraChannels>;
-
-/* The bytes: a mask of the valid channels, one of the changed, how many bytes a
- * count takes, how many counts are larger than that, the counts of the valid
- * channels in order, then channel and whole count of the larger ones.
+/* The bytes: masks of the channels that are not valid, of those that changed, and of
+ * those that are valid and have not failed; how many bytes a count takes; the counts of
+ * the channels that have failed, in order.
  *
- * A mask begins with a byte: how many channels follow that are set; the same and
- * kAllBut, that are not set; or kMaskFollows. */
-constexpr uint8_t kAllBut = 0x40, kMaskFollows = 0x80;
+ * A mask is the number of its channels and each of them; from kMaskBytes on, that number
+ * and a bit per channel. */
+using TMask = std::bitset<kCameraChannels>;
 constexpr size_t kMaskBytes = sizeof(TMask);
-static_assert(kMaskBytes == kCameraChannels / 8 && kMaskBytes < kAllBut && kCameraChannels <= UINT8_MAX);
+static_assert(kMaskBytes == kCameraChannels / 8 && kCameraChannels <= UINT8_MAX);
 
-constexpr size_t kLargeBytes = 1 + sizeof(uint32_t);
-static_assert(std::endian::native == std::endian::little, "the first bytes of a count are its low ones");
-constexpr size_t kWidths[] = {0, 1, 2, sizeof(uint32_t)};
-
-/* Writes behind one another, within a buffer that has room for all of it. */
-class TWriter {
-public:
-    explicit TWriter(uint8_t *begin) : m_begin(begin), m_end(begin) {}
-
-    void put(const void *bytes, size_t count)
-    {
-        memcpy(m_end, bytes, count);
-        m_end += count;
-    }
-    void put(size_t byte) { *m_end++ = static_cast<uint8_t>(byte); }
-    void put_mask(const TMask &mask)
-    {
-        const bool mostly = mask.count() > kCameraChannels / 2;
-        const TMask rare = mostly ? ~mask : mask;
-        if (rare.count() >= kMaskBytes) {
-            put(kMaskFollows);
-            put(&mask, sizeof(mask));
-            return;
-        }
-        put(rare.count() | (mostly ? kAllBut : 0));
-        for (size_t i = 0; i < kCameraChannels; ++i) {
-            if (rare[i])
-                put(i);
-        }
-    }
-    size_t size() const { return static_cast<size_t>(m_end - m_begin); }
-
-private:
-    uint8_t *m_begin, *m_end;
-};
-
-class TReader {
-public:
-    explicit TReader(const uint8_t *bytes) : m_next(bytes) {}
-
-    void take(void *bytes, size_t count)
-    {
-        memcpy(bytes, m_next, count);
-        m_next += count;
-    }
-    size_t take() { return *m_next++; }
-    TMask take_mask()
-    {
-        const size_t code = take();
-        TMask mask;
-        if (code == kMaskFollows) {
-            take(&mask, sizeof(mask));
-            return mask;
-        }
-        for (size_t left = code & ~size_t{kAllBut}; left > 0; --left)
-            mask.set(take());
-        return (code & kAllBut) != 0 ? ~mask : mask;
-    }
-
-private:
-    const uint8_t *m_next;
-};
-
-bool is_large(uint32_t count, size_t width)
+template <typename TValue> void put(std::string *bytes, const TValue &value, size_t width = sizeof(TValue))
 {
-    return width < sizeof(count) && (count >> (8 * width)) != 0;
+    static_assert(std::endian::native == std::endian::little, "the first bytes of a count are its low ones");
+    bytes->append(std::bit_cast<std::array<char, sizeof(TValue)>>(value).data(), width);
 }
 
-/* The width that takes the fewest bytes. */
-size_t width_of(const TCamChannels &channels)
+template <typename TValue> void take(const char **next, TValue *value, size_t width = sizeof(TValue))
 {
-    const size_t valid = channels.valid.count();
-    const auto cost = [&](size_t width) {
-        const auto &counts = channels.conn_failed_count;
-        const auto large =
-            std::count_if(counts.begin(), counts.end(), [width](uint32_t n) { return is_large(n, width); });
-        return width * valid + kLargeBytes * static_cast<size_t>(large);
-    };
-    return *std::min_element(std::begin(kWidths), std::end(kWidths),
-                             [&](size_t a, size_t b) { return cost(a) < cost(b); });
+    memcpy(value, *next, width);
+    *next += width;
 }
 
-size_t pack(const TCamChannels &channels, uint8_t (&bytes)[TCamChannelsPacked::kMostBytes])
+size_t take_byte(const char **next)
 {
-    TWriter out(bytes);
-    out.put_mask(channels.valid);
-    out.put_mask(channels.info_changed);
-    const size_t width = width_of(channels);
-    uint8_t large[kCameraChannels];
-    size_t larges = 0;
-    out.put(width);
+    return static_cast<uint8_t>(*(*next)++);
+}
+
+void put_mask(std::string *bytes, const TMask &mask)
+{
+    const size_t count = std::min(mask.count(), kMaskBytes);
+    bytes->push_back(static_cast<char>(count));
+    if (count == kMaskBytes) {
+        put(bytes, mask);
+        return;
+    }
     for (size_t i = 0; i < kCameraChannels; ++i) {
-        if (channels.valid[i] && is_large(channels.conn_failed_count[i], width))
-            large[larges++] = static_cast<uint8_t>(i);
+        if (mask[i])
+            bytes->push_back(static_cast<char>(i));
     }
-    out.put(larges);
-    for (size_t i = 0; i < kCameraChannels; ++i) {
-        if (channels.valid[i])
-            out.put(&channels.conn_failed_count[i], width);
+}
+
+TMask take_mask(const char **next)
+{
+    TMask mask;
+    const size_t count = take_byte(next);
+    if (count == kMaskBytes) {
+        take(next, &mask);
+        return mask;
     }
-    for (size_t i = 0; i < larges; ++i) {
-        out.put(large[i]);
-        out.put(&channels.conn_failed_count[large[i]], sizeof(uint32_t));
-    }
-    return out.size();
+    for (size_t i = 0; i < count; ++i)
+        mask.set(take_byte(next));
+    return mask;
+}
+
+template <typename TOperation>
+TCamChannels &combine(TCamChannels *channels, const TCamChannels &other, TOperation operation)
+{
+    for (size_t i = 0; i < kCameraChannels; ++i)
+        channels->conn_failed_count[i] = operation(channels->conn_failed_count[i], other.conn_failed_count[i]);
+    channels->valid |= other.valid;
+    channels->info_changed |= other.info_changed;
+    return *channels;
 }
 
 } // namespace
 
 TCamChannels &TCamChannels::operator+=(const TCamChannels &other)
 {
-    for (size_t i = 0; i < kCameraChannels; ++i)
-        conn_failed_count[i] += other.conn_failed_count[i];
-    valid |= other.valid;
-    info_changed |= other.info_changed;
-    return *this;
+    return combine(this, other, std::plus());
 }
 
 TCamChannels &TCamChannels::operator-=(const TCamChannels &other)
 {
+    return combine(this, other, std::minus());
+}
+
+std::string cam_channels_bytes(const TCamChannels &channels)
+{
+    const auto &counts = channels.conn_failed_count;
+    TMask failed;
     for (size_t i = 0; i < kCameraChannels; ++i)
-        conn_failed_count[i] -= other.conn_failed_count[i];
-    valid |= other.valid;
-    info_changed |= other.info_changed;
-    return *this;
+        failed[i] = channels.valid[i] && counts[i] != 0;
+    const size_t width = (std::bit_width(*std::ranges::max_element(counts)) + 7) / 8;
+    std::string bytes;
+    put_mask(&bytes, ~channels.valid);
+    put_mask(&bytes, channels.info_changed);
+    put_mask(&bytes, channels.valid & ~failed);
+    bytes.push_back(static_cast<char>(width));
+    for (size_t i = 0; i < kCameraChannels; ++i) {
+        if (failed[i])
+            put(&bytes, counts[i], width);
+    }
+    return bytes;
 }
 
 TCamChannelsPacked::TCamChannelsPacked(const TCamChannels &channels)
 {
-    uint8_t bytes[kMostBytes];
-    const size_t size = pack(channels, bytes);
-    auto kept = std::make_shared_for_overwrite<uint8_t[]>(size);
-    memcpy(kept.get(), bytes, size);
+    const std::string bytes = cam_channels_bytes(channels);
+    auto kept = std::make_unique_for_overwrite<char[]>(bytes.size()); // make_shared takes more for itself
+    bytes.copy(kept.get(), bytes.size());
     m_bytes = std::move(kept);
 }
 
 TCamChannels TCamChannelsPacked::unpacked() const
 {
     TCamChannels channels;
-    if (m_bytes == nullptr)
+    const char *next = m_bytes.get();
+    if (next == nullptr)
         return channels;
-    TReader in(m_bytes.get());
-    channels.valid = in.take_mask();
-    channels.info_changed = in.take_mask();
-    const size_t width = in.take();
-    const size_t larges = in.take();
+    channels.valid = ~take_mask(&next);
+    channels.info_changed = take_mask(&next);
+    const TMask failed = channels.valid & ~take_mask(&next);
+    const size_t width = take_byte(&next);
     for (size_t i = 0; width > 0 && i < kCameraChannels; ++i) {
-        if (channels.valid[i])
-            in.take(&channels.conn_failed_count[i], width);
-    }
-    for (size_t i = 0; i < larges; ++i) {
-        const size_t channel = in.take();
-        in.take(&channels.conn_failed_count[channel], sizeof(uint32_t));
+        if (failed[i])
+            take(&next, &channels.conn_failed_count[i], width);
     }
     return channels;
-}
-
-size_t TCamChannelsPacked::packed_bytes(const TCamChannels &channels)
-{
-    uint8_t bytes[kMostBytes];
-    return pack(channels, bytes);
 }

@@ -2,9 +2,9 @@
 
 #include <array>
 #include <bitset>
-#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include "surveillance/camera_table.h"
 
@@ -22,8 +22,10 @@ struct TCamChannels {
     TCamChannels &operator-=(const TCamChannels &other);
 };
 
-/* The same in as few bytes as it takes, for a history of a day. Copies share the
- * bytes, which never change. */
+/* The same in few bytes, and never more than the record has. */
+std::string cam_channels_bytes(const TCamChannels &channels);
+
+/* These bytes, for a history of a day. Copies share them; they never change. */
 class TCamChannelsPacked {
 public:
     TCamChannelsPacked() = default; // nothing is valid
@@ -31,10 +33,6 @@ public:
 
     TCamChannels unpacked() const;
 
-    /* At most kMostBytes, which is less than the record has. */
-    static size_t packed_bytes(const TCamChannels &channels);
-    static constexpr size_t kMostBytes = 800;
-
 private:
-    std::shared_ptr<const uint8_t[]> m_bytes; // null: nothing is valid
+    std::shared_ptr<const char[]> m_bytes; // null: nothing is valid
 };

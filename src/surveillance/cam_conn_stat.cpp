@@ -1,7 +1,5 @@
 #include "surveillance/cam_conn_stat.h"
 
-#include <algorithm>
-
 #include "common/trace.h"
 #include "platform/comutil.h"
 
@@ -16,7 +14,7 @@ T_CAM_CONN_STAT T_CAM_CONN_STAT::difference(const T_CAM_CONN_STAT &older) const
 {
     TCamChannels element = at();
     element -= older.at();
-    return {TCamChannelsPacked(element), changed_flag || older.changed_flag, interval - older.interval, timestamp};
+    return {TCamChannelsPacked(element), interval - older.interval, timestamp};
 }
 
 TCamConnStatManager::TCamConnStatManager()
@@ -48,22 +46,16 @@ void TCamConnStatManager::init_map()
     track(kKey);
 }
 
-T_CAM_CONN_STAT TCamConnStatManager::get_total(const std::string &key, int n)
+T_CAM_CONN_STAT TCamConnStatManager::get_total(const std::string &key, int n) const
 {
-    T_CAM_CONN_STAT sum;
-    const auto history = copy_history(key);
-    if (!history)
-        return sum;
-    size_t count = history->size();
-    if (n > 0)
-        count = std::min(count, static_cast<size_t>(n));
+    const auto newest = copy_newest(key, n > 0 ? static_cast<size_t>(n) : SIZE_MAX);
     TCamChannels channels;
+    T_CAM_CONN_STAT sum;
     /* Oldest first: the last one added leaves its time stamp. */
-    for (auto element = history->end() - static_cast<std::ptrdiff_t>(count); element != history->end(); ++element) {
-        channels += element->at();
-        sum.changed_flag = sum.changed_flag || element->changed_flag;
-        sum.interval += element->interval;
-        sum.timestamp = element->timestamp;
+    for (const T_CAM_CONN_STAT &element : newest.value_or(std::vector<T_CAM_CONN_STAT>())) {
+        channels += element.at();
+        sum.interval += element.interval;
+        sum.timestamp = element.timestamp;
     }
     sum.channels = TCamChannelsPacked(channels);
     return sum;
@@ -72,7 +64,6 @@ T_CAM_CONN_STAT TCamConnStatManager::get_total(const std::string &key, int n)
 T_CAM_CONN_STAT cam_conn_parse(json_object *array, uint64_t now_ms)
 {
     TCamChannels channels;
-    bool changed = false;
     const size_t length = json_object_array_length(array);
     for (size_t i = 0; i < length; ++i) {
         json_object *element = json_object_array_get_idx(array, i);
@@ -83,16 +74,13 @@ T_CAM_CONN_STAT cam_conn_parse(json_object *array, uint64_t now_ms)
         if (failed == -1 || !camera_is_channel(id))
             continue;
         const auto channel = static_cast<size_t>(id);
-        json_object *info_changed = nullptr;
-        if (json_object_object_get_ex(element, "info_changed", &info_changed) &&
-            json_object_is_type(info_changed, json_type_boolean) && json_object_get_boolean(info_changed) != 0) {
+        json_object *changed = json_member(element, "info_changed");
+        if (json_object_is_type(changed, json_type_boolean) && json_object_get_boolean(changed) != 0)
             channels.info_changed.set(channel);
-            changed = true;
-        }
         channels.conn_failed_count[channel] = static_cast<uint32_t>(failed);
         channels.valid.set(channel);
     }
-    return {TCamChannelsPacked(channels), changed, now_ms, now_ms};
+    return {TCamChannelsPacked(channels), now_ms, now_ms};
 }
 
 TJson cam_conn_json(const T_CAM_CONN_STAT &stat)
@@ -109,7 +97,7 @@ TJson cam_conn_json(const T_CAM_CONN_STAT &stat)
     TJson object(json_object_new_object());
     json_give_text(object.get(), "cam_stat", states);
     json_give_text(object.get(), "conf_changed", changes);
-    json_give(object.get(), "changed_flag", TJson(json_object_new_boolean(stat.changed_flag ? 1 : 0)));
+    json_give(object.get(), "changed_flag", TJson(json_object_new_boolean(channels.info_changed.any() ? 1 : 0)));
     json_give_text(object.get(), "interval", std::to_string(stat.interval));
     json_give_text(object.get(), "timestamp", std::to_string(stat.timestamp));
     return object;

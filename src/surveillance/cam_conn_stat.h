@@ -10,21 +10,16 @@
 /* How often the cameras failed to connect: the record of one minute and the
  * history of a day. */
 
-/* One reading, or the difference of two, or a sum of differences. */
+/* One reading, or the difference of two, or a sum of differences. There is no running
+ * sum: the flags of what has left the history could not be taken out of it. */
 struct T_CAM_CONN_STAT {
     TCamChannelsPacked channels;
-    bool changed_flag = false; // any channel's configuration changed
-    uint64_t interval = 0;     // ms; raw: when it was read; else the length
-    uint64_t timestamp = 0;    // ms of wall clock, of the newest reading in it
+    uint64_t interval = 0;  // ms; raw: when it was read; else the length
+    uint64_t timestamp = 0; // ms of wall clock, of the newest reading in it
 
     TCamChannels at() const { return channels.unpacked(); }
 
     T_CAM_CONN_STAT difference(const T_CAM_CONN_STAT &older) const;
-
-    /* The history's running sum. It is not kept: the flags of what has left the
-     * history could not be taken out of it. get_total makes the sum. */
-    void add(const T_CAM_CONN_STAT & /*newer*/) {}
-    void subtract(const T_CAM_CONN_STAT & /*element*/) {}
 };
 
 class TCamConnStatManager : public TStatManagerBase<T_CAM_CONN_STAT> {
@@ -41,7 +36,7 @@ public:
 
     /* The sum of the newest n samples, n = 0 for all of them; zeros when there are
      * none. In place of the general one, which takes the running sum. */
-    T_CAM_CONN_STAT get_total(const std::string &key, int n);
+    T_CAM_CONN_STAT get_total(const std::string &key, int n) const;
 
 private:
     void init_map() override;

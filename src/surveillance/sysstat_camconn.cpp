@@ -113,7 +113,7 @@ void sysstat_camconn_get()
     if (ask("/recStreamService/ChannelConnStat", "sysstat_camconn_get", &answer) != 0)
         return;
     const T_CAM_CONN_STAT reading = cam_conn_parse(answer.data, now_ms);
-    if (reading.changed_flag)
+    if (reading.at().info_changed.any())
         sysstat_caminfo_get();
     g_p_CamConnstatManager->add_sample(TCamConnStatManager::kKey, reading);
 }
