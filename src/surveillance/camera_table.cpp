@@ -1,6 +1,9 @@
 #include "surveillance/camera_table.h"
 
 #include <cstdlib>
+#include <iterator>
+#include <tuple>
+#include <utility>
 
 #include "common/trace.h"
 #include "platform/comutil.h"
@@ -8,15 +11,8 @@
 namespace {
 
 constexpr size_t kTextSize = 128;
-
-struct TText {
-    const char *key;
-    std::string TCamera::*text;
-};
-constexpr TText kTexts[] = {
-    {"name", &TCamera::name}, {"guid", &TCamera::guid},   {"umsid", &TCamera::umsid},       {"ip", &TCamera::ip},
-    {"port", &TCamera::port}, {"brand", &TCamera::brand}, {"ums_name", &TCamera::ums_name},
-};
+constexpr const char *kTextNames[] = {"name", "guid", "umsid", "ip", "port", "brand", "ums_name"};
+static_assert(std::size(kTextNames) == std::tuple_size_v<TCameraTexts>);
 
 } // namespace
 
@@ -31,7 +27,7 @@ bool camera_is_channel(int id)
 
 TCameras camera_table_parse(json_object *array)
 {
-    TCameras cameras(kCameraChannels);
+    TCameras cameras;
     const size_t count = json_object_array_length(array);
     for (size_t i = 0; i < count; ++i) {
         json_object *element = json_object_array_get_idx(array, i);
@@ -39,14 +35,12 @@ TCameras camera_table_parse(json_object *array)
         (void)comutil_get_json_int_by_key(element, "id", &id);
         if (!camera_is_channel(id))
             continue;
-        TCamera camera;
-        camera.valid = true;
-        for (const TText &one : kTexts) {
+        TCameraTexts &texts = cameras[id];
+        for (size_t text = 0; text < texts.size(); ++text) {
             char buffer[kTextSize] = {};
-            (void)comutil_get_json_str_by_key(element, one.key, buffer, sizeof(buffer));
-            camera.*one.text = buffer;
+            (void)comutil_get_json_str_by_key(element, kTextNames[text], buffer, sizeof(buffer));
+            texts[text] = buffer;
         }
-        cameras[static_cast<size_t>(id)] = std::move(camera);
     }
     return cameras;
 }
@@ -54,33 +48,12 @@ TCameras camera_table_parse(json_object *array)
 TJson camera_table_json(const TCameras &cameras)
 {
     TJson array(json_object_new_array());
-    for (size_t id = 0; id < cameras.size(); ++id) {
-        if (!cameras[id].valid)
-            continue;
+    for (const auto &[id, texts] : cameras) {
         TJson object(json_object_new_object());
-        json_give(object.get(), "id", TJson(json_object_new_int(static_cast<int>(id))));
-        for (const TText &one : kTexts)
-            json_give_text(object.get(), one.key, cameras[id].*one.text);
+        json_give(object.get(), "id", TJson(json_object_new_int(id)));
+        for (size_t text = 0; text < texts.size(); ++text)
+            json_give_text(object.get(), kTextNames[text], texts[text]);
         json_append(array.get(), std::move(object));
     }
     return array;
-}
-
-void TCameraTable::replace(TCameras cameras)
-{
-    auto loaded = std::make_shared<const TCameras>(std::move(cameras));
-    const TLock guard(m_lock);
-    m_cameras.swap(loaded); // the old table goes after the lock
-}
-
-void TCameraTable::clear()
-{
-    const TLock guard(m_lock);
-    m_cameras.reset();
-}
-
-std::shared_ptr<const TCameras> TCameraTable::get() const
-{
-    const TLock guard(m_lock);
-    return m_cameras;
 }

@@ -1,7 +1,11 @@
 #include "surveillance/sysstat_camconn.h"
 
+#include <functional>
+#include <memory>
 #include <string>
+#include <utility>
 
+#include "base/mutex.h"
 #include "base/text.h"
 #include "common/debug_log.h"
 #include "common/query.h"
@@ -18,17 +22,27 @@ constexpr const char *kService = "recStreamService";
 constexpr int kTimeoutS = 5;
 constexpr uint64_t kPeriodS = 60;
 
-TCameraTable g_cameras;
+/* The identities as last loaded. Tables are replaced whole and never change, so a
+ * query keeps the one that it got. */
+TMutex g_lock;
+std::shared_ptr<const TCameras> g_cameras GUARDED_BY(g_lock);
 
-/* The array "data" of an answer, lent by `root`. */
-struct TPeerAnswer {
-    TJson root;
-    json_object *data = nullptr;
-};
+void set_cameras(TCameras cameras)
+{
+    auto loaded = std::make_shared<const TCameras>(std::move(cameras));
+    const TLock guard(g_lock);
+    g_cameras.swap(loaded); // the old table goes after the lock
+}
 
-/* Queries the recording service. 0; -1 no answer, -2 no JSON, -3 no array in it:
- * logged under the name of the caller. */
-int ask(const char *path, const char *caller, TPeerAnswer *out)
+std::shared_ptr<const TCameras> cameras()
+{
+    const TLock guard(g_lock);
+    return g_cameras;
+}
+
+/* Queries the recording service and has `take` read the array "data" of its answer. 0;
+ * -1 no answer, -2 no JSON, -3 no array in it: logged under the name of the caller. */
+int ask(const char *path, const char *caller, const std::function<void(json_object *data)> &take)
 {
     std::string text;
     const long long result = ssci_GET_request(kService, path, ssci_params(), &text, kTimeoutS);
@@ -37,17 +51,18 @@ int ask(const char *path, const char *caller, TPeerAnswer *out)
                        static_cast<unsigned long long>(result));
         return -1;
     }
-    out->root = json_parse(text);
-    if (out->root == nullptr) {
+    const TJson root = json_parse(text);
+    if (root == nullptr) {
         log_File_Debug(kLogCamConn, "%s:%s(%d) json_tokener_parse failed", kSource, caller, 138);
         log_File_Debug(kLogCamConn, "[%s]", text.c_str());
         return -2;
     }
-    if (!json_object_object_get_ex(out->root.get(), "data", &out->data) ||
-        !json_object_is_type(out->data, json_type_array)) {
+    json_object *data = json_member(root.get(), "data");
+    if (!json_object_is_type(data, json_type_array)) {
         log_File_Debug(kLogCamConn, "%s:%s(%d) p_datas not found", kSource, caller, 145);
         return -3;
     }
+    take(data);
     return 0;
 }
 
@@ -82,7 +97,7 @@ int sysstat_camconn_init()
     if (result != 0)
         log_File_Debug(kLogCamConn, "%s:%s(%d) ssci_nameserver_init ret=[%08llx]", kSource, "sysstat_camconn_init", 201,
                        static_cast<unsigned long long>(result));
-    g_cameras.clear();
+    set_cameras({});
     g_p_CamConnstatManager = new TCamConnStatManager;
     return g_watcher.start();
 }
@@ -97,11 +112,8 @@ int sysstat_camconn_uninit()
 
 int sysstat_caminfo_get()
 {
-    TPeerAnswer answer;
-    const int result = ask("/recStreamService/ChannelConnInfo", "sysstat_caminfo_get", &answer);
-    if (result == 0)
-        g_cameras.replace(camera_table_parse(answer.data));
-    return result;
+    return ask("/recStreamService/ChannelConnInfo", "sysstat_caminfo_get",
+               [](json_object *data) { set_cameras(camera_table_parse(data)); });
 }
 
 void sysstat_camconn_get()
@@ -109,13 +121,12 @@ void sysstat_camconn_get()
     if (g_p_CamConnstatManager == nullptr)
         return;
     const uint64_t now_ms = current_time_stamp(); // before the request, which may take seconds
-    TPeerAnswer answer;
-    if (ask("/recStreamService/ChannelConnStat", "sysstat_camconn_get", &answer) != 0)
-        return;
-    const T_CAM_CONN_STAT reading = cam_conn_parse(answer.data, now_ms);
-    if (reading.at().info_changed.any())
-        sysstat_caminfo_get();
-    g_p_CamConnstatManager->add_sample(TCamConnStatManager::kKey, reading);
+    (void)ask("/recStreamService/ChannelConnStat", "sysstat_camconn_get", [now_ms](json_object *data) {
+        const T_CAM_CONN_STAT reading = cam_conn_parse(data, now_ms);
+        if (reading.at().info_changed.any())
+            sysstat_caminfo_get();
+        g_p_CamConnstatManager->add_sample(TCamConnStatManager::kKey, reading);
+    });
 }
 
 int sysstat_camconn_proc(const char *method, const char *count, json_object **out)
@@ -140,8 +151,7 @@ int sysstat_camconn_proc(const char *method, const char *count, json_object **ou
         return kQueryOk;
     }
     if (query_is(method, "channel_info")) {
-        const auto cameras = g_cameras.get();
-        *out = camera_table_json(cameras != nullptr ? *cameras : TCameras()).release();
+        *out = camera_table_json(*cameras()).release();
         return kQueryOk;
     }
     log_File_Debug(kLogCamConn, "%s:%s(%d) method=[%s] not support.", kSource, kFunction, 297,
