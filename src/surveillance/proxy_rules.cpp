@@ -11,38 +11,22 @@ namespace {
 
 constexpr size_t kMaxText = 4096; // more than fits into a request or a file's name
 
-/* Each reads one member of an object. False if it has another type or range or is a text
- * that is too long; null counts as missing. The types are tested first because the
- * library throws on an impossible conversion. */
-bool take(const Json::Value &object, const char *key, std::string *out)
+/* Reads one member of an object; null counts as missing. False if it has another type or
+ * range, which is tested first because the library throws on an impossible conversion. */
+template <typename TValue> bool take(const Json::Value &object, const char *key, TValue *out)
 {
     const Json::Value &member = object[key];
-    if (member.isString())
-        *out = member.asString();
-    return (member.isString() || member.isNull()) && out->size() <= kMaxText;
-}
-
-bool take(const Json::Value &object, const char *key, int32_t *out)
-{
-    const Json::Value &member = object[key];
-    if (member.isInt())
-        *out = member.asInt();
-    return member.isInt() || member.isNull();
-}
-
-bool take(const Json::Value &object, const char *key, int64_t *out)
-{
-    const Json::Value &member = object[key];
-    if (member.isInt64())
-        *out = member.asInt64();
-    return member.isInt64() || member.isNull();
+    if (member.is<TValue>())
+        *out = member.as<TValue>();
+    return member.is<TValue>() || member.isNull();
 }
 
 bool take_rule(const Json::Value &element, TProxyRule *rule)
 {
     return element.isObject() && take(element, "GUID", &rule->guid) && take(element, "rule_type", &rule->rule_type) &&
            take(element, "last_access_time", &rule->last_access_time) &&
-           take(element, "retention_time", &rule->retention_time) && take(element, "bs_id", &rule->bs_id);
+           take(element, "retention_time", &rule->retention_time) && take(element, "bs_id", &rule->bs_id) &&
+           rule->guid.size() <= kMaxText && rule->bs_id.size() <= kMaxText;
 }
 
 TProxyAnswer read_answer(const Json::Value &root)

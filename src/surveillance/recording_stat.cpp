@@ -158,9 +158,8 @@ int recording_answer_parse(const std::string &answer, bool *is_recording)
     const TJson root = json_parse(answer);
     if (root == nullptr)
         return 124;
-    json_object *member = nullptr;
-    if (!json_object_object_get_ex(root.get(), "is_recording", &member) ||
-        !json_object_is_type(member, json_type_boolean))
+    json_object *member = json_member(root.get(), "is_recording");
+    if (!json_object_is_type(member, json_type_boolean))
         return 138;
     *is_recording = json_object_get_boolean(member) != 0;
     return 0;
