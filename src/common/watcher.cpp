@@ -17,6 +17,5 @@ int TWatcher::start()
 int TWatcher::stop()
 {
     m_worker.stop();
-    m_worker.release();
     return 0;
 }

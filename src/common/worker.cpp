@@ -3,55 +3,39 @@
 #include <exception>
 
 #include "base/thread.h"
+#include "common/stop_watch.h"
 #include "common/trace.h"
 #include "platform/interrupt.h"
 #include "platform/time_stamp.h"
 
-namespace {
-
-std::atomic<unsigned> g_progress{0};
-
-} // namespace
-
-void TWorker::prepare()
-{
-    if (!m_ready)
-        vos_cond_wait_init(&m_cond, 1);
-    m_ready = true;
-}
-
 int TWorker::start(const TWorkerPlan &plan)
 {
-    prepare();
+    vos_cond_wait_init(&m_cond, 1);
     m_terminate = false;
     m_plan = plan;
     const int error = thread_create(kJoinable, enter, this, &m_thread);
     m_created = error == 0;
+    if (error != 0)
+        vos_cond_wait_destroy(&m_cond);
     return error;
 }
 
 void TWorker::wake()
 {
-    if (m_ready)
+    if (m_created)
         vos_cond_wait_signal(&m_cond);
 }
 
 void TWorker::stop()
 {
     m_terminate = true;
-    if (m_ready)
+    if (m_created) {
         vos_cond_wait_signal(&m_cond);
-    if (m_created)
         pthread_join(m_thread, nullptr);
-    m_created = false;
-    write_stderr("end wait_for_terminate...\n");
-}
-
-void TWorker::release()
-{
-    if (m_ready)
+        m_created = false;
         vos_cond_wait_destroy(&m_cond);
-    m_ready = false;
+    }
+    write_stderr("end wait_for_terminate...\n");
 }
 
 void TWorker::wait_s(int seconds)
@@ -73,12 +57,12 @@ void TWorker::pause_s(int seconds)
 TMustComplete::TMustComplete(TWorker *worker) : m_worker(*worker)
 {
     platform_interrupt_on(nullptr);
-    ++g_progress;
+    stop_watch_progress();
 }
 
 TMustComplete::~TMustComplete()
 {
-    ++g_progress;
+    stop_watch_progress();
     platform_interrupt_on(&m_worker.m_terminate);
 }
 
@@ -104,11 +88,6 @@ void TWorker::run_once(const std::function<void()> &pass)
 {
     while (!terminated() && !run(pass)) {
     }
-}
-
-unsigned worker_progress()
-{
-    return g_progress;
 }
 
 void TWorker::set_up() const

@@ -5,11 +5,11 @@
 
 #include "base/mutex.h"
 #include "base/startup_pages.h"
+#include "common/stop_watch.h"
 #include "common/trace.h"
 #include "common/worker.h"
 #include "core/dump_folder.h"
 #include "core/round_clock.h"
-#include "core/stop_watch.h"
 #include "health/sysstat_smart.h"
 #include "health/sysstat_syshealth.h"
 #include "health/sysstat_vol.h"
@@ -84,18 +84,16 @@ TWorker g_main_worker;
 
 void monitor_init_all()
 {
-    g_main_worker.prepare();
     for (const TMonitor &monitor : kMonitors)
         monitor.init();
 }
 
-void monitor_uninit_all(TStopWatch *watch)
+void monitor_uninit_all()
 {
     for (const TMonitor &monitor : kMonitors) {
-        watch->step(monitor.name);
+        stop_watch_step(monitor.name);
         monitor.stop();
     }
-    g_main_worker.release();
 }
 
 void monitor_sample_round()
@@ -152,12 +150,12 @@ int VeloMond_start()
 int VeloMond_stop()
 {
     trace(kSource, "VeloMond_stop", 375);
-    TStopWatch watch;
-    watch.step("query service");
+    stop_watch_step("query service");
     sysmon_service_uninit();
-    watch.step("MAIN-worker");
+    stop_watch_step("MAIN-worker");
     g_main_worker.stop();
-    monitor_uninit_all(&watch);
+    monitor_uninit_all();
+    stop_watch_end();
     return 0;
 }
 

@@ -37,7 +37,6 @@ TEST_F(Worker, RunsNamedWithoutSignalsAndStopsFromItsSleep)
         EXPECT_EQ(worker.start({"SYS_HEALTH-worker", "body", body}), 0);
         worker.stop();
         worker.stop(); // there is no thread any more
-        worker.release();
     });
     const std::string ended = "end wait_for_terminate...\n";
     EXPECT_EQ(told, ended + " body was terminated.\n" + ended + ended);
@@ -80,7 +79,6 @@ TEST_F(Worker, APassThatThrewIsLoggedAndTheNextOneComesAMinuteLater)
         fake::pass_waits(2);
         EXPECT_EQ(current_time_stamp() - start_ms, 120000U);
         worker.stop(); // ends the pass's sleep, and nothing waits for a minute then
-        worker.release();
     });
     EXPECT_EQ(g_passes, (std::vector<std::string>{"once", "once", "pass", "pass"}));
     EXPECT_EQ(told, "failing: a pass failed: no start\nfailing: a pass failed: std::bad_alloc\n"
@@ -97,9 +95,7 @@ TEST_F(Worker, APauseIsNeverShorterAlthoughAWaitMayBe)
             waits.push_back(seconds);
         });
         TWorker worker;
-        worker.prepare();
         worker.pause_s(10);
-        worker.release();
         EXPECT_EQ(waits, passed_ms < 10'000 ? (std::vector{10, 1}) : std::vector{10});
     }
 }
@@ -110,7 +106,6 @@ TEST_F(Worker, AnExceptionOutsideOfThePassesEndsTheThreadAndNotTheProcess)
     const std::string told = fake::stderr_of([&] {
         worker.start({"x", "thrower", [](TWorker *) { throw std::runtime_error("no memory"); }});
         worker.stop();
-        worker.release();
     });
     EXPECT_EQ(told, "thrower ended by an exception: no memory\n thrower was terminated.\nend wait_for_terminate...\n");
 }

@@ -26,7 +26,6 @@ protected:
     void SetUp() override
     {
         TPlatformTest::SetUp();
-        worker().prepare();
         fake::on_wait([](vos_cond_t *, int seconds) {
             EXPECT_EQ(seconds, 10);
             EXPECT_EQ(fake::state()->ostrapro_disabled, 0);

@@ -1,8 +1,8 @@
 /* Preloaded into the daemon, makes its clocks run FAST_CLOCK_SPEED times faster. The wall clock starts at
- * FAST_CLOCK_START (seconds since the epoch). Waits on conditions, sleeps and ppoll() are shortened accordingly;
- * libcurl stays in real time, which applies to the peers that it sets limits for. The wall clock can be set while the
- * daemon runs: it is ahead by the value in the file FAST_CLOCK_AHEAD, nanoseconds as a 64-bit number in the machine's
- * byte order, to be overwritten in place. */
+ * FAST_CLOCK_START (seconds since the epoch). Waits on conditions, sleeps, alarms and ppoll() are shortened
+ * accordingly; libcurl stays in real time, which applies to the peers that it sets limits for. The wall clock can be
+ * set while the daemon runs: it is ahead by the value in the file FAST_CLOCK_AHEAD, nanoseconds as a 64-bit number in
+ * the machine's byte order, to be overwritten in place. */
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <link.h>
@@ -151,4 +151,13 @@ int nanosleep(const struct timespec *length, struct timespec *left)
 {
     const struct timespec real = spec(nanoseconds(length) / g_speed);
     return (int)syscall(SYS_nanosleep, &real, left);
+}
+
+unsigned alarm(unsigned seconds)
+{
+    const struct timespec real = spec(seconds * NS_PER_S / g_speed);
+    const struct itimerval length = {{0, 0}, {real.tv_sec, real.tv_nsec / 1000}};
+    struct itimerval left = {{0, 0}, {0, 0}};
+    (void)setitimer(ITIMER_REAL, &length, &left);
+    return left.it_value.tv_sec != 0 || left.it_value.tv_usec != 0; /* whether one was set: all that is asked */
 }

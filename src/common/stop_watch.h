@@ -1,0 +1,15 @@
+#pragma once
+
+/* Watches the stop of the process. A disk that does not respond can block a thread forever, and the stop with it: a
+ * step without progress for 10 s is logged, and the process ends by _exit(0) without the steps behind it. SIGALRM of
+ * the process is used for this, and handled by the main thread. */
+
+/* Begins the next step, or the first one; for the main thread. */
+void stop_watch_step(const char *name);
+
+/* Work that must complete has begun or ended; each of its calls ends after 5 s. Any thread may call, whether a stop is
+ * watched or not. */
+void stop_watch_progress();
+
+/* All steps are complete. */
+void stop_watch_end();
