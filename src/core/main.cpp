@@ -3,18 +3,17 @@
 #include <cctype>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
 #include <fcntl.h>
-#include <iterator>
 #include <malloc.h>
 #include <pthread.h>
+#include <span>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <vector>
 
 #include "base/log_stream.h"
-#include "base/text.h"
 #include "base/thread.h"
 #include "base/thread_stack.h"
 #include "common/local_time.h"
@@ -78,69 +77,38 @@ void print_usage()
     write_stderr("  -h                show this info.\n");
 }
 
-/* The options of the command line as getopt() returns them for "dh", without its global
- * state: options may be combined, "--" ends them, other arguments are skipped. */
-class TOptions {
-public:
-    TOptions(int argc, char **argv) : m_arguments(argv + std::min(argc, 1), argv + argc) {}
-
-    /* The next option; '?' for an unknown one, -1 at the end. */
-    int next()
-    {
-        while (m_rest.empty()) {
-            if (m_index == m_arguments.size() || m_arguments[m_index] == "--")
-                return -1;
-            const std::string_view argument = m_arguments[m_index++];
-            if (argument.starts_with('-'))
-                m_rest = argument.substr(1);
-        }
-        m_letter = static_cast<unsigned char>(m_rest.front());
-        m_rest.remove_prefix(1);
-        return m_letter == 'd' || m_letter == 'h' ? m_letter : '?';
-    }
-    int letter() const { return m_letter; } // of the last option
-
-private:
-    std::vector<std::string_view> m_arguments;
-    size_t m_index = 0;
-    std::string_view m_rest; // of the argument with combined options
-    int m_letter = 0;
-};
-
-void parse_options(int argc, char **argv)
+void take_option(char letter)
 {
-    TOptions options(argc, argv);
-    for (int option = options.next(); option != -1; option = options.next()) {
-        switch (option) {
-        case 'd':
-            is_daemon = true;
-            continue;
-        case 'h':
-            break;
-        case '?':
-            write_stderr("Illegal option:-%c\n", isprint(options.letter()) != 0 ? options.letter() : '#');
-            break;
-        default:
-            write_stderr("Not supported option\n");
-            break;
-        }
-        print_usage();
-        exit(0);
+    if (letter == 'd') {
+        is_daemon = true;
+        return;
+    }
+    if (letter != 'h')
+        write_stderr("Illegal option:-%c\n", isprint(static_cast<unsigned char>(letter)) != 0 ? letter : '#');
+    print_usage();
+    exit(0);
+}
+
+/* As getopt() does for "dh", without its global state: options may be combined, "--" ends
+ * them, other arguments are skipped. */
+void parse_options(std::span<char *const> arguments)
+{
+    for (const std::string_view argument : arguments.subspan(std::min<size_t>(arguments.size(), 1))) {
+        if (argument == "--")
+            return;
+        if (argument.starts_with('-'))
+            std::ranges::for_each(argument.substr(1), take_option);
     }
 }
 
 void print_banner()
 {
-    static constexpr char kDays[][4] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-    static constexpr char kMonths[][4] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                          "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
     write_stderr("==== execute %s ==== \n", kProgram);
     write_stderr("is_daemon     : [%s]\n", is_daemon ? "true" : "false");
     const struct tm now = local_time_of(wall_clock_s());
-    const std::string execute_time =
-        text_format("%.3s %.3s%3d %.2d:%.2d:%.2d %d", kDays[now.tm_wday], kMonths[now.tm_mon], now.tm_mday, now.tm_hour,
-                    now.tm_min, now.tm_sec, now.tm_year + 1900);
-    write_stderr("execute_time  : [%s]\n", execute_time.c_str());
+    char execute_time[26] = "";
+    (void)strftime(execute_time, sizeof(execute_time), "%a %b %e %H:%M:%S %Y", &now); // in English: no locale is set
+    write_stderr("execute_time  : [%s]\n", execute_time);
 }
 
 /* The parent may have closed these. The next file or socket would get their numbers,
@@ -208,7 +176,7 @@ int main(int argc, char **argv)
     signal(SIGPIPE, SIG_IGN); // a closed connection is only an error of that write
     signal(SIGCHLD, SIG_DFL); // if inherited as ignored, the exit status of tools is lost
     trace("main", "main", 277);
-    parse_options(argc, argv);
+    parse_options({argv, static_cast<size_t>(argc)});
     print_banner();
     if (is_daemon)
         daemonize();
