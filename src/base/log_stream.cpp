@@ -20,7 +20,7 @@ static_assert(kLogStreamMost <= PIPE_BUF);
 /* One lock for both streams, which may be the same pipe. Nobody sleeps with it but
  * in a write that a foreign process got in the way of, and then the others drop
  * their lines rather than wait with it. */
-constexpr int kWritingSignals[] = {SIGINT, SIGTERM, SIGHUP}; // and those of a crash, after which nothing waits
+constexpr int kWritingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGALRM}; // and those of a crash, after which nothing waits
 constexpr int kYields = 64;
 constexpr int kPauses = 50; // of 1 ms each
 std::atomic<bool> g_busy{false};
@@ -33,16 +33,14 @@ static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<uint64_t>::i
  * so, which is asked once. */
 bool takes_signals()
 {
-    enum { kUnknown, kTaken, kBlocked };
-    static thread_local int known = kUnknown;
-    if (known == kUnknown) {
+    static thread_local const bool taken = [] {
         sigset_t blocked;
         pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
-        const bool all = std::all_of(std::begin(kWritingSignals), std::end(kWritingSignals),
-                                     [&blocked](int signal) { return sigismember(&blocked, signal) == 1; });
-        known = all && gettid() != getpid() ? kBlocked : kTaken;
-    }
-    return known == kTaken;
+        const bool all =
+            std::ranges::all_of(kWritingSignals, [&blocked](int signal) { return sigismember(&blocked, signal) == 1; });
+        return !all || gettid() == getpid();
+    }();
+    return taken;
 }
 
 /* Holds the lock, with all signals held back: a handler of this thread would wait

@@ -13,14 +13,11 @@
 #endif
 
 #define GUARDED_BY(mutex) VELOMOND_LOCKS(guarded_by(mutex))
-#define PT_GUARDED_BY(mutex) VELOMOND_LOCKS(pt_guarded_by(mutex))
 #define REQUIRES(...) VELOMOND_LOCKS(requires_capability(__VA_ARGS__))
-#define EXCLUDES(...) VELOMOND_LOCKS(locks_excluded(__VA_ARGS__))
 
 class VELOMOND_LOCKS(capability("mutex")) TMutex {
 public:
     void lock() VELOMOND_LOCKS(acquire_capability()) { m_mutex.lock(); }
-    bool try_lock() VELOMOND_LOCKS(try_acquire_capability(true)) { return m_mutex.try_lock(); }
     void unlock() VELOMOND_LOCKS(release_capability()) { m_mutex.unlock(); }
 
 private:
@@ -54,10 +51,6 @@ public:
         std::unique_lock<std::mutex> held(mutex.m_mutex, std::adopt_lock);
         m_condition.wait(held);
         (void)held.release(); // still locked, as the caller expects
-    }
-    void wait_for(TMutex &mutex, std::chrono::steady_clock::duration time) REQUIRES(mutex)
-    {
-        (void)wait_until(mutex, std::chrono::steady_clock::now() + time);
     }
     /* False on timeout. */
     bool wait_until(TMutex &mutex, std::chrono::steady_clock::time_point time) REQUIRES(mutex)

@@ -29,10 +29,7 @@ void rotate()
 {
     for (int i = 0; i < kFolders; ++i) {
         const std::string backup = host_path(folder_path("log_bak", i));
-        struct stat status = {};
-        /* unlink, which leaves a folder where it is: see the header. */
-        if (stat(backup.c_str(), &status) == 0)
-            (void)unlink(backup.c_str());
+        (void)unlink(backup.c_str()); // leaves a folder where it is: see the header
         (void)rename(host_path(folder_path("log", i)).c_str(), backup.c_str());
     }
 }
@@ -41,11 +38,7 @@ void rotate()
 
 std::string dump_folder_open()
 {
-    const std::string root = host_path(kRoot);
-    struct stat status = {};
-    if (stat(root.c_str(), &status) != 0)
-        (void)mkdir(root.c_str(), kFolderMode);
-
+    (void)mkdir(host_path(kRoot).c_str(), kFolderMode); // fails where it exists
     int number = 0;
     while (number < kFolders && !is_free(folder_path("log", number)))
         ++number;
