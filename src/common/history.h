@@ -43,11 +43,11 @@ public:
     /* The newest `count` records, or as many as there are, oldest first. */
     std::vector<TRecord> copy_newest(size_t count) const
     {
-        const size_t first = m_oldest + size() - std::min(count, size());
         std::vector<TRecord> copy;
-        copy.reserve(m_oldest + size() - first);
-        for (size_t i = first; i < m_oldest + size(); ++i)
-            copy.push_back(m_records[i < size() ? i : i - size()]);
+        size_t left = std::min(count, size());
+        copy.reserve(left);
+        while (left > 0)
+            copy.push_back(from_newest(--left));
         return copy;
     }
 

@@ -15,7 +15,6 @@
 
 #include "base/log_stream.h"
 #include "base/thread.h"
-#include "base/thread_stack.h"
 #include "common/local_time.h"
 #include "common/trace.h"
 #include "core/VeloMond.h"

@@ -18,7 +18,6 @@
 
 #include "base/text.h"
 #include "base/thread.h"
-#include "base/thread_stack.h"
 #include "platform/interrupt.h"
 #include "platform/logging.h"
 #include "platform/stock/http/http_connections.h"
