@@ -144,9 +144,10 @@ std::optional<TBlockDevice> read_device(const std::string &name)
     const std::string folder = "/sys/block/" + name;
     const std::string device = folder + "/device";
     const std::string place = place_of(folder);
+    if (!is_disk(name, place)) // before anything else is read: most names are of loop devices and the like
+        return std::nullopt;
     std::string device_place = place_of(device);
-    if (device_place.empty() || !is_disk(name, place) || sysfs_text(folder + "/removable") == "1" ||
-        sysfs_text(folder + "/hidden") == "1")
+    if (device_place.empty() || sysfs_text(folder + "/removable") == "1" || sysfs_text(folder + "/hidden") == "1")
         return std::nullopt;
     TBlockDevice found;
     found.name = name;
