@@ -11,9 +11,6 @@ namespace httpserver {
 class http_request {
 public:
     virtual ~http_request() = default;
-    http_request() = default;
-    http_request(const http_request &) = delete;
-    http_request &operator=(const http_request &) = delete;
 
     /* The first argument of that name in the query string, decoded; empty when missing. It ends at the first NUL. */
     virtual std::string get_arg(const std::string &key) const = 0;
@@ -24,33 +21,24 @@ public:
 
 class http_response {
 public:
-    virtual ~http_response() = default;
-    explicit http_response(int response_code = 200, std::string content_type = "text/plain")
-        : m_response_code(response_code), m_content_type(std::move(content_type))
+    explicit http_response(std::string content, int response_code = 200, std::string content_type = "text/plain")
+        : m_content(std::move(content)), m_response_code(response_code), m_content_type(std::move(content_type))
     {
     }
-    http_response(const http_response &) = delete;
-    http_response &operator=(const http_response &) = delete;
 
     int get_response_code() const { return m_response_code; }
     const std::string &get_content_type() const { return m_content_type; }
-    virtual const std::string &get_body() const = 0;
+    const std::string &get_body() const { return m_content; }
 
 private:
+    std::string m_content;
     int m_response_code;
     std::string m_content_type;
 };
 
 class string_response : public http_response {
 public:
-    explicit string_response(std::string content, int response_code = 200, std::string content_type = "text/plain")
-        : http_response(response_code, std::move(content_type)), m_content(std::move(content))
-    {
-    }
-    const std::string &get_body() const override { return m_content; }
-
-private:
-    std::string m_content;
+    using http_response::http_response;
 };
 
 } // namespace httpserver

@@ -21,15 +21,12 @@ public:
 using ssci_handler = std::shared_ptr<httpserver::http_response> (*)(const httpserver::http_request &);
 
 /* One route: a path and a handler per HTTP method, null where the method is not served. Routes are constructed before
- * main and destroyed at exit; while the server is up their handlers are called on its request threads, or on a separate
- * thread where they may wait for long. */
+ * main and served for the life of the process; while the server is up their handlers are called on its request threads,
+ * or on a separate thread where they may wait for long. */
 class common_http_resource {
 public:
     common_http_resource(const char *path, ssci_handler get, ssci_handler put = nullptr, ssci_handler post = nullptr,
                          ssci_handler del = nullptr);
-    ~common_http_resource();
-    common_http_resource(const common_http_resource &) = delete;
-    common_http_resource &operator=(const common_http_resource &) = delete;
 };
 
 /* The service as a whole: GET "/<name>/health" answers the text that `health`
@@ -37,9 +34,6 @@ public:
 class common_service_resource {
 public:
     common_service_resource(const char *name, bool (*health)(char *buffer, size_t size), size_t size);
-    ~common_service_resource();
-    common_service_resource(const common_service_resource &) = delete;
-    common_service_resource &operator=(const common_service_resource &) = delete;
 };
 
 /* Prepares the one server of this process: its name and port, the number of
@@ -54,10 +48,7 @@ long long ssci_server_destory();
 /* A thread that can be stopped and joined. */
 class TThread {
 public:
-    TThread() = default;
     virtual ~TThread() = default;
-    TThread(const TThread &) = delete;
-    TThread &operator=(const TThread &) = delete;
 
     virtual int run() = 0;          // starts it; 0 or an error number
     virtual int stop(int mode) = 0; // wakes it after m_terminate was set

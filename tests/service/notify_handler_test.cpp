@@ -4,7 +4,6 @@
 
 #include "core/VeloMond.h"
 #include "fake_platform/fake_platform.h"
-#include "service/handlers.h"
 
 namespace {
 
@@ -14,9 +13,8 @@ class Notify : public fake::TPlatformTest {
 protected:
     static std::string put(const std::string &body)
     {
-        return fake::call_route("PUT", "/test/Notify", {}, body).value_or(fake::TReply()).body;
+        return fake::call_route("PUT", "/sysmonService/Notify", {}, body).value_or(fake::TReply()).body;
     }
-    common_http_resource m_route{"/test/Notify", nullptr, proc_notify_put};
 };
 
 TEST_F(Notify, EachNoticeHasItsAnswerAndItsAction)

@@ -4,7 +4,6 @@
 #include <string_view>
 #include <vector>
 
-#include "base/mutex.h"
 #include "platform/logging.h"
 #include "platform/ssci.h"
 #include "platform/stock/http/http_server.h"
@@ -18,40 +17,10 @@ constexpr int kMaxWorkers = 64;
  * because the form of a resource is given by the appliance. */
 constexpr std::string_view kMayWait[] = {"/sysmonService/statistics_dump"};
 
-/* All routes of the process, each with its resource. Created by the first resource, so it outlives them all. */
-struct TRegistry {
-    struct TEntry {
-        const void *owner;
-        THttpRoute route;
-    };
-    TMutex lock;
-    std::vector<TEntry> entries GUARDED_BY(lock);
-};
-
-TRegistry &registry()
+/* All routes of the process, added before main. */
+std::vector<THttpRoute> &all_routes()
 {
-    static TRegistry instance;
-    return instance;
-}
-
-void enter(const void *owner, THttpRoute route)
-{
-    const TLock guard(registry().lock);
-    registry().entries.push_back({owner, std::move(route)});
-}
-
-void leave(const void *owner)
-{
-    const TLock guard(registry().lock);
-    std::erase_if(registry().entries, [owner](const auto &entry) { return entry.owner == owner; });
-}
-
-std::vector<THttpRoute> all_routes()
-{
-    std::vector<THttpRoute> routes;
-    const TLock guard(registry().lock);
-    for (const auto &entry : registry().entries)
-        routes.push_back(entry.route);
+    static std::vector<THttpRoute> routes;
     return routes;
 }
 
@@ -96,25 +65,15 @@ common_http_resource::common_http_resource(const char *path, ssci_handler get, s
                                            ssci_handler del)
 {
     const bool may_wait = std::find(std::begin(kMayWait), std::end(kMayWait), path) != std::end(kMayWait);
-    enter(this, {path, {get, put, post, del}, may_wait});
-}
-
-common_http_resource::~common_http_resource()
-{
-    leave(this);
+    all_routes().push_back({path, {get, put, post, del}, may_wait});
 }
 
 common_service_resource::common_service_resource(const char *name, bool (*health)(char *buffer, size_t size),
                                                  size_t size)
 {
-    enter(this, {std::string("/") + name + "/health",
-                 {[health, size](const httpserver::http_request &) { return answer_health(health, size); }},
-                 false});
-}
-
-common_service_resource::~common_service_resource()
-{
-    leave(this);
+    all_routes().push_back({std::string("/") + name + "/health",
+                            {[health, size](const httpserver::http_request &) { return answer_health(health, size); }},
+                            false});
 }
 
 long long ssci_server_create(const char *name, const char *host, int port, int workers, const char *nameserver_host,
