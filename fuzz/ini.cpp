@@ -21,11 +21,9 @@ void fuzz_one(std::string_view text)
     const TIni ini = ini_parse_text(text);
     FUZZ_CHECK((ini.left_out == 0) == (ini.first_left_out == 0));
     const TIni more = ini_parse_text(std::string(text) + "\nno key\n");
-    FUZZ_CHECK(more.entries == ini.entries && more.left_out == ini.left_out + 1); // a bad line only affects itself
-    for (const TIniEntry &entry : ini.entries) {
-        FUZZ_CHECK(is_clean(entry.section) && is_clean(entry.key) && is_clean(entry.value));
-        FUZZ_CHECK(ini.find(entry.section, entry.key) != nullptr);
-    }
+    FUZZ_CHECK(more.values == ini.values && more.left_out == ini.left_out + 1); // a bad line only affects itself
+    for (const auto &[name, value] : ini.values)
+        FUZZ_CHECK(is_clean(name.first) && is_clean(name.second) && is_clean(value));
     for (const auto &[id, volume] : volumes_of(ini))
         FUZZ_CHECK(id >= 0 && volume.id == id && volume.mount_point.starts_with('/'));
 }

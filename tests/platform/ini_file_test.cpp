@@ -42,8 +42,8 @@ TEST(IniParse, ReturnsWholeValuesAndIgnoresUnreadableLines)
     for (const auto &one : cases) {
         SCOPED_TRACE(one.text);
         const TIni ini = ini_parse_text(one.text);
-        const std::string *value = ini.find("Sys", "key");
-        EXPECT_STREQ(value != nullptr ? value->c_str() : nullptr, one.value);
+        std::string value;
+        EXPECT_STREQ(ini.get("Sys", "key", &value) == 0 ? value.c_str() : nullptr, one.value);
         EXPECT_EQ(std::tie(ini.left_out, ini.first_left_out), std::tie(one.left_out, one.first_left_out));
     }
 }
@@ -92,8 +92,9 @@ TEST(IniLoad, WaitsForAFileThatIsBeingWrittenInPlace)
     TIni ini;
     EXPECT_EQ(ini_load("/ini/file", &ini), 0);
     writer.join();
-    ASSERT_NE(ini.find("Sys", "key"), nullptr);
-    EXPECT_EQ(*ini.find("Sys", "key"), "whole");
+    std::string value;
+    EXPECT_EQ(ini.get("Sys", "key", &value), 0);
+    EXPECT_EQ(value, "whole");
 }
 
 } // namespace

@@ -1,9 +1,7 @@
 #include "platform/config_readers.h"
 
 #include <cerrno>
-#include <iterator>
 #include <map>
-#include <set>
 
 #include "base/mutex.h"
 #include "base/text.h"
@@ -27,21 +25,9 @@ int load(const char *file, TIni *ini)
 {
     static TStateChanges outcomes;
     const int result = ini_load(file, ini);
-    if (outcomes.is_news(file, static_cast<uint64_t>(-result)) && result != 0)
+    if (outcomes.is_news(file, static_cast<uint64_t>(-result)))
         log_Debug("%s cannot be used: %s", file, error_text(-result).c_str());
     return result;
-}
-
-/* A damaged file, with its missing entries as they were before. */
-TIni merged(TIni now, TIni &&before)
-{
-    std::set<std::pair<std::string_view, std::string_view>> present;
-    for (const TIniEntry &entry : now.entries)
-        present.emplace(entry.section, entry.key);
-    std::erase_if(before.entries, [&](const TIniEntry &entry) { return present.contains({entry.section, entry.key}); });
-    now.entries.insert(now.entries.begin(), std::make_move_iterator(before.entries.begin()),
-                       std::make_move_iterator(before.entries.end()));
-    return now;
 }
 
 /* Returns 0; 1 when section or key is missing; -errno when the file cannot be used and no earlier reading has the key.
@@ -55,8 +41,10 @@ int look_up_kept(const char *file, const char *section, const char *key, std::st
     const int result = load(file, &ini);
     const TLock guard(lock);
     TIni &last = kept[file];
+    if (ini.left_out != 0)
+        ini.values.merge(last.values); // what is missing is as it was before
     if (result == 0)
-        last = ini.left_out == 0 ? std::move(ini) : merged(std::move(ini), std::move(last));
+        last = std::move(ini);
     const int found = last.get(text_or_empty(section), text_or_empty(key), out);
     return found != 0 && result != 0 ? result : found;
 }

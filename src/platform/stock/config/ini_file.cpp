@@ -3,16 +3,17 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <ini.h>
 #include <sys/stat.h>
 #include <thread>
 
+#include "base/file.h"
 #include "base/text.h"
 #include "platform/host_path.h"
 #include "platform/logging.h"
 #include "platform/stock/config/state_changes.h"
-#include "platform/stock/system/text_file.h"
 #include "platform/time_stamp.h"
 
 namespace {
@@ -30,14 +31,6 @@ constexpr char kSemicolon = '\x01';
 constexpr int kSettleTries = 5;
 constexpr auto kSettlePause = std::chrono::milliseconds(20);
 constexpr int64_t kJustNowMs = 2000;
-
-std::string_view next_line(std::string_view *text)
-{
-    const size_t end = text->find('\n');
-    std::string_view line = text->substr(0, end);
-    text->remove_prefix(end == std::string_view::npos ? text->size() : end + 1);
-    return line;
-}
 
 bool has_control(std::string_view line)
 {
@@ -64,7 +57,7 @@ std::string prepare(std::string_view text, TIni *counts)
     std::string prepared;
     bool in_section = true; // in a readable one, or before the first
     for (size_t number = 1; !text.empty(); ++number) {
-        const std::string_view line = text_trimmed(next_line(&text));
+        const std::string_view line = text_trimmed(text_next_line(&text, SIZE_MAX));
         if (line.empty() || line[0] == ';' || line[0] == '#')
             continue;
         const bool readable = is_readable(line);
@@ -88,41 +81,32 @@ std::string restored(const char *text)
 
 int take_entry(void *user, const char *section, const char *name, const char *value)
 {
-    static_cast<TIni *>(user)->entries.push_back({restored(section), restored(name), restored(value)});
+    static_cast<TIni *>(user)->values.insert_or_assign({restored(section), restored(name)}, restored(value));
     return 1;
 }
 
 /* Whether the file may be half written: it changed just now and does not end with a line feed. */
-bool may_be_unfinished(std::string_view path, const std::string &text)
+bool may_be_unfinished(const std::string &path, const std::string &text)
 {
     return !text.ends_with('\n') && ini_changed_just_now(path);
 }
 
-void log_left_out(std::string_view path, const std::string &text, const TIni &ini)
+void log_left_out(const std::string &path, const std::string &text, const TIni &ini)
 {
     static TStateChanges changes;
-    const bool damaged = ini.left_out != 0;
-    if (changes.is_news(std::string(path), damaged ? std::hash<std::string>()(text) | 1 : 0) && damaged)
-        log_Debug("%.*s: %zu unreadable lines ignored, the first is line %zu", static_cast<int>(path.size()),
-                  path.data(), ini.left_out, ini.first_left_out);
+    if (changes.is_news(path, ini.left_out != 0 ? std::hash<std::string>()(text) | 1 : 0))
+        log_Debug("%s: %zu unreadable lines ignored, the first is line %zu", path.c_str(), ini.left_out,
+                  ini.first_left_out);
 }
 
 } // namespace
 
-const std::string *TIni::find(std::string_view section, std::string_view key) const
+int TIni::get(const std::string &section, const std::string &key, std::string *out) const
 {
-    const auto found = std::find_if(entries.rbegin(), entries.rend(), [&](const TIniEntry &entry) {
-        return entry.section == section && entry.key == key;
-    });
-    return found == entries.rend() ? nullptr : &found->value;
-}
-
-int TIni::get(std::string_view section, std::string_view key, std::string *out) const
-{
-    const std::string *value = find(section, key);
-    if (value == nullptr)
+    const auto found = values.find({section, key});
+    if (found == values.end())
         return left_out != 0 ? -EINVAL : 1;
-    *out = *value;
+    *out = found->second;
     return 0;
 }
 
@@ -134,7 +118,7 @@ TIni ini_parse_text(std::string_view text)
     return parsed;
 }
 
-bool ini_changed_just_now(std::string_view path)
+bool ini_changed_just_now(const std::string &path)
 {
     struct stat status = {};
     if (stat(host_path(path).c_str(), &status) != 0)
@@ -144,14 +128,14 @@ bool ini_changed_just_now(std::string_view path)
     return age_ms > -kJustNowMs && age_ms < kJustNowMs;
 }
 
-int ini_load(std::string_view path, TIni *out)
+int ini_load(const std::string &path, TIni *out)
 {
     std::string text;
-    int result = text_file_read(path, kMaxFile, &text);
+    int result = file_read(host_path(path), kMaxFile, &text);
     for (int i = 0; i < kSettleTries && result == 0 && may_be_unfinished(path, text); ++i) {
         std::this_thread::sleep_for(kSettlePause);
         const std::string before = std::move(text);
-        result = text_file_read(path, kMaxFile, &text);
+        result = file_read(host_path(path), kMaxFile, &text);
         /* Unchanged and not empty: the writer is done, the last line feed is simply missing. */
         if (result == 0 && !text.empty() && text == before)
             break;

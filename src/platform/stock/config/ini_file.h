@@ -1,30 +1,21 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <utility>
 
-struct TIniEntry {
-    std::string section;
-    std::string key;
-    std::string value; // everything after the "=", without surrounding blanks
-
-    bool operator==(const TIniEntry &) const = default;
-};
-
-/* The entries of an INI file in their order, and what could not be read. */
+/* The content of an INI file, and what could not be read. */
 struct TIni {
-    std::vector<TIniEntry> entries;
+    /* By section and key: everything after the "=", without surrounding blanks; the last value of a repeated key. */
+    std::map<std::pair<std::string, std::string>, std::string> values;
     size_t left_out = 0;       // lines
     size_t first_left_out = 0; // number of the first of them, from 1
     bool ends_whole = true;    // ends with a line feed, or is empty
 
-    /* The value of a key; the last one when the key is repeated. Null when missing. Valid as long as the record. */
-    const std::string *find(std::string_view section, std::string_view key) const;
-
-    /* The same with a result: 0; 1 when section or key is missing; -EINVAL when it is missing and may be among the
+    /* Reads a value. Returns 0; 1 when section or key is missing; -EINVAL when it is missing and may be among the
      * ignored lines. *out is only changed on 0. */
-    int get(std::string_view section, std::string_view key, std::string *out) const;
+    int get(const std::string &section, const std::string &key, std::string *out) const;
 };
 
 /* Parses an INI text. Lines that begin with ";" or "#" are comments; a ";" further on belongs to the value: names of
@@ -36,8 +27,8 @@ TIni ini_parse_text(std::string_view text);
 /* Reads the file at `path` (plain; the host root is put in front), at most 1 MiB. While it looks half written, it is
  * read again for a moment, so that a partial file is not taken for the whole; -EAGAIN when it is still empty then.
  * Ignored lines are logged once per change of the file. Returns 0 or -errno; *out is only changed on 0. */
-int ini_load(std::string_view path, TIni *out);
+int ini_load(const std::string &path, TIni *out);
 
 /* Whether the file changed within the last two seconds or is being replaced: missing keys may be about to be
  * written. */
-bool ini_changed_just_now(std::string_view path);
+bool ini_changed_just_now(const std::string &path);

@@ -95,7 +95,7 @@ int ask_name_server(const char *service, uint64_t timeout_ms, THttpPeer *peer)
     if (make_call(lookup, &answer) != SSCI_OK)
         return -1;
     const bool refused = hub_address_parse(answer, peer) != 0;
-    if (refusals.is_news(service, refused ? 1 : 0) && refused)
+    if (refusals.is_news(service, refused ? 1 : 0))
         log_Debug("name server: the answer for %s is not an address on this machine, ignored: %.200s", service,
                   answer.c_str());
     return refused ? -1 : 0;

@@ -43,16 +43,17 @@ std::string unescaped(std::string_view text)
 std::map<int32_t, TVolume> volumes_of(const TIni &ini)
 {
     std::map<int32_t, TVolume> volumes;
-    for (const TIniEntry &entry : ini.entries) {
+    for (const auto &[name, value] : ini.values) {
+        const auto &[section, key] = name;
         int32_t id = 0;
-        if (!volume_number(entry.section, &id))
+        if (!volume_number(section, &id))
             continue;
         TVolume &volume = volumes[id];
         volume.id = id;
-        if (entry.key == "volName") {
-            volume.name = entry.value;
-        } else if (entry.key == "mountPoint") {
-            volume.mount_point = entry.value;
+        if (key == "volName") {
+            volume.name = value;
+        } else if (key == "mountPoint") {
+            volume.mount_point = value;
             while (volume.mount_point.size() > 1 && volume.mount_point.back() == '/')
                 volume.mount_point.pop_back();
         }

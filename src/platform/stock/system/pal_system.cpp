@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <climits>
@@ -60,13 +61,11 @@ uint32_t PAL_system_get_syssetting(const t_auth & /*auth*/, const t_system & /*r
 {
     static TStateChanges outcomes;
     const int result = read_server_name(&reply.server_name);
-    const bool failed = result < 0;
-    if (outcomes.is_news(kSystemFile, failed ? static_cast<uint64_t>(-result) : 0) && failed)
+    const auto fault = static_cast<uint32_t>(std::max(-result, 0));
+    if (outcomes.is_news(kSystemFile, fault))
         log_Debug("%s cannot be used: %s", kSystemFile, error_text(-result).c_str());
-    if (failed)
-        return static_cast<uint32_t>(-result);
-    if (result == 0)
-        return 0;
+    if (result <= 0)
+        return fault;
     char host[HOST_NAME_MAX + 1] = "";
     if (gethostname(host, sizeof(host) - 1) != 0) {
         const int error = errno;
