@@ -5,7 +5,7 @@
 #include "large.h"
 #include "platform/stock/http/http_rules.h"
 #include "platform/stock/hub/hub.h"
-#include "platform/stock/hub/pal_vbus_body.h"
+#include "platform/stock/hub/pal_vbus.h"
 #include "platform/stock/storage/volumes.h"
 
 /* The hub's answers, and other texts that the stock platform parses. */

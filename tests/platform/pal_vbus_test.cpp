@@ -1,4 +1,4 @@
-#include "platform/stock/hub/pal_vbus_body.h"
+#include "platform/stock/hub/pal_vbus.h"
 
 #include <atomic>
 #include <cerrno>

@@ -4,8 +4,8 @@
 #include <arpa/inet.h>
 #include <curl/curl.h>
 #include <memory>
-#include <mutex>
 #include <new>
+#include <string_view>
 #include <strings.h>
 #include <sys/socket.h>
 
@@ -19,18 +19,10 @@ constexpr uint64_t kLongestPollMs = 1000; // the library shortens it to its own 
 constexpr size_t kMaxAnswer = size_t{1024} * 1024;
 constexpr size_t kMaxHeaders = size_t{64} * 1024;
 constexpr size_t kEnough = 0; // returned by a callback to end the transfer
-/* Our callbacks never cause the library to report this error, so it is unambiguous. */
-static_assert(kHttpGivenUp == CURLE_ABORTED_BY_CALLBACK);
 
-struct TEasyCleanup {
-    void operator()(CURL *easy) const { curl_easy_cleanup(easy); }
-};
-struct TMultiCleanup {
-    void operator()(CURLM *multi) const { curl_multi_cleanup(multi); }
-};
-struct TListFree {
-    void operator()(curl_slist *list) const { curl_slist_free_all(list); }
-};
+/* Before main: what the library allocates for the first calling thread is only freed if that thread lives as long as
+ * the process. Plain HTTP needs no TLS. */
+const CURLcode g_prepared = curl_global_init(CURL_GLOBAL_NOTHING);
 
 /* The received part of an answer. */
 struct TIntake {
@@ -99,24 +91,20 @@ void set_up(CURL *easy, const THttpCall &call, const curl_slist *headers, TIntak
     curl_easy_setopt(easy, CURLOPT_HEADERDATA, intake);
 }
 
-void poll_transfer(CURLM *multi, TCallWait *wait)
-{
-    curl_waitfd wake_up = {wait->fd(), CURL_WAIT_POLLIN, 0};
-    (void)curl_multi_poll(multi, &wake_up, wake_up.fd >= 0 ? 1 : 0, wait->wait_ms(kLongestPollMs), nullptr);
-    wait->taken();
-}
-
-/* Runs the transfer to its end, or until the caller is asked to stop. */
+/* Runs the transfer to its end, or until the caller is asked to stop: none of our callbacks causes that error. */
 CURLcode perform(CURLM *multi)
 {
     TCallWait wait;
-    for (int running = 1; running != 0;) {
+    for (int running = 1;;) {
         if (platform_interrupted())
             return CURLE_ABORTED_BY_CALLBACK;
         if (curl_multi_perform(multi, &running) != CURLM_OK)
             return CURLE_FAILED_INIT;
-        if (running != 0)
-            poll_transfer(multi, &wait);
+        if (running == 0)
+            break;
+        curl_waitfd wake_up = {wait.fd(), CURL_WAIT_POLLIN, 0};
+        (void)curl_multi_poll(multi, &wake_up, wake_up.fd >= 0 ? 1 : 0, wait.wait_ms(kLongestPollMs), nullptr);
+        wait.taken();
     }
     int left = 0;
     const CURLMsg *message = curl_multi_info_read(multi, &left);
@@ -134,55 +122,36 @@ bool http_call_is_valid(const THttpCall &call)
                        [](char c) { return c > ' ' && c < '\x7f' && c != '#'; });
 }
 
-void http_prepare()
+bool http_is_local(const char *host, int64_t port)
 {
-    static std::once_flag once;
-    std::call_once(once, [] { (void)curl_global_init(CURL_GLOBAL_NOTHING); }); // plain HTTP: no TLS to set up
+    const std::string_view name = host != nullptr ? host : "";
+    return (name == "localhost" || name == "127.0.0.1") && port > 0 && port <= 65535;
 }
 
-int http_call(const THttpCall &call, long *status, std::string *body)
+THttpAnswer http_call(const THttpCall &call)
 {
-    http_prepare();
-    const std::unique_ptr<CURLM, TMultiCleanup> multi(curl_multi_init());
-    const std::unique_ptr<curl_slist, TListFree> headers(curl_slist_append(nullptr, "Content-Type: application/json"));
-    const std::unique_ptr<CURL, TEasyCleanup> easy(curl_easy_init());
-    if (multi == nullptr || easy == nullptr || headers == nullptr)
-        return CURLE_OUT_OF_MEMORY;
+    const std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi(curl_multi_init(), curl_multi_cleanup);
+    const std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> headers(
+        curl_slist_append(nullptr, "Content-Type: application/json"), curl_slist_free_all);
+    const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> easy(curl_easy_init(), curl_easy_cleanup);
+    if (g_prepared != CURLE_OK || multi == nullptr || easy == nullptr || headers == nullptr)
+        return {CURLE_OUT_OF_MEMORY, 0, ""};
     TIntake intake;
     set_up(easy.get(), call, call.body != nullptr ? headers.get() : nullptr, &intake);
     if (curl_multi_add_handle(multi.get(), easy.get()) != CURLM_OK)
-        return CURLE_FAILED_INIT;
-    CURLcode result = perform(multi.get());
+        return {CURLE_FAILED_INIT, 0, ""};
+    const CURLcode result = perform(multi.get());
     curl_multi_remove_handle(multi.get(), easy.get());
-
-    long code = 0;
-    curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &code);
     if (intake.too_large)
-        result = CURLE_FILESIZE_EXCEEDED;
-    if (result != CURLE_OK)
-        return result;
-    *status = code;
-    *body = std::move(intake.body);
-    return 0;
+        return {CURLE_FILESIZE_EXCEEDED, 0, ""};
+    long status = 0;
+    curl_easy_getinfo(easy.get(), CURLINFO_RESPONSE_CODE, &status);
+    return {result, status, std::move(intake.body)};
 }
 
-const char *http_strerror(int error)
+std::string http_encode(const std::string &text)
 {
-    return curl_easy_strerror(static_cast<CURLcode>(error));
-}
-
-std::string http_encode(std::string_view text)
-{
-    constexpr char kHex[] = "0123456789ABCDEF";
-    constexpr std::string_view kPlain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~";
-    std::string encoded;
-    for (const char c : text) {
-        if (kPlain.find(c) != std::string_view::npos) {
-            encoded += c;
-        } else {
-            const auto byte = static_cast<unsigned char>(c);
-            encoded.append({'%', kHex[byte >> 4], kHex[byte & 15]});
-        }
-    }
-    return encoded;
+    const std::unique_ptr<char, decltype(&curl_free)> encoded(
+        curl_easy_escape(nullptr, text.data(), static_cast<int>(text.size())), curl_free);
+    return encoded != nullptr ? encoded.get() : throw std::bad_alloc();
 }

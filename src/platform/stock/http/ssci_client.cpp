@@ -49,16 +49,13 @@ long long make_call(const THttpCall &call, std::string *answer)
 {
     if (!http_call_is_valid(call))
         return SSCI_WRONG_ARGUMENTS;
-    long status = 0;
-    std::string body;
-    t_errno = http_call(call, &status, &body);
-    if (t_errno == kHttpGivenUp)
-        return SSCI_CANCELLED;
+    THttpAnswer got = http_call(call);
+    t_errno = got.error;
     if (t_errno != 0)
-        return SSCI_TRANSPORT_ERROR;
+        return t_errno == CURLE_ABORTED_BY_CALLBACK ? SSCI_CANCELLED : SSCI_TRANSPORT_ERROR;
     if (answer != nullptr)
-        *answer = std::move(body);
-    return status >= 200 && status < 300 ? SSCI_OK : SSCI_BAD_STATUS;
+        *answer = std::move(got.body);
+    return got.is_success() ? SSCI_OK : SSCI_BAD_STATUS;
 }
 
 long long request(const char *method, const char *host, int port, const char *path, const ssci_params &params,
@@ -106,14 +103,15 @@ long long find_service(const char *service, uint64_t timeout_ms, THttpPeer *peer
 {
     if (ask_name_server(service, timeout_ms, peer) == 0)
         return 0;
-    if (t_errno == kHttpGivenUp)
+    if (t_errno == CURLE_ABORTED_BY_CALLBACK)
         return SSCI_CANCELLED;
-    const auto *const known = std::find_if(std::begin(kWellKnown), std::end(kWellKnown),
-                                           [service](const auto &one) { return one.name == service; });
-    if (known == std::end(kWellKnown))
-        return SSCI_UNKNOWN_SERVICE;
-    *peer = {"localhost", known->port};
-    return 0;
+    for (const auto &[name, port] : kWellKnown) {
+        if (name == service) {
+            *peer = {"localhost", port};
+            return 0;
+        }
+    }
+    return SSCI_UNKNOWN_SERVICE;
 }
 
 } // namespace
@@ -183,5 +181,5 @@ int __ssci_errno()
 
 const char *ssci_strerror(int code)
 {
-    return http_strerror(code);
+    return curl_easy_strerror(static_cast<CURLcode>(code));
 }

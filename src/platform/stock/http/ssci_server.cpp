@@ -49,16 +49,6 @@ struct TServer {
 /* The one server of this process; its functions are called by one thread. */
 std::unique_ptr<TServer> g_server;
 
-bool is_loopback(const char *host)
-{
-    return host != nullptr && (std::string_view(host) == "localhost" || std::string_view(host) == "127.0.0.1");
-}
-
-bool is_port(int port)
-{
-    return port > 0 && port <= 65535;
-}
-
 } // namespace
 
 common_http_resource::common_http_resource(const char *path, ssci_handler get, ssci_handler put, ssci_handler post,
@@ -79,8 +69,8 @@ common_service_resource::common_service_resource(const char *name, bool (*health
 long long ssci_server_create(const char *name, const char *host, int port, int workers, const char *nameserver_host,
                              int nameserver_port, bool /*flag*/, int /*number*/, const char * /*text*/)
 {
-    if (name == nullptr || *name == '\0' || !is_loopback(host) || !is_port(port) || workers < 1 ||
-        workers > kMaxWorkers || !is_loopback(nameserver_host) || !is_port(nameserver_port))
+    if (name == nullptr || *name == '\0' || !http_is_local(host, port) || workers < 1 || workers > kMaxWorkers ||
+        !http_is_local(nameserver_host, nameserver_port))
         return EINVAL;
     if (g_server != nullptr)
         return EEXIST;

@@ -1,12 +1,9 @@
 #include "platform/stock/hub/hub.h"
 
 #include <algorithm>
-#include <json-c/json.h>
-#include <memory>
 #include <new>
 #include <utility>
 
-#include "base/json.h"
 #include "platform/interrupt.h"
 #include "platform/logging.h"
 
@@ -18,22 +15,17 @@ constexpr uint64_t kLongestRetryMs = 60'000;
 constexpr uint64_t kPutMs = 5000;
 constexpr uint64_t kDeleteMs = 300; // the daemon's stop waits for it
 
-std::string text_of(const TJson &object)
-{
-    const char *text = json_object_to_json_string_ext(object.get(), JSON_C_TO_STRING_PLAIN);
-    return text != nullptr ? text : throw std::bad_alloc();
-}
-
-bool succeeded(int error, long status)
-{
-    return error == 0 && status >= 200 && status < 300;
-}
-
 } // namespace
 
 THttpPeer hub_peer()
 {
     return {"127.0.0.1", 10182};
+}
+
+std::string hub_text(const TJson &value)
+{
+    const char *text = json_object_to_json_string_ext(value.get(), JSON_C_TO_STRING_PLAIN);
+    return text != nullptr ? text : throw std::bad_alloc();
 }
 
 uint64_t hub_wait_ms(unsigned failures)
@@ -56,22 +48,14 @@ int THubPresence::start(const char *thread_name)
     return m_thread.start(thread_name, [this] { keep(); });
 }
 
-bool THubPresence::put() const
-{
-    long status = 0;
-    std::string answer;
-    const int error = http_call({"PUT", m_hub, m_target, &m_body, kPutMs}, &status, &answer);
-    return succeeded(error, status);
-}
-
 void THubPresence::keep()
 {
     bool present = false;  // what the hub last said
     bool known = false;    // a PUT got through at some time
     unsigned failures = 0; // since it did
     do {
-        const bool was_present = std::exchange(present, put());
-        if (was_present && !present)
+        const THttpAnswer answer = http_call({"PUT", m_hub, m_target, &m_body, kPutMs});
+        if (std::exchange(present, answer.is_success()) && !present)
             log_Debug("hub: lost %s", m_target.c_str());
         failures = present ? 0 : failures + 1;
         known = known || present;
@@ -80,9 +64,7 @@ void THubPresence::keep()
     if (!known)
         return;
     platform_interrupt_on(nullptr); // the stop must not cancel this call
-    long status = 0;
-    std::string answer;
-    (void)http_call({"DELETE", m_hub, m_target, nullptr, kDeleteMs}, &status, &answer);
+    (void)http_call({"DELETE", m_hub, m_target, nullptr, kDeleteMs});
 }
 
 std::string hub_address_text(const std::string &host, int port)
@@ -90,14 +72,14 @@ std::string hub_address_text(const std::string &host, int port)
     const TJson object(json_object_new_object());
     json_give_text(object.get(), "host", host);
     json_give(object.get(), "port", TJson(json_object_new_int(port)));
-    return text_of(object);
+    return hub_text(object);
 }
 
 std::string hub_route_text(const std::string &route)
 {
     const TJson object(json_object_new_object());
     json_give_text(object.get(), "route", route);
-    return text_of(object);
+    return hub_text(object);
 }
 
 std::string hub_notice_text(const std::string &session, int category, int code, const std::string &text, int level)
@@ -108,22 +90,17 @@ std::string hub_notice_text(const std::string &session, int category, int code, 
     json_give(object.get(), "code", TJson(json_object_new_int(code)));
     json_give_text(object.get(), "text", text);
     json_give(object.get(), "level", TJson(json_object_new_int(level)));
-    return text_of(object);
+    return hub_text(object);
 }
 
 int hub_address_parse(const std::string &text, THttpPeer *peer)
 {
     const TJson object = json_parse_whole(text);
-    json_object *host = nullptr;
-    json_object *port = nullptr;
-    if (!json_object_is_type(object.get(), json_type_object) ||
-        !json_object_object_get_ex(object.get(), "host", &host) || !json_object_is_type(host, json_type_string) ||
-        !json_object_object_get_ex(object.get(), "port", &port) || !json_object_is_type(port, json_type_int))
+    json_object *host = json_member(object.get(), "host");
+    json_object *port = json_member(object.get(), "port");
+    if (!json_object_is_type(host, json_type_string) || !json_object_is_type(port, json_type_int) ||
+        !http_is_local(json_object_get_string(host), json_object_get_int64(port)))
         return -1;
-    const std::string name = json_object_get_string(host);
-    const int64_t number = json_object_get_int64(port);
-    if ((name != "localhost" && name != "127.0.0.1") || number < 1 || number > 65535)
-        return -1;
-    *peer = {name, static_cast<int>(number)};
+    *peer = {json_object_get_string(host), json_object_get_int(port)};
     return 0;
 }

@@ -1,10 +1,9 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <string>
-#include <string_view>
 
+#include "base/json.h"
 #include "platform/stock/http/http_client.h"
 #include "platform/stock/process/background_thread.h"
 
@@ -12,6 +11,9 @@
  * machine, as JSON over HTTP. */
 
 THttpPeer hub_peer();
+
+/* A value as it is sent to the hub. Throws std::bad_alloc. */
+std::string hub_text(const TJson &value);
 
 /* How long to wait after a PUT, when that many have failed since the last that got
  * through: some 30 s while the hub is there; while it is not 10 s, then twice as
@@ -33,7 +35,6 @@ public:
     void join() { m_thread.join(); }
 
 private:
-    bool put() const;
     void keep();
 
     const THttpPeer m_hub;

@@ -31,7 +31,6 @@ int TNoticeSender::send(std::string notice)
 {
     const TLock guard(m_lock);
     if (!m_started) {
-        http_prepare(); // the main thread sends the first notice, at the start
         if (const int error = m_thread.start("SSCI-notices", [this] { deliver(); }); error != 0)
             return error;
         m_started = true;
@@ -69,9 +68,7 @@ void TNoticeSender::deliver()
 void TNoticeSender::post(const std::string &notice) const
 {
     try {
-        long status = 0;
-        std::string answer;
-        (void)http_call({"POST", m_hub, "/notify/notices", &notice, m_limits.call_ms}, &status, &answer);
+        (void)http_call({"POST", m_hub, "/notify/notices", &notice, m_limits.call_ms});
     } catch (const std::exception &failure) {
         log_Debug("notice dropped: %s", failure.what());
     }

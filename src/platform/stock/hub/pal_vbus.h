@@ -6,10 +6,10 @@
 
 #include "platform/pal.h"
 
-/* {"texts":[...]}, null for a missing text. Empty without memory. */
+/* Bodies of requests; both throw std::bad_alloc. {"texts":[...]}, null for a missing text. */
 std::string vbus_notify_body(std::span<const char *const> texts);
 
-/* {"rules":[{"GUID","rule_type","bs_id","value"}]} */
+/* {"rules":[{"GUID","rule_type","bs_id","value"}]}. */
 std::string vbus_rules_body(const t_vbus_reverse_proxy_info &request);
 
 /* Parses {"ret","resp"}: the result is "ret", EPROTO for any other answer; *response is "resp", or the answer itself
