@@ -1,18 +1,17 @@
 #pragma once
 
-#include <pthread.h>
+#include "base/mutex.h"
 
 /* A wait that another thread can end: an auto-reset event. A signal without a waiter is kept for the next wait, so a
  * request to stop is never lost between testing a flag and going to sleep. */
 struct vos_cond_t {
-    pthread_mutex_t mutex;
-    pthread_cond_t cond;
-    bool signalled; // protected by mutex
-    int clock;      // as given to vos_cond_wait_init
+    TMutex mutex;
+    TCondition changed;
+    bool signalled = false; // protected by mutex
 };
 
-/* Makes the object ready; clock 1 measures time-outs on the monotonic clock, 0
- * on the wall clock. Returns 0 or an error number. */
+/* Makes the object ready, without a signal. Clock 1 is the monotonic one, the only one that is used. Returns 0 or an
+ * error number. */
 int vos_cond_wait_init(vos_cond_t *cond, int clock);
 
 /* Sleeps until a signal or for `seconds` at most, and less than one second less.

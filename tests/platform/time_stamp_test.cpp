@@ -22,13 +22,15 @@ TEST(TimeStamp, LocalTimeFollowsAChangeOfTheZone)
 
 TEST(TimeStamp, WaitsOfWholeSecondsEndTogetherAndNeverLate)
 {
+    using TMoment = std::chrono::steady_clock::time_point;
+    const TMoment second(std::chrono::seconds(1000));
     for (const long ns : {0L, 1L, 999'999'999L}) {
-        for (const int seconds : {1, 60}) {
-            const struct timespec end = wait_deadline({1000, ns}, seconds);
-            EXPECT_EQ(end.tv_sec, 1000 + seconds) << ns;
-            EXPECT_EQ(end.tv_nsec, 0) << ns;
-        }
-        EXPECT_EQ(wait_deadline({1000, ns}, 0).tv_nsec, ns); // no wait is none
+        const TMoment now = second + std::chrono::nanoseconds(ns);
+        for (const int seconds : {1, 60})
+            EXPECT_EQ(wait_deadline(now, static_cast<uint64_t>(seconds) * 1000) - second,
+                      std::chrono::seconds(seconds));
+        for (const int ms : {0, 999, 1001}) // no wait is none, and others are not shortened
+            EXPECT_EQ(wait_deadline(now, static_cast<uint64_t>(ms)) - now, std::chrono::milliseconds(ms));
     }
 }
 

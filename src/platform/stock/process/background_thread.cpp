@@ -1,14 +1,13 @@
 #include "platform/stock/process/background_thread.h"
 
 #include <cerrno>
-#include <chrono>
 #include <exception>
 #include <utility>
 
 #include "base/thread.h"
 #include "platform/interrupt.h"
 #include "platform/logging.h"
-#include "platform/stock/process/call_wait.h"
+#include "platform/stock/process/wait_deadline.h"
 
 int TBackgroundThread::start(const char *name, std::function<void()> body)
 {
@@ -17,6 +16,7 @@ int TBackgroundThread::start(const char *name, std::function<void()> body)
     m_body = std::move(body);
     m_name = name;
     m_stop = false;
+    (void)vos_cond_wait_init(&m_wake, 1);
     const int error = thread_create(kJoinable, enter, this, &m_thread);
     m_created = error == 0;
     return error;
@@ -24,10 +24,8 @@ int TBackgroundThread::start(const char *name, std::function<void()> body)
 
 void TBackgroundThread::request_stop()
 {
-    const TLock guard(m_lock);
     m_stop = true;
-    m_wake.notify_all();
-    call_waits_wake();
+    (void)vos_cond_wait_signal(&m_wake);
 }
 
 void TBackgroundThread::join()
@@ -39,21 +37,9 @@ void TBackgroundThread::join()
 
 bool TBackgroundThread::wait_ms(uint64_t time_ms)
 {
-    const TLock guard(m_lock);
-    auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(time_ms);
-    if (time_ms > 0 && time_ms % 1000 == 0) // these end as those of vos_cond_wait do
-        end = std::chrono::floor<std::chrono::seconds>(end);
-    while (!m_stop && !m_woken && m_wake.wait_until(m_lock, end)) {
-    }
-    m_woken = false;
+    if (!m_stop)
+        (void)vos_cond_wait_ms(&m_wake, time_ms);
     return !m_stop;
-}
-
-void TBackgroundThread::wake()
-{
-    const TLock guard(m_lock);
-    m_woken = true;
-    m_wake.notify_all();
 }
 
 void *TBackgroundThread::enter(void *self)

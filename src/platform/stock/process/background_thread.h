@@ -5,7 +5,7 @@
 #include <functional>
 #include <pthread.h>
 
-#include "base/mutex.h"
+#include "platform/vos_cond.h"
 
 /* A named thread of the platform. It blocks signals, and client calls made by its body are cancelled by a stop. start,
  * join and the destructor belong to the owner; any thread may call request_stop. */
@@ -32,17 +32,15 @@ public:
      * process/wait_deadline.h), less on a stop request or wake(), which is kept for the
      * next wait. False after a stop request. */
     bool wait_ms(uint64_t time_ms);
-    void wake();
+    void wake() { (void)vos_cond_wait_signal(&m_wake); }
 
 private:
     static void *enter(void *self);
 
     std::function<void()> m_body;
     const char *m_name = "";
-    TMutex m_lock;
-    TCondition m_wake;
-    std::atomic<bool> m_stop{false}; // written under m_lock
-    bool m_woken GUARDED_BY(m_lock) = false;
+    vos_cond_t m_wake;
+    std::atomic<bool> m_stop{false};
     bool m_created = false; // owner only: there is a thread to join
     pthread_t m_thread = {};
 };

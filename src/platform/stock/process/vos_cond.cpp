@@ -1,60 +1,45 @@
 #include "platform/vos_cond.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <ctime>
+#include <utility>
 
 #include "platform/stock/process/call_wait.h"
 #include "platform/stock/process/wait_deadline.h"
 
-int vos_cond_wait_init(vos_cond_t *cond, int clock)
+int vos_cond_wait_init(vos_cond_t *cond, int /*clock*/)
 {
-    pthread_condattr_t attributes;
-    int error = pthread_condattr_init(&attributes);
-    if (error != 0)
-        return error;
-    pthread_condattr_setclock(&attributes, clock == 1 ? CLOCK_MONOTONIC : CLOCK_REALTIME);
-    error = pthread_cond_init(&cond->cond, &attributes);
-    pthread_condattr_destroy(&attributes);
-    if (error != 0)
-        return error;
-    cond->clock = clock;
+    const TLock guard(cond->mutex);
     cond->signalled = false;
-    error = pthread_mutex_init(&cond->mutex, nullptr);
-    if (error != 0)
-        pthread_cond_destroy(&cond->cond);
-    return error;
+    return 0;
+}
+
+int vos_cond_wait_ms(vos_cond_t *cond, uint64_t time_ms)
+{
+    const auto end = wait_deadline(std::chrono::steady_clock::now(), time_ms);
+    const TLock guard(cond->mutex);
+    while (!cond->signalled && cond->changed.wait_until(cond->mutex, end)) {
+    }
+    return std::exchange(cond->signalled, false) ? 0 : ETIMEDOUT;
 }
 
 int vos_cond_wait(vos_cond_t *cond, int seconds)
 {
-    struct timespec now = {};
-    clock_gettime(cond->clock == 1 ? CLOCK_MONOTONIC : CLOCK_REALTIME, &now);
-    const struct timespec deadline = wait_deadline(now, seconds);
-
-    pthread_mutex_lock(&cond->mutex);
-    int result = 0;
-    while (!cond->signalled && result == 0)
-        result = pthread_cond_timedwait(&cond->cond, &cond->mutex, &deadline);
-    if (cond->signalled)
-        result = 0;
-    cond->signalled = false;
-    pthread_mutex_unlock(&cond->mutex);
-    return result;
+    return vos_cond_wait_ms(cond, static_cast<uint64_t>(std::max(seconds, 0)) * 1000);
 }
 
 int vos_cond_wait_signal(vos_cond_t *cond)
 {
-    pthread_mutex_lock(&cond->mutex);
-    cond->signalled = true;
-    pthread_cond_signal(&cond->cond);
-    pthread_mutex_unlock(&cond->mutex);
+    {
+        const TLock guard(cond->mutex);
+        cond->signalled = true;
+        cond->changed.notify_one();
+    }
     call_waits_wake(); // a stop sets its flag before this signal
     return 0;
 }
 
-int vos_cond_wait_destroy(vos_cond_t *cond)
+int vos_cond_wait_destroy(vos_cond_t * /*cond*/)
 {
-    pthread_cond_destroy(&cond->cond);
-    pthread_mutex_destroy(&cond->mutex);
     return 0;
 }
