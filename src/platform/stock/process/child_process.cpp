@@ -5,8 +5,8 @@
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
+#include <iterator>
 #include <map>
-#include <set>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -37,41 +37,11 @@ uint64_t grace_left_ms(uint64_t grace_ms)
     return platform_interrupted() ? grace_ms - std::min(grace_ms, call_stop_lasts_ms()) : UINT64_MAX;
 }
 
-/* Running children, and those that were killed and have not died, blocked in the kernel by a device that does not
- * answer; these are not waited for. Each has the key by which it is counted. */
-class TChildren {
-public:
-    /* Reserves a place; false when a child is stuck and the stuck and running ones together reach the limit. Reaps
-     * those that have died since. */
-    bool enter(const std::string &key, int max_stuck)
-    {
-        const TLock guard(m_lock);
-        std::erase_if(m_stuck, [](const auto &one) {
-            const pid_t reaped = waitpid(one.first, nullptr, WNOHANG);
-            return reaped > 0 || (reaped < 0 && errno == ECHILD);
-        });
-        const auto stuck =
-            std::count_if(m_stuck.begin(), m_stuck.end(), [&key](const auto &one) { return one.second == key; });
-        if (stuck > 0 && stuck + static_cast<std::ptrdiff_t>(m_running.count(key)) >= max_stuck)
-            return false;
-        m_running.insert(key);
-        return true;
-    }
-    void leave(const std::string &key)
-    {
-        const TLock guard(m_lock);
-        m_running.erase(m_running.find(key));
-    }
-    void get_stuck(pid_t pid, const std::string &key)
-    {
-        const TLock guard(m_lock);
-        m_stuck.emplace(pid, key);
-    }
-
-private:
-    TMutex m_lock;
-    std::multiset<std::string> m_running GUARDED_BY(m_lock);
-    std::map<pid_t, std::string> m_stuck GUARDED_BY(m_lock);
+/* The children by the key by which they are counted: 0 for a running one; the process for one that was killed and has
+ * not died, blocked in the kernel by a device that does not answer. These are not waited for. */
+struct TChildren {
+    TMutex lock;
+    std::multimap<std::string, pid_t> places GUARDED_BY(lock);
 };
 TChildren &children()
 {
@@ -79,24 +49,48 @@ TChildren &children()
     return one;
 }
 
-/* A place among the children for the duration of one call. */
+bool is_gone(pid_t pid)
+{
+    const pid_t reaped = waitpid(pid, nullptr, WNOHANG);
+    return reaped > 0 || (reaped < 0 && errno == ECHILD);
+}
+
+/* A place among the children for the duration of one call; a stuck child keeps it. */
 class TChildPlace {
 public:
-    TChildPlace(std::string key, int max_stuck) : m_key(std::move(key)), m_taken(children().enter(m_key, max_stuck)) {}
+    /* Not taken when a child is stuck and the stuck and running ones together reach the limit. Reaps those that have
+     * died since. */
+    TChildPlace(std::string key, int max_stuck)
+    {
+        const TLock guard(m_children.lock);
+        std::erase_if(m_children.places, [](const auto &one) { return one.second != 0 && is_gone(one.second); });
+        const auto [begin, end] = m_children.places.equal_range(key);
+        const bool stuck = std::any_of(begin, end, [](const auto &one) { return one.second != 0; });
+        m_taken = !stuck || std::distance(begin, end) < max_stuck;
+        if (m_taken)
+            m_place = m_children.places.emplace(std::move(key), 0);
+    }
     ~TChildPlace()
     {
+        const TLock guard(m_children.lock);
         if (m_taken)
-            children().leave(m_key);
+            m_children.places.erase(m_place);
     }
     TChildPlace(const TChildPlace &) = delete;
     TChildPlace &operator=(const TChildPlace &) = delete;
 
     bool is_taken() const { return m_taken; }
-    void get_stuck(pid_t pid) const { children().get_stuck(pid, m_key); }
+    void keep_for(pid_t stuck)
+    {
+        const TLock guard(m_children.lock);
+        m_place->second = stuck;
+        m_taken = false;
+    }
 
 private:
-    const std::string m_key;
-    const bool m_taken;
+    TChildren &m_children = children();
+    std::multimap<std::string, pid_t>::iterator m_place;
+    bool m_taken = false;
 };
 
 std::string key_of(const std::vector<const char *> &argv, bool by_arguments)
@@ -244,7 +238,7 @@ int child_run(const std::vector<const char *> &argv, const TChildLimits &limits,
 {
     if (grace_left_ms(limits.stop_grace_ms) == 0)
         return -EINTR;
-    const TChildPlace place(key_of(argv, limits.by_arguments), limits.max_stuck);
+    TChildPlace place(key_of(argv, limits.by_arguments), limits.max_stuck);
     if (!place.is_taken()) {
         log_Debug("%s not started: too many earlier ones hang and cannot be killed", argv[0]);
         return -EBUSY;
@@ -277,7 +271,7 @@ int child_run(const std::vector<const char *> &argv, const TChildLimits &limits,
     int status = 0;
     error = reap(pid, &status);
     if (error == EAGAIN)
-        place.get_stuck(pid);
+        place.keep_for(pid);
     if (killed_for != 0)
         return killed_for;
     if (int start_error = 0; read(failed.get(), &start_error, sizeof(start_error)) == sizeof(start_error))
