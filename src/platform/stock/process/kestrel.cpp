@@ -1,12 +1,12 @@
 #include "platform/kestrel.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
-#include <memory>
+#include <map>
 #include <string>
 #include <vector>
 
+#include "base/mutex.h"
 #include "platform/stock/process/child_process.h"
 
 namespace {
@@ -16,15 +16,10 @@ namespace {
 constexpr TChildLimits kExecLimits = {60, 0, 5000};
 constexpr TChildLimits kReadLimits = {5, size_t{1024} * 1024, 500};
 
-/* The source of a kestrel_popen stream. */
-struct TOutput {
-    std::string text;
-    size_t position = 0;
-    int result = 0;
-};
+thread_local int t_time_limit_s = 0; // 0: the default
 
-thread_local int t_time_limit_s = 0;  // 0: the default
-thread_local int t_closed_result = 0; // of the last stream this thread closed
+TMutex g_lock;
+std::map<FILE *, int> g_results GUARDED_BY(g_lock); // of the programs whose output is open
 
 std::vector<const char *> argument_list(const char *program, va_list args)
 {
@@ -38,22 +33,6 @@ std::vector<const char *> argument_list(const char *program, va_list args)
 bool has_run(int result)
 {
     return result == -ETIMEDOUT || result == -EFBIG || result == -EINTR || result == -ECHILD;
-}
-
-ssize_t output_read(void *cookie, char *buffer, size_t size)
-{
-    auto *output = static_cast<TOutput *>(cookie);
-    const size_t count = std::min(size, output->text.size() - output->position);
-    output->text.copy(buffer, count, output->position);
-    output->position += count;
-    return static_cast<ssize_t>(count);
-}
-
-int output_close(void *cookie)
-{
-    const std::unique_ptr<TOutput> output(static_cast<TOutput *>(cookie));
-    t_closed_result = output->result;
-    return 0;
 }
 
 } // namespace
@@ -90,23 +69,28 @@ FILE *kestrel_popen(const char *program, ...)
     const std::vector<const char *> argv = argument_list(program, args);
     va_end(args);
 
-    auto output = std::make_unique<TOutput>();
-    output->result = child_run(argv, kReadLimits, &output->text);
-    if (output->result < 0 && !has_run(output->result)) {
-        errno = -output->result;
+    std::string text;
+    const int result = child_run(argv, kReadLimits, &text);
+    if (result < 0 && !has_run(result)) {
+        errno = -result;
         return nullptr;
     }
-    constexpr cookie_io_functions_t kRead = {output_read, nullptr, nullptr, output_close};
-    FILE *stream = fopencookie(output.get(), "r", kRead);
-    if (stream != nullptr)
-        (void)output.release(); // owned by the stream now
+    FILE *stream = fmemopen(nullptr, text.size() + 1, "w+");
+    if (stream == nullptr)
+        return nullptr;
+    (void)fwrite(text.data(), 1, text.size(), stream);
+    rewind(stream);
+    const TLock guard(g_lock);
+    g_results[stream] = result;
     return stream;
 }
 
 int kestrel_pclose(FILE *stream)
 {
-    if (stream == nullptr)
+    const TLock guard(g_lock);
+    const auto closed = g_results.extract(stream);
+    if (!closed)
         return -EINVAL;
     (void)fclose(stream);
-    return t_closed_result;
+    return closed.mapped();
 }
