@@ -1,5 +1,3 @@
-#include "platform/stock/system/hwmon.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <set>
@@ -7,53 +5,43 @@
 
 #include "base/text.h"
 #include "platform/logging.h"
+#include "platform/pal.h"
 #include "platform/stock/system/text_file.h"
 
 namespace {
 
+using TFans = std::vector<std::pair<std::string, std::string>>;
+
 constexpr const char *kRoot = "/sys/class/hwmon";
 constexpr const char *kFailed = "9";
+/* The flags that a chip may have for a fan, as suffixes of attribute names. */
+constexpr const char *kFlags[] = {"fault", "alarm", "min_alarm", "max_alarm"};
 
-bool flag_is_set(const std::string &text)
+/* Failed with a flag set, otherwise "0". A speed of 0 is not a fault: a header without a fan reads 0 as well. Empty
+ * when the chip has a flag that cannot be read now: the fan's state is then unknown. */
+std::string fan_status(const std::string &fan_path)
 {
-    long long value = 0;
-    return text_to_number(text, &value) && value != 0;
-}
-
-/* Reads the flags of one fan. False when the chip has a flag that cannot be read now: the fan's state is then
- * unknown. */
-bool read_flags(const std::string &fan_path, std::vector<std::string> *out)
-{
-    for (const char *flag : kFanFlags) {
+    std::string status = "0";
+    for (const char *flag : kFlags) {
         const std::string path = fan_path + '_' + flag;
         std::string text;
         const int result = text_file_read(path, 64, &text);
         if (result == -ENOENT)
             continue;
-        text = text_trimmed(text);
-        if (result != 0 || text.empty()) {
+        const std::string_view figure = text_trimmed(text);
+        if (result != 0 || figure.empty()) {
             log_Debug("fan flag %s cannot be read", path.c_str());
-            return false;
+            return "";
         }
-        out->push_back(std::move(text));
+        long long value = 0;
+        if (text_to_number(figure, &value) && value != 0)
+            status = kFailed;
     }
-    return true;
+    return status;
 }
 
-} // namespace
-
-std::string hwmon_status(const THwmonFan &fan)
-{
-    return std::any_of(fan.flags.begin(), fan.flags.end(), flag_is_set) ? kFailed : "0";
-}
-
-std::string hwmon_summary(const std::vector<std::pair<std::string, std::string>> &fans)
-{
-    const bool failed = std::any_of(fans.begin(), fans.end(), [](const auto &fan) { return fan.second == kFailed; });
-    return failed ? "fan failed" : "good";
-}
-
-std::vector<int> hwmon_fan_numbers(const std::vector<std::string> &attributes)
+/* The numbers of the fans among a chip's attributes ("fan1_input" and the like). */
+std::set<int> fan_numbers(const std::vector<std::string> &attributes)
 {
     std::set<int> numbers;
     for (const std::string_view attribute : attributes) {
@@ -63,35 +51,46 @@ std::vector<int> hwmon_fan_numbers(const std::vector<std::string> &attributes)
             !text_to_number(attribute.substr(3, end - 3), &number) || number < 0 || number > 999)
             continue;
         const std::string_view kind = attribute.substr(end + 1);
-        if (kind == "input" || std::find(std::begin(kFanFlags), std::end(kFanFlags), kind) != std::end(kFanFlags))
+        if (kind == "input" || std::find(std::begin(kFlags), std::end(kFlags), kind) != std::end(kFlags))
             numbers.insert(static_cast<int>(number));
     }
-    return {numbers.begin(), numbers.end()};
+    return numbers;
 }
 
-int hwmon_fans(std::vector<THwmonFan> *out)
+/* Adds the fans of one chip, each under the board's label, or else by chip and number. */
+void add_fans(const std::string &folder, TFans *fans)
+{
+    std::vector<std::string> attributes;
+    (void)host_folder_names(folder, &attributes); // fails for a chip that was unplugged meanwhile
+    for (const int number : fan_numbers(attributes)) {
+        const std::string fan_path = folder + "/fan" + std::to_string(number);
+        const std::string status = fan_status(fan_path);
+        if (status.empty())
+            continue;
+        std::string name = sysfs_text(fan_path + "_label");
+        if (name.empty())
+            name = sysfs_text(folder + "/name") + " fan" + std::to_string(number);
+        fans->emplace_back(std::move(name), status);
+    }
+}
+
+} // namespace
+
+uint32_t PAL_mgr_syshealth_info(const t_auth * /*auth*/, t_syshealth_info *info, std::string *text)
 {
     std::vector<std::string> chips;
-    const int result = host_folder_names(kRoot, &chips);
-    if (result != 0 && result != -ENOENT)
-        return result;
-    std::vector<THwmonFan> fans;
-    for (const std::string &chip : chips) {
-        const std::string folder = std::string(kRoot) + '/' + chip;
-        std::vector<std::string> attributes;
-        if (host_folder_names(folder, &attributes) != 0)
-            continue; // unplugged meanwhile
-        for (const int number : hwmon_fan_numbers(attributes)) {
-            const std::string fan_path = folder + "/fan" + std::to_string(number);
-            THwmonFan fan;
-            if (!read_flags(fan_path, &fan.flags))
-                continue;
-            fan.name = sysfs_text(fan_path + "_label");
-            if (fan.name.empty())
-                fan.name = sysfs_text(folder + "/name") + " fan" + std::to_string(number);
-            fans.push_back(fan);
-        }
+    if (const int result = host_folder_names(kRoot, &chips); result != 0 && result != -ENOENT) {
+        log_Debug("fans cannot be read: %s", error_text(-result).c_str());
+        return static_cast<uint32_t>(-result);
     }
-    *out = std::move(fans);
+    t_syshealth_info health;
+    for (const std::string &chip : chips)
+        add_fans(std::string(kRoot) + '/' + chip, &health.fans);
+    const bool failed =
+        std::any_of(health.fans.begin(), health.fans.end(), [](const auto &fan) { return fan.second == kFailed; });
+    health.text = failed ? "fan failed" : "good";
+    if (text != nullptr)
+        *text = health.text;
+    *info = std::move(health);
     return 0;
 }

@@ -11,7 +11,6 @@
 #include "platform/pal.h"
 #include "platform/stock/config/ini_file.h"
 #include "platform/stock/config/state_changes.h"
-#include "platform/stock/system/hwmon.h"
 #include "platform/time_stamp.h"
 
 namespace {
@@ -73,22 +72,5 @@ uint32_t PAL_system_get_syssetting(const t_auth & /*auth*/, const t_system & /*r
         return static_cast<uint32_t>(error);
     }
     reply.server_name = host;
-    return 0;
-}
-
-uint32_t PAL_mgr_syshealth_info(const t_auth * /*auth*/, t_syshealth_info *info, std::string *text)
-{
-    std::vector<THwmonFan> fans;
-    if (const int result = hwmon_fans(&fans); result != 0) {
-        log_Debug("fans cannot be read: %s", error_text(-result).c_str());
-        return static_cast<uint32_t>(-result);
-    }
-    t_syshealth_info health;
-    for (const THwmonFan &fan : fans)
-        health.fans.emplace_back(fan.name, hwmon_status(fan));
-    health.text = hwmon_summary(health.fans);
-    if (text != nullptr)
-        *text = health.text;
-    *info = std::move(health);
     return 0;
 }
