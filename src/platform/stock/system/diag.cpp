@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstring>
 #include <execinfo.h>
+#include <iterator>
 #include <sys/prctl.h>
 #include <unistd.h>
 
@@ -12,29 +13,18 @@ namespace {
 
 char g_program[32] = "?"; // set before the first handler is installed
 
-/* A line built piece by piece. */
-struct TLine {
-    char text[128];
-    size_t length = 0;
-
-    void add(const char *part)
-    {
-        for (; *part != '\0' && length < sizeof(text); ++part)
-            text[length++] = *part;
-    }
-};
-
 /* Makes only async-signal-safe calls: the process may have crashed inside malloc. */
 void on_crash(int signal)
 {
     char thread[16] = "";
     (void)prctl(PR_GET_NAME, thread);
     const char number[3] = {static_cast<char>('0' + signal / 10), static_cast<char>('0' + signal % 10), '\0'};
-    TLine line;
     const char *const parts[] = {"\n", g_program, ": crash signal ", number, " in thread ", thread, "\n"};
+    char line[128];
+    char *end = line;
     for (const char *part : parts)
-        line.add(part);
-    (void)log_stream_write(STDERR_FILENO, line.text, line.length);
+        end = stpncpy(end, part, static_cast<size_t>(std::end(line) - end));
+    (void)log_stream_write(STDERR_FILENO, line, static_cast<size_t>(end - line));
     void *frames[48];
     const int depth = backtrace(frames, sizeof(frames) / sizeof(frames[0]));
     /* Frame by frame, one write each: standard error may be a pipe that is not read. */

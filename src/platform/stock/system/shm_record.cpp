@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
+#include <memory>
 #include <string>
 #include <sys/file.h>
 #include <sys/mman.h>
@@ -12,9 +13,13 @@
 #include <unistd.h>
 
 #include "base/fd.h"
+#include "base/text.h"
+#include "platform/logging.h"
+#include "platform/stock/config/state_changes.h"
 
 namespace {
 
+constexpr const char *kName = "/velomond";
 constexpr mode_t kMode = 0644;
 constexpr mode_t kLockMode = 0600;             // any process that can open a file can hold its lock
 constexpr const char *kShmFolder = "/dev/shm"; // where shm_open keeps its objects; it cannot remove folders
@@ -34,24 +39,18 @@ template <typename TValue> void store(TValue &word, TValue value)
     std::atomic_ref<TValue>(word).store(value, std::memory_order_release);
 }
 
-/* The segment mapped into this process. Always writable: atomic access to a read-only page is not guaranteed. */
-class TMapping {
-public:
-    explicit TMapping(int fd) : m_at(mmap(nullptr, sizeof(TShmSegment), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0)) {}
-    ~TMapping()
-    {
-        if (is_mapped())
-            (void)munmap(m_at, sizeof(TShmSegment));
-    }
-    TMapping(const TMapping &) = delete;
-    TMapping &operator=(const TMapping &) = delete;
-
-    bool is_mapped() const { return m_at != MAP_FAILED; }
-    TShmSegment &segment() const { return *static_cast<TShmSegment *>(m_at); }
-
-private:
-    void *m_at;
+struct TUnmap {
+    void operator()(TShmSegment *segment) const { (void)munmap(segment, sizeof(TShmSegment)); }
 };
+using TMapping = std::unique_ptr<TShmSegment, TUnmap>;
+
+/* Maps the segment into this process; null with errno on failure. Always writable: atomic access to a read-only page is
+ * not guaranteed. */
+TMapping map_segment(int fd)
+{
+    void *at = mmap(nullptr, sizeof(TShmSegment), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    return TMapping(at != MAP_FAILED ? static_cast<TShmSegment *>(at) : nullptr);
+}
 
 bool is_ready(TShmSegment &segment)
 {
@@ -126,13 +125,6 @@ int lock_writers(int fd)
     return -EBUSY;
 }
 
-/* Called with the writers' lock held. Grows, never shrinks: other processes may have it mapped. Allocated memory cannot
- * raise SIGBUS when the file system is full. */
-int grow(int fd)
-{
-    return -posix_fallocate(fd, 0, sizeof(TShmSegment));
-}
-
 void make_ready(TShmSegment &segment)
 {
     store(segment.magic, uint32_t{0}); // not valid until all is initialized
@@ -142,38 +134,42 @@ void make_ready(TShmSegment &segment)
     store(segment.magic, kShmMagic);
 }
 
+/* A failure is logged when it begins, not for as long as it lasts. */
+int logged(const char *what, int result)
+{
+    static TStateChanges outcomes;
+    if (outcomes.is_news(what, static_cast<uint64_t>(-result)))
+        log_Debug("shared memory %s cannot be %s: %s", kName, what, error_text(-result).c_str());
+    return result;
+}
+
 } // namespace
 
 int shm_record_get(const char *name, t_velomond_shm *record)
 {
     const TFd fd(shm_open(name, O_RDWR, 0)); // descriptors of shm_open are close-on-exec
-    struct stat status = {};
-    if (!fd.is_open() && errno == ENOENT) {
-        *record = {};
-        return 0;
-    }
-    if (!fd.is_open())
+    if (!fd.is_open() && errno != ENOENT)
         return -error_of_open();
-    if (fstat(fd.get(), &status) != 0)
+    struct stat status = {}; // also of a missing segment
+    if (fd.is_open() && fstat(fd.get(), &status) != 0)
         return -errno;
-    if (!is_ours(status))
+    if (fd.is_open() && !is_ours(status))
         return -EPERM;
     if (status.st_size < static_cast<off_t>(sizeof(TShmSegment)) || status.st_blocks == 0) { // never written
         *record = {};
         return 0;
     }
-    const TMapping mapping(fd.get());
-    if (!mapping.is_mapped())
+    const TMapping segment = map_segment(fd.get());
+    if (segment == nullptr)
         return -errno;
-    TShmSegment &segment = mapping.segment();
-    if (!is_ready(segment)) {
+    if (!is_ready(*segment)) {
         *record = {};
         return 0;
     }
     for (int i = 0; i < kReadTries; ++i) {
-        const uint64_t generation = load(segment.generation);
-        const t_velomond_shm copy = copy_out(segment.slots[generation % 2]);
-        if (load(segment.generation) == generation) {
+        const uint64_t generation = load(segment->generation);
+        const t_velomond_shm copy = copy_out(segment->slots[generation % 2]);
+        if (load(segment->generation) == generation) {
             *record = copy;
             return 0;
         }
@@ -190,18 +186,29 @@ int shm_record_set(const char *name, const t_velomond_shm &record)
         result = lock_writers(lock.get());
     if (result == 0)
         result = open_for_writing(name, kMode, &fd);
+    /* Grows, never shrinks: other processes may have it mapped. Allocated memory cannot raise SIGBUS when the file
+     * system is full. */
     if (result == 0)
-        result = grow(fd.get());
+        result = -posix_fallocate(fd.get(), 0, sizeof(TShmSegment));
     if (result != 0)
         return result;
-    const TMapping mapping(fd.get());
-    if (!mapping.is_mapped())
+    const TMapping segment = map_segment(fd.get());
+    if (segment == nullptr)
         return -errno;
-    TShmSegment &segment = mapping.segment();
-    if (!is_ready(segment))
-        make_ready(segment);
-    const uint64_t next = load(segment.generation) + 1;
-    copy_in(segment.slots[next % 2], record);
-    store(segment.generation, next);
+    if (!is_ready(*segment))
+        make_ready(*segment);
+    const uint64_t next = load(segment->generation) + 1;
+    copy_in(segment->slots[next % 2], record);
+    store(segment->generation, next);
     return 0;
+}
+
+int velomond_shm_get(t_velomond_shm *record)
+{
+    return logged("read", shm_record_get(kName, record));
+}
+
+int velomond_shm_set(const t_velomond_shm *record)
+{
+    return logged("written", shm_record_set(kName, *record));
 }

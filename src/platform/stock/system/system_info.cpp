@@ -8,14 +8,9 @@
 #include "platform/host_path.h"
 #include "platform/logging.h"
 
-namespace {
-
-constexpr const char *kZfsMarker = "/tarn/etc/TARN_ZFS";
-
-} // namespace
-
 int get_platform_system(uint32_t *type)
 {
+    constexpr const char *kZfsMarker = "/tarn/etc/TARN_ZFS";
     struct stat status = {};
     const bool zfs = stat(host_path(kZfsMarker).c_str(), &status) == 0;
     const int error = zfs ? 0 : errno;

@@ -5,12 +5,6 @@
 #include "base/text.h"
 #include "platform/host_path.h"
 
-namespace {
-
-constexpr size_t kMaxAttribute = 4096; // sysfs returns no more than a page
-
-} // namespace
-
 int text_file_read(std::string_view path, size_t max_size, std::string *out)
 {
     return file_read(host_path(path), max_size, out);
@@ -18,6 +12,7 @@ int text_file_read(std::string_view path, size_t max_size, std::string *out)
 
 std::string sysfs_text(std::string_view path)
 {
+    constexpr size_t kMaxAttribute = 4096; // sysfs returns no more than a page
     std::string text;
     return text_file_read(path, kMaxAttribute, &text) == 0 ? std::string(text_trimmed(text)) : std::string();
 }
