@@ -20,13 +20,11 @@ bool waits_for_us(int fd, bool sending)
 THttpConnection *THttpConnections::add(int fd, uint64_t now_ms, bool *crowded)
 {
     try {
-        std::list<THttpConnection> one;
-        one.emplace_front(fd, now_ms);
-        one.front().self = one.begin();
         const TLock guard(m_lock);
-        m_list.splice(m_list.begin(), one);
+        THttpConnection &connection = m_list.emplace_front(fd, now_ms);
+        connection.self = m_list.begin();
         *crowded = m_list.size() == m_patience.crowd;
-        return &m_list.front();
+        return &connection;
     } catch (const std::bad_alloc &) {
         return nullptr;
     }

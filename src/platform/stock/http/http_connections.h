@@ -10,6 +10,8 @@
 #include "platform/httpserver.hpp"
 #include "platform/stock/http/http_rules.h"
 
+struct MHD_Connection;
+
 /* One client of the server. All but the phase belongs to the request thread that serves the connection. */
 struct THttpConnection {
     THttpConnection(int socket, uint64_t now_ms) : fd(socket), since_ms(now_ms) {}
@@ -28,6 +30,7 @@ struct THttpConnection {
     }
 
     const int fd;
+    MHD_Connection *mhd = nullptr; // the library's handle
     /* Start of the present phase; 0 while a handler runs or waits for its turn, for which there is no limit. `sending`
      * is written before it and read before it, so that an old phase's time is never taken for a new one's. */
     std::atomic<uint64_t> since_ms;

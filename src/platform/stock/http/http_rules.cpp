@@ -36,14 +36,6 @@ uint64_t length_of(std::string_view value)
 
 } // namespace
 
-THttpMethod http_method(std::string_view name)
-{
-    int method = kHttpGet;
-    while (method < kHttpMethodCount && name != kHttpMethods[method])
-        ++method;
-    return static_cast<THttpMethod>(method);
-}
-
 bool http_host_is_local(std::string_view value)
 {
     constexpr std::string_view kNames[] = {"localhost", "127.0.0.1", "[::1]"};

@@ -1,16 +1,12 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string_view>
 
 /* Checks of a request before a handler sees it. */
 
-enum THttpMethod { kHttpGet, kHttpPut, kHttpPost, kHttpDelete, kHttpMethodCount };
-
-inline constexpr const char *kHttpMethods[kHttpMethodCount] = {"GET", "PUT", "POST", "DELETE"};
-
-/* kHttpMethodCount for any other method, HEAD among them. */
-THttpMethod http_method(std::string_view name);
+inline constexpr std::array<std::string_view, 4> kHttpMethods = {"GET", "PUT", "POST", "DELETE"};
 
 /* Whether the value of a Host header is this machine's loopback: "localhost", "127.0.0.1" or "[::1]" in any case, with
  * or without a port. This detects web pages whose host name was made to resolve to 127.0.0.1. */

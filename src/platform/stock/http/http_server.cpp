@@ -57,12 +57,6 @@ constexpr std::chrono::milliseconds kAcceptPause{100};
  * connections has ended. */
 thread_local bool t_turned_away = false;
 
-/* The answer to a request; `allow` lists the methods of the path when the requested one is not served. */
-struct TDecision {
-    TMhdResponse response;
-    std::string allow;
-};
-
 TMhdResponse refusal(int status, const char *why)
 {
     return std::make_shared<httpserver::string_response>(std::string("{ \"error\": \"") + why + "\" }", status,
@@ -80,18 +74,18 @@ constexpr std::string_view kBodyTooLarge = "HTTP/1.1 413 Content Too Large\r\n"
 std::string allowed_methods(const THttpRoute &route)
 {
     std::string text;
-    for (int method = kHttpGet; method < kHttpMethodCount; ++method) {
+    for (size_t method = 0; method < kHttpMethods.size(); ++method) {
         if (route.handlers[method])
             text.append(text.empty() ? "" : ", ").append(kHttpMethods[method]);
     }
     return text;
 }
 
-TMhdResponse call_handler(const THttpHandler &handler, const TMhdRequest &request, const std::string &path)
+TMhdResponse call_handler(const THttpHandler &handler, const THttpConnection &connection, const std::string &path)
 {
     TMhdResponse response;
     try {
-        response = handler(request);
+        response = handler(TMhdRequest(connection.mhd, connection.body));
     } catch (const std::exception &failure) {
         log_Debug("%s: the handler failed: %s", path.c_str(), failure.what());
     } catch (...) {
@@ -101,53 +95,30 @@ TMhdResponse call_handler(const THttpHandler &handler, const TMhdRequest &reques
 }
 
 /* Suspends the connection until the handler is done and has stored its answer in the connection; null for no answer. */
-bool call_later(THttpServer::TState *server, THttpConnection *connection, MHD_Connection *mhd, const THttpRoute &route,
+bool call_later(THttpServer::TState *server, THttpConnection *connection, const THttpRoute &route,
                 const THttpHandler &handler)
 {
-    const auto call = [connection, mhd, &route, &handler](TWaitingCalls::TTurn turn) {
+    const auto call = [connection, &route, &handler](TWaitingCalls::TTurn turn) {
         try {
             if (turn == TWaitingCalls::kRun)
-                connection->answer = call_handler(handler, TMhdRequest(mhd, connection->body), route.path);
+                connection->answer = call_handler(handler, *connection, route.path);
         } catch (const std::bad_alloc &) { // not even memory for an error answer
             log_Debug("%s: out of memory for an answer", route.path.c_str());
         }
-        MHD_resume_connection(mhd);
+        MHD_resume_connection(connection->mhd);
     };
-    return server->waiting_calls.add(call, [connection, mhd] {
+    return server->waiting_calls.add(call, [connection] {
         connection->waits = true;
-        MHD_suspend_connection(mhd);
+        MHD_suspend_connection(connection->mhd);
     });
 }
 
-/* The response is null when the answer comes later. */
-TDecision decide(THttpServer::TState *server, THttpConnection *connection, MHD_Connection *mhd, const char *path,
-                 const char *method_name)
+/* Hands the answer to the library; `allow` lists the methods of the path when the requested one is not served. Its text
+ * is not copied: the connection keeps the answer until the request is over. */
+MHD_Result send_answer(const THttpServer::TState &server, THttpConnection *connection, TMhdResponse answer,
+                       const std::string &allow = "")
 {
-    if (!connection->head.host_is_local)
-        return {refusal(403, "host refused"), ""};
-    if (!connection->head.page_is_local)
-        return {refusal(403, "page refused"), ""};
-    const auto found = server->routes.find(std::string_view(path));
-    if (found == server->routes.end())
-        return {refusal(404, "unknown path"), ""};
-    const THttpRoute &route = found->second;
-    const THttpMethod method = http_method(method_name);
-    if (method == kHttpMethodCount || !route.handlers[method])
-        return {refusal(405, "method not allowed"), allowed_methods(route)};
-    const THttpHandler &handler = route.handlers[method];
-    if (!route.may_wait)
-        return {call_handler(handler, TMhdRequest(mhd, connection->body), route.path), ""};
-    if (!call_later(server, connection, mhd, route, handler))
-        return {refusal(503, "too many wait"), ""};
-    return {};
-}
-
-/* Hands the answer to the library. Its text is not copied: the connection keeps
- * the answer until the request is over. */
-MHD_Result send_answer(const THttpServer::TState &server, THttpConnection *connection, MHD_Connection *mhd,
-                       TDecision decision)
-{
-    connection->answer = std::move(decision.response);
+    connection->answer = std::move(answer);
     connection->send(server.limits.clock_ms());
     const std::string &text = connection->answer->get_body();
     MHD_Response *response =
@@ -155,25 +126,25 @@ MHD_Result send_answer(const THttpServer::TState &server, THttpConnection *conne
     if (response == nullptr)
         return MHD_NO;
     MHD_add_response_header(response, MHD_HTTP_HEADER_CONTENT_TYPE, connection->answer->get_content_type().c_str());
-    if (!decision.allow.empty())
-        MHD_add_response_header(response, MHD_HTTP_HEADER_ALLOW, decision.allow.c_str());
+    if (!allow.empty())
+        MHD_add_response_header(response, MHD_HTTP_HEADER_ALLOW, allow.c_str());
     if (t_turned_away) // or clients that keep sending requests would lock all others out
         MHD_add_response_header(response, MHD_HTTP_HEADER_CONNECTION, "close");
     const auto status = static_cast<unsigned>(connection->answer->get_response_code());
-    const MHD_Result result = MHD_queue_response(mhd, status, response);
+    const MHD_Result result = MHD_queue_response(connection->mhd, status, response);
     MHD_destroy_response(response);
     return result;
 }
 
 /* Called when the head of a request was received. An answer at this point ends the connection, so it is only given when
  * the body is not going to be read. */
-MHD_Result take_head(const THttpServer::TState &server, THttpConnection *connection, MHD_Connection *mhd)
+MHD_Result take_head(const THttpServer::TState &server, THttpConnection *connection)
 {
-    connection->head = mhd_head(mhd);
+    connection->head = mhd_head(connection->mhd);
     if (!connection->head.is_clear())
-        return send_answer(server, connection, mhd, {refusal(400, "end of body not clear"), ""});
+        return send_answer(server, connection, refusal(400, "end of body not clear"));
     if (connection->head.length > server.limits.body_bytes)
-        return send_answer(server, connection, mhd, {refusal(413, "body too large"), ""});
+        return send_answer(server, connection, refusal(413, "body too large"));
     return MHD_YES;
 }
 
@@ -188,15 +159,37 @@ MHD_Result take_body(const THttpServer::TState &server, THttpConnection *connect
     return MHD_YES;
 }
 
-MHD_Result answer(THttpServer::TState *server, THttpConnection *connection, MHD_Connection *mhd, const char *path,
-                  const char *method)
+/* Answers at once, or later by way of call_later. */
+MHD_Result decide(THttpServer::TState *server, THttpConnection *connection, const char *path, const char *method_name)
+{
+    if (!connection->head.host_is_local)
+        return send_answer(*server, connection, refusal(403, "host refused"));
+    if (!connection->head.page_is_local)
+        return send_answer(*server, connection, refusal(403, "page refused"));
+    const auto found = server->routes.find(std::string_view(path));
+    if (found == server->routes.end())
+        return send_answer(*server, connection, refusal(404, "unknown path"));
+    const THttpRoute &route = found->second;
+    size_t method = 0;
+    while (method < kHttpMethods.size() && kHttpMethods[method] != method_name)
+        ++method;
+    if (method == kHttpMethods.size() || !route.handlers[method])
+        return send_answer(*server, connection, refusal(405, "method not allowed"), allowed_methods(route));
+    const THttpHandler &handler = route.handlers[method];
+    if (!route.may_wait)
+        return send_answer(*server, connection, call_handler(handler, *connection, route.path));
+    return call_later(server, connection, route, handler)
+               ? MHD_YES
+               : send_answer(*server, connection, refusal(503, "too many wait"));
+}
+
+MHD_Result answer(THttpServer::TState *server, THttpConnection *connection, const char *path, const char *method)
 {
     if (std::exchange(connection->waits, false)) // and the wait is over
-        return connection->answer != nullptr ? send_answer(*server, connection, mhd, {connection->answer, ""}) : MHD_NO;
+        return connection->answer != nullptr ? send_answer(*server, connection, connection->answer) : MHD_NO;
     platform_interrupt_on(&server->stopping);
     connection->work();
-    TDecision decision = decide(server, connection, mhd, path, method);
-    return decision.response != nullptr ? send_answer(*server, connection, mhd, std::move(decision)) : MHD_YES;
+    return decide(server, connection, path, method);
 }
 
 /* The library calls once after the head, for each piece of the body, and once more at the end; after a suspension it
@@ -209,12 +202,13 @@ MHD_Result on_request(void *cls, MHD_Connection *mhd, const char *path, const ch
     if (info == nullptr || info->socket_context == nullptr)
         return MHD_NO;
     auto *connection = static_cast<THttpConnection *>(info->socket_context);
+    connection->mhd = mhd;
     try {
         if (std::exchange(*request_state, connection) == nullptr)
-            return take_head(*server, connection, mhd);
+            return take_head(*server, connection);
         if (*size != 0)
             return take_body(*server, connection, data, size);
-        return answer(server, connection, mhd, path, method);
+        return answer(server, connection, path, method);
     } catch (const std::exception &failure) {
         log_Debug("request dropped without an answer: %s", failure.what());
         return MHD_NO;

@@ -17,7 +17,7 @@ using THttpHandler = std::function<std::shared_ptr<httpserver::http_response>(co
  * separate thread: a request thread serves many connections, which would all wait with it. */
 struct THttpRoute {
     std::string path;
-    THttpHandler handlers[kHttpMethodCount];
+    THttpHandler handlers[kHttpMethods.size()];
     bool may_wait = false;
 };
 

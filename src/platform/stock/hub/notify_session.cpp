@@ -35,11 +35,7 @@ TNotifySessionManager::TNotifySessionManager(const char *service, const char *ro
 {
 }
 
-TNotifySessionManager::~TNotifySessionManager()
-{
-    m_session->subscription.request_stop();
-    m_session->subscription.join();
-}
+TNotifySessionManager::~TNotifySessionManager() = default; // the subscription ends by itself
 
 int TNotifySessionManager::run()
 {
