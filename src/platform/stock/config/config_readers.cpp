@@ -25,7 +25,7 @@ int load(const char *file, TIni *ini)
 {
     static TStateChanges outcomes;
     const int result = ini_load(file, ini);
-    if (outcomes.is_news(file, static_cast<uint64_t>(-result)))
+    if (outcomes.is_news(file, result))
         log_Debug("%s cannot be used: %s", file, error_text(-result).c_str());
     return result;
 }

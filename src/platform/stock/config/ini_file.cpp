@@ -94,7 +94,8 @@ bool may_be_unfinished(const std::string &path, const std::string &text)
 void log_left_out(const std::string &path, const std::string &text, const TIni &ini)
 {
     static TStateChanges changes;
-    if (changes.is_news(path, ini.left_out != 0 ? std::hash<std::string>()(text) | 1 : 0))
+    const size_t state = ini.left_out != 0 ? std::hash<std::string>()(text) | 1 : 0;
+    if (changes.is_news(path, static_cast<int64_t>(state)))
         log_Debug("%s: %zu unreadable lines ignored, the first is line %zu", path.c_str(), ini.left_out,
                   ini.first_left_out);
 }

@@ -12,7 +12,7 @@
 class TStateChanges {
 public:
     /* Whether the subject is in a state that it was not in at the last call. State 0 is no fault and never news. */
-    bool is_news(const std::string &subject, uint64_t state)
+    bool is_news(const std::string &subject, int64_t state)
     {
         const TLock guard(m_lock);
         return std::exchange(m_states[subject], state) != state && state != 0;
@@ -20,5 +20,5 @@ public:
 
 private:
     TMutex m_lock;
-    std::map<std::string, uint64_t> m_states GUARDED_BY(m_lock);
+    std::map<std::string, int64_t> m_states GUARDED_BY(m_lock);
 };

@@ -3,11 +3,11 @@
 #include <map>
 #include <utility>
 
-#include "base/mutex.h"
 #include "base/text.h"
 #include "platform/host_path.h"
 #include "platform/logging.h"
 #include "platform/pal.h"
+#include "platform/stock/config/state_changes.h"
 #include "platform/stock/storage/md_array.h"
 #include "platform/stock/storage/place_look.h"
 #include "platform/stock/storage/volumes.h"
@@ -19,16 +19,8 @@ constexpr const char *kVolumeFile = "/tarn/etc/volume.conf";
 constexpr size_t kMaxMountinfo = size_t{4} * 1024 * 1024;
 constexpr size_t kMaxKstat = 4096;
 
-/* Whether a failure is to be logged: volumes are queried every minute, and a missing one is reported when it
- * disappears, not for as long as it is away. 0 is no failure. */
-bool is_news(const std::string &about, int result)
-{
-    static TMutex lock;
-    static std::map<std::string, int> results GUARDED_BY(lock);
-    const TLock guard(lock);
-    const int before = std::exchange(results[about], result);
-    return result != 0 && result != before;
-}
+/* Volumes are queried every minute, and a missing one is reported when it disappears, not for as long as it is away. */
+TStateChanges g_results;
 
 int load_volumes(std::map<int32_t, TVolume> *out)
 {
@@ -36,7 +28,7 @@ int load_volumes(std::map<int32_t, TVolume> *out)
     const int result = ini_load(kVolumeFile, &ini);
     if (result == 0)
         *out = volumes_of(ini);
-    if (is_news(kVolumeFile, result))
+    if (g_results.is_news(kVolumeFile, result))
         log_Debug("%s cannot be used: %s", kVolumeFile, error_text(-result).c_str());
     return result;
 }
@@ -97,7 +89,7 @@ int measure(const TVolume &volume, TMount *mount, t_volume_usage *usage)
     if (result == 0)
         result = -place.error;
     const std::string about = std::to_string(volume.id);
-    if (is_news(about, result) && result != -EINTR)
+    if (g_results.is_news(about, result) && result != -EINTR)
         log_Debug(result == -ENODEV ? "volume %d at %s is not mounted" : "volume %d at %s cannot be measured: %s",
                   volume.id, volume.mount_point.c_str(), error_text(-result).c_str());
     if (result == 0)
@@ -133,7 +125,7 @@ uint32_t PAL_storage_get_volume_info(const t_auth & /*auth*/, const t_storage_di
         return static_cast<uint32_t>(-result);
     const auto volume = volumes.find(in.target_vol_id);
     const bool is_known = volume != volumes.end();
-    if (is_news("no " + std::to_string(in.target_vol_id), is_known ? 0 : -ENODEV))
+    if (g_results.is_news("no " + std::to_string(in.target_vol_id), is_known ? 0 : -ENODEV))
         log_Debug("no volume %d in %s", in.target_vol_id, kVolumeFile);
     if (!is_known)
         return ENODEV;

@@ -60,11 +60,10 @@ uint32_t PAL_system_get_syssetting(const t_auth & /*auth*/, const t_system & /*r
 {
     static TStateChanges outcomes;
     const int result = read_server_name(&reply.server_name);
-    const auto fault = static_cast<uint32_t>(std::max(-result, 0));
-    if (outcomes.is_news(kSystemFile, fault))
+    if (outcomes.is_news(kSystemFile, std::min(result, 0)))
         log_Debug("%s cannot be used: %s", kSystemFile, error_text(-result).c_str());
     if (result <= 0)
-        return fault;
+        return static_cast<uint32_t>(-result);
     char host[HOST_NAME_MAX + 1] = "";
     if (gethostname(host, sizeof(host) - 1) != 0) {
         const int error = errno;

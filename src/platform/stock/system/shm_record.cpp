@@ -138,7 +138,7 @@ void make_ready(TShmSegment &segment)
 int logged(const char *what, int result)
 {
     static TStateChanges outcomes;
-    if (outcomes.is_news(what, static_cast<uint64_t>(-result)))
+    if (outcomes.is_news(what, result))
         log_Debug("shared memory %s cannot be %s: %s", kName, what, error_text(-result).c_str());
     return result;
 }
