@@ -10,12 +10,16 @@ public:
     explicit TFd(int fd) : m_fd(fd) {}
     ~TFd() { reset(); }
     TFd(TFd &&other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
-    TFd &operator=(TFd other) noexcept
+    TFd &operator=(TFd &&other) noexcept
     {
-        std::swap(m_fd, other.m_fd);
+        if (this != &other) {
+            reset();
+            m_fd = std::exchange(other.m_fd, -1);
+        }
         return *this;
     }
     TFd(const TFd &) = delete;
+    TFd &operator=(const TFd &) = delete;
 
     int get() const { return m_fd; }
     bool is_open() const { return m_fd >= 0; }
