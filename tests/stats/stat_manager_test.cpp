@@ -1,7 +1,7 @@
 #include "common/history.h"
 
-#include <array>
 #include <thread>
+#include <tuple>
 
 #include "fake_platform/fake_platform.h"
 #include "stats/cpu_record.h"
@@ -90,64 +90,49 @@ TEST_F(StatManager, ReadersAndTheWriterShareTheHistory) // the thread sanitizer 
     writer.join();
 }
 
-/* A kind's record: the first so many of its fields are differences in an interval, the others levels. */
-template <typename T, size_t kCounters, auto... kFields> struct TKind {
-    using TValues = std::array<uint64_t, sizeof...(kFields)>;
-    static TValues values(const T &record) { return {static_cast<uint64_t>(record.*kFields)...}; }
-    static T record(const TValues &values)
-    {
-        T made;
-        size_t i = 0;
-        ((made.*kFields = static_cast<std::remove_reference_t<decltype(made.*kFields)>>(values[i++])), ...);
-        made.tp_ms = 5;
-        return made;
+/* Fills a kind's history twice over: the first so many of its fields are differences in an interval, the others
+ * levels. */
+template <typename T, size_t kCounters, auto... kFields> void check_full_history()
+{
+    TManager<T> manager;
+    T last, interval, sum;
+    for (uint64_t n = 0; n < 200; ++n) {
+        T reading;
+        reading.tp_ms = 5;
+        uint64_t value = 7919 * n % 1009; // goes up and down: counters wrap
+        ((reading.*kFields = static_cast<uint32_t>(value *= 3)), ...);
+        manager.add_sample("cpu2", reading);
+        size_t field = 0;
+        ((interval.*kFields = reading.*kFields - (field++ < kCounters ? last.*kFields : 0)), ...);
+        if (n >= 110) // only the newest 90 count
+            ((sum.*kFields += interval.*kFields), ...);
+        last = reading;
     }
-    static TValues reading(uint64_t n) // goes up and down: counters wrap
-    {
-        TValues values;
-        for (size_t i = 0; i < values.size(); ++i)
-            values[i] = 7919 * n % 1009 * (i + 1);
-        return values;
+    for (const int all : {0, 90})
+        EXPECT_EQ(std::tuple(manager.get_total("cpu2", all).*kFields...), std::tuple(sum.*kFields...));
+    EXPECT_EQ(std::tuple(manager.get_current("cpu2").*kFields...), std::tuple(interval.*kFields...));
+    if constexpr (requires { sum.data_cnt; }) {
+        EXPECT_EQ(manager.get_total("cpu2", 0).data_cnt, 90);
     }
-    static void check()
-    {
-        TManager<T> manager;
-        TValues interval, sum = {};
-        for (uint64_t n = 0; n < 200; ++n) {
-            manager.add_sample("cpu2", record(reading(n)));
-            if (n < 110)
-                continue; // only the newest 90 count
-            interval = reading(n);
-            for (size_t i = 0; i < interval.size(); ++i) {
-                interval[i] -= i < kCounters ? reading(n - 1)[i] : 0;
-                sum[i] += interval[i];
-            }
-        }
-        EXPECT_EQ(values(manager.get_current("cpu2")), values(record(interval)));
-        EXPECT_EQ(values(manager.get_total("cpu2", 0)), values(record(sum)));
-        EXPECT_EQ(values(manager.get_total("cpu2", 90)), values(record(sum)));
-        if constexpr (requires(T one) { one.data_cnt; }) {
-            EXPECT_EQ(manager.get_total("cpu2", 0).data_cnt, 90);
-        }
-        EXPECT_EQ(manager.get_current("cpu2").tp_ms, 5U);
-        EXPECT_EQ(manager.get_total("cpu2", 0).tp_ms, 0U) << "is no amount";
-    }
-};
+    EXPECT_EQ(manager.get_current("cpu2").tp_ms, 5U);
+    EXPECT_EQ(manager.get_total("cpu2", 0).tp_ms, 0U) << "is no amount";
+}
 
 TEST(StatRecords, TheSumOfAFullHistoryIsThatOfItsParts)
 {
     using TCpu = T_CPU_STAT;
-    TKind<TCpu, 12, &TCpu::cpu_user, &TCpu::cpu_nice, &TCpu::cpu_sys, &TCpu::cpu_idle, &TCpu::cpu_iowait,
-          &TCpu::cpu_steal, &TCpu::cpu_hardirq, &TCpu::cpu_softirq, &TCpu::cpu_guest, &TCpu::cpu_guest_nice,
-          &TCpu::cpu_uptime, &TCpu::inv_ms>::check();
-    TKind<T_NET_STAT, 3, &T_NET_STAT::tx, &T_NET_STAT::rx, &T_NET_STAT::inv_ms>::check();
+    check_full_history<TCpu, 12, &TCpu::cpu_user, &TCpu::cpu_nice, &TCpu::cpu_sys, &TCpu::cpu_idle, &TCpu::cpu_iowait,
+                       &TCpu::cpu_steal, &TCpu::cpu_hardirq, &TCpu::cpu_softirq, &TCpu::cpu_guest,
+                       &TCpu::cpu_guest_nice, &TCpu::cpu_uptime, &TCpu::inv_ms>();
+    check_full_history<T_NET_STAT, 3, &T_NET_STAT::tx, &T_NET_STAT::rx, &T_NET_STAT::inv_ms>();
     using TDisk = T_DISK_STAT;
-    TKind<TDisk, 8, &TDisk::rd_ios, &TDisk::rd_sec, &TDisk::rd_ticks, &TDisk::wr_ios, &TDisk::wr_sec, &TDisk::wr_ticks,
-          &TDisk::rq_ticks, &TDisk::inv_ms>::check();
+    check_full_history<TDisk, 8, &TDisk::rd_ios, &TDisk::rd_sec, &TDisk::rd_ticks, &TDisk::wr_ios, &TDisk::wr_sec,
+                       &TDisk::wr_ticks, &TDisk::rq_ticks, &TDisk::inv_ms>();
     using TMemory = T_MEMORY_STAT;
-    TKind<TMemory, 2, &TMemory::pgmajfault, &TMemory::pgfault, &TMemory::MemTotal, &TMemory::MemUsed, &TMemory::MemFree,
-          &TMemory::MemAvailable, &TMemory::Buffers, &TMemory::Cached, &TMemory::SReclaimable, &TMemory::Shmem,
-          &TMemory::SwapTotal, &TMemory::SwapFree, &TMemory::VmRSS, &TMemory::zfs_mem_cache>::check();
+    check_full_history<TMemory, 2, &TMemory::pgmajfault, &TMemory::pgfault, &TMemory::MemTotal, &TMemory::MemUsed,
+                       &TMemory::MemFree, &TMemory::MemAvailable, &TMemory::Buffers, &TMemory::Cached,
+                       &TMemory::SReclaimable, &TMemory::Shmem, &TMemory::SwapTotal, &TMemory::SwapFree,
+                       &TMemory::VmRSS, &TMemory::zfs_mem_cache>();
 }
 
 } // namespace
