@@ -69,12 +69,13 @@ class TMachine:
     def counters(self, steps):
         """Each step takes 10 s of the machine: one core busy for 1.5 s of them in
         user mode and 0.5 s in the system, the first service of the table for 1 s and
-        2 s; 1000 bytes sent, 3000 received; 4 reads of 2 KB in 8 ms, 2 writes of 3 KB."""
+        2 s, its children with 7 minor and 6 major faults; 1000 bytes sent, 3000
+        received; 4 reads of 2 KB in 8 ms, 2 writes of 3 KB."""
         cpu = f'{150 * steps} 0 {50 * steps} {800 * steps} 0 0 0 0 0 0'
         self.write('proc/stat', f'cpu  {cpu}\ncpu0 {cpu}\nintr 0\n')
         self.write('proc/100/comm', 'Vnvrd\n')
-        self.write('proc/100/stat', f'100 (Vnvrd) S 1 1 1 0 -1 0 0 0 0 0 {100 * steps + 1} {200 * steps + 1} 0 0 20 0 4 0 '
-                   '50 8192000 500 18446744073709551615 ' + ' '.join(['0'] * 27) + '\n')
+        self.write('proc/100/stat', f'100 (Vnvrd) S 1 1 1 0 -1 0 0 {7 * steps} 0 {6 * steps} {100 * steps + 1} '
+                   f'{200 * steps + 1} 0 0 20 0 4 0 50 8192000 500 18446744073709551615 ' + ' '.join(['0'] * 27) + '\n')
         self.write('proc/100/statm', '2000 500 100 10 0 300 0\n')
         self.write('proc/net/dev', 'Inter-|   Receive  |  Transmit\n face |bytes packets\n'
                    f'  nic0: {3000 * steps} 1 0 0 0 0 0 0 {1000 * steps} 1 0 0 0 0 0 0\n'
