@@ -132,37 +132,29 @@ TEST_F(VolumeCheck, PlainAndZfsVolumesHaveStatesOfTheirOwn)
 
 TEST_F(VolumeCheck, EachRoleIsWatchedByItselfAndAWarningDisablesNothing)
 {
-    for (const char *marker : {"/tmp/plain", "/tarn/etc/TARN_ZFS"}) {
-        write_file(marker, "");
-        configure({"1", "2", "3"});
-        int64_t free_mb[] = {0, 10000, 30000, 30000};
-        fake::state()->ini = {{kConf + "1|zfsId", "1"},   {kConf + "2|zfsId", "2"},   {kConf + "3|zfsId", "3"},
-                              {kConf + "1|volName", "A"}, {kConf + "2|volName", "B"}, {kConf + "3|volName", "C"}};
-        fake::state()->volume_info = [&](int index, t_storage_disk_vol_info &out) {
-            out.free_bytes = std::to_string(free_mb[index] * 1048576);
-            return 0U;
-        };
-        const auto names = [&] {
-            fake::state()->usage.clear();
-            for (int id = 1; id <= 3; ++id)
-                fake::state()->usage.push_back({id, INT64_MAX, free_mb[id] * 1048576, 0, 0, {}});
-            std::string all;
-            const size_t events = look();
-            for (size_t i = fake::state()->nc_notify.size() - events; i < fake::state()->nc_notify.size(); ++i)
-                all += fake::state()->nc_notify[i][7].value();
-            return all;
-        };
-        EXPECT_EQ(names(), "'A''B''C'");
-        EXPECT_EQ(names(), "");
-        free_mb[2] = 40000;
-        EXPECT_EQ(names(), "");
-        free_mb[2] = 30000;
-        EXPECT_EQ(names(), "'B'");
-        EXPECT_EQ(fake::state()->ostrapro_disabled, 0);
-        free_mb[3] = 1;
-        EXPECT_EQ(names() + names(), "'C''C'");
-        EXPECT_EQ(fake::state()->ostrapro_disabled, 1);
-    }
+    configure({"1", "2", "3"});
+    fake::state()->ini = {{kConf + "1|volName", "A"}, {kConf + "2|volName", "B"}, {kConf + "3|volName", "C"}};
+    const auto names = [&](const std::vector<int64_t> &free_mb) {
+        fake::state()->usage.clear();
+        for (const int64_t mb : free_mb) {
+            const auto id = static_cast<int>(fake::state()->usage.size()) + 1;
+            fake::state()->usage.push_back({id, INT64_MAX, mb * 1048576, 0, 0, {}});
+        }
+        fake::state()->nc_notify.clear();
+        look();
+        std::string all;
+        for (const auto &texts : fake::state()->nc_notify)
+            all += texts[7].value();
+        return all;
+    };
+    EXPECT_EQ(names({10000, 30000, 30000}), "'A''B''C'");
+    EXPECT_EQ(names({10000, 30000, 30000}), "");
+    EXPECT_EQ(names({10000, 40000, 30000}), "");
+    EXPECT_EQ(names({10000, 30000, 30000}), "'B'");
+    EXPECT_EQ(fake::state()->ostrapro_disabled, 0);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(names({10000, 30000, 1}), "'C'");
+    EXPECT_EQ(fake::state()->ostrapro_disabled, 1);
 }
 
 TEST_F(VolumeCheck, FailuresOfThePlatformAreLoggedAndLeaveTheStatesAlone)

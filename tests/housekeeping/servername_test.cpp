@@ -1,14 +1,12 @@
 #include "housekeeping/sysstat_servername.h"
 
 #include <atomic>
-#include <cerrno>
 #include <cstddef>
 #include <cstring>
 #include <filesystem>
 #include <new>
 #include <sys/inotify.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <thread>
 #include <utility>
 
@@ -17,19 +15,6 @@
 #include "fake_platform/fake_platform.h"
 #include "housekeeping/file_watcher.h"
 #include "platform/interrupt.h"
-
-namespace {
-bool g_no_inotify = false;
-}
-
-/* In place of the C library's: refuses where a test wants it to. */
-extern "C" int inotify_init1(int flags) noexcept
-{
-    if (!g_no_inotify)
-        return static_cast<int>(syscall(SYS_inotify_init1, flags));
-    errno = EMFILE;
-    return -1;
-}
 
 namespace {
 
@@ -158,15 +143,6 @@ TEST_F(FileWatcher, DescribesEachEventBeforeItIsHandledAndHandlesAgainWhatThrew)
     EXPECT_EQ(testing::internal::GetCapturedStdout(), " [file]\nhandled\n" // the second went with the first
                                                       "handled\n"
                                                       " [file]\nhandled\n [file]\nhandled\n");
-}
-
-TEST_F(FileWatcher, NamesThePathThatNoWatchCouldBeMadeFor)
-{
-    write_file(file, "a");
-    g_no_inotify = true;
-    watcher.run();
-    g_no_inotify = false;
-    EXPECT_TRUE(log_text(kLogServerName).starts_with(cannot));
 }
 
 class ServerName : public fake::TPlatformTest {};
