@@ -11,6 +11,7 @@
 #include "fake_platform/fake_platform.h"
 #include "health/sysstat_vol.h"
 #include "housekeeping/sysstat_autobak.h"
+#include "service/VeloMond_RESTful.h"
 #include "stats/sysstat_cpu.h"
 #include "stats/sysstat_net.h"
 
@@ -143,25 +144,28 @@ TEST_F(Rounds, ADumpWaitsForTheRoundInProgress)
 
 TEST_F(Lifecycle, GoesOnWithoutAService)
 {
-    const auto told_by_a_run = [] {
-        return told_by([] {
-            EXPECT_EQ(VeloMond_start(), 0);
-            EXPECT_EQ(VeloMond_restart(), 0); // of nothing
-            EXPECT_EQ(VeloMond_stop(), 0);
-        });
+    const struct {
+        long long fake::TState::*failing;
+        int start, stop;
+        const char *told;
+    } cases[] = {
+        {&fake::TState::create_result, -1, 0, "ssci_server_create failed, ret=[5]\n exit.\n"},
+        {&fake::TState::start_result, -2, 0, "ssci_server_start failed, ret=[5]\n exit.\n"},
+        {&fake::TState::session_result, 0, 0, "the notification session cannot be started: error 5\n"},
+        {&fake::TState::stop_result, 0, -1, "ssci_server_stop failed, ret=[5]\n exit.\n"},
+        {&fake::TState::destroy_result, 0, -2, "ssci_server_destory failed, ret=[5]\n exit.\n"},
     };
-    fake::state()->create_result = 5;
-    fake::state()->stop_result = 6;
-    EXPECT_THAT(told_by_a_run(),
-                AllOf(HasSubstr("ssci_server_create failed, ret=[5]\n exit.\n"),
-                      HasSubstr("VeloMond:VeloMond_restart(386)\n"),
-                      HasSubstr("ssci_server_stop failed, ret=[6]\n exit.\n"), HasSubstr("sysstat_cpu_uninit(802)")));
-    fake::state()->create_result = 0;
-    fake::state()->start_result = 7;
-    EXPECT_THAT(told_by_a_run(), HasSubstr("ssci_server_start failed, ret=[7]\n exit.\n"));
-    fake::state()->start_result = 0;
-    fake::state()->session_result = 11;
-    EXPECT_THAT(told_by_a_run(), HasSubstr("the notification session cannot be started: error 11\n"));
+    for (const auto &one : cases) {
+        fake::state().state.*one.failing = 5;
+        EXPECT_EQ(sysmon_service_init(), one.start) << one.told;
+        EXPECT_EQ(sysmon_service_uninit(), one.stop) << one.told;
+        EXPECT_THAT(told(), HasSubstr(one.told));
+        EXPECT_EQ(VeloMond_start(), 0);
+        EXPECT_EQ(VeloMond_restart(), 0); // of nothing
+        EXPECT_EQ(VeloMond_stop(), 0);
+        EXPECT_THAT(told(), AllOf(HasSubstr("VeloMond:VeloMond_restart(386)\n"), HasSubstr("sysstat_cpu_uninit(802)")));
+        fake::state().state.*one.failing = 0;
+    }
 }
 
 } // namespace

@@ -66,10 +66,10 @@ uint32_t PAL_vbus_nc_notify(const char *level, const char *type, const char *cat
                             const char *a2, const char *a3, const char *a4, const char *a5, const char *a6,
                             const char *a7, const char *a8, const char *a9, const char *a10)
 {
-    std::vector<std::optional<std::string>> texts;
+    std::string texts;
     for (const char *text : {level, type, category, code, a1, a2, a3, a4, a5, a6, a7, a8, a9, a10})
-        texts.push_back(text != nullptr ? std::optional<std::string>(text) : std::nullopt);
-    state()->nc_notify.push_back(std::move(texts));
+        texts.append(text != nullptr ? text : "-").append("|");
+    state()->nc_notify.push_back(texts);
     return 0;
 }
 

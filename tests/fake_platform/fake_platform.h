@@ -38,12 +38,6 @@ struct TRequest {
     std::string body;
     int timeout_s = 0;
 };
-struct TNotice {
-    std::string session;
-    int category = 0, code = 0;
-    std::string text;
-    int level = 0;
-};
 struct TReply {
     int status = 0;
     std::string content_type, body;
@@ -54,9 +48,8 @@ struct TReply {
 struct TState {
     /* Service calls. */
     std::string created; // the arguments of ssci_server_create
-    long long create_result = 0, start_result = 0, stop_result = 0;
-    int session_result = 0;
-    std::vector<TNotice> notices;
+    long long create_result = 0, start_result = 0, session_result = 0, stop_result = 0, destroy_result = 0;
+    std::vector<std::string> notices; // "session category code [text] level"
     std::vector<TRequest> requests;
     std::function<long long(const TRequest &, std::string *)> request; // not set: 3
 
@@ -72,7 +65,7 @@ struct TState {
     std::function<uint32_t(int id, t_storage_disk_vol_info &out)> volume_info; // these three fail if not set
     std::function<uint32_t(int enclosure, t_storage_disk_list &out)> disk_list;
     std::function<uint32_t(int id, t_storage_smart_info &out)> smart;
-    std::vector<std::vector<std::optional<std::string>>> nc_notify; // fourteen texts each
+    std::vector<std::string> nc_notify; // fourteen texts each, "-" for null, with "|" behind
     std::vector<t_vbus_reverse_proxy_info> proxy_requests;
     t_vbus_reverse_proxy_info proxy_answer; // its response is returned on failure too
     int ostrapro_disabled = 0;
@@ -184,13 +177,18 @@ protected:
         testing::internal::GetCapturedStderr();
         TPlatformTest::TearDown();
     }
+    static std::string told() // on standard error since the last look
+    {
+        std::string text = testing::internal::GetCapturedStderr();
+        testing::internal::CaptureStderr();
+        return text;
+    }
     /* What `action` writes to standard error. */
     template <typename TAction> static std::string told_by(TAction action)
     {
-        testing::internal::GetCapturedStderr();
-        std::string text = stderr_of(action);
-        testing::internal::CaptureStderr();
-        return text;
+        told();
+        action();
+        return told();
     }
 };
 

@@ -98,7 +98,7 @@ long long ssci_server_stop()
 
 long long ssci_server_destory()
 {
-    return 0;
+    return state()->destroy_result;
 }
 
 struct TNotifySessionManager::TSession {
@@ -114,7 +114,7 @@ TNotifySessionManager::~TNotifySessionManager() = default;
 
 int TNotifySessionManager::run()
 {
-    return state()->session_result;
+    return static_cast<int>(state()->session_result);
 }
 
 int TNotifySessionManager::stop(int /*mode*/)
@@ -129,7 +129,8 @@ int TNotifySessionManager::wait()
 
 long long TNotifySessionManager::sendNotification(int category, int code, const char *text, int level)
 {
-    state()->notices.push_back({m_session->service, category, code, text, level});
+    state()->notices.push_back(
+        text_format("%s %d %d [%s] %d", m_session->service.c_str(), category, code, text, level));
     return 0;
 }
 

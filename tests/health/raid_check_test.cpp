@@ -37,6 +37,8 @@ protected:
 TEST_F(RaidCheck, WarnsOfABadArrayWhoseLastDiskPredictsItsFailure)
 {
     EXPECT_EQ(check(0, {0, 0, 1}), 1U);
+    EXPECT_EQ(fake::state()->nc_notify[0], "'$LOG_LEVEL_WARN'|'$LOG_TYPE_LOG_NOTIFY'|C001|001030|"
+                                           "\"'Ostra Surveillance'\"|-|-|-|-|-|-|-|-|-|");
     EXPECT_EQ(fake::state()->enclosures_asked, std::vector<int>{2});
     EXPECT_EQ(check(-3, {0, 0, 1}), 1U);
     EXPECT_EQ(check(0, {1, 1, 0}), 0U); // the last one counts

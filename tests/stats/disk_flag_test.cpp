@@ -47,6 +47,7 @@ TEST_F(DiskFlag, AStepThatFailsDoesNotStopTheOthers)
                   std::tuple(one.present, 0, one.written_setting));
         EXPECT_EQ(state()->ostra_open, 0);
         ASSERT_EQ(state()->notices.size(), ++announced);
+        EXPECT_EQ(state()->notices.back(), "VeloMond 14 14001 [] 5");
     }
 }
 

@@ -115,8 +115,9 @@ TEST_F(DiskStat, RunsOnWithoutMapperAndWithoutDiskstats)
 
 TEST(DiskLine, FourteenColumnsOrNothing)
 {
-    for (const char *text : {"253 0 dm-0 1 2 3 4 5 6 7 8 9 10", "253 0 1 2 3 4 5 6 7 8 9 10 11", "253 0", "\n",
-                             "253 0 dm-0 1 2 x 4 5 6 7 8 9 10 11", "x 0 dm-0 1 2 3 4 5 6 7 8 9 10 11"})
+    for (const char *text :
+         {"253 0 dm-0 1 2 3 4 5 6 7 8 9 10", "253 0 1 2 3 4 5 6 7 8 9 10 11", "253 0", "\n",
+          "253 0 dm-0 1 2 x 4 5 6 7 8 9 10 11", "x 0 dm-0 1 2 3 4 5 6 7 8 9 10 11", "x 1 2 3 4 5 6 7 8 9 10 11"})
         EXPECT_FALSE(disk_line_parse(text)) << text;
     const auto parsed =
         disk_line_parse("1 3 d 99999999999999999999 2 3 4 5 6 7 18446744073709551615 9 10 4294967297 12");

@@ -87,16 +87,14 @@ TEST(CamChannels, TakeFewBytesAndNeverMoreThanTheRecord)
     constexpr size_t kUsers = 32, kHeader = 8, kStep = 16, kMinutes = 1440, kDayBytes = size_t{400} * 1024;
     constexpr size_t kMostUsual = (kDayBytes / kMinutes - sizeof(T_CAM_CONN_STAT) - kUsers) / kStep * kStep - kHeader;
     TReadings readings(23);
-    TCamChannels usual;
     size_t most = 0;
     for (int minute = 0; minute < 4000; ++minute) {
-        const TCamChannels any = readings.next();
-        most = std::max(most, cam_channels_bytes(any).size());
-        ASSERT_EQ(TCamChannelsPacked(any).unpacked(), any);
-        usual.valid = any.valid;
-        for (size_t i = 0; i < kCameraChannels; ++i)
-            usual.conn_failed_count[i] = usual.valid[i] ? any.conn_failed_count[i] % 256 : 0;
-        ASSERT_LE(cam_channels_bytes(usual).size(), kMostUsual);
+        TCamChannels channels = readings.next();
+        most = std::max(most, cam_channels_bytes(channels).size());
+        channels.info_changed.reset(); // usually
+        for (uint32_t &count : channels.conn_failed_count)
+            count %= 256;
+        ASSERT_LE(cam_channels_bytes(channels).size(), kMostUsual);
     }
     TCamChannels worst;
     worst.valid.set();

@@ -71,17 +71,6 @@ TEST_F(ReverseProxy, WhatWasDeletedBeforeAPassThrewIsRemovedByTheNextOne)
                                          "ssci_strerror(7)=[connection refused]"));
 }
 
-TEST_F(ReverseProxy, LaterPassesRemoveWhatExpired)
-{
-    for (const char *guid : {"old", "kept"})
-        write_file(file(guid), "ProxyPass");
-    start(list(""));
-    peers("GET", list(rule("kept", 0, 4) + "," + rule("old", 0, 5)), kDone); // five minutes pass before it is asked
-    fake::pass_waits(1);
-    EXPECT_THAT(deleted(), ElementsAre("old"));
-    EXPECT_TRUE(exists(file("kept")) && !exists(file("old")));
-}
-
 TEST_F(ReverseProxy, EveryStepOfAPassIsTakenWhateverFails)
 {
     write_file(file("z"), "ProxyPass");
@@ -106,7 +95,7 @@ TEST_F(ReverseProxy, EveryStepOfAPassIsTakenWhateverFails)
                          "171] PAL del bs rule failed, ret=9, resp=busy");
 }
 
-TEST_F(ReverseProxy, AfterTheFirstPassAFailureLeavesFreshRulesAlone)
+TEST_F(ReverseProxy, AfterTheFirstPassAFailureLeavesFreshRulesAloneAndExpiredOnesGo)
 {
     start(list(""));
     const uint64_t begin_ms = current_time_stamp();
@@ -124,11 +113,12 @@ TEST_F(ReverseProxy, AfterTheFirstPassAFailureLeavesFreshRulesAlone)
     fake::pass_waits(1);
     EXPECT_EQ(deleted().size(), 0U);
     EXPECT_THAT(log(), testing::EndsWith("] get proxy rule failed, res=" + refused));
-    write_file(file("old"), "keep");
-    peers("GET", list(rule("old", 0, 60)), R"({"err_code": 5})");
+    for (const char *guid : {"old", "kept"})
+        write_file(file(guid), "ProxyPass");
+    peers("GET", list(rule("kept", 0, 4) + "," + rule("old", 0, 5)), kDone); // five minutes pass before it is asked
     fake::pass_waits(1);
-    EXPECT_EQ(deleted().size(), 1U);
-    EXPECT_TRUE(exists(file("old")));
+    EXPECT_THAT(deleted(), ElementsAre("old"));
+    EXPECT_TRUE(exists(file("kept")) && !exists(file("old")));
 }
 
 TEST_F(ReverseProxy, ARuleCannotRemoveFilesElsewhere)

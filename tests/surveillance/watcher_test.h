@@ -7,22 +7,14 @@
 #include "fake_platform/fake_platform.h"
 
 /* A watcher between its peers: what they answer, and what it asked them. */
-class TWatcherTest : public fake::TPlatformTest {
+class TWatcherTest : public fake::TQuietTest {
 protected:
-    explicit TWatcherTest(int (*stop)()) : m_stop(stop) { testing::internal::CaptureStderr(); }
-    ~TWatcherTest() override { testing::internal::GetCapturedStderr(); }
+    explicit TWatcherTest(int (*stop)()) : m_stop(stop) {}
 
     void TearDown() override
     {
         m_stop();
-        told();
-        TPlatformTest::TearDown();
-    }
-    static std::string told() // on standard error since the last look
-    {
-        std::string text = testing::internal::GetCapturedStderr();
-        testing::internal::CaptureStderr();
-        return text;
+        TQuietTest::TearDown();
     }
     /* Requests whose verb or path is `first` get one answer, all others the other. */
     static void peers(const std::string &first, const std::string &answer, const std::string &other,
