@@ -61,10 +61,10 @@ std::string_view take_until(std::string_view *rest, char end)
     return taken;
 }
 
-void check_answer(const fake::TReply &reply)
+void check_answer(const httpserver::http_response &reply)
 {
-    FUZZ_CHECK(reply.status == 200 && reply.content_type == "application/json");
-    const TJson answer(json_tokener_parse(reply.body.c_str()));
+    FUZZ_CHECK(reply.get_response_code() == 200 && reply.get_content_type() == "application/json");
+    const TJson answer(json_tokener_parse(reply.get_body().c_str()));
     FUZZ_CHECK(json_object_is_type(answer.get(), json_type_object));
     json_object *result = nullptr;
     if (!json_object_object_get_ex(answer.get(), "return", &result))

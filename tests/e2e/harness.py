@@ -21,12 +21,12 @@ PR_SET_CHILD_SUBREAPER = 36
 ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
 
 
-def eventually(condition, timeout_s=10.0):
-    """The first true value of condition(); fails after the time-out."""
+def eventually(condition, timeout_s=10.0, text=lambda: ''):
+    """The first true value of condition(); fails after the time-out, with the text."""
     deadline = time.monotonic() + timeout_s
     while not (value := condition()):
         if time.monotonic() > deadline:
-            raise AssertionError(f'not so within {timeout_s} s')
+            raise AssertionError(f'not so within {timeout_s} s {text()}')
         time.sleep(0.01)
     return value
 
@@ -81,11 +81,8 @@ class Daemon:
         return '' if self.stderr.is_fifo() else self.stderr.read_text(errors='replace')
 
     def wait_for_text(self, text, timeout_s=10.0):
-        try:
-            eventually(lambda: text in self.text() or self.ended(), timeout_s)
-            assert text in self.text()
-        except AssertionError:
-            raise AssertionError(f'no {text!r} in:\n{self.text()}') from None
+        eventually(lambda: text in self.text() or self.ended(), timeout_s, self.text)
+        assert text in self.text(), f'no {text!r} in:\n{self.text()}'
 
     def wait_until_up(self):
         """Returns once the service answers."""
@@ -105,10 +102,7 @@ class Daemon:
         return self.status is not None
 
     def wait(self, timeout_s=10.0):
-        try:
-            eventually(self.ended, timeout_s)
-        except AssertionError:
-            raise AssertionError(f'has not ended; threads {self.threads()}:\n{self.text()}') from None
+        eventually(self.ended, timeout_s, lambda: f'with threads {self.threads()}:\n{self.text()}')
         return self.status
 
     def kill(self, number):

@@ -44,16 +44,6 @@ TLockedState state()
     return {std::unique_lock(lock), one};
 }
 
-std::vector<argv_t> programs()
-{
-    return state()->programs;
-}
-
-std::vector<TRequest> requests()
-{
-    return state()->requests;
-}
-
 void advance_ms(uint64_t ms)
 {
     g_wall_ms += ms;

@@ -6,6 +6,7 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <set>
@@ -38,10 +39,6 @@ struct TRequest {
     std::string body;
     int timeout_s = 0;
 };
-struct TReply {
-    int status = 0;
-    std::string content_type, body;
-};
 
 /* The platform's answers, and the calls made to it. Each `..._result` is the result of one call; outputs are only
  * filled in on 0. */
@@ -49,8 +46,8 @@ struct TState {
     /* Service calls. */
     std::string created; // the arguments of ssci_server_create
     long long create_result = 0, start_result = 0, session_result = 0, stop_result = 0, destroy_result = 0;
-    std::vector<std::string> notices; // "session category code [text] level"
-    std::vector<TRequest> requests;
+    std::vector<std::string> notices;                                  // "session category code [text] level"
+    std::vector<TRequest> requests;                                    // to other services
     std::function<long long(const TRequest &, std::string *)> request; // not set: 3
 
     /* Platform access layer. */
@@ -93,8 +90,8 @@ struct TState {
     int thread_error = 0; // of pthread_create, where the daemon calls it
 
     /* Programs. */
-    std::vector<argv_t> programs;
-    std::function<int(const argv_t &)> exec;                         // not set: 0
+    std::vector<argv_t> programs;            // that kestrel_exec and kestrel_popen were called to run, in order
+    std::function<int(const argv_t &)> exec; // not set: 0
     std::function<std::optional<std::string>(const argv_t &)> popen; // not set: it cannot be started
     int streams_open = 0;                                            // of kestrel_popen; 0 at the end of a test
 
@@ -130,18 +127,14 @@ void on_wait(std::function<void(vos_cond_t *cond, int seconds)> hook);
  * their seconds, and returns when it sleeps in the following one; 0 waits for the first sleep. */
 void pass_waits(int count, const std::string &thread = "");
 
-/* Programs that kestrel_exec and kestrel_popen were called to run, in order. */
-std::vector<argv_t> programs();
 int time_limit_s(); // for the program that the calling thread runs
-
-/* Requests to other services. */
-std::vector<TRequest> requests();
 
 /* Our own service. */
 std::vector<std::string> route_paths(); // in order of registration
-/* Calls a handler; empty when the path or method is not served. */
-std::optional<TReply> call_route(const std::string &method, const std::string &path,
-                                 const std::map<std::string, std::string> &args = {}, const std::string &body = "");
+/* Calls a handler; null when the path or method is not served. */
+std::shared_ptr<httpserver::http_response> call_route(const std::string &method, const std::string &path,
+                                                      const std::map<std::string, std::string> &args = {},
+                                                      const std::string &body = "");
 
 /* What `action` writes to standard error. */
 template <typename TAction> std::string stderr_of(TAction action)

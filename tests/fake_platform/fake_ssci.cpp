@@ -58,15 +58,15 @@ std::vector<std::string> fake::route_paths()
     return paths;
 }
 
-std::optional<fake::TReply> fake::call_route(const std::string &method, const std::string &path,
-                                             const std::map<std::string, std::string> &args, const std::string &body)
+std::shared_ptr<httpserver::http_response> fake::call_route(const std::string &method, const std::string &path,
+                                                            const std::map<std::string, std::string> &args,
+                                                            const std::string &body)
 {
     const auto route =
         std::find_if(routes().begin(), routes().end(), [&](const TRoute &one) { return one.path == path; });
     if (route == routes().end() || route->handlers[method] == nullptr)
-        return std::nullopt;
-    const auto reply = route->handlers[method](TScriptedRequest(args, body));
-    return TReply{reply->get_response_code(), reply->get_content_type(), reply->get_body()};
+        return nullptr;
+    return route->handlers[method](TScriptedRequest(args, body));
 }
 
 common_http_resource::common_http_resource(const char *path, ssci_handler get, ssci_handler put, ssci_handler post,

@@ -91,7 +91,7 @@ TEST_F(SmartCheck, EachFullCheckWritesTheHoursAnew)
     EXPECT_EQ(m_state.recording_disks, std::string(1020, 'r') + "disk");
     check(kHalfPastMs + kMinuteMs); // a light one leaves both alone
     EXPECT_EQ(read_file("/tmp/hdd_power_on_hour"), hours);
-    EXPECT_EQ(fake::programs(), (std::vector<fake::argv_t>{{"/usr/bin/vcmd", "get_rec_disk_list"}}));
+    EXPECT_EQ(fake::state()->programs, (std::vector<fake::argv_t>{{"/usr/bin/vcmd", "get_rec_disk_list"}}));
 }
 
 TEST_F(SmartCheck, ACancelledReadingIsNoFinding)
@@ -119,7 +119,7 @@ TEST_F(SmartCheck, FailuresEndTheCheckWithWhatWasFoundSoFar)
     write_file("/tmp/hdd_power_on_hour", "hours");
     EXPECT_EQ(check(kHalfPastMs), kSmartNormal);
     EXPECT_EQ(read_file("/tmp/hdd_power_on_hour"), "hours");
-    EXPECT_TRUE(fake::programs().empty());
+    EXPECT_TRUE(fake::state()->programs.empty());
     fake::state()->enclosure_result = 0;
     fake::state()->enclosure.enclosure_count = 2; // but the second cannot be had
     m_enclosures[0] = {{"disk_01", "a", "yes", 2}};

@@ -90,7 +90,7 @@ TEST_F(Smart, ChecksOnceAMinuteAndReportsChangesOnce)
         fake::advance_ms(after_ms);
         smart_tick(&m_state);
     }
-    const auto told = fake::requests();
+    const auto told = fake::state()->requests;
     ASSERT_EQ(told.size(), 2U);
     EXPECT_EQ(told[0].body, R"({"utc_time":"1699749000","disk_update":"error"})");
     EXPECT_EQ(told[1].body, R"({"utc_time":"1699749060","disk_update":"hour_warning"})"); // unheard, not repeated
@@ -100,7 +100,7 @@ TEST_F(Smart, ChecksOnceAMinuteAndReportsChangesOnce)
     fake::state()->disk_list = nullptr; // none can be had: the first report goes out all the same
     TSmartState blind;
     smart_tick(&blind);
-    EXPECT_EQ(fake::requests().back().body, R"({"utc_time":"1699749120","disk_update":"normal"})");
+    EXPECT_EQ(fake::state()->requests.back().body, R"({"utc_time":"1699749120","disk_update":"normal"})");
 }
 
 TEST_F(Smart, OnlyDisksThatRecordAreAnnouncedForTheirHours)
@@ -113,7 +113,7 @@ TEST_F(Smart, OnlyDisksThatRecordAreAnnouncedForTheirHours)
     smart_send_disk_status(m_state);
     smart_send_power_on_hours(m_state);
     const std::string tool = "/usr/bin/ostra_log_tool";
-    EXPECT_EQ(fake::programs(),
+    EXPECT_EQ(fake::state()->programs,
               (std::vector<fake::argv_t>{{tool, "2", "0x28010001", "-1", "", "", "bad"},
                                          {tool, "2", "0x28030001", "-1", "", "", "good", "100", "101"}}));
 }
@@ -124,10 +124,10 @@ TEST_F(Smart, TheThreadWaitsForItsSettingsAndReloadsThemOnTheMarker)
     fake::stderr_of([] {
         smart_thread_start();
         fake::pass_waits(2);
-        EXPECT_TRUE(fake::requests().empty());
+        EXPECT_TRUE(fake::state()->requests.empty());
         fake::state()->nvr_error = 0;
         fake::pass_waits(1);
-        EXPECT_EQ(fake::requests().size(), 1U);
+        EXPECT_EQ(fake::state()->requests.size(), 1U);
         write_file("/var/.hdd_health_config_change", "");
         fake::state()->nvr["hdd_health|power_on_hour_threshold"] = "77";
         fake::pass_waits(4); // loads once

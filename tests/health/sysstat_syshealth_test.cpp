@@ -17,9 +17,9 @@ protected:
         fake::advance_ms(after_ms);
         fake::state()->syshealth_result = fan == nullptr ? 5 : 0;
         fake::state()->syshealth = {"fan text", {{"fan1", "0"}, {"fan2", fan != nullptr ? fan : "9"}}};
-        const size_t before = fake::requests().size();
+        const size_t before = fake::state()->requests.size();
         syshealth_check(&m_state, current_time_stamp_mono_r());
-        const auto requests = fake::requests();
+        const auto requests = fake::state()->requests;
         return requests.size() == before ? "" : requests.back().body;
     }
 

@@ -59,15 +59,15 @@ TEST_F(VolumeWatcher, TheThreadWarmsUpAndOwesTheDisableThroughAStop)
         fake::state()->usage = {{1, INT64_MAX, int64_t{500} * 1048576, 0, 0, {}}};
         fake::advance_ms(180'000);
         fake::pass_waits(1); // 22:16:21; into the delay before the disable
-        EXPECT_EQ(fake::programs().size(), 1U);
+        EXPECT_EQ(fake::state()->programs.size(), 1U);
         EXPECT_EQ(disabled(), 0);
         vol_thread_stop();
         EXPECT_EQ(disabled(), 1);
         vol_thread_start();   // goes on where the old thread was
         fake::pass_waits(38); // 22:16:59
-        EXPECT_EQ(fake::programs().size(), 1U);
+        EXPECT_EQ(fake::state()->programs.size(), 1U);
         fake::pass_waits(1);
-        EXPECT_EQ(fake::programs().size(), 2U);
+        EXPECT_EQ(fake::state()->programs.size(), 2U);
         vol_thread_stop();
     });
     EXPECT_EQ(disabled(), 1);

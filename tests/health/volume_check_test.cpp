@@ -15,7 +15,7 @@ const std::string kConf = "/tarn/etc/volume.conf|VOL_";
 
 std::string last_event()
 {
-    const fake::argv_t texts = fake::programs().back();
+    const fake::argv_t texts = fake::state()->programs.back();
     std::string all;
     for (const std::string &text : texts)
         all += text + "|";
@@ -64,9 +64,9 @@ protected:
     /* How many events a look at the volumes sends. */
     size_t look(bool force = false)
     {
-        const size_t before = fake::programs().size();
+        const size_t before = fake::state()->programs.size();
         do_vol_check(&watch, force, &worker());
-        return fake::programs().size() - before;
+        return fake::state()->programs.size() - before;
     }
 
     TVolumeWatch watch;
@@ -87,7 +87,7 @@ TEST_F(VolumeCheck, EveryEventHasItsTextsInItsOrder)
         {2, 1, "0x25020003|-1|||Ostra Surveillance|10|Vol|1.0 MB|", "ERROR", "002009", "'1'|'$DEF_V001'|'10'|"},
         {2, 31000, "0x25010003|-1|||32|Vol|30.3 GB|", "WARN", "002006", "'30.3'|'$DEF_V002'|'32'|"}};
     fake::state()->exec = [](const fake::argv_t &) {
-        EXPECT_EQ(fake::state()->nc_notify.size() + 1, fake::programs().size()) << "the log tool comes first";
+        EXPECT_EQ(fake::state()->nc_notify.size() + 1, fake::state()->programs.size()) << "the log tool comes first";
         return 255;
     };
     for (const char *marker : {"/tmp/plain", "/tarn/etc/TARN_ZFS"}) {
@@ -192,7 +192,7 @@ TEST_F(VolumeCheck, IdsAreReadUntilNoneIsUnread)
     offer_volume(1048576);
     fake::state()->ini.clear(); // no name either
     EXPECT_EQ(look(), 1U);
-    EXPECT_EQ(fake::programs().back().at(8), "DataVol3");
+    EXPECT_EQ(fake::state()->programs.back().at(8), "DataVol3");
     fake::state()->self_conf = {{"OSTRAPRO_SYS_VOL", "4"}};
     EXPECT_EQ(look(), 1U);
     EXPECT_EQ(g_system_volume_id, 3);

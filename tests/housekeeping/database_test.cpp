@@ -29,7 +29,7 @@ class DatabaseThread : public fake::TPlatformTest {};
 
 TEST_F(DatabaseThread, ChecksEachHourAndEveryMinuteUntilThereIsAVolume)
 {
-    const auto events = [] { return fake::programs().size(); };
+    const auto events = [] { return fake::state()->programs.size(); };
     g_system_volume_id = -1;
     fake::g_wall_ms = 1700006400000 - 120000; // 23:58 UTC
     fake::state()->db_size.total_mb = 600;
@@ -45,8 +45,8 @@ TEST_F(DatabaseThread, ChecksEachHourAndEveryMinuteUntilThereIsAVolume)
     fake::state()->auth_result = 0;
     fake::pass_waits(1); // 00:03
     ASSERT_EQ(events(), 1U);
-    EXPECT_EQ(fake::programs()[0][7], "DataVol12");
-    EXPECT_EQ(fake::programs()[0][8], "4.500000 GB");
+    EXPECT_EQ(fake::state()->programs[0][7], "DataVol12");
+    EXPECT_EQ(fake::state()->programs[0][8], "4.500000 GB");
     fake::state()->self_conf.clear(); // the id stays
     fake::pass_waits(56);             // 00:59
     EXPECT_EQ(events(), 1U);

@@ -152,12 +152,12 @@ TEST_F(ServerName, ThreeFailuresAreAnEmptyNameAndAFailedSendIsDropped)
     fake::state()->syssetting.server_name = "first";
     servername_changed();
     do_handling();
-    EXPECT_TRUE(fake::requests().empty());
+    EXPECT_TRUE(fake::state()->requests.empty());
     EXPECT_EQ(fake::state()->syssetting_calls, 2);
     fake::state()->syssetting_result = 0xAB;
     do_handling(); // every request fails
     do_handling();
-    const auto requests = fake::requests();
+    const auto requests = fake::state()->requests;
     ASSERT_EQ(requests.size(), 1U);
     EXPECT_EQ(requests[0].port, 10150);
     EXPECT_EQ(requests[0].body, R"({"act":"refresh_nasname","arg":[""]})");
@@ -189,9 +189,9 @@ TEST_F(ServerName, ANewNameIsSentWholeAlsoWhenAStopComesMeanwhile)
     fake::stderr_of(servername_thread_stop);
     testing::internal::GetCapturedStdout();
     EXPECT_FALSE(interrupted);
-    ASSERT_EQ(fake::requests().size(), 1U);
-    EXPECT_EQ(fake::requests()[0].path, "logs/refreshNasPara");
-    EXPECT_EQ(fake::requests()[0].body.size(), 255U);
+    ASSERT_EQ(fake::state()->requests.size(), 1U);
+    EXPECT_EQ(fake::state()->requests[0].path, "logs/refreshNasPara");
+    EXPECT_EQ(fake::state()->requests[0].body.size(), 255U);
 }
 
 } // namespace

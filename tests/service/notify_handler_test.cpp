@@ -13,7 +13,7 @@ class Notify : public fake::TPlatformTest {
 protected:
     static std::string put(const std::string &body)
     {
-        return fake::call_route("PUT", "/sysmonService/Notify", {}, body).value_or(fake::TReply()).body;
+        return fake::call_route("PUT", "/sysmonService/Notify", {}, body)->get_body();
     }
 };
 

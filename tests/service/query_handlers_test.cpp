@@ -104,11 +104,11 @@ protected:
             arguments[query.substr(begin, is - begin)] = query.substr(is + 1, end - is - 1);
         }
         const auto reply = fake::call_route(method, "/sysmonService/" + route, arguments, sent);
-        if (!reply)
+        if (reply == nullptr)
             return "no route";
-        EXPECT_EQ(reply->status, 200);
-        EXPECT_EQ(reply->content_type, "application/json");
-        std::string body = reply->body;
+        EXPECT_EQ(reply->get_response_code(), 200);
+        EXPECT_EQ(reply->get_content_type(), "application/json");
+        std::string body = reply->get_body();
         std::erase_if(body, [](char c) { return c == '"' || c == '\\'; });
         return body;
     }
@@ -256,7 +256,9 @@ TEST_F(Handlers, EachRouteCallsItsMonitorWithItsArguments)
     EXPECT_EQ(get("banip_mgr", "PUT"), "{ return: -1, data: function not support. }");
     EXPECT_EQ(get("Notify", "PUT"), "{ retCode: -1 }");
     write_file("/Vtmp/keep", "");
-    EXPECT_EQ(get("statistics_dump"), "{ return: 0 }");
+    EXPECT_THAT(told_by([] { EXPECT_EQ(get("statistics_dump"), "{ return: 0 }"); }),
+                StartsWith("VeloMond:VeloMond_statistics_dump(392)\nVeloMond:VeloMond_stats_dump(260) "
+                           "str_stats_folder=[/Vtmp/.sys_stats/log_0]\n"));
     EXPECT_TRUE(exists("/Vtmp/.sys_stats/log_0/mem_stats.csv"));
     for (const char *route : {"cpu_info", "mem_info", "network_info", "disk_info", "smart_info", "syshealth_info"})
         EXPECT_EQ(get(route), "{ return: -4 }") << route;

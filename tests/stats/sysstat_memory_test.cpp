@@ -97,7 +97,7 @@ TEST_F(MemoryStat, OnZfsWhatTheCacheWouldGiveBackIsFree)
         fake::state()->programs.clear();
         round(meminfo(1000, 0, 30), "");
         round(meminfo(1000, 0, 30), "");
-        EXPECT_EQ(fake::programs().size(), system == 2 || system == 9 ? 1U : 0U) << system;
+        EXPECT_EQ(fake::state()->programs.size(), system == 2 || system == 9 ? 1U : 0U) << system;
     }
     const T_MEMORY_STAT now = g_p_MemorystatManager->get_current("system_all");
     EXPECT_EQ(now.MemFree, 140U);

@@ -43,7 +43,7 @@ protected:
 TEST_F(ZfsArcTool, IsAskedOnceInThirtySeconds)
 {
     EXPECT_EQ(read_of("8192\n4096\n2048\n").size_kb, 8U);
-    EXPECT_EQ(fake::programs(),
+    EXPECT_EQ(fake::state()->programs,
               (std::vector<fake::argv_t>{{"/usr/sbin/sysctl", "-n", "kstat.zfs.misc.arcstats.size",
                                           "kstat.zfs.misc.arcstats.evictable", "kstat.zfs.misc.arcstats.c_min"}}));
     fake::advance_ms(29999);
@@ -74,7 +74,7 @@ TEST_F(ZfsArcTool, FiguresBehindABadLineAreZeroAndNothingIsKept)
                   std::tie(one.size_kb, one.evictable_kb, one.min_kb))
             << one.text.value_or("none").substr(0, 80);
     }
-    EXPECT_EQ(fake::programs().size(), std::size(cases)) << "every round asks again";
+    EXPECT_EQ(fake::state()->programs.size(), std::size(cases)) << "every round asks again";
 }
 
 } // namespace

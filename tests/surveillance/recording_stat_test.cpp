@@ -28,7 +28,7 @@ TEST_F(RecordingStat, ReportsAtFirstAndThenEachChangeOnceHoweverTheReportFared)
 {
     start(kNo);
     fake::pass_waits(2);
-    EXPECT_EQ(fake::requests().size(), 4U); // reported once, asked three times
+    EXPECT_EQ(fake::state()->requests.size(), 4U); // reported once, asked three times
     EXPECT_EQ(told(), "");
     peers("GET", kYes, "", 0, 3);
     fake::pass_waits(2);
@@ -41,7 +41,7 @@ TEST_F(RecordingStat, ReportsAtFirstAndThenEachChangeOnceHoweverTheReportFared)
 TEST_F(RecordingStat, QueriesTheLastMinuteWhileTheRecorderIsMarkedAsStarted)
 {
     start(kYes);
-    const std::vector<fake::TRequest> asked = fake::requests();
+    const std::vector<fake::TRequest> asked = fake::state()->requests;
     ASSERT_EQ(asked.size(), 2U);
     EXPECT_EQ(line_of(asked[0]), "GET localhost:10187/recStreamService/recording_state 5");
     EXPECT_EQ(asked[0].params, (ssci_params{{"start_time", "1699999940000"}, {"end_time", "1700000000000"}}));
@@ -49,7 +49,7 @@ TEST_F(RecordingStat, QueriesTheLastMinuteWhileTheRecorderIsMarkedAsStarted)
     EXPECT_EQ(asked[1].body, R"({ "utc_time": 1700000000, "camera_recording_update": "normal" })");
     std::filesystem::remove(root() + "/var/.Vnvrd_start_ok");
     fake::pass_waits(3);
-    EXPECT_EQ(fake::requests().size(), 2U);
+    EXPECT_EQ(fake::state()->requests.size(), 2U);
     EXPECT_EQ(current_time_stamp(), 1700000180000U);
 }
 

@@ -80,12 +80,12 @@ TEST_F(ReverseProxy, EveryStepOfAPassIsTakenWhateverFails)
     fake::state()->exec = [](const fake::argv_t &) { return 4; };
     start(list(rule("missing", 0) + "," + rule("z", 0) + "," + rule("one", 1) + "," + rule("three", 3)));
     EXPECT_FALSE(exists(file("z")));
-    EXPECT_THAT(fake::programs(), ElementsAre(kReload));
+    EXPECT_THAT(fake::state()->programs, ElementsAre(kReload));
     ASSERT_EQ(fake::state()->proxy_requests.size(), 1U);
     const t_vbus_reverse_proxy_rule_info one = fake::state()->proxy_requests[0].rules.at(0);
     EXPECT_EQ(std::tie(one.guid, one.rule_type, one.bs_id, one.value), std::tuple("one", 1, "bs-one", 60));
-    EXPECT_EQ(line_of(fake::requests()[0]), "GET 127.0.0.1:10141/cfg/ReverseProxy 5");
-    EXPECT_EQ(fake::requests()[0].params, (ssci_params{{"act", "list"}}));
+    EXPECT_EQ(line_of(fake::state()->requests[0]), "GET 127.0.0.1:10141/cfg/ReverseProxy 5");
+    EXPECT_EQ(fake::state()->requests[0].params, (ssci_params{{"act", "list"}}));
     EXPECT_EQ(line_of(sent("DELETE")[3]), "DELETE 127.0.0.1:10141/cfg/ReverseProxy 5");
     EXPECT_EQ(sent("DELETE")[3].params, (ssci_params{{"act", "delete"}, {"GUID", "three"}, {"rule_type", "3"}}));
     const std::string at = "[rule_expired_detect][";
@@ -155,7 +155,7 @@ TEST_F(ReverseProxy, APassWithoutAListDoesNotCountAsTheFirstAndARefusedRuleStays
         EXPECT_EQ(deleted().size(), before + 2); // the next rule has its turn all the same
         EXPECT_THAT(log(), HasSubstr(logged));
     }
-    EXPECT_TRUE(fake::programs().empty() && fake::state()->proxy_requests.empty());
+    EXPECT_TRUE(fake::state()->programs.empty() && fake::state()->proxy_requests.empty());
 }
 
 TEST_F(ReverseProxy, AStopBeginsNoOtherRuleButFinishesTheOneBegun)
@@ -176,7 +176,7 @@ TEST_F(ReverseProxy, AStopBeginsNoOtherRuleButFinishesTheOneBegun)
     reverse_proxy_uninit();
     EXPECT_THAT(deleted(), ElementsAre("a", "b"));
     EXPECT_FALSE(exists(file("a")));
-    EXPECT_THAT(fake::programs(), ElementsAre(kReload));
+    EXPECT_THAT(fake::state()->programs, ElementsAre(kReload));
     ASSERT_EQ(fake::state()->proxy_requests.size(), 1U);
     EXPECT_EQ(fake::state()->proxy_requests[0].rules.size(), 1U);
 }

@@ -27,7 +27,7 @@ protected:
     static std::string asked() // one letter per request
     {
         std::string all;
-        for (const fake::TRequest &request : fake::requests())
+        for (const fake::TRequest &request : fake::state()->requests)
             all += line_of(request) == kInfo ? "i" : line_of(request) == kStat ? "s" : "?";
         return all;
     }

@@ -28,7 +28,7 @@ protected:
     }
     static std::vector<fake::TRequest> sent(const std::string &verb)
     {
-        std::vector<fake::TRequest> all = fake::requests();
+        std::vector<fake::TRequest> all = fake::state()->requests;
         std::erase_if(all, [&](const fake::TRequest &request) { return request.verb != verb; });
         return all;
     }
