@@ -92,6 +92,15 @@ protected:
                 EXPECT_EQ(sample(), 0);
         }
     }
+    /* What the round, a dump and a debug signal call answers 0, with a manager or without. */
+    static void run_all()
+    {
+        for (const auto call : {sysstat_cpu_sample, sysstat_net_sample, sysstat_disk_sample, sysstat_memory_sample,
+                                sysstat_cpu_print, sysstat_net_print, sysstat_disk_print})
+            EXPECT_EQ(call(), 0);
+        for (const auto dump : {sysstat_cpu_dump, sysstat_net_dump, sysstat_disk_dump, sysstat_memory_dump})
+            EXPECT_EQ(dump("/missing"), 0);
+    }
     /* The body for "route?argument=value&..."; without the quotes around names and texts. */
     static std::string get(const std::string &query, const char *method = "GET", const std::string &sent = "")
     {
@@ -156,6 +165,7 @@ TEST_F(Handlers, AnswersAreTheFiguresOfTheirMonitorUnderTheirNames)
         EXPECT_EQ(get(std::string(query) + "&method=line_data&vol_name=" + kDevice),
                   "{ return: 0, data: { " + arrays + " } }");
     }
+    run_all();
 }
 
 TEST_F(Handlers, CutArgumentsAsTheirBuffersDo)
@@ -213,6 +223,9 @@ TEST_F(Handlers, NameTheMonitorThatIsNotUp)
             told_by([query = query, result = result] { EXPECT_EQ(get(query), text_format("{ return: %d }", result)); }),
             MatchesRegex(text_format("(VeloMond_RESTful:.*\n)?%s does not exist.\n", name)));
     }
+    EXPECT_EQ(sysstat_net_sample(), -1); // reads its file all the same
+    write_file("/proc/net/dev", "");
+    run_all();
     EXPECT_EQ(sysstat_camconn_uninit(), 0);
     EXPECT_EQ(get("cam_conn?method=cur_data"), "{ return: -2 }");
 }

@@ -155,7 +155,7 @@ TEST_F(MemoryStat, DumpsNewestFirstAndPrintsTheHeadingApartFromTheFigures)
               std::string::npos)
         << csv;
     testing::internal::CaptureStdout();
-    sysstat_memory_print(); // the figures: tests/e2e
+    EXPECT_EQ(sysstat_memory_print(), 0); // the figures: tests/e2e
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "get current memory info\n");
 }
 

@@ -145,7 +145,7 @@ TEST_F(ReverseProxy, APassWithoutAListDoesNotCountAsTheFirstAndARefusedRuleStays
         {3, "",
          "][116] delete rule ret=[3][rule_expired_detect][74] get ssci_strerror(7)=[connection refused]"
          "[rule_expired_detect]["},
-        {2, R"({"err_code":5})", R"(] delete rule failed, response=[{"err_code":5}][)"},
+        {2, R"({"err_code":5})", R"(][124] delete rule failed, response=[{"err_code":5}][)"},
         {2, kDone, "] delete rule ret=[2][rule_expired_detect]["},
         {0, "garbage", "] delete rule failed, response=[garbage]"}};
     for (const auto &[result, answer, logged] : cases) {
