@@ -80,7 +80,6 @@ class DaysWork(TFastTest):
         self.assertIn(minutes, range(38, 50))  # 00:00 to 00:45, less those that a busy machine misses
         self.assertEqual(len(self.journal('/vbus/ostrapro_disable')), 1)
         self.assertEqual(len(self.notified(RAID)), 1)
-        self.assertEqual(len(self.tools('cfg_bak_tool')), 2)
         self.assertEqual(self.tools('ostra_log_tool').count(backup), 1)
         self.assertEqual(self.log('timechg'), '')
         self.assertEqual(len(self.journal('/vbus/reverse_proxy')), 1)

@@ -1,6 +1,6 @@
 """The daemon's reports and queries to other services, and its reaction to their faults."""
 
-from appliance import DISK, FAN, HUB, SUBSCRIPTION, TApplianceTest, TMachine
+from appliance import FAN, HUB, SUBSCRIPTION, TApplianceTest, TMachine
 from harness import eventually, get
 
 NAME = '/logs/refreshNasPara'
@@ -9,14 +9,6 @@ NOTICES = '/notify/notices'
 
 
 class Reports(TApplianceTest):
-    def test_a_disk_that_does_not_answer_delays_neither_its_listing_nor_the_stop(self):
-        TMachine(self.root)
-        (self.root / 'usr/sbin/smartctl').write_text('#!/bin/sh\n: >"$VELOMOND_ROOT/asked"\nexec sleep 60\n')
-        daemon = self.start_up()
-        eventually((self.root / 'asked').exists)
-        self.assertEqual(get('disk_info?method=notify&vol_name=x', timeout_s=2.0), (200, '{ "return": 0 }'))
-        self.assert_stops(daemon)
-
     def test_reports_a_new_server_name_once(self):
         file = self.root / 'tarn/etc/config/Tarnix.conf'
         daemon = self.start_up()
@@ -66,10 +58,13 @@ class Notices(TApplianceTest):
 
 
 class Faults(TApplianceTest):
-    def test_peers_that_hang_do_not_delay_the_stop(self):
+    def test_a_disk_and_peers_that_hang_delay_neither_answers_nor_the_stop(self):
+        TMachine(self.root)
+        (self.root / 'usr/sbin/smartctl').write_text('#!/bin/sh\n: >"$VELOMOND_ROOT/asked"\nexec sleep 60\n')
         self.tell_state('faults.json', dict.fromkeys(('hub', 'dashboard', 'recording', 'config'), {'fault': 'hang'}))
         daemon = self.start_up()
-        for path in (DISK, FAN, '/recStreamService/recording_state', PROXY):
+        eventually((self.root / 'asked').exists)
+        for path in (FAN, '/recStreamService/recording_state', PROXY):
             self.wait_for_request(path)
-        self.assertEqual(get('status')[0], 200)
+        self.assertEqual(get('disk_info?method=notify&vol_name=x', timeout_s=2.0), (200, '{ "return": 0 }'))
         self.assert_stops(daemon)

@@ -18,31 +18,24 @@ class CmvWatch : public fake::TPlatformTest {};
 
 TEST_F(CmvWatch, LogsADifferenceOnceAnHourPaddingAndTailsIncluded)
 {
+    const std::string line = "cmv_info was changed, [1,2,255,-5,one,two]->[1,2,255,-5,one,two]";
+    const auto log_after_ms = [](uint64_t ms) {
+        fake::advance_ms(ms);
+        cmv_info_check();
+        return log_text(kLogCmv);
+    };
     fake::state()->cmv_result = -1;
     dirty_the_stack();
-    cmv_info_check(); // two records that cannot be read are equal
-    EXPECT_EQ(log_text(kLogCmv), "");
-
+    EXPECT_EQ(log_after_ms(0), ""); // two records that cannot be read are equal
     fake::state()->cmv_result = 0;
     fake::state()->cmv_now = {1, 2, 255, 0, -5, "one", "two"};
     fake::state()->cmv_record = fake::state()->cmv_now;
-    fake::advance_ms(3600000);
-    cmv_info_check(); // equal
-    EXPECT_EQ(log_text(kLogCmv), "");
-
+    EXPECT_EQ(log_after_ms(3600000), "");
     fake::state()->cmv_record.text1[60] = 'x'; // behind the text's end
-    fake::advance_ms(3599999);
-    cmv_info_check(); // not yet
-    EXPECT_EQ(log_text(kLogCmv), "");
-    fake::advance_ms(1);
-    cmv_info_check(); // the very millisecond
-    const std::string line = "cmv_info was changed, [1,2,255,-5,one,two]->[1,2,255,-5,one,two]";
-    EXPECT_EQ(log_text(kLogCmv), line);
-    cmv_info_check();
-    EXPECT_EQ(log_text(kLogCmv), line);
-    fake::advance_ms(3600000);
-    cmv_info_check();
-    EXPECT_EQ(log_text(kLogCmv), line + line); // lasts, and is logged again
+    EXPECT_EQ(log_after_ms(3599999), "");
+    EXPECT_EQ(log_after_ms(1), line);
+    EXPECT_EQ(log_after_ms(0), line);
+    EXPECT_EQ(log_after_ms(3600000), line + line); // lasts, and is logged again
 }
 
 TEST(CmvText, IsCutAndStaysWithinItsFields)
