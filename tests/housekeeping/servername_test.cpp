@@ -193,6 +193,7 @@ TEST_F(ServerName, ANewNameIsSentWholeAlsoWhenAStopComesMeanwhile)
     ASSERT_EQ(fake::state()->requests.size(), 1U);
     EXPECT_EQ(fake::state()->requests[0].path, "logs/refreshNasPara");
     EXPECT_EQ(fake::state()->requests[0].body.size(), 255U);
+    EXPECT_EQ(log_text(kLogSmart), "");
 }
 
 } // namespace

@@ -112,7 +112,7 @@ TEST_F(ReverseProxy, AfterTheFirstPassAFailureLeavesFreshRulesAloneAndExpiredOne
     peers("GET", refused, kDone);
     fake::pass_waits(1);
     EXPECT_EQ(deleted().size(), 0U);
-    EXPECT_THAT(log(), testing::EndsWith("] get proxy rule failed, res=" + refused));
+    EXPECT_THAT(log(), testing::EndsWith("][98] get proxy rule failed, res=" + refused));
     for (const char *guid : {"old", "kept"})
         write_file(file(guid), "ProxyPass");
     peers("GET", list(rule("kept", 0, 4) + "," + rule("old", 0, 5)), kDone); // five minutes pass before it is asked
