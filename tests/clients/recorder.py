@@ -4,6 +4,9 @@ services, exporter; and the end of a tunnel, a Unix socket that leads to the exp
 recorder.py FOLDER: FOLDER/root and FOLDER/state are made unless they are there; FOLDER/tunnel is the socket. Ends at
 the end of its standard input; a line "stop daemon" there ends the daemon only."""
 
+import asyncio
+import contextlib
+import functools
 import os
 import pathlib
 import shutil
@@ -11,7 +14,8 @@ import socket
 import subprocess
 import sys
 import threading
-import time
+
+from harness import eventually
 
 TOP = pathlib.Path(__file__).resolve().parents[2]
 BUSY = 'import math, sys, time\nn = float(sys.argv[1])\nx = bytearray(int(sys.argv[2]) << 20)\nwhile True:\n' \
@@ -21,55 +25,29 @@ SERVICES = {'Vnvrd': (0.06, 60), 'VrecStream': (0.04, 90), 'VliveStream': (0.02,
             'VcamManager': (0.005, 20), 'VeventEngine': (0.002, 30)}  # share of half a second, MiB
 
 
-def join(a, b):
-    """Copies data from one connection to the other until it ends."""
-    try:
-        while data := a.recv(65536):
-            b.sendall(data)
-    except OSError:
-        pass
-    finally:
-        for one in (a, b):
-            try:
-                one.shutdown(socket.SHUT_RDWR)
-            except OSError:
-                pass
+async def copy(reader, writer):
+    """Copies data until it ends, and with it the other connection."""
+    with contextlib.closing(writer), contextlib.suppress(OSError):
+        while data := await reader.read(65536):
+            writer.write(data)
+            await writer.drain()
 
 
-def joined(near, far):
-    """In both directions; closes both sockets at the end."""
-    with near, far:
-        other = threading.Thread(target=join, args=(far, near), daemon=True)
-        other.start()
-        join(near, far)
-        other.join()
+def tunnel(listen, connect):
+    """Joins each connection to the server of listen() with a new one of connect()."""
+    async def join(reader, writer):
+        with contextlib.closing(writer), contextlib.suppress(OSError):
+            far_reader, far_writer = await connect()
+            await asyncio.gather(copy(reader, far_writer), copy(far_reader, writer))
+
+    async def run():
+        await (await listen(join)).serve_forever()
+    threading.Thread(target=asyncio.run, args=(run(),), daemon=True).start()
 
 
-def tunnel(listener, connect):
-    """Joins each connection to the listener with a new one of connect()."""
-    def run():
-        while True:
-            try:
-                near = listener.accept()[0]
-            except OSError:
-                return
-            try:
-                far = connect()
-            except OSError:
-                near.close()
-                continue
-            threading.Thread(target=joined, args=(near, far), daemon=True).start()
-    threading.Thread(target=run, daemon=True).start()
-
-
-def wait_for_port(port):
-    """The daemon queries the channels once at its start, so the simulator has to be up."""
-    for _ in range(100):
-        with socket.socket() as probe:
-            if probe.connect_ex(('127.0.0.1', port)) == 0:
-                return
-        time.sleep(0.1)
-    sys.exit(f'recorder: nothing listens on port {port}')
+def simulator_is_up():
+    with socket.socket() as probe:
+        return probe.connect_ex(('127.0.0.1', 10187)) == 0
 
 
 def make_root(root):
@@ -90,7 +68,7 @@ def main():
         shutil.copytree(TOP / 'tools/appliance_sim/state', folder / 'state')
     processes = [subprocess.Popen([sys.executable, '-B', TOP / 'tools/appliance_sim/appliance_sim.py', '--quiet',
                                    '--state', folder / 'state'])]
-    wait_for_port(10187)
+    eventually(simulator_is_up)  # before the daemon, which queries the channels once at its start
     services = folder / 'services'
     services.mkdir()
     for name, (share, megabytes) in SERVICES.items() if folder.name == 'recorder-1' else ():
@@ -101,10 +79,8 @@ def main():
                                   env={**os.environ, 'VELOMOND_ROOT': str(folder / 'root')})
         processes += [daemon, subprocess.Popen([os.environ['VELOMOND_EXPORTER']], stderr=stderr)]
     for name, port in (('tunnel', 10192), ('query', 10191)):
-        listener = socket.socket(socket.AF_UNIX)
-        listener.bind(str(folder / name))
-        listener.listen()
-        tunnel(listener, lambda port=port: socket.create_connection(('127.0.0.1', port), 5))
+        tunnel(functools.partial(asyncio.start_unix_server, path=folder / name),
+               functools.partial(asyncio.open_connection, '127.0.0.1', port))
     try:
         for line in sys.stdin:
             if line == 'stop daemon\n':

@@ -25,19 +25,12 @@ constexpr const char *kMemory =
     "__daemon_list\nVnvrd\ntime_stamp(ms), 1000050000, 1000010000\nVmSize, 0, 8000\n"
     "VmRSS, 0, 4096\n\n";
 
-TEST(Dump, IsReadAsItWasWritten)
+TEST(Dump, IsReadAsItWasWrittenAndBearsAnything)
 {
     const std::vector<TDumpEntity> cpu = dump_parse(kCpu);
-    ASSERT_EQ(cpu.size(), 3U);
-    EXPECT_EQ(cpu[0].name, "cpu0");
     EXPECT_THAT(*cpu[0].row("user"), ElementsAre(TFigure(90.0), TFigure(), TFigure(10.5)));
-    EXPECT_EQ(cpu[2].row("total")->front(), TFigure()); // a counter that went backwards
-    EXPECT_EQ(dump_parse(kMemory)[0].name, "system");
+    EXPECT_EQ(cpu[2].row("total")->front(), TFigure());                         // a counter that went backwards
     EXPECT_THAT(dump_parse("eth0\ntime_stamp(ms)\ntx\nrx\n\n"), ElementsAre()); // before the first round
-}
-
-TEST(Dump, BearsAnything)
-{
     EXPECT_THAT(dump_parse("\x1b[2J\r\nuser, 1, x, 2"), ElementsAre(testing::Field(&TDumpEntity::name, "?[2J")));
     EXPECT_THAT(*dump_parse("a\nuser, 1, x, 2")[0].row("user"), ElementsAre(TFigure(1.0), TFigure(), TFigure(2.0)));
     std::string many;
@@ -55,21 +48,16 @@ TEST(Dump, BearsAnything)
     EXPECT_EQ(dump_read("/nowhere", &dump).fault, TFault::kNotFound);
 }
 
-TDump dump_of(const char *cpu, const char *memory)
+TEST(Report, ShowsWhatADumpHoldsAndWhatIsOdd)
 {
     TDump dump;
-    dump.cpu = dump_parse(cpu);
-    dump.mem = dump_parse(memory);
+    dump.cpu = dump_parse(kCpu);
+    dump.mem = dump_parse(kMemory);
     dump.net = dump_parse("eth0\ntime_stamp(ms), 1000050000, 1000010000, 1000000000\ntx, 400000, 10000, 20000\n"
                           "rx, 0, 0, 0\n");
     dump.disk =
         dump_parse("/dev/mapper/cachedev1 253 0\ntime_stamp(ms), 1000050000\nthroughput, 50\nwr_latency, 150.0\n");
-    return dump;
-}
-
-TEST(Report, ShowsWhatADumpHoldsAndWhatIsOdd)
-{
-    const TReport report = report_of_dump("/d", dump_of(kCpu, kMemory));
+    const TReport report = report_of_dump("/d", dump);
     std::vector<std::string> alarms;
     for (const TSpan &one : report.alarms)
         alarms.push_back(one.text);
@@ -105,9 +93,8 @@ TEST(Report, LeavesNoNameUnescapedAndGivesGnuplotNone)
     report.pictures = {{evil, evil, {{evil, {{1, 2.0}, {3, {}}}}}}};
     report.tables = {{evil, {{{evil, evil, ""}}, {{evil}}}}};
     const std::string page = report_page(report, {"<svg><script>1</script></svg>"});
-    EXPECT_THAT(page, Not(HasSubstr("<img src=x")));
-    EXPECT_THAT(page, Not(HasSubstr("<script")));
-    EXPECT_THAT(page, Not(HasSubstr("\"'")));
+    for (const char *raw : {"<img src=x", "<script", "\"'"})
+        EXPECT_THAT(page, Not(HasSubstr(raw)));
     const std::string script = picture_script(report.pictures[0]);
     EXPECT_THAT(script, Not(HasSubstr("alert")));
     EXPECT_THAT(script, HasSubstr("1 2.000000\n3 none\n"));
@@ -124,13 +111,6 @@ TEST(Report, DrawsWithGnuplot)
     EXPECT_THAT(svg, HasSubstr("#gpPt6' transform")); // a lone point, too
     EXPECT_EQ(gnuplot_draw("no such command\n", std::chrono::seconds(30), &svg).fault, TFault::kInternal);
     EXPECT_EQ(gnuplot_draw("pause 20\n", std::chrono::milliseconds(200), &svg).fault, TFault::kTimeout);
-}
-
-TEST(Base64, IsPadded)
-{
-    for (const auto &[bytes, text] :
-         {std::pair("", ""), {"f", "Zg=="}, {"fo", "Zm8="}, {"foo", "Zm9v"}, {"\xff\xfe", "//4="}})
-        EXPECT_EQ(base64_text(bytes), text);
 }
 
 TEST(Progress, ShowsShareDoneAndTimeLeft)

@@ -1,8 +1,9 @@
 """Servers in place of the daemon that answer garbage, late or never."""
 
+import contextlib
 import itertools
 import json
-import socket
+import socketserver
 import threading
 import time
 
@@ -11,43 +12,23 @@ OK = b'HTTP/1.1 200 OK\r\n'
 NAMES = [f'{number}{"x" * 120}' for number in range(1024 * 1024 // 124)]
 
 
-class TStranger:
+class TStranger(socketserver.ThreadingTCPServer):
     """Listens on a free port; act(connection) handles one connection."""
+    daemon_threads = True
 
     def __init__(self, act):
-        self._act = act
-        self._socket = socket.create_server(('127.0.0.1', 0))
-        self.port = self._socket.getsockname()[1]
-        threading.Thread(target=self._run, daemon=True).start()
+        super().__init__(('127.0.0.1', 0), act)
+        self.port = self.server_address[1]
+        threading.Thread(target=self.serve_forever, args=(0.01,), daemon=True).start()
 
-    def _run(self):
-        while True:
-            try:
-                connection = self._socket.accept()[0]
-            except OSError:
-                return
-            threading.Thread(target=self._one, args=(connection,), daemon=True).start()
-
-    def _one(self, connection):
-        with connection:
-            try:
-                connection.settimeout(30)
-                self._act(connection)
-            except OSError:
-                pass
+    def finish_request(self, request, client_address):
+        request.settimeout(30)
+        with contextlib.suppress(OSError):
+            self.RequestHandlerClass(request)
 
     def close(self):
-        self._socket.shutdown(socket.SHUT_RDWR)
-        self._socket.close()
-
-
-def http(body, status='200 OK', head=''):
-    body = body if isinstance(body, bytes) else body.encode(errors='surrogatepass')
-
-    def act(connection):
-        connection.recv(65536)
-        connection.sendall(f'HTTP/1.1 {status}\r\n{head}Content-Length: {len(body)}\r\n\r\n'.encode() + body)
-    return act
+        self.shutdown()
+        self.server_close()
 
 
 def sends(head, pieces, pause_s=0):
@@ -58,6 +39,11 @@ def sends(head, pieces, pause_s=0):
             connection.sendall(piece)
             time.sleep(pause_s)
     return act
+
+
+def http(body, status='200 OK', head=''):
+    body = body if isinstance(body, bytes) else body.encode(errors='surrogatepass')
+    return sends(f'HTTP/1.1 {status}\r\n{head}Content-Length: {len(body)}\r\n\r\n'.encode(), [body])
 
 
 class TLikeness:

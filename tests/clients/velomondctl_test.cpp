@@ -35,31 +35,22 @@ TSnapshot recorder()
     return now;
 }
 
-struct TRangeCase {
-    const char *text;
-    bool valid;
-    std::vector<double> alert, calm;
-};
 TEST(AlertRange, IsReadAsPlugInsWriteIt)
 {
-    const TRangeCase cases[] = {{"10", true, {-1, 10.1}, {0, 10}},
-                                {"10:", true, {9}, {10, 1e9}},
-                                {"~:10", true, {11}, {-1e9, 10}},
-                                {"10:20", true, {9, 21}, {10, 20}},
-                                {"@10:20", true, {10, 20}, {9, 21}},
-                                {"", false, {}, {}},
-                                {"20:10", false, {}, {}},
-                                {"1x", false, {}, {}},
-                                {"@", false, {}, {}},
-                                {"nan", false, {}, {}}};
-    for (const TRangeCase &one : cases) {
-        TAlertRange range;
-        ASSERT_EQ(alert_range_parse(one.text, &range), one.valid) << one.text;
-        for (const double value : one.alert)
-            EXPECT_TRUE(range.alerts(value)) << one.text << " " << value;
-        for (const double value : one.calm)
-            EXPECT_FALSE(range.alerts(value)) << one.text << " " << value;
+    TAlertRange range;
+    for (const auto &[text, alerting] : {std::pair("10", "-1e9 -1 10.1 20 21 "),
+                                         {"10:", "-1e9 -1 0 9 "},
+                                         {"~:10", "10.1 20 21 "},
+                                         {"10:20", "-1e9 -1 0 9 21 "},
+                                         {"@10:20", "10 10.1 20 "}}) {
+        ASSERT_TRUE(alert_range_parse(text, &range)) << text;
+        std::string alerts;
+        for (const char *value : {"-1e9", "-1", "0", "9", "10", "10.1", "20", "21"})
+            alerts += range.alerts(std::stod(value)) ? std::string(value) + " " : "";
+        EXPECT_EQ(alerts, alerting) << text;
     }
+    for (const char *text : {"", "20:10", "1x", "@", "nan"})
+        EXPECT_FALSE(alert_range_parse(text, &range)) << text;
     TRanges ranges;
     EXPECT_FALSE(check_range_add("cpux=1", &ranges));
     EXPECT_FALSE(check_range_add("cpu", &ranges));
@@ -67,50 +58,44 @@ TEST(AlertRange, IsReadAsPlugInsWriteIt)
 
 TEST(Check, TheWorstDecidesAndTheMissingIsUnknown)
 {
-    struct TCase {
-        const char *warn, *crit;
-        TLevel level;
-        const char *words;
-    };
+    using enum TLevel;
     const TSnapshot now = recorder();
-    for (const TCase &one : {TCase{"cpu=50", "cpu=90", TLevel::kOk, "cpu=20%;50;90"},
-                             {"cameras=0", "cpu=90", TLevel::kWarning, "WARNING - 1 camera failed |"},
-                             {"cameras=0", "latency=30", TLevel::kCritical, "1 camera failed, latency 31.5 ms |"},
-                             {"memory=49", "memory=50", TLevel::kWarning, "memory 50 %"},
-                             {"swap=24", "swap=30", TLevel::kWarning, "swap 25 %"},
-                             {"volumes=90", "disks=2", TLevel::kUnknown, "fullest volume unknown"},
-                             {"volumes=90", "cameras=0", TLevel::kCritical, "CRITICAL"}}) {
-        TRanges warn;
-        TRanges crit;
-        ASSERT_TRUE(check_range_add(one.warn, &warn) && check_range_add(one.crit, &crit));
+    for (const auto &[warnings, criticals, level, words] :
+         {std::tuple("cpu=50", "cpu=90", kOk, "cpu=20%;50;90"),
+          {"cameras=0", "cpu=90", kWarning, "WARNING - 1 camera failed |"},
+          {"cameras=0", "latency=30", kCritical, "1 camera failed, latency 31.5 ms |"},
+          {"memory=49", "memory=50", kWarning, "memory 50 %"},
+          {"swap=24", "swap=30", kWarning, "swap 25 %"},
+          {"volumes=90", "disks=2", kUnknown, "fullest volume unknown"},
+          {"volumes=90", "cameras=0", kCritical, "CRITICAL"}}) {
+        TRanges warn, crit;
+        ASSERT_TRUE(check_range_add(warnings, &warn) && check_range_add(criticals, &crit));
         const TCheckResult result = check_decide(now, check_values(now, {}), warn, crit);
-        EXPECT_EQ(result.level, one.level) << result.line;
-        EXPECT_THAT(result.line, HasSubstr(one.words));
+        EXPECT_EQ(result.level, level) << result.line;
+        EXPECT_THAT(result.line, HasSubstr(words));
     }
-    TVolume full{1, "a", "/a", true, 100, 10};
-    TVolume gone{2, "b", "/b", false, 0, 0};
+    const TVolume full{1, "a", "/a", true, 100, 10}, gone{2, "b", "/b", false, 0, 0};
     EXPECT_EQ(check_values(now, {full})["volumes"], 90.0);
     EXPECT_EQ(check_values(now, {full, gone})["volumes"], 100.0);
 }
 
 TEST(Watch, ReportsDifferences)
 {
-    TLook before{recorder(), ""};
-    TLook now{recorder(), ""};
-    EXPECT_THAT(watch_changes(before, now), ElementsAre());
+    const TLook usual{recorder(), ""};
+    TLook now = usual;
+    EXPECT_THAT(watch_changes(usual, now), ElementsAre());
     now.states.recording.state = "error";
     now.states.disks.utc_s += 60; // reported again, the same
     now.states.cameras.state[0] = TCamera::kFailed;
     now.states.cameras.state[7] = TCamera::kConnected;
-    EXPECT_THAT(watch_changes(before, now),
+    EXPECT_THAT(watch_changes(usual, now),
                 ElementsAre("recording: normal -> error", "camera 0 (Gate): connected -> failed",
                             "camera 7 (channel 7): absent -> connected"));
     const TLook silent{{}, "nothing answers"};
-    const TLook &back = before;
-    EXPECT_THAT(watch_changes(before, silent), ElementsAre("monitor: nothing answers"));
+    EXPECT_THAT(watch_changes(usual, silent), ElementsAre("monitor: nothing answers"));
     EXPECT_THAT(watch_changes(silent, {{}, "another reason"}), ElementsAre());
-    EXPECT_THAT(watch_changes(silent, back), ElementsAre("monitor: answers again", "disks: normal", "fans: normal",
-                                                         "recording: normal", "cameras: 1 connected, 1 failed"));
+    EXPECT_THAT(watch_changes(silent, usual), ElementsAre("monitor: answers again", "disks: normal", "fans: normal",
+                                                          "recording: normal", "cameras: 1 connected, 1 failed"));
 }
 
 TEST(Output, HasThreeForms)
@@ -149,12 +134,12 @@ TEST(Status, ShowsTheBusiestFirstAndColoursWhereAsked)
 
 TEST(Volumes, AreTheSectionsWithAMountPoint)
 {
-    const std::vector<TVolume> volumes = volumes_parse("[VOL_2]\nvolName = B\nmountPoint = /b\n[VOL_1]\nmountPoint=/a\n"
-                                                       "[VOL_x]\nmountPoint=/x\n[VOL_3]\nvolName = no\n[VOL_4]\n"
-                                                       "mountPoint = relative\nbroken line\n");
-    ASSERT_EQ(volumes.size(), 2U);
-    EXPECT_EQ(volumes[0].mount_point, "/a");
-    EXPECT_EQ(volumes[1].name, "B");
+    std::string found;
+    for (const TVolume &one : volumes_parse("[VOL_2]\nvolName = B\nmountPoint = /b\n[VOL_1]\nmountPoint=/a\n"
+                                            "[VOL_x]\nmountPoint=/x\n[VOL_3]\nvolName = no\n[VOL_4]\n"
+                                            "mountPoint = relative\nbroken line\n"))
+        found += one.name + " " + one.mount_point + "\n";
+    EXPECT_EQ(found, " /a\nB /b\n");
 }
 
 TEST(Sparkline, HasTheOldestFirst)
@@ -165,12 +150,15 @@ TEST(Sparkline, HasTheOldestFirst)
     EXPECT_EQ(sparkline({300.0}, 100, 1, false), "#"); // three cores busy
 }
 
-std::string text_of(const TTopLine &line)
+std::vector<std::string> shown(const TTopData &data, const TTopView &view)
 {
-    std::string text;
-    for (const TSpan &span : line)
-        text += span.text;
-    return text;
+    std::vector<std::string> lines;
+    for (const TTopLine &line : top_frame(data, view)) {
+        lines.emplace_back();
+        for (const TSpan &span : line)
+            lines.back() += span.text;
+    }
+    return lines;
 }
 
 TTopData top_data()
@@ -192,11 +180,10 @@ TEST(TopFrame, FitsAnySize)
     for (const TTopData &data : {top_data(), TTopData{}}) {
         for (const auto &[columns, lines] : {std::pair<size_t, size_t>(80, 24), {200, 60}, {40, 10}, {1, 1}, {20, 3}}) {
             for (const bool help : {false, true}) {
-                const TTopView view{TTopSort::kCpu, help, true, columns, lines};
-                const std::vector<TTopLine> frame = top_frame(data, view);
+                const std::vector<std::string> frame = shown(data, {TTopSort::kCpu, help, true, columns, lines});
                 ASSERT_EQ(frame.size(), lines);
-                for (const TTopLine &line : frame)
-                    EXPECT_LE(text_columns(text_of(line)), columns) << text_of(line);
+                for (const std::string &line : frame)
+                    EXPECT_LE(text_columns(line), columns) << line;
             }
         }
     }
@@ -206,22 +193,20 @@ TEST(TopFrame, ShowsAlarmsCamerasAndTheServicesInOrder)
 {
     TTopData data = top_data();
     data.now.recording.state = "error";
-    const auto shown = [&data](TTopView view) {
+    const auto text = [&data](TTopSort sort) {
         std::string all;
-        for (const TTopLine &line : top_frame(data, view))
-            all += text_of(line) + "\n";
+        for (const std::string &line : shown(data, {sort, false, false, 80, 24}))
+            all += line + "\n";
         return all;
     };
-    TTopView view{TTopSort::kCpu, false, false, 80, 24};
-    const std::string by_cpu = shown(view);
+    const std::string by_cpu = text(TTopSort::kCpu);
     EXPECT_THAT(by_cpu, HasSubstr("no camera is recorded  camera Yard not connected  camera channel 191"));
     EXPECT_THAT(by_cpu, HasSubstr("cameras  o...X....."));
     EXPECT_THAT(by_cpu, HasSubstr("more"));
     EXPECT_LT(by_cpu.find("20 "), by_cpu.find("19 "));
-    view.sort = TTopSort::kMemory;
-    EXPECT_THAT(shown(view), HasSubstr("\u524d0 "));
+    EXPECT_THAT(text(TTopSort::kMemory), HasSubstr("\u524d0 "));
     data.fault = "nothing answers";
-    EXPECT_THAT(shown(view), HasSubstr("nothing answers  no camera is recorded"));
+    EXPECT_THAT(text(TTopSort::kMemory), HasSubstr("nothing answers  no camera is recorded"));
 }
 
 } // namespace
