@@ -68,14 +68,6 @@ class TRecorder:
         text = self.run('cat /var/log/velomond_tools.jsonl')[1]
         return [line for line in text.splitlines() if f'"{code}"' in line]
 
-    def figures(self):
-        """(PSS, of it huge pages) in KB, processor time in percent of a core, age in s."""
-        rollup = self.must(f'cat /proc/{self.pid()}/smaps_rollup')
-        size = {name: int(kb) for name, kb in re.findall(r'^(\w+): +(\d+) kB', rollup, re.M)}
-        age_s = self.age_s()
-        used_s = int(self.must('systemctl show -P CPUUsageNSec velomond')) / 1e9
-        return size['Pss'], size['AnonHugePages'], 100 * used_s / age_s, age_s
-
     def age_s(self):
         return int(self.must(f'ps -o etimes= -p {self.pid()}')) if self.pid() else 0
 
@@ -87,9 +79,13 @@ class TRecorder:
         self.must(f"date -s '{text}' && hwclock -w --noadjfile --utc 2>/dev/null || true")
 
     def check_memory(self):
-        pss_kb, huge_kb, cpu, age_s = self.figures()
-        self.check('PSS with all monitors at work', pss_kb < PSS_LIMIT_KB,
-                   f'{pss_kb} KB of {PSS_LIMIT_KB}, {huge_kb} in huge pages, after {age_s} s; {cpu:.1f} % of a core')
+        rollup = self.must(f'cat /proc/{self.pid()}/smaps_rollup')
+        kb = {name: int(size) for name, size in re.findall(r'^(\w+): +(\d+) kB', rollup, re.M)}
+        age_s = self.age_s()
+        used_s = int(self.must('systemctl show -P CPUUsageNSec velomond')) / 1e9
+        self.check('PSS with all monitors at work', kb['Pss'] < PSS_LIMIT_KB,
+                   f'{kb["Pss"]} KB of {PSS_LIMIT_KB}, {kb["AnonHugePages"]} in huge pages, after {age_s} s; '
+                   f'{100 * used_s / age_s:.1f} % of a core')
 
 
 def install(it):
@@ -230,7 +226,7 @@ def memory(it):
 
 
 def half_an_hour(it):
-    first = it.figures()[3]
+    first = it.age_s()
     for minutes in range(5, 31, 5):
         it.wait_age(first + minutes * 60)
         it.check_memory()
