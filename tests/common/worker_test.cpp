@@ -10,24 +10,25 @@
 
 namespace {
 
-std::string g_seen_name;
-bool g_saw_signal_blocked = false;
-bool g_was_interrupted = false;
+std::vector<std::string> g_seen; // by the bodies
 
 void body(TWorker *self)
 {
     char name[16] = "";
     pthread_getname_np(pthread_self(), name, sizeof(name));
-    g_seen_name = name;
+    g_seen.emplace_back(name);
     sigset_t mask;
     pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-    g_saw_signal_blocked = sigismember(&mask, SIGTERM) == 1 && sigismember(&mask, SIGSEGV) == 0;
+    g_seen.emplace_back(sigismember(&mask, SIGTERM) == 1 && sigismember(&mask, SIGSEGV) == 0 ? "undisturbed" : "");
     while (!self->terminated())
         self->wait_s(60);
-    g_was_interrupted = platform_interrupted();
+    g_seen.emplace_back(platform_interrupted() ? "interrupted" : "");
 }
 
-class Worker : public fake::TPlatformTest {};
+class Worker : public fake::TPlatformTest {
+protected:
+    Worker() { g_seen.clear(); }
+};
 
 TEST_F(Worker, RunsNamedWithoutSignalsAndStopsFromItsSleep)
 {
@@ -40,50 +41,46 @@ TEST_F(Worker, RunsNamedWithoutSignalsAndStopsFromItsSleep)
     });
     const std::string ended = "end wait_for_terminate...\n";
     EXPECT_EQ(told, ended + " body was terminated.\n" + ended + ended);
-    EXPECT_EQ(g_seen_name, "SYS_HEALTH-work");
-    EXPECT_TRUE(g_saw_signal_blocked);
-    EXPECT_TRUE(g_was_interrupted);
+    EXPECT_EQ(g_seen, (std::vector<std::string>{"SYS_HEALTH-work", "undisturbed", "interrupted"}));
 }
-
-std::vector<std::string> g_passes;
 
 void failing(TWorker *self)
 {
     self->run_once([] {
-        g_passes.emplace_back("once");
-        if (g_passes.size() == 1)
+        g_seen.emplace_back("once");
+        if (g_seen.size() == 1)
             throw std::runtime_error("no start");
     });
     self->run_passes([self] {
-        g_passes.emplace_back("pass");
-        if (g_passes.size() == 3) {
+        g_seen.emplace_back("pass");
+        if (g_seen.size() == 3) {
             const TMustComplete scope(self);
             throw std::bad_alloc();
         }
         self->wait_s(5);
-        if (g_passes.size() == 4)
+        if (g_seen.size() == 4)
             throw std::runtime_error("at the stop");
     });
-    g_was_interrupted = platform_interrupted(); // calls give up at a stop as before
+    g_seen.emplace_back(platform_interrupted() ? "interrupted" : ""); // calls give up at a stop as before
+    throw std::runtime_error("outside of the passes");                // ends the thread and not the process
 }
 
 TEST_F(Worker, APassThatThrewIsLoggedAndTheNextOneComesAMinuteLater)
 {
-    g_passes.clear();
     TWorker worker;
     const std::string told = fake::stderr_of([&] {
         worker.start({"x", "failing", failing});
         const uint64_t start_ms = current_time_stamp();
         fake::pass_waits(0);
-        EXPECT_EQ(g_passes.size(), 1U);
+        EXPECT_EQ(g_seen.size(), 1U);
         fake::pass_waits(2);
         EXPECT_EQ(current_time_stamp() - start_ms, 120000U);
         worker.stop(); // ends the pass's sleep, and nothing waits for a minute then
     });
-    EXPECT_EQ(g_passes, (std::vector<std::string>{"once", "once", "pass", "pass"}));
+    EXPECT_EQ(g_seen, (std::vector<std::string>{"once", "once", "pass", "pass", "interrupted"}));
     EXPECT_EQ(told, "failing: a pass failed: no start\nfailing: a pass failed: std::bad_alloc\n"
-                    "failing: a pass failed: at the stop\n failing was terminated.\nend wait_for_terminate...\n");
-    EXPECT_TRUE(g_was_interrupted);
+                    "failing: a pass failed: at the stop\nfailing ended by an exception: outside of the passes\n"
+                    " failing was terminated.\nend wait_for_terminate...\n");
 }
 
 TEST_F(Worker, APauseIsNeverShorterAlthoughAWaitMayBe)
@@ -98,16 +95,6 @@ TEST_F(Worker, APauseIsNeverShorterAlthoughAWaitMayBe)
         worker.pause_s(10);
         EXPECT_EQ(waits, passed_ms < 10'000 ? (std::vector{10, 1}) : std::vector{10});
     }
-}
-
-TEST_F(Worker, AnExceptionOutsideOfThePassesEndsTheThreadAndNotTheProcess)
-{
-    TWorker worker;
-    const std::string told = fake::stderr_of([&] {
-        worker.start({"x", "thrower", [](TWorker *) { throw std::runtime_error("no memory"); }});
-        worker.stop();
-    });
-    EXPECT_EQ(told, "thrower ended by an exception: no memory\n thrower was terminated.\nend wait_for_terminate...\n");
 }
 
 } // namespace
