@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <thread>
 
+#include "base/thread.h"
 #include "platform/kestrel.h"
 #include "platform/raw_socket.h"
 #include "platform/stock/process/child_process.h"
@@ -27,11 +28,9 @@ protected:
     std::string output(const char *script)
     {
         FILE *stream = kestrel_popen(kShell, "-c", script, "sh", "a b", "\"'$(id);*", "", "-x\n", nullptr);
-        std::string text;
-        char chunk[4096];
-        for (size_t got; stream != nullptr && (got = fread(chunk, 1, sizeof(chunk), stream)) > 0;)
-            text.append(chunk, got);
-        m_result = stream != nullptr ? kestrel_pclose(stream) : -1;
+        std::string text(size_t{2} << 20, '\0');
+        text.resize(stream != nullptr ? fread(text.data(), 1, text.size(), stream) : 0);
+        m_result = kestrel_pclose(stream);
         return text;
     }
     int m_result = 0;
@@ -39,33 +38,27 @@ protected:
 
 TEST_F(ChildProcess, ReportsHowItEnded)
 {
-    const struct {
-        const char *script;
-        int result;
-    } cases[] = {{"exit 0", 0}, {"exit 255", 255}, {"kill -TERM $$", 128 + SIGTERM}};
-    sigset_t terminate, before;
-    sigemptyset(&terminate);
-    sigaddset(&terminate, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &terminate, &before); // in this process, not in the child
-    for (const auto &one : cases) {
-        (void)output(one.script);
-        EXPECT_EQ(m_result, one.result) << one.script;
+    const TSignalsHeld held; // in this process, not in the child
+    for (const auto &[script, result] : {std::pair("exit 0", 0), {"exit 255", 255}, {"kill -TERM $$", 128 + SIGTERM}}) {
+        (void)output(script);
+        EXPECT_EQ(m_result, result) << script;
     }
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
     EXPECT_EQ(kestrel_exec(0, 0, 0, "/nowhere/program", nullptr), -ENOENT);
     EXPECT_EQ(kestrel_exec(0, 0, 0, "/etc/passwd", nullptr), -EACCES);
     EXPECT_EQ(kestrel_popen("/", nullptr), nullptr);
     EXPECT_EQ(errno, EACCES);
 }
 
-TEST_F(ChildProcess, GetsItsArgumentsUnchangedAndNoDescriptor)
+TEST_F(ChildProcess, GetsItsArgumentsUnchangedNoDescriptorAndAUmaskOfItsOwn)
 {
+    const mode_t before = umask(0);
     const TFd open_end(open("/dev/null", O_RDONLY)); // deliberately not close-on-exec
     const TFd copy(fcntl(open_end.get(), F_DUPFD, 50));
     EXPECT_EQ(
         output("printf '<%s>' \"$@\"; echo err >&2; i=3; while [ $i -lt 64 ]; do [ -e /proc/self/fd/$i ] && echo $i; "
-               "i=$((i + 1)); done"),
-        "<a b><\"'$(id);*><><-x\n>");
+               "i=$((i + 1)); done; umask"),
+        "<a b><\"'$(id);*><><-x\n>0022\n");
+    EXPECT_EQ(umask(before), 0U) << "the process has another one";
 }
 
 TEST_F(ChildProcess, IsKilledBeyondItsLimitsAndNotWaitedForBeyondItsEnd)
@@ -106,15 +99,8 @@ TEST_F(ChildProcess, EndsTheWaitAlsoWhenSigchldIsIgnored)
     (void)signal(SIGCHLD, before);
 }
 
-TEST_F(ChildProcess, HasAUmaskOfItsOwn)
-{
-    const mode_t before = umask(0);
-    EXPECT_EQ(output("umask"), "0022\n");
-    EXPECT_EQ(umask(before), 0U) << "the process has another one";
-}
-
-/* Children that cannot die: a traced process remains, even dead, until its tracer is gone. The tracer reads from a
- * folder the ids of the processes that it is to hold. */
+/* Children that cannot die: a traced process remains, even dead, until its tracer is gone. The tracer reads the
+ * ids of the processes that it is to hold. */
 class StuckChildren : public ChildProcess {
 protected:
     static constexpr const char *kTool = "/usr/bin/stuck", *kOther = "/usr/bin/other";
@@ -123,10 +109,10 @@ protected:
     StuckChildren()
     {
         g_stock_root.folder("/stuck");
+        EXPECT_EQ(mkfifo(g_stock_root.real("/stuck/ids").c_str(), 0600), 0);
         for (const char *tool : {kTool, kOther})
-            g_stock_root.tool(tool,
-                              "cd $VELOMOND_ROOT/stuck; [ -e free ] && exit 7\n>$$; while [ ! -e $$.held ]; do :; "
-                              "done; exec /bin/sleep 60\n");
+            g_stock_root.tool(tool, "cd $VELOMOND_ROOT/stuck; [ -e free ] && exit 7\necho $$ >ids\n"
+                                    "while grep -q 'TracerPid:.0$' /proc/$$/status; do :; done; exec /bin/sleep 60\n");
         m_tracer = fork();
         if (m_tracer == 0)
             hold();
@@ -159,15 +145,10 @@ protected:
 private:
     [[noreturn]] static void hold()
     {
-        for (;; usleep(1000)) {
-            for (const auto &entry : std::filesystem::directory_iterator(g_stock_root.real("/stuck"))) {
-                const auto pid = static_cast<pid_t>(strtol(entry.path().filename().c_str(), nullptr, 10));
-                const std::string held = entry.path().string() + ".held";
-                if (pid > 0 && entry.path().extension().empty() && access(held.c_str(), F_OK) != 0 &&
-                    ptrace(PTRACE_SEIZE, pid, nullptr, nullptr) == 0)
-                    std::ofstream(held).put('\n');
-            }
-        }
+        std::fstream ids(g_stock_root.real("/stuck/ids")); // for writing too, so that it has no end
+        for (pid_t pid = 0; ids >> pid;)
+            (void)ptrace(PTRACE_SEIZE, pid, nullptr, nullptr);
+        _exit(1);
     }
     pid_t m_tracer = -1;
 };

@@ -2,6 +2,8 @@
 
 #include <cerrno>
 #include <gtest/gtest.h>
+#include <latch>
+#include <semaphore>
 #include <thread>
 
 #include "platform/interrupt.h"
@@ -22,23 +24,18 @@ constexpr time_t kNoon = 1'780'000'000 / kHourS * kHourS; // the beginning of an
 
 TEST(SmartDue, OncePerHourOfTheCalendarAndNeverWithinAMinute)
 {
-    const struct {
-        const char *name;
-        uint64_t mono_s;
-        time_t wall_s;
-        int due_in_s; // -1: not due
-    } cases[] = {{"the next check", 1060, kNoon + 70, -1},
-                 {"the last check of the hour", 1000 + 3589, kNoon + 3599, -1},
-                 {"the next hour, a little less than one hour on", 1000 + 3595, kNoon + 3605, 0},
-                 {"the next hour, seconds after", 1000 + 59, kNoon + 3605, 1},
-                 {"the next hour, a minute after", 1000 + 60, kNoon + 3605, 0},
-                 {"the same hour of another day", 1000 + 60, kNoon + 24 * kHourS + 10, 0},
-                 {"the clock was set back", 1000 + 60, kNoon + 5, 0},
-                 {"the clock was set back by the time that passed", 1000 + 3600, kNoon + 10, 0}};
-    for (const auto &one : cases)
-        EXPECT_EQ(smart_due_in(moment(1000, kNoon + 10), moment(one.mono_s, one.wall_s)),
-                  one.due_in_s < 0 ? std::nullopt : std::optional<uint64_t>(static_cast<uint64_t>(one.due_in_s) * 1000))
-            << one.name;
+    for (const auto &[name, mono_s, wall_s, due_in_s] :
+         {std::tuple("the next check", 1060U, kNoon + 70, -1), // not due
+          {"the last check of the hour", 1000 + 3589, kNoon + 3599, -1},
+          {"the next hour, a little less than one hour on", 1000 + 3595, kNoon + 3605, 0},
+          {"the next hour, seconds after", 1000 + 59, kNoon + 3605, 1},
+          {"the next hour, a minute after", 1000 + 60, kNoon + 3605, 0},
+          {"the same hour of another day", 1000 + 60, kNoon + 24 * kHourS + 10, 0},
+          {"the clock was set back", 1000 + 60, kNoon + 5, 0},
+          {"the clock was set back by the time that passed", 1000 + 3600, kNoon + 10, 0}})
+        EXPECT_EQ(smart_due_in(moment(1000, kNoon + 10), moment(mono_s, wall_s)),
+                  due_in_s < 0 ? std::nullopt : std::optional<uint64_t>(static_cast<uint64_t>(due_in_s) * 1000))
+            << name;
 }
 
 class DiskHealth : public testing::Test {
@@ -138,14 +135,12 @@ TEST_F(DiskHealth, FailsForTheHourWhenItCannotBeReadAndNeverWithoutSmart)
 
 TEST(DiskHealthThreads, OneQueriesTheOthersWaitForItAndKnownReadingsNeedNoWait)
 {
-    std::atomic<bool> asked = false, go_on = false;
-    std::atomic<int> questions = 0;
+    std::counting_semaphore<> asked{0};
+    std::latch held{1};
     TDiskHealth health(
         [&](const std::string & /*disk*/, bool /*may_wake*/, TSmartReading *out, int * /*error*/) {
-            ++questions;
-            asked = true;
-            asked.notify_all();
-            go_on.wait(false);
+            asked.release();
+            held.wait();
             out->power_on_hours = 5;
             return kRead;
         },
@@ -156,18 +151,17 @@ TEST(DiskHealthThreads, OneQueriesTheOthersWaitForItAndKnownReadingsNeedNoWait)
         EXPECT_EQ(got.power_on_hours.has_value(), expected == 0);
     };
     std::thread first(ask, 0);
-    asked.wait(false);
+    asked.acquire();
     std::thread second(ask, 0);
     EXPECT_FALSE(health.known("serial").power_on_hours.has_value());
     const std::atomic<bool> stop = true;
     platform_interrupt_on(&stop);
     ask(-EINTR);
     platform_interrupt_on(nullptr);
-    go_on = true;
-    go_on.notify_all();
+    held.count_down();
     first.join();
     second.join();
-    EXPECT_EQ(questions, 1);
+    EXPECT_FALSE(asked.try_acquire()); // once for all
 }
 
 } // namespace

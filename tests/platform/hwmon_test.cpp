@@ -18,21 +18,16 @@ TEST(Fans, AreReadFromAllChipsAndSummedUp)
     const std::string chip = "/sys/devices/chip/hwmon1";
     g_stock_root.link("../../devices/chip/hwmon1", "/sys/class/hwmon/hwmon1");
     g_stock_root.write(chip + "/name", "nct6775\n");
-    g_stock_root.write(chip + "/fan1_input", "0\n");
-    g_stock_root.write(chip + "/fan1_fault", "1\n");
-    g_stock_root.write(chip + "/fan2_input", "900\n");
-    g_stock_root.write(chip + "/fan2_alarm", "0\n");
     g_stock_root.write(chip + "/fan2_label", "Rear fan\n");
-    g_stock_root.folder(chip + "/fan3_alarm");       // cannot be read: unknown
-    g_stock_root.write(chip + "/fan4_input", "0\n"); // a header without a fan
-    g_stock_root.write(chip + "/fan5_min_alarm", "1\n");
-    g_stock_root.write(chip + "/fan6_alarm", "0\n");
-    g_stock_root.write(chip + "/fan6_max_alarm", "1\n");
-    g_stock_root.write(chip + "/fan10_alarm", "0\n");
-    for (const char *no_fan : {"fan7_min", "fan8", "fan_input", "fanx_input", "temp1_input", "pwm1_input"})
-        g_stock_root.write(chip + "/" + no_fan, "1\n");
+    g_stock_root.folder(chip + "/fan3_alarm"); // cannot be read: unknown
+    for (const char *well : {"/fan0_alarm", "/fan1_input", "/fan2_alarm", "/fan4_input", "/fan6_alarm", "/fan10_alarm"})
+        g_stock_root.write(chip + well, "0\n");
+    for (const char *set : {"/fan1_fault", "/fan2_input", "/fan5_min_alarm", "/fan6_max_alarm", // and no fans:
+                            "/fan7_min", "/fan_input", "/fanx_input", "/fan8", "/temp1_input", "/pwm1_input"})
+        g_stock_root.write(chip + set, "1\n");
     EXPECT_EQ(PAL_mgr_syshealth_info(nullptr, &info, &text), 0U);
-    EXPECT_EQ(info.fans, (TFans{{"nct6775 fan1", "9"},
+    EXPECT_EQ(info.fans, (TFans{{"nct6775 fan0", "0"},
+                                {"nct6775 fan1", "9"},
                                 {"Rear fan", "0"},
                                 {"nct6775 fan4", "0"},
                                 {"nct6775 fan5", "9"},

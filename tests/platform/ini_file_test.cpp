@@ -86,7 +86,7 @@ TEST(IniLoad, WaitsForAFileThatIsBeingWrittenInPlace)
 {
     g_stock_root.write("/ini/file", ""); // truncated just now, not written yet
     std::thread writer([] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        std::this_thread::sleep_for(std::chrono::milliseconds(30)); // some looks later
         g_stock_root.write("/ini/file", "[Sys]\nkey=whole\n");
     });
     TIni ini;

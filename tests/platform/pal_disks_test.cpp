@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <gtest/gtest.h>
 
 #include "platform/interrupt.h"
@@ -7,34 +8,25 @@
 
 namespace {
 
-constexpr const char *kTool = "/usr/sbin/smartctl";
-constexpr const char *kAsked = "/asked";
 const std::string kPci = "/sys/devices/pci0000:00/0000:00:";
 
+void empty_sysfs()
+{
+    g_stock_root.remove("/sys");
+    g_stock_root.folder("/sys/block");
+}
+
 /* A block device in sysfs: its folder in that of its hardware, and links. */
-class TSysfs {
-public:
-    TSysfs()
-    {
-        g_stock_root.remove("/sys");
-        g_stock_root.folder("/sys/block");
-    }
-    static void add(const std::string &name, const std::string &hardware, const std::string &serial)
-    {
-        const std::string folder = hardware + "/block/" + name;
-        g_stock_root.write(folder + "/size", "1000\n");
-        g_stock_root.write(folder + "/removable", "0\n");
-        g_stock_root.link("../..", folder + "/device");
-        if (!serial.empty())
-            g_stock_root.write(hardware + "/wwid", serial + "\n");
-        g_stock_root.link(".." + folder.substr(4), "/sys/block/" + name);
-    }
-    static void remove(const std::string &name, const std::string &hardware)
-    {
-        g_stock_root.remove("/sys/block/" + name);
-        g_stock_root.remove(hardware);
-    }
-};
+void add(const std::string &name, const std::string &hardware, const std::string &serial = "")
+{
+    const std::string folder = hardware + "/block/" + name;
+    g_stock_root.write(folder + "/size", "1000\n");
+    g_stock_root.write(folder + "/removable", "0\n");
+    g_stock_root.link("../..", folder + "/device");
+    if (!serial.empty())
+        g_stock_root.write(hardware + "/wwid", serial + "\n");
+    g_stock_root.link(".." + folder.substr(4), "/sys/block/" + name);
+}
 
 std::string sata(int port, int host)
 {
@@ -43,47 +35,28 @@ std::string sata(int port, int host)
            ":0:0:0";
 }
 
-/* The node of each entry of the disk list, under its name. */
-std::string names()
-{
-    t_storage_disk_list list;
-    EXPECT_EQ(PAL_storage_get_disk_list({}, {}, list), 0U);
-    std::string text;
-    for (const t_storage_disk &disk : list.disks)
-        text += disk.name.substr(5) + disk.label.substr(disk.label.rfind('/')) + " ";
-    return text;
-}
-
-int status_of(const std::string &name, bool in_a_check = false)
+/* Each entry of the disk list. */
+std::string listed(bool in_a_check = false)
 {
     t_storage_enclosure_info host;
     EXPECT_EQ(in_a_check ? PAL_storage_get_enclosure_list({}, {}, host) : 0U, 0U);
     t_storage_disk_list list;
     EXPECT_EQ(PAL_storage_get_disk_list({}, {0}, list), 0U);
-    for (const t_storage_disk &disk : list.disks) {
-        if (disk.name == name)
-            return disk.status;
-    }
-    return 99;
+    std::string text;
+    for (const t_storage_disk &disk : list.disks)
+        text += disk.name + " " + disk.label + " " + std::to_string(disk.status) + "\n";
+    return text;
 }
 
-std::vector<std::string> asked()
+/* The disks that smartctl was asked for, each with the power mode in which it is left alone. */
+std::string asked()
 {
-    std::ifstream file(g_stock_root.real(kAsked));
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(file, line);)
-        lines.push_back(line);
-    g_stock_root.remove(kAsked);
-    return lines;
+    std::string text = g_stock_root.read("/asked");
+    g_stock_root.remove("/asked");
+    return text;
 }
 
-/* smartctl prints the file of the disk, and records its arguments. */
-void make_tool()
-{
-    g_stock_root.tool(kTool, "echo \"$3 $6\" >>$VELOMOND_ROOT/asked\n"
-                             "cat $VELOMOND_ROOT/answers$6 && exit 0\nexit 1\n");
-    (void)asked();
-}
+/* Of smartctl. */
 void answer(const std::string &disk, const std::string &rest)
 {
     g_stock_root.write("/answers/dev/" + disk, R"({"device":{"protocol":"ATA"},)" + rest + "}");
@@ -91,37 +64,38 @@ void answer(const std::string &disk, const std::string &rest)
 
 TEST(BlockDevices, AreDisksByTheirLinkAndPlaceNotByTheirName)
 {
-    TSysfs sysfs;
-    EXPECT_TRUE(names().empty());
-    TSysfs::add("zda", sata(10, 0), "");
+    empty_sysfs();
+    EXPECT_EQ(listed(), "");
+    add("zda", sata(10, 0));
     for (const char *name : {"zd0", "nbd0", "drbd0", "bcache0", "nullb0", "loop0", "ram1", "zram0", "dm-3", "md0"}) {
         g_stock_root.write("/sys/devices/virtual/block/" + std::string(name) + "/size", "1000\n");
         g_stock_root.link("../devices/virtual/block/" + std::string(name), "/sys/block/" + std::string(name));
     }
-    TSysfs::add("scsidbg", "/sys/devices/virtual/host9/9:0:0:0", "");
-    TSysfs::add("rbd0", "/sys/devices/rbd/0", "");
-    TSysfs::add("mtdblock0", "/sys/devices/platform/nor/mtd/mtd0", "");
-    TSysfs::add("fd0", "/sys/devices/platform/floppy.0", "");
+    add("scsidbg", "/sys/devices/virtual/host9/9:0:0:0");
+    add("rbd0", "/sys/devices/rbd/0");
+    add("mtdblock0", "/sys/devices/platform/nor/mtd/mtd0");
+    add("fd0", "/sys/devices/platform/floppy.0");
     g_stock_root.write("/sys/block/fd0/removable", "1\n");
     for (const char *name : {"mmcblk0", "mmcblk0boot0", "mmcblk0rpmb"})
-        TSysfs::add(name, "/sys/devices/platform/emmc/mmc_host/mmc0/mmc0:0001", "");
+        add(name, "/sys/devices/platform/emmc/mmc_host/mmc0/mmc0:0001");
     for (const char *name : {"sde", "sdf"}) {
-        TSysfs::add(name, sata(name[2] - 'a', 1), "");
+        add(name, sata(name[2] - 'a', 1));
         g_stock_root.write(std::string("/sys/block/") + name + "/size", "0\n");
     }
     g_stock_root.write(sata('f' - 'a', 1) + "/state", "transport-offline\n"); // given up, and without a size
+    g_stock_root.write(sata('f' - 'a', 1) + "/block/sdf/diskseq", "7\n");
     const std::string controller = kPci + "05.0/nvme/nvme3",
                       subsystem = "/sys/devices/virtual/nvme-subsystem/nvme-subsys0";
     g_stock_root.write(controller + "/state", "live\n");
-    TSysfs::add("nvme0c3n1", controller, "");
+    add("nvme0c3n1", controller);
     g_stock_root.write(controller + "/block/nvme0c3n1/hidden", "1\n");
-    TSysfs::add("nvme0n1", subsystem, "");
+    add("nvme0n1", subsystem);
     g_stock_root.link("../../../.." + controller.substr(4), subsystem + "/nvme3");
     const std::string expander = kPci + "08.0/host4/port-4:0/expander-4:0",
                       end = expander + "/port-4:0:7/end_device-4:0:7";
     g_stock_root.write(expander + "/sas_device/expander-4:0/sas_address", "0x5001\n");
     g_stock_root.write(end + "/sas_device/end_device-4:0:7/phy_identifier", "3\n");
-    TSysfs::add("sdg", end + "/target4:0:9/4:0:9:0", "");
+    add("sdg", end + "/target4:0:9/4:0:9:0");
 
     std::vector<TBlockDevice> devices;
     ASSERT_EQ(block_devices(&devices), 0);
@@ -133,18 +107,16 @@ TEST(BlockDevices, AreDisksByTheirLinkAndPlaceNotByTheirName)
                      "sdf /devices/pci0000:00/0000:00:1f.2/ata5/0:0:0\n"
                      "zda /devices/pci0000:00/0000:00:1f.2/ata10/0:0:0\n"
                      "mmcblk0 /devices/platform/emmc/mmc_host/mmc0\n");
+    EXPECT_EQ(devices[2].identity, devices[2].port + "\n7\n"); // has no serial number
 }
 
 TEST(BlockPort, OmitsNumbersThatCountUpAtEachPlug)
 {
     for (const auto &[path, port] : std::map<std::string, std::string>{
-             {"/p/ata2/host1/target1:0:0/1:0:0:0", "/p/ata2/0:0:0"},
              {"/p/usb1/1-2/1-2.4:1.0/host6/target6:0:0/6:0:0:1", "/p/usb1/1-2/1-2.4:1.0/0:0:1"},
              {"/p/virtio3/host2/target2:0:4/2:0:4:0", "/p/0:4:0"},
              {"/p/virtio3", "/p"},
              {"/p/host0/target0:2:7/0:2:7:0", "/p/host0/0:2:7:0"}, // a card's own hosts are kept
-             {"/p/nvme/nvme0", "/p"},
-             {"/p/mmc_host/mmc0/mmc0:59b4", "/p/mmc_host/mmc0"},
              {"/block/sda/device", "/block/sda/device"},
              {"", ""}})
         EXPECT_EQ(block_port(path), port);
@@ -153,72 +125,62 @@ TEST(BlockPort, OmitsNumbersThatCountUpAtEachPlug)
 TEST(BlockStatus, PutsTheTransportBeforeTheDisksOwnHealth)
 {
     const TSmartReading unknown, good = {true, 1, false}, worn = {true, 1, true}, bad = {false, 1, true};
-    for (const char *state : {"", "running", "live", "blocked"}) {
-        EXPECT_EQ(block_status(state, unknown), 0);
-        EXPECT_EQ(block_status(state, good), 0);
-        EXPECT_EQ(block_status(state, worn), 1);
-        EXPECT_EQ(block_status(state, bad), 2);
-    }
-    for (const char *state : {"offline", "transport-offline", "dead"})
-        EXPECT_EQ(block_status(state, good), 2) << state;
-    EXPECT_LT(block_status("deleting", bad), 0);
+    for (const auto &[state, reading, status] : {std::tuple("", unknown, 0),
+                                                 {"running", good, 0},
+                                                 {"live", worn, 1},
+                                                 {"blocked", bad, 2},
+                                                 {"offline", good, 2},
+                                                 {"transport-offline", good, 2},
+                                                 {"dead", good, 2},
+                                                 {"deleting", bad, -1}})
+        EXPECT_EQ(block_status(state, reading), status) << state;
 }
 
 /* One test, as the numbers of ports and the readings of disks live as long as the process. */
 TEST(Disks, AreNumberedByPortAndOnlyReadByTheCheck)
 {
-    TSysfs sysfs;
-    make_tool();
+    empty_sysfs();
+    g_stock_root.tool("/usr/sbin/smartctl", "echo \"$3 $6\" >>$VELOMOND_ROOT/asked\ncat $VELOMOND_ROOT/answers$6\n");
     for (const int port : {11, 12, 13, 14})
-        TSysfs::add(std::string("sd") + static_cast<char>('a' + port - 11), sata(port, port),
-                    "naa.500" + std::to_string(port));
+        add(std::string("sd") + static_cast<char>('a' + port - 11), sata(port, port), "naa.500" + std::to_string(port));
     g_stock_root.write(sata(11, 11) + "/model", "GOOD \"DISK\"    \n");
-    const std::string first = names().substr(0, 2);
-    const int base = std::stoi(first, nullptr, 16); // earlier tests may have listed other ports
-    const auto name = [base](int place) {
-        char text[32];
-        snprintf(text, sizeof(text), "disk_%02x", static_cast<unsigned>(base + place));
-        return std::string(text);
-    };
 
     /* The flag's listing queries no disk, even after that of a check; the check's does. */
     answer("sda", R"("smart_status":{"passed":false},"power_on_time":{"hours":30000})");
     answer("sdb", R"("smart_status":{"passed":true})");
     answer("sdd", R"("x":0)");
-    EXPECT_EQ(status_of(name(0)), 0);
-    EXPECT_TRUE(asked().empty());
-    EXPECT_EQ(status_of(name(0), true), 2);
-    EXPECT_EQ(asked(),
-              (std::vector<std::string>{"never /dev/sda", "never /dev/sdb", "never /dev/sdc", "never /dev/sdd"}));
-    EXPECT_EQ(status_of(name(1)), 0);
+    const std::string others = "disk_02 Disk (/dev/sdb) 0\ndisk_03 Disk (/dev/sdc) 0\ndisk_04 Disk (/dev/sdd) 0\n";
+    EXPECT_EQ(listed(), "disk_01 GOOD \"DISK\" (/dev/sda) 0\n" + others);
+    EXPECT_EQ(asked(), "");
+    EXPECT_EQ(listed(true), "disk_01 GOOD \"DISK\" (/dev/sda) 2\n" + others);
+    EXPECT_EQ(asked(), "never /dev/sda\nnever /dev/sdb\nnever /dev/sdc\nnever /dev/sdd\n");
+    EXPECT_EQ(listed(), "disk_01 GOOD \"DISK\" (/dev/sda) 2\n" + others);
 
     /* sdb reports no hours, sdc cannot be read, sdd has no SMART; number 0 is no disk. */
     t_storage_enclosure_info host;
     EXPECT_EQ(PAL_storage_get_enclosure_list({}, {77}, host), 0U);
-    EXPECT_EQ(host.disk_count, base + 4);
+    EXPECT_EQ(host.disk_count, 5);
     t_storage_smart_info smart = {7, 7};
-    for (const int number : {0, -1, base + 3, base + 4, 100000})
+    for (const int number : {0, -1, 4, 5, 100000})
         EXPECT_EQ(PAL_storage_get_disk_smart_info({}, {number}, smart), 0U);
     EXPECT_EQ(smart.alert, 7);
-    EXPECT_EQ(PAL_storage_get_disk_smart_info({}, {base}, smart), 0U);
+    EXPECT_EQ(PAL_storage_get_disk_smart_info({}, {1}, smart), 0U);
     EXPECT_EQ(smart.alert, 1);
     EXPECT_EQ(smart.power_on_hours, 30000);
-    EXPECT_NE(PAL_storage_get_disk_smart_info({}, {base + 2}, smart), 0U);
-    EXPECT_EQ(PAL_storage_get_disk_smart_info({}, {base + 1}, smart), 0U);
+    EXPECT_EQ(PAL_storage_get_disk_smart_info({}, {3}, smart), static_cast<uint32_t>(EIO));
+    EXPECT_EQ(PAL_storage_get_disk_smart_info({}, {2}, smart), 0U);
     EXPECT_EQ(smart.alert, 0);
     EXPECT_EQ(smart.power_on_hours, 30000);
-    EXPECT_TRUE(asked().empty());
+    EXPECT_EQ(asked(), "");
 
     /* A removed disk renumbers no other. Another disk in its port has its number and none of its readings; the disk
      * itself keeps them. */
-    TSysfs::remove("sda", sata(11, 11));
-    EXPECT_EQ(names().substr(0, 8), name(1).substr(5) + "/sdb) ");
-    TSysfs::add("sdaa", sata(11, 99), "naa.new");
-    EXPECT_EQ(status_of(name(0)), 0);
-    TSysfs::add("sdx", sata(9, 50), "naa.50011"); // a port that comes before the others
-    EXPECT_EQ(status_of(name(4)), 2);
-    EXPECT_EQ(names(), name(0).substr(5) + "/sdaa) " + name(1).substr(5) + "/sdb) " + name(2).substr(5) + "/sdc) " +
-                           name(3).substr(5) + "/sdd) " + name(4).substr(5) + "/sdx) ");
+    g_stock_root.remove("/sys/block/sda");
+    g_stock_root.remove(sata(11, 11));
+    EXPECT_EQ(listed(), others);
+    add("sdaa", sata(11, 99), "naa.new");
+    add("sdx", sata(9, 50), "naa.50011"); // a port that comes before the others
+    EXPECT_EQ(listed(), "disk_01 Disk (/dev/sdaa) 0\n" + others + "disk_05 Disk (/dev/sdx) 2\n");
     t_storage_disk_list list;
     EXPECT_NE(PAL_storage_get_disk_list({}, {1}, list), 0U);
 
@@ -230,9 +192,10 @@ TEST(Disks, AreNumberedByPortAndOnlyReadByTheCheck)
 
     /* One that was given up is an error, and asked no more. */
     g_stock_root.write(sata(12, 12) + "/state", "offline\n");
-    EXPECT_EQ(status_of(name(1), true), 2);
-    EXPECT_EQ(asked(), std::vector<std::string>{"never /dev/sdaa"});
-    EXPECT_NE(PAL_storage_get_disk_smart_info({}, {base + 1}, smart), 0U);
+    EXPECT_EQ(listed(true), "disk_01 Disk (/dev/sdaa) 0\ndisk_02 Disk (/dev/sdb) 2\ndisk_03 Disk (/dev/sdc) 0\n"
+                            "disk_04 Disk (/dev/sdd) 0\ndisk_05 Disk (/dev/sdx) 2\n");
+    EXPECT_EQ(asked(), "never /dev/sdaa\n");
+    EXPECT_EQ(PAL_storage_get_disk_smart_info({}, {2}, smart), static_cast<uint32_t>(ENXIO));
     g_stock_root.remove("/sys/block");
     EXPECT_NE(PAL_storage_get_disk_list({}, {}, list), 0U);
 }

@@ -4,10 +4,13 @@
 #include <cerrno>
 #include <chrono>
 #include <gtest/gtest.h>
+#include <latch>
+#include <semaphore>
 #include <stdexcept>
 #include <thread>
 
 #include "platform/stock/process/call_wait.h"
+#include "platform/stock_root.h"
 #include "platform/stop_soon.h"
 
 namespace {
@@ -27,42 +30,44 @@ TEST(CallWait, SeesAStopThatComesBetweenTheLookAtTheFlagAndTheWait)
 
 TEST(PlaceLook, LeavesOneStuckCallBehindAndNeverWaitsForItAgain)
 {
-    std::atomic<bool> go_on = false;
-    std::atomic<int> looks = 0;
+    std::counting_semaphore<> begun{0};
+    std::latch held{1};
     const auto stuck = [&](TPlace *place) {
-        ++looks;
-        go_on.wait(false);
+        begun.release();
+        held.wait();
         place->is_folder = true;
     };
     TPlace place;
+    const auto look = [&place](const char *path, const std::function<void(TPlace *)> &work) {
+        return place_look_by(path, 3'600'000, work, &place);
+    };
     {
         const TStopSoon stop;
-        EXPECT_EQ(place_look_by("/a", 3'600'000, stuck, &place), -EINTR);
+        EXPECT_EQ(look("/a", stuck), -EINTR);
     }
     EXPECT_EQ(place_look_by("/b", 20, stuck, &place), -ETIMEDOUT);
-    EXPECT_EQ(place_look_by("/b", 3'600'000, stuck, &place),
-              -ETIMEDOUT);                     // at once: the limit counts from its beginning
-    for (int i = 0; i < 500 && looks < 2; ++i) // they may not have begun by their time-out
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    EXPECT_EQ(looks, 2);
+    EXPECT_EQ(look("/b", stuck), -ETIMEDOUT); // its limit counts from its beginning
+    begun.acquire();
+    begun.acquire(); // perhaps only after its time-out
+    EXPECT_FALSE(begun.try_acquire());
     EXPECT_FALSE(place.is_folder);
-    EXPECT_EQ(place_look_by(
-                  "/c", 3'600'000, [](TPlace *seen) { seen->error = ENOENT; }, &place),
-              0);
+    EXPECT_EQ(look("/c", [](TPlace *seen) { seen->error = ENOENT; }), 0);
     EXPECT_EQ(place.error, ENOENT);
-    EXPECT_EQ(place_look_by(
-                  "/c", 3'600'000, [](TPlace *) { throw std::bad_alloc(); }, &place),
-              0);
+    EXPECT_EQ(look("/c", [](TPlace *) { throw std::bad_alloc(); }), 0);
     EXPECT_EQ(place.error, ENOMEM);
 
-    go_on = true;
-    go_on.notify_all();
+    held.count_down();
     int result = 0;
-    while ((result = place_look_by("/b", 3'600'000, stuck, &place)) == -ETIMEDOUT)
+    while ((result = look("/b", stuck)) == -ETIMEDOUT)
         std::this_thread::yield();
     EXPECT_EQ(result, 0);
-    EXPECT_EQ(place_look_by("/a", 3'600'000, stuck, &place), 0); // the one that was begun, or a new one
+    EXPECT_EQ(look("/a", stuck), 0); // the one that was begun, or a new one
     EXPECT_TRUE(place.is_folder);
+
+    g_stock_root.folder("/place");
+    g_stock_root.link("place", "/linked");
+    EXPECT_EQ(place_look("/linked", &place), 0);
+    EXPECT_EQ(place.real, g_stock_root.real("/place"));
 }
 
 } // namespace

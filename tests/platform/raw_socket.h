@@ -1,8 +1,6 @@
 #pragma once
 
 #include <arpa/inet.h>
-#include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <functional>
 #include <gtest/gtest.h>
@@ -40,6 +38,7 @@ public:
     }
     int port() const { return m_port; }
     int fd() const { return m_fd.get(); }
+    TFd accept_one() const { return TFd(accept4(m_fd.get(), nullptr, nullptr, SOCK_CLOEXEC)); }
 
 private:
     TFd m_fd;
@@ -52,12 +51,16 @@ inline int free_port()
     return TListener().port();
 }
 
-class TRawClient {
+/* One end of a connection. */
+class TRawSocket {
 public:
-    explicit TRawClient(int port) : m_fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    explicit TRawSocket(TFd fd) : m_fd(std::move(fd)) {}
+    /* A client that says something at once. */
+    explicit TRawSocket(int port, std::string_view text = "") : m_fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
     {
         const sockaddr_in address = loopback(port);
         (void)connect(m_fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address));
+        (void)say(text);
     }
 
     /* False when the peer has gone away. */
@@ -73,7 +76,7 @@ public:
     }
 
     /* What arrives until `enough`, the end of the connection or 5 s of silence. */
-    std::string hear(const std::function<bool(const std::string &)> &enough) const
+    std::string hear(const std::function<bool(const std::string &)> &enough = [](const auto &) { return false; }) const
     {
         std::string text;
         while (!enough(text)) {
@@ -86,17 +89,6 @@ public:
         }
         return text;
     }
-    std::string hear_all() const
-    {
-        return hear([](const std::string &) { return false; });
-    }
-    /* Whether the peer has closed, with nothing left to hear. */
-    bool is_over() const
-    {
-        char byte = 0;
-        const ssize_t got = recv(m_fd.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT);
-        return got == 0 || (got < 0 && errno == ECONNRESET);
-    }
     std::string hear_answer() const
     {
         return hear([](const std::string &text) {
@@ -106,13 +98,20 @@ public:
                    text.size() >= head + 4 + strtoul(text.c_str() + length + 16, nullptr, 10);
         });
     }
+    /* Whether the peer has closed, with nothing left to hear. */
+    bool is_over() const
+    {
+        char byte = 0;
+        const ssize_t got = recv(m_fd.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+        return got == 0 || (got < 0 && errno == ECONNRESET);
+    }
 
 private:
     TFd m_fd;
 };
 
 /* A peer that accepts one request and sends the given answer and that many KiB of filler. Then it closes the
- * connection, or keeps it open to its own end. */
+ * connection, or keeps it open to its client's end. */
 class TScriptedPeer {
 public:
     TScriptedPeer(const std::string &answer, size_t filler_kib, bool holds)
@@ -121,7 +120,6 @@ public:
     }
     ~TScriptedPeer()
     {
-        m_end = true;
         (void)shutdown(m_listener.fd(), SHUT_RDWR); // wakes accept
         m_thread.join();
     }
@@ -130,20 +128,16 @@ public:
 private:
     void serve(const std::string &answer, size_t filler_kib, bool holds) const
     {
-        const TFd client(accept4(m_listener.fd(), nullptr, nullptr, SOCK_CLOEXEC));
-        char request[4096];
-        if (!client.is_open() || recv(client.get(), request, sizeof(request), 0) <= 0)
-            return;
-        bool heard = send(client.get(), answer.data(), answer.size(), MSG_NOSIGNAL) >= 0;
-        const std::string filler(1024, 'x');
-        for (size_t i = 0; i < filler_kib && heard && !m_end; ++i)
-            heard = send(client.get(), filler.data(), filler.size(), MSG_NOSIGNAL) >= 0;
-        while (holds && !m_end && recv(client.get(), request, sizeof(request), 0) > 0) {
-        }
+        const TRawSocket client(m_listener.accept_one());
+        (void)client.hear([](const std::string &request) { return !request.empty(); });
+        bool heard = client.say(answer);
+        for (size_t i = 0; i < filler_kib && heard; ++i)
+            heard = client.say(std::string(1024, 'x'));
+        if (holds)
+            (void)client.hear();
     }
 
     TListener m_listener;
-    std::atomic<bool> m_end{false};
     std::thread m_thread; // last: it uses the members above
 };
 

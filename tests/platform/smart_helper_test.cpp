@@ -92,6 +92,7 @@ TEST(SmartHelper, ReadsTheDevicesThatTheKernelKnowsOneAtATime)
                                             "case $6 in */sdb) exec head -c 20000 /dev/zero;; esac\n"
                                             "cat; echo $*; exit 4\n");
     EXPECT_EQ(ask("sda", &document), -ENOENT); // no helper
+    testing::internal::CaptureStderr();
     {
         const THelper helper;
         EXPECT_EQ(ask("sdz", &document), -EAGAIN);
@@ -115,6 +116,8 @@ TEST(SmartHelper, ReadsTheDevicesThatTheKernelKnowsOneAtATime)
         }
         g_stock_root.remove("/hangs");
     }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "no such device: [sdz]\nno such device: []\n"
+                                                      "no such device: [sdz]\nsda is still being read\n");
     EXPECT_EQ(ask("sda", &document), -ENOENT); // a stale socket file
     EXPECT_EQ(smart_document("sdz", true, &document), 4);
     EXPECT_EQ(document, "--json -n never -H -iA /dev/sdz\n");

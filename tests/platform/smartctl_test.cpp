@@ -1,8 +1,8 @@
 #include "platform/stock/storage/smartctl.h"
 
-#include <climits>
 #include <gtest/gtest.h>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -33,40 +33,34 @@ const std::string kAta = document(
 
 TEST(SmartOutcome, ReadsEachFigureByItselfOrRejectsTheDocument)
 {
-    const struct {
-        std::string text;
-        TSmartOutcome outcome;
-        int passed; // -1 for missing
-        int hours;  // -1 for missing
-        bool worn;
-    } cases[] = {
-        {kAta, kRead, 1, 20001, false}, // not the raw attribute
-        {document("ATA", R"("smart_status":{"passed":false})"), kRead, 0, -1, false},
-        {document("SCSI", R"("smart_status":{"passed":false},"power_on_time":{"hours":7})"), kRead, 0, 7, false},
-        {document("SCSI", R"("power_on_time":{"hours":7})"), kRead, -1, 7, false},
-        {attributes("past"), kNoSmart, -1, -1, false},
-        {attributes("now"), kRead, -1, -1, true},
-        {worn_to("99"), kRead, -1, 42, false},
-        {worn_to("100"), kRead, -1, 42, true},
-        {worn_to("255"), kRead, -1, 42, true},
-        {worn_to("\"100\""), kRead, -1, 42, false},
-        {document("NVMe", R"("nvme_smart_health_information_log":{"power_on_hours":18446744073709551615})"), kRead, -1,
-         INT_MAX, false},
-        {document("ATA", R"("smart_status":["passed"],"power_on_time":{"hours":"20001"})"), kNoSmart, -1, -1, false},
-        {document("ATA", R"("power_on_time":{"hours":-5})"), kNoSmart, -1, -1, false},
-        {document("Tape", R"("smart_status":{"passed":true})"), kUnreadable, -1, -1, false},
-        {R"({"smart_status":{"passed":true}})", kUnreadable, -1, -1, false},
-        {kAta.substr(0, kAta.size() - 1), kUnreadable, -1, -1, false},
-        {kAta + "]", kUnreadable, -1, -1, false},
-        {std::string(100000, '['), kUnreadable, -1, -1, false},
-        {"", kUnreadable, -1, -1, false}};
-    for (const auto &one : cases) {
-        SCOPED_TRACE(one.text.substr(0, 200));
-        TSmartReading got;
-        EXPECT_EQ(smart_outcome(0, one.text, &got), one.outcome);
-        EXPECT_EQ(got.passed.has_value() ? static_cast<int>(*got.passed) : -1, one.passed);
-        EXPECT_EQ(got.power_on_hours.value_or(-1), one.hours);
-        EXPECT_EQ(got.worn, one.worn);
+    const std::pair<std::string, std::vector<std::string>> cases[] = {
+        {"passed 20001 h", {kAta}}, // not the raw attribute
+        {"failed", {document("ATA", R"("smart_status":{"passed":false})")}},
+        {"failed 7 h", {document("SCSI", R"("smart_status":{"passed":false},"power_on_time":{"hours":7})")}},
+        {"7 h", {document("SCSI", R"("power_on_time":{"hours":7})")}},
+        {"no SMART",
+         {attributes("past"), document("ATA", R"("smart_status":["passed"],"power_on_time":{"hours":"20001"})"),
+          document("ATA", R"("power_on_time":{"hours":-5})")}},
+        {"worn", {attributes("now")}},
+        {"42 h", {worn_to("99"), worn_to("\"100\"")}},
+        {"42 h worn", {worn_to("100"), worn_to("255")}},
+        {"2147483647 h",
+         {document("NVMe", R"("nvme_smart_health_information_log":{"power_on_hours":18446744073709551615})")}},
+        {"unreadable",
+         {document("Tape", R"("smart_status":{"passed":true})"), R"({"smart_status":{"passed":true}})",
+          kAta.substr(0, kAta.size() - 1), kAta + "]", std::string(100000, '['), ""}}};
+    for (const auto &[reading, texts] : cases) {
+        for (const std::string &text : texts) {
+            TSmartReading got;
+            const TSmartOutcome outcome = smart_outcome(0, text, &got);
+            std::string all = outcome == kNoSmart ? " no SMART" : outcome == kRead ? "" : " unreadable";
+            if (got.passed.has_value())
+                all += *got.passed ? " passed" : " failed";
+            if (got.power_on_hours.has_value())
+                all += " " + std::to_string(*got.power_on_hours) + " h";
+            all += got.worn ? " worn" : "";
+            EXPECT_EQ(all, " " + reading) << text.substr(0, 200);
+        }
     }
 }
 
@@ -77,34 +71,31 @@ TEST(SmartOutcome, DependsOnTheStatusAndTheDocument)
                R"(","severity":"error"}]},"device":{"protocol":"ATA"}})";
     };
     const std::string empty = document("SCSI", R"("x":0)");
-    const struct {
-        std::string text;
-        int status;
-        TSmartOutcome outcome;
-    } cases[] = {
-        {kAta, 0, kRead},
-        {kAta, 0x04, kRead}, // some command failed, but the figures are there
-        {kAta, 0xf8, kRead},
-        {message("Device is in STANDBY mode, exit(2)"), 2, kAsleep},
-        {"", 2, kAsleep},
-        {"", 3, kUnreadable},
-        {message("Read NVMe Identify Controller failed: NVME_IOCTL_ADMIN_CMD: Input/output error"), 2, kUnreadable},
-        {empty, 2, kUnreadable}, // for a SCSI disk that does not answer
-        {message("/dev/vda: Unable to detect device type"), 1, kNoSmart},
-        {message("/dev/sdb: Unknown USB bridge [0x1234:0x5678 (0x100)]"), 1, kNoSmart},
-        {message("INVALID ARGUMENT TO -n"), 1, kUnreadable},
-        {document("ATA", R"("smart_support":{"available":false})"), 4, kNoSmart},
-        {document("ATA", R"("smart_support":{"available":true,"enabled":true})"), 4, kUnreadable},
-        {empty, 0, kNoSmart},
-        {empty, 4, kUnreadable},
-        {"{}", 0, kUnreadable},
-        {kAta, 127, kUnreadable},
-        {kAta, 128 + 9, kUnreadable},
-        {kAta, 256, kUnreadable}};
-    for (const auto &one : cases) {
-        TSmartReading got;
-        EXPECT_EQ(smart_outcome(one.status, one.text, &got), one.outcome) << one.status << one.text;
-        EXPECT_EQ(got.power_on_hours.has_value(), one.outcome == kRead);
+    const std::pair<TSmartOutcome, std::vector<std::pair<int, std::string>>> cases[] = {
+        {kRead, {{0, kAta}, {0x04, kAta}, {0xf8, kAta}}}, // some command failed, but the figures are there
+        {kAsleep, {{2, message("Device is in STANDBY mode, exit(2)")}, {2, ""}}},
+        {kNoSmart,
+         {{1, message("/dev/vda: Unable to detect device type")},
+          {1, message("/dev/sdb: Unknown USB bridge [0x1234:0x5678 (0x100)]")},
+          {4, document("ATA", R"("smart_support":{"available":false})")},
+          {0, empty}}},
+        {kUnreadable,
+         {{3, ""},
+          {0, "{}"},
+          {127, kAta},
+          {128 + 9, kAta},
+          {256, kAta},
+          {4, empty},
+          {2, empty}, // of SCSI: no answer
+          {1, message("INVALID ARGUMENT TO -n")},
+          {2, message("Read NVMe Identify Controller failed: NVME_IOCTL_ADMIN_CMD: Input/output error")},
+          {4, document("ATA", R"("smart_support":{"available":true,"enabled":true})")}}}};
+    for (const auto &[outcome, answers] : cases) {
+        for (const auto &[status, text] : answers) {
+            TSmartReading got;
+            EXPECT_EQ(smart_outcome(status, text, &got), outcome) << status << text;
+            EXPECT_EQ(got.power_on_hours.has_value(), outcome == kRead);
+        }
     }
 }
 

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 
 /* A folder that replaces "/" in the stock platform for the whole test program, created before main and removed with the
@@ -29,6 +30,12 @@ public:
     {
         std::filesystem::create_directories(std::filesystem::path(real(path)).parent_path());
         std::ofstream(real(path), std::ios::binary) << text;
+    }
+    std::string read(const std::string &path) const
+    {
+        std::ostringstream text;
+        text << std::ifstream(real(path)).rdbuf();
+        return text.str();
     }
     /* A program, as a shell script. */
     void tool(const std::string &path, const std::string &script) const

@@ -26,8 +26,6 @@ public:
         platform_interrupt_on(nullptr);
         (void)vos_cond_wait_destroy(&m_cond);
     }
-    TStopSoon(const TStopSoon &) = delete;
-    TStopSoon &operator=(const TStopSoon &) = delete;
 
 private:
     std::atomic<bool> m_flag{false};
