@@ -1,32 +1,53 @@
 #include "common/stop_watch.h"
 
+#include <atomic>
 #include <csignal>
-#include <cstdio>
-#include <cstring>
 #include <unistd.h>
 
-#include "base/log_stream.h"
+#include "base/thread.h"
+#include "common/trace.h"
 
 namespace {
 
 constexpr unsigned kHangS = 10;
 
-char g_message[96]; // complete while the alarm is set: the handler may only write
+std::atomic<const char *> g_step{""};
 
-void on_hang(int /*signal*/)
+sigset_t alarms()
 {
-    (void)log_stream_write(STDERR_FILENO, g_message, strlen(g_message));
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGALRM);
+    return set;
+}
+
+/* A thread that waits for a disk runs no signal handler, so another one takes the alarm. */
+void watch()
+{
+    const sigset_t set = alarms();
+    int signal = 0;
+    (void)sigwait(&set, &signal);
+    write_stderr("%s hangs: the stop ends without it\n", g_step.load());
     _exit(0);
+}
+
+bool start_watch()
+{
+    const sigset_t set = alarms();
+    pthread_sigmask(SIG_BLOCK, &set, nullptr); // as it is in all other threads
+    const int error = thread_start_detached("STOP-watch", watch);
+    if (error != 0)
+        write_stderr("the stop is not watched: pthread_create failed (%d)\n", error);
+    return error == 0;
 }
 
 } // namespace
 
 void stop_watch_step(const char *name)
 {
-    alarm(0);
-    snprintf(g_message, sizeof(g_message), "%s hangs: the stop ends without it\n", name);
-    signal(SIGALRM, on_hang);
-    alarm(kHangS);
+    static const bool is_watched = start_watch();
+    g_step = name;
+    alarm(is_watched ? kHangS : 0);
 }
 
 void stop_watch_progress()
