@@ -21,8 +21,15 @@ constexpr size_t kMaxHeaders = size_t{64} * 1024;
 constexpr size_t kEnough = 0; // returned by a callback to end the transfer
 
 /* Before main: what the library allocates for the first calling thread is only freed if that thread lives as long as
- * the process. Plain HTTP needs no TLS. */
-const CURLcode g_prepared = curl_global_init(CURL_GLOBAL_NOTHING);
+ * the process. Plain HTTP needs no TLS. Out of memory ends the start. */
+struct TLibrary {
+    TLibrary()
+    {
+        if (curl_global_init(CURL_GLOBAL_NOTHING) != CURLE_OK)
+            throw std::bad_alloc();
+    }
+};
+const TLibrary g_library;
 
 /* The received part of an answer. */
 struct TIntake {
@@ -134,7 +141,7 @@ THttpAnswer http_call(const THttpCall &call)
     const std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> headers(
         curl_slist_append(nullptr, "Content-Type: application/json"), curl_slist_free_all);
     const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> easy(curl_easy_init(), curl_easy_cleanup);
-    if (g_prepared != CURLE_OK || multi == nullptr || easy == nullptr || headers == nullptr)
+    if (multi == nullptr || easy == nullptr || headers == nullptr)
         return {CURLE_OUT_OF_MEMORY, 0, ""};
     TIntake intake;
     set_up(easy.get(), call, call.body != nullptr ? headers.get() : nullptr, &intake);
