@@ -30,7 +30,8 @@ public:
     /* Clears the flag and creates the thread. 0, or pthread_create's error. */
     int start(const TWorkerPlan &plan);
 
-    /* Ends the thread's present or next sleep; nothing without a thread. */
+    /* Ends the thread's present or next sleep; nothing without a thread. Not while it is
+     * stopped: the service, whose threads wake it, goes down before. */
     void wake();
 
     /* Flag, signal, join, "end wait_for_terminate...\n". Harmless, but for the

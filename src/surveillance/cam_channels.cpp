@@ -10,7 +10,8 @@ namespace {
 
 /* The bytes: masks of the channels that are not valid, of those that changed, and of
  * those that are valid and have not failed; how many bytes a count takes; the counts of
- * the channels that have failed, in order.
+ * the channels that have failed, in order. Each mask has what is rare, and so is empty
+ * as a rule.
  *
  * A mask is the number of its channels and each of them; from kMaskBytes on, that number
  * and a bit per channel. */
