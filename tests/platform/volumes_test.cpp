@@ -46,9 +46,11 @@ TEST(Volumes, AMountIsFoundByItsExactPlace)
                              "40 27 8:1 / /share/a\\040b rw shared:5 master:1 - ext4 /dev/sda1 rw\n"
                              "41 27 9:1 / /share/top rw - ext4 /dev/md1 rw\n"
                              "44 27 8:2 / /share/b\\134c\\188\\1z2 rw - ext4 /dev/sdb1 rw\n"
+                             "45 27 8:3 / /share/c\rd rw - ext4 /dev/sdc1 rw\n"
                              "42 41 0:50 /sub /share/top rw,relatime shared:7 - btrfs /dev/md\\0542 rw,ssd\n"
                              "43 27";
     for (const auto &[place, found] : {std::pair("/share", " "),
+                                       {"/share/c", " "},
                                        {"/share/a b", "8:1 /dev/sda1"},
                                        {"/share/b\\c\\188\\1z2", "8:2 /dev/sdb1"},
                                        {"/share/top", "0:50 /dev/md,2"}}) { // the upper of two

@@ -38,6 +38,14 @@ std::string unescaped(std::string_view text)
     return result;
 }
 
+/* Takes a field up to the next blank, the only separator: the kernel does not escape "\r" and the like in names. */
+std::string_view next_field(std::string_view *line)
+{
+    const std::string_view field = line->substr(0, line->find(' '));
+    line->remove_prefix(std::min(field.size() + 1, line->size()));
+    return field;
+}
+
 } // namespace
 
 std::map<int32_t, TVolume> volumes_of(const TIni &ini)
@@ -81,17 +89,17 @@ bool mount_find(std::string_view mountinfo, std::string_view mount_point, TMount
     bool found = false;
     while (!mountinfo.empty()) {
         std::string_view line = text_next_line(&mountinfo, std::string_view::npos);
-        (void)text_next_word(&line); // mount id
-        (void)text_next_word(&line); // parent id
-        const std::string_view device = text_next_word(&line);
-        (void)text_next_word(&line); // root within the file system
-        if (unescaped(text_next_word(&line)) != mount_point || device.empty())
+        (void)next_field(&line); // mount id
+        (void)next_field(&line); // parent id
+        const std::string_view device = next_field(&line);
+        (void)next_field(&line); // root within the file system
+        if (unescaped(next_field(&line)) != mount_point || device.empty())
             continue;
         /* Mount options and a variable number of tags end with a single "-". */
-        while (!line.empty() && text_next_word(&line) != "-") {
+        while (!line.empty() && next_field(&line) != "-") {
         }
-        const std::string_view kind = text_next_word(&line);
-        *out = {std::string(device), std::string(kind), unescaped(text_next_word(&line))};
+        const std::string_view kind = next_field(&line);
+        *out = {std::string(device), std::string(kind), unescaped(next_field(&line))};
         found = true;
     }
     return found;
