@@ -16,6 +16,20 @@ namespace {
 constexpr size_t kMaxName = 31;
 constexpr std::string_view kWake = "wake ";
 
+/* All that was sent up to a line feed at its end: what comes behind a first one makes it no request. */
+std::string read_request()
+{
+    char text[kWake.size() + kMaxName + 2];
+    size_t size = 0;
+    while (size < sizeof(text) && (size == 0 || text[size - 1] != '\n')) {
+        const ssize_t count = read(STDIN_FILENO, text + size, sizeof(text) - size);
+        if (count <= 0)
+            break;
+        size += static_cast<size_t>(count);
+    }
+    return {text, size};
+}
+
 /* Opens a file of sysfs that exists for each block device and each NVMe controller. -1 when the kernel knows no such
  * device. */
 int open_device_number(const std::string &name)
@@ -62,9 +76,7 @@ TSmartRequest smart_request_parse(std::string_view text)
 
 int smart_helper_serve()
 {
-    char text[kWake.size() + kMaxName + 3] = ""; // one character more than a request has
-    const char *line = fgets(text, sizeof(text), stdin);
-    const TSmartRequest request = smart_request_parse(line != nullptr ? line : "");
+    const TSmartRequest request = smart_request_parse(read_request());
     const int device = request.device.empty() ? -1 : open_device_number(request.device);
     if (device < 0) {
         fprintf(stderr, "no such device: [%s]\n", request.device.c_str());

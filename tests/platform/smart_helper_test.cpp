@@ -97,6 +97,7 @@ TEST(SmartHelper, ReadsTheDevicesThatTheKernelKnowsOneAtATime)
         const THelper helper;
         EXPECT_EQ(ask("sdz", &document), -EAGAIN);
         EXPECT_EQ(ask("sda x", &document), -EAGAIN);
+        EXPECT_EQ(ask("sda\nsda", &document), -EAGAIN);
         EXPECT_EQ(ask("sdb", &document), -EFBIG);
         EXPECT_EQ(document, "before");
         EXPECT_EQ(ask("sda", &document), 4);
@@ -116,7 +117,7 @@ TEST(SmartHelper, ReadsTheDevicesThatTheKernelKnowsOneAtATime)
         }
         g_stock_root.remove("/hangs");
     }
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "no such device: [sdz]\nno such device: []\n"
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "no such device: [sdz]\nno such device: []\nno such device: []\n"
                                                       "no such device: [sdz]\nsda is still being read\n");
     EXPECT_EQ(ask("sda", &document), -ENOENT); // a stale socket file
     EXPECT_EQ(smart_document("sdz", true, &document), 4);
