@@ -18,8 +18,13 @@ constexpr size_t kOverrideSize = 128; // with the closing NUL
  * failure, which is logged if a name for the log is given. */
 bool read_key(const char *key, const char *log_name, std::string *value)
 {
+    std::string found; // whatever the platform leaves in it for a missing key
     int err_no = 0;
-    if (__nvrcfg_get_key_value(kSection, key, *value, &err_no) == 0 || err_no == NVRCFG_ERR_ABSENT)
+    if (__nvrcfg_get_key_value(kSection, key, found, &err_no) == 0) {
+        *value = found;
+        return true;
+    }
+    if (err_no == NVRCFG_ERR_ABSENT)
         return true;
     if (log_name != nullptr)
         log_File_Debug(kLogSmart, "get_hdd_health_setting() : %s fail err_no=%d", log_name, err_no);
