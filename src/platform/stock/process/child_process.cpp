@@ -66,31 +66,31 @@ public:
         std::erase_if(m_children.places, [](const auto &one) { return one.second != 0 && is_gone(one.second); });
         const auto [begin, end] = m_children.places.equal_range(key);
         const bool stuck = std::any_of(begin, end, [](const auto &one) { return one.second != 0; });
-        m_taken = !stuck || std::distance(begin, end) < max_stuck;
-        if (m_taken)
+        m_held = !stuck || std::distance(begin, end) < max_stuck;
+        if (m_held)
             m_place = m_children.places.emplace(std::move(key), 0);
     }
     ~TChildPlace()
     {
         const TLock guard(m_children.lock);
-        if (m_taken)
+        if (m_held)
             m_children.places.erase(m_place);
     }
     TChildPlace(const TChildPlace &) = delete;
     TChildPlace &operator=(const TChildPlace &) = delete;
 
-    bool is_taken() const { return m_taken; }
+    bool is_held() const { return m_held; }
     void keep_for(pid_t stuck)
     {
         const TLock guard(m_children.lock);
         m_place->second = stuck;
-        m_taken = false;
+        m_held = false;
     }
 
 private:
     TChildren &m_children = children();
     std::multimap<std::string, pid_t>::iterator m_place;
-    bool m_taken = false;
+    bool m_held = false;
 };
 
 std::string key_of(const std::vector<const char *> &argv, bool by_arguments)
@@ -239,7 +239,7 @@ int child_run(const std::vector<const char *> &argv, const TChildLimits &limits,
     if (grace_left_ms(limits.stop_grace_ms) == 0)
         return -EINTR;
     TChildPlace place(key_of(argv, limits.by_arguments), limits.max_stuck);
-    if (!place.is_taken()) {
+    if (!place.is_held()) {
         log_Debug("%s not started: too many earlier ones hang and cannot be killed", argv[0]);
         return -EBUSY;
     }

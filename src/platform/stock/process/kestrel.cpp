@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -75,14 +76,14 @@ FILE *kestrel_popen(const char *program, ...)
         errno = -result;
         return nullptr;
     }
-    FILE *stream = fmemopen(nullptr, text.size() + 1, "w+");
+    std::unique_ptr<FILE, decltype(&fclose)> stream(fmemopen(nullptr, text.size() + 1, "w+"), fclose);
     if (stream == nullptr)
         return nullptr;
-    (void)fwrite(text.data(), 1, text.size(), stream);
-    rewind(stream);
+    (void)fwrite(text.data(), 1, text.size(), stream.get());
+    rewind(stream.get());
     const TLock guard(g_lock);
-    g_results[stream] = result;
-    return stream;
+    g_results[stream.get()] = result;
+    return stream.release();
 }
 
 int kestrel_pclose(FILE *stream)
