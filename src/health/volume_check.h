@@ -10,7 +10,7 @@ class TWorker;
 /* The state of the volume checks; it outlives a stop and new start of the monitors. For
  * one thread at a time. */
 struct TVolumeWatch {
-    /* The volume ids of the roles as last read; the system volume's is
+    /* The volume ids of the roles as last read; the system volume's is a copy of
      * g_system_volume_id. */
     std::array<int32_t, kVolumeRoles> volume_ids = {-1, -1, -1};
     /* Separate for a plain and a ZFS volume of the same role. */

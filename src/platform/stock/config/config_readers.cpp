@@ -41,10 +41,11 @@ int look_up_kept(const char *file, const char *section, const char *key, std::st
     const int result = load(file, &ini);
     const TLock guard(lock);
     TIni &last = kept[file];
-    if (ini.left_out != 0)
-        ini.values.merge(last.values); // what is missing is as it was before
-    if (result == 0)
+    if (result == 0) {
+        if (ini.left_out != 0)
+            ini.values.merge(last.values); // what is missing is as it was before
         last = std::move(ini);
+    }
     const int found = last.get(text_or_empty(section), text_or_empty(key), out);
     return found != 0 && result != 0 ? result : found;
 }

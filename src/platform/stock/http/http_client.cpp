@@ -98,7 +98,8 @@ void set_up(CURL *easy, const THttpCall &call, const curl_slist *headers, TIntak
     curl_easy_setopt(easy, CURLOPT_HEADERDATA, intake);
 }
 
-/* Runs the transfer to its end, or until the caller is asked to stop: none of our callbacks causes that error. */
+/* Runs the transfer to its end, or until the caller is asked to stop: CURLE_ABORTED_BY_CALLBACK, which none of our
+ * callbacks causes. */
 CURLcode perform(CURLM *multi)
 {
     TCallWait wait;

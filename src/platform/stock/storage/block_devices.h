@@ -20,10 +20,10 @@ struct TBlockDevice {
  * plug (SCSI hosts of SATA ports, USB and virtual machines, NVMe and virtio instances, addresses of memory cards). */
 std::string block_port(std::string_view device_path);
 
-/* Lists the disks: devices that have a `device` link, are not virtual (except NVMe with several paths), not part of a
- * memory card, not removable, not hidden (the single paths of a disk that is listed as well), and have a size, unless
- * their transport has given them up. Sorted by port, with numbers in it by value ("ata2" before "ata10"). Returns 0 or
- * -errno. */
+/* Lists the disks: devices that have a `device` link, are not virtual (except NVMe with several paths), no boot or rpmb
+ * part of a memory card, no flash translation layer, no network image, not removable, not hidden (the single paths of a
+ * disk that is listed as well), and have a size, unless their transport has given them up. Sorted by port, with numbers
+ * in it by value ("ata2" before "ata10"). Returns 0 or -errno. */
 int block_devices(std::vector<TBlockDevice> *out);
 
 /* Whether a transport's state means that it has given up the disk. */

@@ -29,7 +29,10 @@ int volume_worse(int a, int b)
     return (both_well ? a > b : a < b) ? a : b;
 }
 
-int md_status_below(const std::string &device_folder, int level)
+namespace {
+
+/* Of a device that is `level` devices deep. */
+int status_below(const std::string &device_folder, int level)
 {
     /* A partition's folder is inside that of its disk. */
     const std::string disk = sysfs_text(device_folder + "/partition").empty() ? device_folder : device_folder + "/..";
@@ -42,8 +45,15 @@ int md_status_below(const std::string &device_folder, int level)
         for (const std::string &member : members) {
             std::string below = disk;
             below.append("/slaves/").append(member);
-            status = volume_worse(status, md_status_below(below, level + 1));
+            status = volume_worse(status, status_below(below, level + 1));
         }
     }
     return status;
+}
+
+} // namespace
+
+int md_status_below(const std::string &device_folder)
+{
+    return status_below(device_folder, 0);
 }

@@ -18,6 +18,5 @@ int md_status(std::string_view array_state, std::string_view sync_action, std::s
 int volume_worse(int a, int b);
 
 /* State of the storage under a block device, given by its folder in sysfs ("/sys/dev/block/9:0"): the array itself, the
- * array of a partition, and arrays below mapper devices, which are `level` devices deep. The worst state counts; ready
- * without any array. */
-int md_status_below(const std::string &device_folder, int level = 0);
+ * array of a partition, and arrays below mapper devices. The worst state counts; ready without any array. */
+int md_status_below(const std::string &device_folder);

@@ -148,12 +148,16 @@ int logged(const char *what, int result)
 int shm_record_get(const char *name, t_velomond_shm *record)
 {
     const TFd fd(shm_open(name, O_RDWR, 0)); // descriptors of shm_open are close-on-exec
-    if (!fd.is_open() && errno != ENOENT)
+    if (!fd.is_open() && errno == ENOENT) {
+        *record = {};
+        return 0;
+    }
+    if (!fd.is_open())
         return -error_of_open();
-    struct stat status = {}; // also of a missing segment
-    if (fd.is_open() && fstat(fd.get(), &status) != 0)
+    struct stat status = {};
+    if (fstat(fd.get(), &status) != 0)
         return -errno;
-    if (fd.is_open() && !is_ours(status))
+    if (!is_ours(status))
         return -EPERM;
     if (status.st_size < static_cast<off_t>(sizeof(TShmSegment)) || status.st_blocks == 0) { // never written
         *record = {};
