@@ -1,8 +1,8 @@
 #pragma once
 
 /* Watches the stop of the process. A disk that does not respond can block a thread forever, and the stop with it: a
- * step without progress for 10 s is logged, and the process ends by _exit(0) without the steps behind it. SIGALRM is used
- * for this, which a thread of its own takes. */
+ * step without progress for 10 s is logged, and the process ends by _exit(0) without the steps behind it. SIGALRM is
+ * used for this, which a thread of its own takes. */
 
 /* Begins the next step, or the first one; for the main thread. */
 void stop_watch_step(const char *name);
