@@ -150,6 +150,7 @@ int VeloMond_start()
 int VeloMond_stop()
 {
     trace(kSource, "VeloMond_stop", 375);
+    stop_watch_begin();
     stop_watch_step("query service");
     sysmon_service_uninit();
     stop_watch_step("MAIN-worker");
