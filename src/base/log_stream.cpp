@@ -20,7 +20,7 @@ static_assert(kLogStreamMost <= PIPE_BUF);
 /* One lock for both streams, which may be the same pipe. Nobody sleeps with it but
  * in a write that a foreign process got in the way of, and then the others drop
  * their lines rather than wait with it. */
-constexpr int kWritingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGALRM}; // and those of a crash, after which nothing waits
+constexpr int kWritingSignals[] = {SIGINT, SIGTERM, SIGHUP}; // and those of a crash, after which nothing waits
 constexpr int kYields = 64;
 constexpr int kPauses = 50; // of 1 ms each
 std::atomic<bool> g_busy{false};

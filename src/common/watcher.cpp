@@ -17,5 +17,6 @@ int TWatcher::start()
 int TWatcher::stop()
 {
     m_worker.stop();
+    m_worker.release();
     return 0;
 }

@@ -8,34 +8,44 @@
 #include "platform/interrupt.h"
 #include "platform/time_stamp.h"
 
+void TWorker::prepare()
+{
+    if (!m_ready)
+        vos_cond_wait_init(&m_cond, 1);
+    m_ready = true;
+}
+
 int TWorker::start(const TWorkerPlan &plan)
 {
-    vos_cond_wait_init(&m_cond, 1);
+    prepare();
     m_terminate = false;
     m_plan = plan;
     const int error = thread_create(kJoinable, enter, this, &m_thread);
     m_created = error == 0;
-    if (error != 0)
-        vos_cond_wait_destroy(&m_cond);
     return error;
 }
 
 void TWorker::wake()
 {
-    if (m_created)
+    if (m_ready)
         vos_cond_wait_signal(&m_cond);
 }
 
 void TWorker::stop()
 {
     m_terminate = true;
-    if (m_created) {
-        vos_cond_wait_signal(&m_cond);
+    wake();
+    if (m_created)
         pthread_join(m_thread, nullptr);
-        m_created = false;
-        vos_cond_wait_destroy(&m_cond);
-    }
+    m_created = false;
     write_stderr("end wait_for_terminate...\n");
+}
+
+void TWorker::release()
+{
+    if (m_ready)
+        vos_cond_wait_destroy(&m_cond);
+    m_ready = false;
 }
 
 void TWorker::wait_s(int seconds)

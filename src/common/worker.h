@@ -23,20 +23,25 @@ struct TWorkerPlan {
  * The body is made of passes (run_passes) and sleeps in wait_s() only; a stop request
  * ends the sleep, even if it came just before, and no further sleep begins. It also
  * cancels the platform calls of the body. Signals are blocked in the thread: they belong
- * to the main thread. One object serves one thread at a time; its owner starts and stops
- * it, and any thread may wake it in between. */
+ * to the main thread. One object serves one thread at a time; its owner starts, stops
+ * and releases it, and any thread may wake it in between. */
 class TWorker {
 public:
+    /* Initialises the condition, as start() does if it was not done before. */
+    void prepare();
+
     /* Clears the flag and creates the thread. 0, or pthread_create's error. */
     int start(const TWorkerPlan &plan);
 
-    /* Ends the thread's present or next sleep; nothing without a thread. Not while it is
-     * stopped: the service, whose threads wake it, goes down before. */
+    /* Ends the thread's present or next sleep; nothing before prepare or start. */
     void wake();
 
     /* Flag, signal, join, "end wait_for_terminate...\n". Harmless, but for the
      * line, when the thread was never created. */
     void stop();
+
+    /* Releases the condition. */
+    void release();
 
     /* For the body. */
     bool terminated() const { return m_terminate.load(); }
@@ -63,7 +68,8 @@ private:
     TWorkerPlan m_plan = {};
     std::atomic<bool> m_terminate{false};
     vos_cond_t m_cond = {};
-    std::atomic<bool> m_created{false}; // there is a thread to join, and its condition
+    std::atomic<bool> m_ready{false}; // the condition is initialised
+    bool m_created = false;           // owner's: there is a thread to join
     pthread_t m_thread = {};
 };
 

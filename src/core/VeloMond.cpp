@@ -84,6 +84,7 @@ TWorker g_main_worker;
 
 void monitor_init_all()
 {
+    g_main_worker.prepare();
     for (const TMonitor &monitor : kMonitors)
         monitor.init();
 }
@@ -94,6 +95,7 @@ void monitor_uninit_all()
         stop_watch_step(monitor.name);
         monitor.stop();
     }
+    g_main_worker.release();
 }
 
 void monitor_sample_round()

@@ -76,14 +76,27 @@ void print_usage()
     write_stderr("  -h                show this info.\n");
 }
 
+/* What getopt() returns for a letter. */
+int option_of(char letter)
+{
+    return letter == 'd' || letter == 'h' ? letter : '?';
+}
+
 void take_option(char letter)
 {
-    if (letter == 'd') {
+    switch (option_of(letter)) {
+    case 'd':
         is_daemon = true;
         return;
-    }
-    if (letter != 'h')
+    case 'h':
+        break;
+    case '?':
         write_stderr("Illegal option:-%c\n", isprint(static_cast<unsigned char>(letter)) != 0 ? letter : '#');
+        break;
+    default:
+        write_stderr("Not supported option\n");
+        break;
+    }
     print_usage();
     exit(0);
 }
