@@ -13,7 +13,6 @@ import itertools
 import json
 import os
 import pathlib
-import random
 import re
 import shutil
 import subprocess
@@ -241,16 +240,22 @@ class Results:
 
 
 def drawn(paths, seeds, count):
-    """The faults in the order of the draw, the same for the same sources; for each seed its share of the count."""
+    """The faults in the order of the draw; for each seed its share of the count. A fault's place depends on its own
+    lines alone, so that after a change elsewhere the same ones are drawn, and their results still count."""
     no_faults = known()
     all_faults = []
     for path in paths:
         all_faults += faults.faults_of(path, (ROOT / path).read_text())
-    none = [one for one in all_faults
-            if (one.path, one.before, one.after) in no_faults or one.kind == faults.NOTHING]
-    say(f'{len(all_faults)} faults can be planted in {len(paths)} files; {len(none)} of them are known to be none')
-    # Of all of them, so that one more that is known leaves the order of the others as it is.
-    orders = [[one for one in random.Random(seed).sample(all_faults, len(all_faults)) if one not in none]
+    alike = collections.Counter()
+    places = {}
+    for one in all_faults:
+        name = one.path, one.before, one.after
+        if name not in no_faults and one.kind != faults.NOTHING:
+            places[one] = '\n'.join((*name, str(alike[name])))
+        alike[name] += 1
+    say(f'{len(all_faults)} faults can be planted in {len(paths)} files; {len(all_faults) - len(places)} of them are '
+        'known to be none')
+    orders = [sorted(places, key=lambda one: hashlib.sha256(f'{seed}\n{places[one]}'.encode()).digest())
               for seed in seeds]
     return orders, [count // len(seeds) + (index < count % len(seeds)) for index in range(len(seeds))]
 
