@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -53,6 +54,12 @@ int file_read_rest(const TFd &file, size_t max_size, std::string *text)
         if (got == 0)
             return 0;
     }
+}
+
+bool fd_is_readable(const TFd &fd)
+{
+    struct pollfd one = {fd.get(), POLLIN, 0};
+    return poll(&one, 1, 0) > 0;
 }
 
 int file_read(const std::string &path, size_t max_size, std::string *out)

@@ -19,6 +19,9 @@ int regular_file_write(const TFd &file, const char *text, size_t length);
  * there is more; *text holds what was read until then. */
 int file_read_rest(const TFd &file, size_t max_size, std::string *text);
 
+/* Whether a read of the descriptor would not block. */
+bool fd_is_readable(const TFd &fd);
+
 /* Reads a whole regular file, following symbolic links; pipes and devices are rejected. Returns 0, -errno, or -EFBIG
  * above max_size; *out is only changed on 0. */
 int file_read(const std::string &path, size_t max_size, std::string *out);

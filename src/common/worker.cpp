@@ -4,6 +4,7 @@
 
 #include "base/thread.h"
 #include "common/stop_watch.h"
+#include "common/tick.h"
 #include "common/trace.h"
 #include "platform/interrupt.h"
 #include "platform/time_stamp.h"
@@ -53,6 +54,12 @@ void TWorker::wait_s(int seconds)
     /* The signal of the stop may have ended an earlier sleep of the same pass. */
     if (!terminated())
         vos_cond_wait(&m_cond, seconds);
+}
+
+void TWorker::wait_due(const std::function<bool()> &is_due)
+{
+    const TTickWait wait(this, is_due);
+    wait_s(wait.is_ticking() ? kLongestWaitS : 1);
 }
 
 void TWorker::pause_s(int seconds)

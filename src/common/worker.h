@@ -46,6 +46,9 @@ public:
     /* For the body. */
     bool terminated() const { return m_terminate.load(); }
     void wait_s(int seconds);
+    /* Sleeps until something is due, which is looked at every second, or for
+     * kLongestWaitS. For what `is_due` may do see tick.h. */
+    void wait_due(const std::function<bool()> &is_due);
     /* A delay: a wait may be up to a second shorter, this one is only shortened by a
      * stop. */
     void pause_s(int seconds);
@@ -57,6 +60,7 @@ public:
     void run_once(const std::function<void()> &pass);
 
     static constexpr int kAfterFailureS = 60;
+    static constexpr int kLongestWaitS = 10;
 
 private:
     friend class TMustComplete;

@@ -16,6 +16,7 @@
 #include "base/log_stream.h"
 #include "base/thread.h"
 #include "common/local_time.h"
+#include "common/tick.h"
 #include "common/trace.h"
 #include "core/VeloMond.h"
 #include "platform/config_readers.h"
@@ -208,9 +209,11 @@ int main(int argc, char **argv)
         write_stderr("%s\n", missing.c_str());
     while (!g_exit) {
         vos_cond_wait(&cond, 1);
+        tick_run();
         for (unsigned wanted = g_prints_wanted.exchange(0); wanted > 0; --wanted)
             VeloMond_debug_print();
     }
+    tick_end();
     std::set_terminate(end_orderly);
     VeloMond_stop();
     vos_cond_wait_destroy(&cond);

@@ -1,7 +1,7 @@
 #include "health/sysstat_smart.h"
 
-#include <cstdio>
-#include <unistd.h>
+#include <functional>
+#include <optional>
 
 #include "base/text.h"
 #include "common/dashboard.h"
@@ -9,6 +9,7 @@
 #include "common/event_log.h"
 #include "common/query.h"
 #include "common/watcher.h"
+#include "health/change_marker.h"
 #include "health/smart_settings.h"
 #include "platform/host_path.h"
 #include "platform/time_stamp.h"
@@ -16,6 +17,7 @@
 namespace {
 
 constexpr uint64_t kCheckPeriodMs = 60000;
+constexpr int64_t kMinuteS = 60;
 constexpr uint32_t kDiskWarning = 0x28010001;
 constexpr uint32_t kDiskError = 0x28020001;
 constexpr uint32_t kPowerOnHours = 0x28030001;
@@ -45,29 +47,31 @@ void announce(TSmartState *state, const struct tm &now)
         smart_send_power_on_hours(*state);
 }
 
-/* Whether the settings were changed since the last call: removes the file. */
-bool take_change_marker(const std::string &marker)
+bool is_check_due(const TSmartState &state, uint64_t now_ms)
 {
-    if (access(marker.c_str(), F_OK) != 0)
-        return false;
-    (void)remove(marker.c_str());
-    return true;
+    return state.last_check_ms == 0 || now_ms - state.last_check_ms >= kCheckPeriodMs;
 }
 
 void smart_monitor_main(TWorker *self)
 {
     bool load_due = true;
-    std::string marker;
-    self->run_once([&] { marker = host_path("/var/.hdd_health_config_change"); });
+    int64_t handled_minute = -1;
+    std::optional<TChangeMarker> changed_settings;
+    self->run_once([&] { changed_settings.emplace(host_path("/var/.hdd_health_config_change")); });
+    const auto is_due = [&] { // the events of the day are due in another minute
+        return changed_settings->is_due() || is_check_due(g_state, current_time_stamp_mono_r()) ||
+               wall_clock_s() / kMinuteS != handled_minute;
+    };
     self->run_passes([&] {
         if (load_due && !get_hdd_health_setting(&g_state)) {
             self->wait_s(1);
             return;
         }
         load_due = false;
+        handled_minute = wall_clock_s() / kMinuteS;
         smart_tick(&g_state);
-        self->wait_s(1);
-        load_due = take_change_marker(marker);
+        self->wait_due(std::ref(is_due));
+        load_due = changed_settings->take();
     });
 }
 
@@ -104,7 +108,7 @@ void smart_tick(TSmartState *state)
      * and the events of the hour it began in must not be lost over it. */
     const struct tm local = state->local.at(wall_clock_s());
     const uint64_t now_ms = current_time_stamp_mono_r();
-    if (state->last_check_ms == 0 || now_ms - state->last_check_ms >= kCheckPeriodMs) {
+    if (is_check_due(*state, now_ms)) {
         if (do_update_check(state)) {
             do_update(state);
             state->report_due = false;

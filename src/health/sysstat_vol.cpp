@@ -19,9 +19,8 @@ TVolSchedule g_schedule;
 TVolumeWatch g_watch;
 TLocalMinute g_local;
 
-void do_what_is_due(TWorker *self)
+void do_what_is_due(time_t now, TWorker *self)
 {
-    const time_t now = wall_clock_s();
     const TVolDue due = vol_schedule_tick(&g_schedule, now, g_local.at(now));
     if (due.check)
         do_vol_check(&g_watch, due.force, self);
@@ -32,14 +31,19 @@ void do_what_is_due(TWorker *self)
 void vol_monitor_main(TWorker *self)
 {
     trace(kSource, "vol_monitor_main", 893);
-    int64_t handled_s = -1;
+    int64_t handled_minute = -1;
+    /* All that is due, also after the clock was set, is due in another minute. */
+    const auto is_due = [&handled_minute] {
+        return vol_warmup_elapsed(&g_schedule, static_cast<int64_t>(current_time_stamp_mono_r() / 1000)) &&
+               wall_clock_s() / kMinuteS != handled_minute;
+    };
     self->run_passes([&] {
-        const auto now_s = static_cast<int64_t>(current_time_stamp_mono_r() / 1000);
-        if (now_s != handled_s && vol_warmup_elapsed(&g_schedule, now_s)) {
-            do_what_is_due(self);
-            handled_s = now_s;
+        if (is_due()) {
+            const time_t now = wall_clock_s();
+            do_what_is_due(now, self);
+            handled_minute = now / kMinuteS;
         }
-        self->wait_s(1);
+        self->wait_due(is_due);
     });
 }
 

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <utility>
 
+#include "base/file.h"
 #include "common/debug_log.h"
 #include "common/trace.h"
 #include "platform/host_path.h"
@@ -49,10 +50,16 @@ void TFileWatcher::run()
     if (m_needs_registering)
         return;
     const TFileId now = file_id();
-    if (now != TFileId() && now != m_watched) { // without a file the watch is kept: it may return
+    m_is_missing = now == TFileId();
+    if (!m_is_missing && now != m_watched) { // without a file the watch is kept: it may return
         m_needs_registering = true;
         (void)register_anew();
     }
+}
+
+bool TFileWatcher::is_due() const
+{
+    return m_needs_registering || m_is_missing || m_change_due || fd_is_readable(m_notify);
 }
 
 /* True if the file is watched. Another file than the one watched before is a change that

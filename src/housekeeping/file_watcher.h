@@ -21,6 +21,10 @@ public:
      * Never waits. If `changed` throws, the next step calls it again. */
     void run();
 
+    /* Whether a step would find something to do; never blocks. Only a step finds a
+     * replacement without an event. */
+    bool is_due() const;
+
     /* Removes the watch. */
     void unregsiter_notify();
 
@@ -34,12 +38,13 @@ private:
     TFileId file_id() const;
 
     const std::string m_path;
-    std::string m_host_path; // looked at every second
+    std::string m_host_path;
     std::function<void()> m_changed;
     TFd m_notify;
     int m_watch = -1;                 // -1: none
     std::optional<TFileId> m_watched; // as registered last; missing: never
     bool m_needs_registering = true;
+    bool m_is_missing = false; // there is no file: it may return without an event
     bool m_change_due = false; // seen and not handled to the end
 };
 

@@ -24,9 +24,10 @@ void servername_monitor_main(TWorker *self)
         const TMustComplete scope(self);
         do_handling();
     });
+    const auto is_due = [&watcher] { return watcher.is_due(); };
     self->run_passes([&] {
         watcher.run();
-        self->wait_s(1);
+        self->wait_due(is_due);
     });
     watcher.unregsiter_notify();
 }

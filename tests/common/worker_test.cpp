@@ -4,6 +4,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "common/tick.h"
 #include "fake_platform/fake_platform.h"
 #include "platform/interrupt.h"
 #include "platform/time_stamp.h"
@@ -95,6 +96,30 @@ TEST_F(Worker, APauseIsNeverShorterAlthoughAWaitMayBe)
         worker.pause_s(10);
         EXPECT_EQ(waits, passed_ms < 10'000 ? (std::vector{10, 1}) : std::vector{10});
     }
+}
+
+TEST_F(Worker, ATickWakesThoseWithSomethingDueAndWithoutTicksEachLooksItself)
+{
+    TWorker worker;
+    worker.prepare();
+    std::vector<std::string> seen;
+    const auto wait = [&](bool is_due, void (*meanwhile)()) {
+        fake::on_wait([&](vos_cond_t *cond, int seconds) {
+            meanwhile();
+            seen.push_back(std::to_string(seconds) + (cond->signalled ? " woken" : " asleep"));
+        });
+        worker.wait_due([is_due] { return is_due; });
+    };
+    wait(true, [] {});
+    wait(false, tick_run);
+    wait(false, tick_run);
+    wait(true, tick_run);
+    tick_run(); // the worker does not wait
+    wait(false, tick_run);
+    wait(false, tick_end);
+    wait(true, [] {});
+    EXPECT_EQ(seen, (std::vector<std::string>{"1 asleep", "1 asleep", "10 asleep", "10 woken", "10 asleep", "10 woken",
+                                              "1 asleep"}));
 }
 
 } // namespace

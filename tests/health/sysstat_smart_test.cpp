@@ -1,7 +1,10 @@
 #include "health/sysstat_smart.h"
 
+#include <filesystem>
+
 #include "common/debug_log.h"
 #include "fake_platform/fake_platform.h"
+#include "health/change_marker.h"
 #include "health/smart_settings.h"
 #include "platform/time_stamp.h"
 
@@ -116,6 +119,27 @@ TEST_F(Smart, OnlyDisksThatRecordAreAnnouncedForTheirHours)
     EXPECT_EQ(fake::state()->programs,
               (std::vector<fake::argv_t>{{tool, "2", "0x28010001", "-1", "", "", "bad"},
                                          {tool, "2", "0x28030001", "-1", "", "", "good", "100", "101"}}));
+}
+
+TEST_F(Smart, AMarkerIsSeenOnceAndLookedForWhenItsFolderChanges)
+{
+    const std::string path = root() + "/var/run/.changed";
+    TChangeMarker marker(path);
+    EXPECT_FALSE(marker.take());
+    EXPECT_TRUE(marker.is_due()); // there is no folder to watch
+    write_file("/var/run/.changed", "");
+    for (const bool exists : {true, false}) {
+        EXPECT_EQ(marker.take(), exists);
+        EXPECT_FALSE(marker.is_due());
+    }
+    write_file("/var/run/.other", "");
+    EXPECT_TRUE(marker.is_due());
+    EXPECT_FALSE(marker.take());
+    EXPECT_FALSE(marker.is_due());
+    std::filesystem::rename(root() + "/var/run/.other", path);
+    EXPECT_TRUE(TChangeMarker(path).is_due()); // it was there before
+    EXPECT_TRUE(marker.is_due());
+    EXPECT_TRUE(marker.take());
 }
 
 TEST_F(Smart, TheThreadWaitsForItsSettingsAndReloadsThemOnTheMarker)
