@@ -149,7 +149,7 @@ class Foreground(TDaemonTest):
     def test_requests_leave_no_thread_or_descriptor(self):
         daemon = self.start_up()
         eventually(lambda: {*WORKERS, 'SSCI-notify'} <= set(daemon.threads().values()) and
-                   any('inotify' in one for one in daemon.descriptors()))
+                   daemon.descriptors().count('anon_inode:inotify') == 2)
 
         def held():
             return len(daemon.descriptors()), len(daemon.threads())

@@ -13,7 +13,7 @@ class Reports(TApplianceTest):
         file = self.root / 'tarn/etc/config/Tarnix.conf'
         daemon = self.start_up()
         self.wait_for_request('/recStreamService/ChannelConnInfo')
-        eventually(lambda: any('inotify' in one for one in daemon.descriptors()))
+        eventually(lambda: daemon.descriptors().count('anon_inode:inotify') == 2)  # with the SMART settings' marker
         file.write_text('[System]\nServer Name = velomond-example\nOther = 1\n')  # unchanged
         file.write_text('[System]\nServer Name = gate "7"\n')
         told = self.wait_for_request(NAME, 'PUT')

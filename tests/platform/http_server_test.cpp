@@ -143,6 +143,7 @@ TEST_F(HttpServer, EnforcesItsRulesAndContinuesToServe)
           {get("/args", "Host: example.com\r\n"), "403", "{ \"error\": \"host refused\" }"},
           {get("/args", "Origin: http://example.com\r\n"), "403", "{ \"error\": \"page refused\" }"},
           {put("Content-Length: 65536\r\n", std::string(65536, 'x')), "200", "length 65536"},
+          {put("Content-Length: 65537\r\n", ""), "413", "body too large\" }"}, // without waiting for it
           {put("Content-Length: 65537\r\n", std::string(65537, 'x')), "413", "body too large\" }"},
           {put("Content-Length: -1\r\n", ""), "400", ""},
           {put("Content-Length: 2\r\n", "{}{}{}\r\n\r\n"), "200", "length 2"},

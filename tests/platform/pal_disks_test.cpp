@@ -66,7 +66,8 @@ TEST(BlockDevices, AreDisksByTheirLinkAndPlaceNotByTheirName)
 {
     empty_sysfs();
     EXPECT_EQ(listed(), "");
-    add("zda", sata(10, 0));
+    for (const char *name : {"zda", "zdb"}) // what the kernel puts into one place
+        add(name, sata(10, 0));
     for (const char *name : {"zd0", "nbd0", "drbd0", "bcache0", "nullb0", "loop0", "ram1", "zram0", "dm-3", "md0"}) {
         g_stock_root.write("/sys/devices/virtual/block/" + std::string(name) + "/size", "1000\n");
         g_stock_root.link("../devices/virtual/block/" + std::string(name), "/sys/block/" + std::string(name));
@@ -106,6 +107,7 @@ TEST(BlockDevices, AreDisksByTheirLinkAndPlaceNotByTheirName)
                      "sdg /devices/pci0000:00/0000:00:08.0/host4/0x5001/phy3:0\n"
                      "sdf /devices/pci0000:00/0000:00:1f.2/ata5/0:0:0\n"
                      "zda /devices/pci0000:00/0000:00:1f.2/ata10/0:0:0\n"
+                     "zdb /devices/pci0000:00/0000:00:1f.2/ata10/0:0:0/zdb\n"
                      "mmcblk0 /devices/platform/emmc/mmc_host/mmc0\n");
     EXPECT_EQ(devices[2].identity, devices[2].port + "\n7\n"); // has no serial number
 }

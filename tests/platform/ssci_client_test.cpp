@@ -68,6 +68,10 @@ TEST_F(SsciClient, RejectsWrongArguments)
 
 TEST_F(SsciClient, ReturnsADefinedResultWhateverThePeerDoes)
 {
+    std::string many_headers = "HTTP/1.1 200 OK\r\n";
+    for (int i = 0; i < 66; ++i)
+        many_headers += "X: " + std::string(1024, 'x') + "\r\n";
+    many_headers += "\r\n";
     for (const auto &[answer, filler_kib, holds, result] :
          {std::tuple("", size_t{0}, true, SSCI_TRANSPORT_ERROR),
           {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{", 0, true, SSCI_TRANSPORT_ERROR},
@@ -77,6 +81,7 @@ TEST_F(SsciClient, ReturnsADefinedResultWhateverThePeerDoes)
           {"HTTP/1.1 200 OK\r\n\r\n", 1024, false, SSCI_OK},
           {"HTTP/1.1 200 OK\r\n\r\nx", 1024, false, SSCI_TRANSPORT_ERROR},
           {"HTTP/1.1 200 OK\r\nX: ", 100000, false, SSCI_TRANSPORT_ERROR},
+          {many_headers.c_str(), 0, false, SSCI_TRANSPORT_ERROR},
           {"HTTP/1.1 204 No Content\r\n\r\n", 0, true, SSCI_OK},
           {"HTTP/1.1 302 Found\r\nLocation: /echo\r\nContent-Length: 0\r\n\r\n", 0, true, SSCI_BAD_STATUS},
           {"HTTP/1.1 409 No\r\nContent-Length: 2\r\n\r\n{}", 0, true, SSCI_BAD_STATUS}}) {

@@ -115,6 +115,13 @@ TEST_F(CpuStat, PrintsTheWholeMachine)
     EXPECT_EQ(told_by([] { sysstat_cpu_print(); }),
               "get_total 15min\n" + text_format(record, 11, 22, 33, 44, 55, 88, 66, 77, 99, 110, 396, 20000) +
                   "get_total 10sec\n" + text_format(record, 10, 20, 30, 40, 50, 80, 60, 70, 90, 100, 360, 10000));
+    T_CPU_STAT process{.type = 1, .name = "Vnvrd"};
+    for (int i = 0; i < 2; ++i, process.cpu_user += 2, process.cpu_sys += 3, process.inv_ms += 4)
+        g_p_CpustatManager->add_sample("system_all", process);
+    EXPECT_TRUE(told_by([] { sysstat_cpu_print(); })
+                    .ends_with("get_total 10sec\n    type          = daemon\n    name          = Vnvrd\n"
+                               "    utime         =2\n    stime         =3\n    inv_ms        =4\n"
+                               "    tp_ms         =0\n"));
 }
 
 TEST_F(CpuStat, ForeignAndTruncatedLinesGiveWhatTheyHold)

@@ -135,6 +135,7 @@ TEST(DiskMetrics, HaveTheScaleAndTheCapThatReadersKnow)
     EXPECT_DOUBLE_EQ(pctutil(200000, 0, 10000, 100), 100.0);
     EXPECT_DOUBLE_EQ(pctutil(0, 1, 0, 100), 100.0);
     EXPECT_TRUE(std::isnan(pctutil(0, 0, 0, 100)));
+    EXPECT_DOUBLE_EQ(calc_disk_metrics({.rq_ticks = 2999}, 100).queue, 2.0);
 }
 
 } // namespace

@@ -134,7 +134,8 @@ def dropped(tokens, index):
     end = statement_end(tokens, index)
     if end is None or tokens[index].text == 'return' and tokens[index + 1].text != ';' and not behind_header:
         return
-    kind = NOTHING if ends_switch(tokens, index) else 'statement'
+    is_deleted = tokens[end - 2].text == '=' and tokens[end - 1].text == 'delete'  # what would not compile is not used
+    kind = NOTHING if is_deleted or ends_switch(tokens, index) else 'statement'
     yield tokens[index].start, tokens[end].start - tokens[index].start, '', kind
 
 
