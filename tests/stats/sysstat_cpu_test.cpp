@@ -78,7 +78,8 @@ TEST_F(CpuStat, TheFirstProcessWithUserTimeHoldsTheRowOfItsName)
 
 TEST_F(CpuStat, AScanNamesTheProcessesOfTheTableOnceAndTheRoundScansOnce)
 {
-    for (const auto &[folder, comm] : {std::pair("self", "VeloMond\n"),
+    for (const auto &[folder, comm] : {std::pair(".", "VeloMond\n"),
+                                       {"self", "VeloMond\n"},
                                        {"50", "VeloMond\n"},
                                        {"51", "Vnvrd"},
                                        {"52", "Vnvrd \n"},
