@@ -40,6 +40,7 @@ TEST_F(Worker, RunsNamedWithoutSignalsAndStopsFromItsSleep)
         worker.stop();
         worker.stop(); // there is no thread any more
     });
+    worker.release();
     const std::string ended = "end wait_for_terminate...\n";
     EXPECT_EQ(told, ended + " body was terminated.\n" + ended + ended);
     EXPECT_EQ(g_seen, (std::vector<std::string>{"SYS_HEALTH-work", "undisturbed", "interrupted"}));
@@ -78,6 +79,7 @@ TEST_F(Worker, APassThatThrewIsLoggedAndTheNextOneComesAMinuteLater)
         EXPECT_EQ(current_time_stamp() - start_ms, 120000U);
         worker.stop(); // ends the pass's sleep, and nothing waits for a minute then
     });
+    worker.release();
     EXPECT_EQ(g_seen, (std::vector<std::string>{"once", "once", "pass", "pass", "interrupted"}));
     EXPECT_EQ(told, "failing: a pass failed: no start\nfailing: a pass failed: std::bad_alloc\n"
                     "failing: a pass failed: at the stop\nfailing ended by an exception: outside of the passes\n"
@@ -93,7 +95,9 @@ TEST_F(Worker, APauseIsNeverShorterAlthoughAWaitMayBe)
             waits.push_back(seconds);
         });
         TWorker worker;
+        worker.prepare();
         worker.pause_s(10);
+        worker.release();
         EXPECT_EQ(waits, passed_ms < 10'000 ? (std::vector{10, 1}) : std::vector{10});
     }
 }
@@ -118,6 +122,7 @@ TEST_F(Worker, ATickWakesThoseWithSomethingDueAndWithoutTicksEachLooksItself)
     wait(false, tick_run);
     wait(false, tick_end);
     wait(true, [] {});
+    worker.release();
     EXPECT_EQ(seen, (std::vector<std::string>{"1 asleep", "1 asleep", "10 asleep", "10 woken", "10 asleep", "10 woken",
                                               "1 asleep"}));
 }

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 #include "platform/host_path.h"
 #include "platform/time_stamp.h"
@@ -25,6 +26,7 @@ struct TWaits {
     int to_pass = 0;
     std::string of_thread; // "": any thread
     std::multiset<std::string> asleep;
+    std::set<const vos_cond_t *> ready;
     bool passes(const std::string &thread) const { return to_pass > 0 && (of_thread.empty() || of_thread == thread); }
 };
 TWaits &waits()
@@ -157,6 +159,7 @@ int get_date_and_time(struct tm *date, uint64_t mono_ms)
 int vos_cond_wait_init(vos_cond_t *cond, int /*clock*/)
 {
     const std::lock_guard guard(fake::waits().lock);
+    EXPECT_TRUE(fake::waits().ready.insert(cond).second);
     cond->signalled = false;
     return 0;
 }
@@ -165,6 +168,7 @@ int vos_cond_wait(vos_cond_t *cond, int seconds)
 {
     auto &waits = fake::waits();
     std::unique_lock guard(waits.lock);
+    EXPECT_TRUE(waits.ready.contains(cond));
     if (!cond->signalled && waits.hook) {
         const auto hook = waits.hook;
         guard.unlock();
@@ -189,12 +193,15 @@ int vos_cond_wait_signal(vos_cond_t *cond)
 {
     ++fake::state()->cond_signals;
     const std::lock_guard guard(fake::waits().lock);
+    EXPECT_TRUE(fake::waits().ready.contains(cond));
     cond->signalled = true;
     fake::waits().changed.notify_all();
     return 0;
 }
 
-int vos_cond_wait_destroy(vos_cond_t * /*cond*/)
+int vos_cond_wait_destroy(vos_cond_t *cond)
 {
+    const std::lock_guard guard(fake::waits().lock);
+    EXPECT_EQ(fake::waits().ready.erase(cond), 1U);
     return 0;
 }

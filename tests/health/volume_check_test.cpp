@@ -37,6 +37,7 @@ protected:
     static TWorker &worker()
     {
         static TWorker one;
+        one.prepare();
         return one;
     }
 
