@@ -93,6 +93,8 @@ TEST_F(NetStat, DumpsItsInterfacesInOrderAndPrintsEth0)
     EXPECT_EQ(read_file("/out/net_stats.csv"),
               "eth0\ntime_stamp(ms), 1050000, 1030000, 1020000\ntx, 5001, 10000, 90000\nrx, 40000, 20000, 90\n\n"
               "wlan0\ntime_stamp(ms)\ntx\nrx\n\n");
+    json_object *no_output = nullptr;
+    EXPECT_EQ(told_by([&] { EXPECT_EQ(sysstat_net_info(&no_output), -1); }), "sysstat_net.cpp:sysstat_net_info(336)\n");
     EXPECT_EQ(told_by([] { sysstat_net_print(); }),
               "get_total 15min\n    tx    =105001\n    rx    =60090\n    inv_ms=40000\n    tp_ms =0\n"
               "get_total 10sec\n    tx    =5001\n    rx    =40000\n    inv_ms=20000\n    tp_ms =0\n");
