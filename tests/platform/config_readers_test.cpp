@@ -205,11 +205,11 @@ TEST(CmvInfo, FillsFromZerosClampsAndCuts)
 {
     g_stock_root.write(
         "/tarn/etc/config/cmv_current.conf",
-        "[cmv]\nvalue1=1\nvalue2=300\nvalue3=-1\nvalue4=-9999999999\ntext1=cam\ntext2=" + std::string(70, 'y') + "\n");
+        "[cmv]\nvalue1=12\nvalue2=300\nvalue3=-1\nvalue4=-9999999999\ntext1=cam\ntext2=" + std::string(70, 'y') + "\n");
     st_cmv_info got;
     memset(&got, 0xff, sizeof(got));
     ASSERT_EQ(get_cmv_info(got), 0);
-    st_cmv_info expected = {1, 255, 0, 0, INT32_MIN, "cam", {}};
+    st_cmv_info expected = {12, 255, 0, 0, INT32_MIN, "cam", {}};
     memset(expected.text2, 'y', 63);
     EXPECT_LT(check_cmv_info(got), 0); // without a file
     for (const char *damaged : {"[cmv]\nvalue1=1\nvalue2\n", "[cmv\nvalue1=1\n"}) {

@@ -7,8 +7,8 @@
 #include <thread>
 
 #include "platform/interrupt.h"
+#include "platform/raw_socket.h"
 #include "platform/stock/process/call_wait.h"
-#include "platform/time_stamp.h"
 
 namespace {
 
@@ -135,7 +135,8 @@ TEST_F(DiskHealth, FailsForTheHourWhenItCannotBeReadAndNeverWithoutSmart)
 
 TEST(DiskHealthThreads, OneQueriesTheOthersWaitForItAndKnownReadingsNeedNoWait)
 {
-    std::counting_semaphore<> asked{0};
+    const TAtMost limit(5000); // far less than a wait that is not woken
+    std::counting_semaphore<> asked{0}, looked{0};
     std::latch held{1};
     TDiskHealth health(
         [&](const std::string & /*disk*/, bool /*may_wake*/, TSmartReading *out, int * /*error*/) {
@@ -144,7 +145,10 @@ TEST(DiskHealthThreads, OneQueriesTheOthersWaitForItAndKnownReadingsNeedNoWait)
             out->power_on_hours = 5;
             return kRead;
         },
-        [] { return moment(1000, kNoon); });
+        [&] {
+            looked.release();
+            return moment(1000, kNoon);
+        });
     const auto ask = [&health](int expected) {
         TSmartReading got;
         EXPECT_EQ(health.read({"sda", "", "", "", "serial"}, &got), expected);
@@ -152,7 +156,9 @@ TEST(DiskHealthThreads, OneQueriesTheOthersWaitForItAndKnownReadingsNeedNoWait)
     };
     std::thread first(ask, 0);
     asked.acquire();
+    looked.acquire();
     std::thread second(ask, 0);
+    looked.acquire(); // it waits for the first one
     EXPECT_FALSE(health.known("serial").power_on_hours.has_value());
     const std::atomic<bool> stop = true;
     platform_interrupt_on(&stop);

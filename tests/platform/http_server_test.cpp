@@ -262,6 +262,7 @@ TEST_F(HttpServer, WithoutDescriptorsItRestsAndThenLetsTheNextOneIn)
         (void)getrlimit(RLIMIT_NOFILE, &before);
         const int last = dup(STDERR_FILENO);
         const rlimit low = {static_cast<rlim_t>(last) + 1, before.rlim_max};
+        testing::internal::CaptureStderr();
         (void)setrlimit(RLIMIT_NOFILE, &low);
         (void)close(last);
         const TRawSocket client(m_server->port(), get("/args?a=in")); // uses the last descriptor
@@ -275,6 +276,8 @@ TEST_F(HttpServer, WithoutDescriptorsItRestsAndThenLetsTheNextOneIn)
             EXPECT_NE(other->hear_answer().find("Connection: close\r\n"), std::string::npos);
         }
         EXPECT_TRUE(client.hear_answer().ends_with("[in][]"));
+        EXPECT_GT(m_server->cut_overdue(), THttpLimits().crowded_ms) << "there is room again";
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "new connections are not accepted: Too many open files\n");
     }
 }
 

@@ -61,8 +61,8 @@ protected:
 
 TEST_F(LogStream, DropsWhatWouldWaitAndReportsTheCountBeforeTheNextText)
 {
-    EXPECT_TRUE(write_to_stderr("read\n"));
-    EXPECT_EQ(read_all(), "read\n");
+    log_Debug("%s", "\n");
+    EXPECT_EQ(read_all(), "\n");
     fill(); // its last write is dropped too
     log_Debug("a %d", 1);
     EXPECT_FALSE(write_to_stderr("b\n"));

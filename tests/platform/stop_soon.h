@@ -10,12 +10,12 @@
 /* Asks the calling thread to stop, as a worker's owner does, while it waits in a call. */
 class TStopSoon {
 public:
-    TStopSoon()
+    explicit TStopSoon(int after_ms = 50)
     {
         (void)vos_cond_wait_init(&m_cond, 1);
         platform_interrupt_on(&m_flag);
-        m_thread = std::thread([this] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        m_thread = std::thread([=, this] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(after_ms));
             m_flag = true;
             (void)vos_cond_wait_signal(&m_cond);
         });

@@ -47,13 +47,13 @@ TEST(Volumes, AMountIsFoundByItsExactPlace)
                              "41 27 9:1 / /share/top rw - ext4 /dev/md1 rw\n"
                              "44 27 8:2 / /share/b\\134c\\188\\1z2 rw - ext4 /dev/sdb1 rw\n"
                              "45 27 8:3 / /share/c\rd rw - ext4 /dev/sdc1 rw\n"
-                             "42 41 0:50 /sub /share/top rw,relatime shared:7 - btrfs /dev/md\\0542 rw,ssd\n"
+                             "42 41 0:50 /sub /share/top rw,relatime shared:7 - btrfs /dev/md\\0542\\054 rw,ssd\n"
                              "43 27";
     for (const auto &[place, found] : {std::pair("/share", " "),
                                        {"/share/c", " "},
                                        {"/share/a b", "8:1 /dev/sda1"},
                                        {"/share/b\\c\\188\\1z2", "8:2 /dev/sdb1"},
-                                       {"/share/top", "0:50 /dev/md,2"}}) { // the upper of two
+                                       {"/share/top", "0:50 /dev/md,2,"}}) { // the upper of two
         TMount mount;
         EXPECT_EQ(mount_find(text, place, &mount), *found != ' ');
         EXPECT_EQ(mount.device + " " + mount.source, found);
@@ -66,7 +66,7 @@ TEST(MdStatus, IsReadyFailedOrRebuilding)
     const std::pair<int, std::vector<TTexts>> cases[] = {
         {0, {{"clean", "", ""}, {"active", "check", "0"}, {"active", "repair", "0"}}},
         {1, {{"clean", "recover", "1"}, {"active", "resync", "0"}, {"clean", "reshape", "0"}}},
-        {-2, {{"active", "check", "1"}, {"broken", "", ""}, {"inactive", "", ""}, {"clean", "idle", "1"}}}};
+        {-2, {{"active", "check", "1"}, {"broken", "", ""}, {"inactive", "", ""}, {"clear", "", ""}}}};
     for (const auto &[status, arrays] : cases) {
         for (const auto &[state, action, missing] : arrays)
             EXPECT_EQ(md_status(state, action, missing), status) << state << action;
@@ -139,6 +139,8 @@ TEST_F(VolumeCalls, FindTheArrayUnderPartitionsMappersAndPooledFileSystems)
     EXPECT_FALSE(m_info.free_bytes.empty());
     g_stock_root.write(md1 + "/md/sync_action", "recover\n");
     EXPECT_EQ(status_of(1), 1);
+    EXPECT_EQ(status_of(2), 1);
+    g_stock_root.write("/proc/self/mountinfo", "2 0 0:50 / /share/two rw - btrfs /dev/dm-0 rw\n"); // no link
     EXPECT_EQ(status_of(2), 1);
 }
 
