@@ -6,7 +6,7 @@ import re
 import subprocess
 import unittest
 
-from appliance import DISK, FAN, RECORDING, TApplianceTest, TMachine, ask
+from appliance import DISK, FAN, HUB, RECORDING, TApplianceTest, TMachine, ask
 from harness import ZONE_S, eventually
 
 MIDNIGHT = calendar.timegm((2026, 4, 1, 0, 0, 0)) + ZONE_S
@@ -82,6 +82,7 @@ class DaysWork(TFastTest):
         self.assertEqual(len(self.notified(RAID)), 1)
         self.assertEqual(self.tools('ostra_log_tool').count(backup), 1)
         self.assertEqual(self.log('timechg'), '')
+        self.assertIn(len(self.journal(HUB, 'PUT')), range(76, 100))  # one in 30 s
         self.assertEqual(len(self.journal('/vbus/reverse_proxy')), 1)
         self.assertIn(len(self.journal('/cfg/ReverseProxy', 'GET')), (9, 10, 11))
 

@@ -148,7 +148,8 @@ class Foreground(TDaemonTest):
 
     def test_requests_leave_no_thread_or_descriptor(self):
         daemon = self.start_up()
-        eventually(lambda: {*WORKERS, 'SSCI-notify'} <= set(daemon.threads().values()) and
+        others = {f'SSCI-{one}' for one in ('notify', 'register', 'reaper', 'waiting')}
+        eventually(lambda: {*WORKERS, *others} <= set(daemon.threads().values()) and
                    daemon.descriptors().count('anon_inode:inotify') == 2)
 
         def held():
