@@ -18,6 +18,8 @@ TEST(Text, NumbersReadAsAtoiDoesAndAreClampedToInt)
                                       {"99999999999", INT_MAX},
                                       {"-99999999999999999999", INT_MIN}})
         EXPECT_EQ(text_to_int(text), value) << text;
+    long long part = 0;
+    EXPECT_TRUE(text_to_number(std::string_view("-123").substr(0, 3), &part) && part == -12);
 }
 
 TEST(Text, CopiesWhatTheBufferHoldsUpToANul)

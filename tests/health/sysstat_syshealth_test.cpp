@@ -1,5 +1,6 @@
 #include "health/sysstat_syshealth.h"
 
+#include <latch>
 #include <new>
 
 #include "common/debug_log.h"
@@ -58,6 +59,23 @@ TEST_F(SysHealth, AFirstQueryThatFailsUsesUpTheFirstReport)
     EXPECT_EQ(check(60000, nullptr), "");
     EXPECT_EQ(m_state.last_utc_time, 1700000060U); // attempted all the same
     EXPECT_EQ(check(60000, "0"), "");
+}
+
+TEST_F(SysHealth, AThreadThatIsWokenSleepsForTheRestOfItsMinute)
+{
+    std::vector<int> waits_s;
+    std::latch enough(4);
+    fake::on_wait([&](vos_cond_t * /*cond*/, int seconds) {
+        fake::advance_ms(20000);
+        waits_s.push_back(seconds);
+        if (waits_s.size() <= 4)
+            enough.count_down();
+    });
+    sysstat_syshealth_init();
+    enough.wait();
+    sysstat_syshealth_uninit();
+    waits_s.resize(4);
+    EXPECT_EQ(waits_s, (std::vector<int>{60, 40, 20, 60}));
 }
 
 TEST_F(SysHealth, StatusCodesAreDecimalNumbers)

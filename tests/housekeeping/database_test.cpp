@@ -45,8 +45,8 @@ TEST_F(DatabaseThread, ChecksEachHourAndEveryMinuteUntilThereIsAVolume)
     fake::state()->auth_result = 0;
     fake::pass_waits(1); // 00:03
     ASSERT_EQ(events(), 1U);
-    EXPECT_EQ(fake::state()->programs[0][7], "DataVol12");
-    EXPECT_EQ(fake::state()->programs[0][8], "4.500000 GB");
+    EXPECT_EQ(fake::state()->programs[0], (fake::argv_t{"/usr/bin/ostra_log_tool", "2", "0x25030003", "-1", "", "",
+                                                        "Ostra Surveillance", "DataVol12", "4.500000 GB"}));
     fake::state()->self_conf.clear(); // the id stays
     fake::pass_waits(56);             // 00:59
     EXPECT_EQ(events(), 1U);

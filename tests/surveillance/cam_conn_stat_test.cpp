@@ -126,7 +126,8 @@ TEST(CamConnParse, TakesWholeNumbersOfKnownChannelsOnly)
 TEST(CamConnParseDeathTest, AChannelBeyondTheTablesEndsTheProcess)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_DEATH(reading_of(R"([{"id": 192, "conn_failed_count": 1}])"), "channel id 192 is beyond the 192");
+    EXPECT_DEATH(reading_of(R"([{"id": 192, "conn_failed_count": 1}])"),
+                 "^channel id 192 is beyond the 192 channels there are\n");
     const TJson data(json_tokener_parse(R"([{"id": 99999999999999999999}])"));
     EXPECT_DEATH(camera_table_parse(data.get()), "channel id 2147483647 is beyond");
 }
