@@ -1,5 +1,6 @@
 #include "common/history.h"
 
+#include <thread>
 #include <tuple>
 
 #include "fake_platform/fake_platform.h"
@@ -70,6 +71,17 @@ TEST_F(StatManager, KeepsTheNewestNinetyIntervalsAndTheirSums)
     EXPECT_EQ(manager.get_total("cpu2", 3).count, 94U + 93 + 92);
     EXPECT_EQ(manager.get_total("cpu2", 3).level, 92U) << "of the oldest one";
     EXPECT_EQ(minutes().size(), 15U);
+}
+
+TEST_F(StatManager, ReadersAndTheWriterShareTheHistory) // the thread sanitizer sees whether they may
+{
+    std::thread writer([this] { feed(300); });
+    for (size_t seen = 0; seen < 90; seen = manager.copy_history("cpu2")->size()) {
+        const uint64_t newest = manager.get_current("cpu2").count;
+        EXPECT_GE(manager.get_total("cpu2", 0).count, newest);
+        EXPECT_GE(manager.get_total("cpu2", 1).count, newest);
+    }
+    writer.join();
 }
 
 /* Fills a kind's history twice over: the first so many of its fields are differences in an interval, the others

@@ -23,9 +23,9 @@ protected:
     ReverseProxy() : TWatcherTest(reverse_proxy_uninit) {}
 
     /* A rule that was used `age_min` ago and is kept for ten minutes. */
-    static std::string rule(const std::string &guid, int type, int age_min = 0)
+    static std::string rule(const std::string &guid, int type, int age_min = 0, unsigned less_ms = 0)
     {
-        const uint64_t used_ms = current_time_stamp() - static_cast<uint64_t>(age_min) * 60000;
+        const uint64_t used_ms = current_time_stamp() - static_cast<uint64_t>(age_min) * 60000 + less_ms;
         return R"({"GUID": ")" + guid + R"(", "rule_type": )" + std::to_string(type) + R"(, "last_access_time": )" +
                std::to_string(used_ms) + R"(, "retention_time": 10, "bs_id": "bs-)" + guid + "\"}";
     }
@@ -116,7 +116,7 @@ TEST_F(ReverseProxy, AfterTheFirstPassAFailureLeavesFreshRulesAloneAndExpiredOne
     EXPECT_THAT(log(), testing::EndsWith("}[rule_expired_detect][98] get proxy rule failed, res=" + refused));
     for (const char *guid : {"old", "kept"})
         write_file(file(guid), "ProxyPass");
-    peers("GET", list(rule("kept", 0, 4) + "," + rule("old", 0, 5)), kDone); // five minutes pass before it is asked
+    peers("GET", list(rule("kept", 0, 5, 1) + "," + rule("old", 0, 5)), kDone); // five minutes pass before it is asked
     fake::pass_waits(1);
     EXPECT_THAT(deleted(), ElementsAre("old"));
     EXPECT_TRUE(exists(file("kept")) && !exists(file("old")));
