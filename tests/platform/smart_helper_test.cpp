@@ -21,11 +21,7 @@ public:
     {
         g_stock_root.remove("/run/velomond");
         g_stock_root.folder("/run/velomond");
-        const TFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        g_stock_root.real("/run/velomond/smart.socket").copy(address.sun_path, sizeof(address.sun_path) - 1);
-        EXPECT_EQ(bind(fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)), 0);
+        const TFd fd = at_its_address(bind);
         EXPECT_EQ(listen(fd.get(), 16), 0);
         m_pid = fork();
         if (m_pid == 0)
@@ -39,7 +35,27 @@ public:
     THelper(const THelper &) = delete;
     THelper &operator=(const THelper &) = delete;
 
+    /* The answer to a client that ends in the middle of its request. */
+    static std::string ask_half(std::string_view half)
+    {
+        const TFd fd = at_its_address(connect);
+        EXPECT_EQ(send(fd.get(), half.data(), half.size(), 0), static_cast<ssize_t>(half.size()));
+        shutdown(fd.get(), SHUT_WR);
+        char text[64];
+        const ssize_t size = read(fd.get(), text, sizeof(text));
+        return {text, static_cast<size_t>(std::max<ssize_t>(size, 0))};
+    }
+
 private:
+    static TFd at_its_address(int (*call)(int, const sockaddr *, socklen_t))
+    {
+        TFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        g_stock_root.real("/run/velomond/smart.socket").copy(address.sun_path, sizeof(address.sun_path) - 1);
+        EXPECT_EQ(call(fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address)), 0);
+        return fd;
+    }
     [[noreturn]] static void serve(int fd)
     {
         signal(SIGCHLD, SIG_IGN);
@@ -102,6 +118,7 @@ TEST(SmartHelper, ReadsTheDevicesThatTheKernelKnowsOneAtATime)
         EXPECT_EQ(ask("sdz", &document), -EAGAIN);
         for (const char *name : {"sda x", "sda\nsda", ""})
             EXPECT_EQ(ask(name, &document), -EAGAIN);
+        EXPECT_EQ(THelper::ask_half("sda"), "");
         EXPECT_EQ(ask("sda", &document), 127); // no smartctl
         g_stock_root.tool("/usr/sbin/smartctl", "while [ -e $VELOMOND_ROOT/hangs ]; do sleep 0.05; done\n"
                                                 "case $6 in */sdb) exec head -c 20000 /dev/zero;; esac\n"
@@ -132,7 +149,7 @@ TEST(SmartHelper, ReadsTheDevicesThatTheKernelKnowsOneAtATime)
         g_stock_root.remove("/hangs");
     }
     const std::string unnamed = "no such device: []\nfailed\n", unknown = "no such device: [sdz]\nfailed\n";
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), unknown + unnamed + unnamed + unnamed +
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), unknown + unnamed + unnamed + unnamed + unnamed +
                                                           "/usr/sbin/smartctl: No such file or directory\n" + unknown +
                                                           "sda is still being read\nfailed\n");
     EXPECT_EQ(ask("sda", &document), -ENOENT); // a stale socket file
