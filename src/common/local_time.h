@@ -7,7 +7,7 @@
  * while the daemon runs counts from the next call on. */
 struct tm local_time_of(time_t seconds);
 
-/* The same for a thread that asks every second: the calendar is computed, and the
+/* The same for a thread that asks often: the calendar is computed, and the
  * file of the time zone looked at, once in each local minute. A time zone that is
  * changed counts from the next minute on. One thread's. */
 class TLocalMinute {

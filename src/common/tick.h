@@ -4,7 +4,7 @@
 
 class TWorker;
 
-/* The tick of the second. Many workers only look every second whether something is due.
+/* The tick of the second. Some workers only look every second whether something is due.
  * One thread that wakes every second anyway does this for all of them, and wakes only
  * those with something to do: a thread that wakes on an idle machine costs many times as
  * much as the look itself. */

@@ -58,8 +58,13 @@ void TWorker::wait_s(int seconds)
 
 void TWorker::wait_due(const std::function<bool()> &is_due)
 {
-    const TTickWait wait(this, is_due);
-    wait_s(wait.is_ticking() ? kLongestWaitS : 1);
+    {
+        const TTickWait wait(this, is_due);
+        wait_s(wait.is_ticking() ? kLongestWaitS : 1);
+    }
+    /* A tick may have come just when the time was over: its signal would end the next
+     * wait. A stop's may go with it, since the flag was set before. */
+    (void)vos_cond_wait(&m_cond, 0);
 }
 
 void TWorker::pause_s(int seconds)

@@ -20,7 +20,7 @@ struct TWorkerPlan {
 
 /* A joinable thread that stops on request.
  *
- * The body is made of passes (run_passes) and sleeps in wait_s() only; a stop request
+ * The body is made of passes (run_passes) and sleeps in the waits below only; a stop request
  * ends the sleep, even if it came just before, and no further sleep begins. It also
  * cancels the platform calls of the body. Signals are blocked in the thread: they belong
  * to the main thread. One object serves one thread at a time; its owner starts, stops

@@ -13,13 +13,13 @@ public:
     /* Whether the file exists; it is removed then. */
     bool take();
 
-    /* Whether it may have been created since the last take(); never blocks. */
+    /* Whether it may exist; never blocks. */
     bool is_due() const;
 
 private:
     void watch();
 
     std::string m_path;
-    TFd m_notify;           // new files of its folder; without it, it is always due
-    bool m_is_first = true; // it may have been there before
+    TFd m_notify;               // readable once its folder has changed; without it, it is always due
+    bool m_is_unchecked = true; // it may have been there before, or it could not be removed
 };

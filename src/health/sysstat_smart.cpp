@@ -17,6 +17,7 @@
 namespace {
 
 constexpr uint64_t kCheckPeriodMs = 60000;
+constexpr uint64_t kTickEarlyMs = 500;
 constexpr int64_t kMinuteS = 60;
 constexpr uint32_t kDiskWarning = 0x28010001;
 constexpr uint32_t kDiskError = 0x28020001;
@@ -58,8 +59,10 @@ void smart_monitor_main(TWorker *self)
     int64_t handled_minute = -1;
     std::optional<TChangeMarker> changed_settings;
     self->run_once([&] { changed_settings.emplace(host_path("/var/.hdd_health_config_change")); });
-    const auto is_due = [&] { // the events of the day are due in another minute
-        return changed_settings->is_due() || is_check_due(g_state, current_time_stamp_mono_r()) ||
+    /* The events of the day become due with a new minute. A tick comes a little earlier in
+     * its second than the check of a minute ago. */
+    const auto is_due = [&] {
+        return changed_settings->is_due() || is_check_due(g_state, current_time_stamp_mono_r() + kTickEarlyMs) ||
                wall_clock_s() / kMinuteS != handled_minute;
     };
     self->run_passes([&] {

@@ -22,5 +22,5 @@ void smart_send_disk_status(const TSmartState &state);
 /* One event for each recording disk that has run for longer than the threshold. */
 void smart_send_power_on_hours(const TSmartState &state);
 
-/* One second: check, report and announce what is due. */
+/* Checks, reports and announces what is due. */
 void smart_tick(TSmartState *state);

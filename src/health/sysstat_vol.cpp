@@ -32,7 +32,7 @@ void vol_monitor_main(TWorker *self)
 {
     trace(kSource, "vol_monitor_main", 893);
     int64_t handled_minute = -1;
-    /* All that is due, also after the clock was set, is due in another minute. */
+    /* Nothing becomes due within a minute, only with a new one, also when the clock was set. */
     const auto is_due = [&handled_minute] {
         return vol_warmup_elapsed(&g_schedule, static_cast<int64_t>(current_time_stamp_mono_r() / 1000)) &&
                wall_clock_s() / kMinuteS != handled_minute;

@@ -21,8 +21,8 @@ public:
      * Never waits. If `changed` throws, the next step calls it again. */
     void run();
 
-    /* Whether a step would find something to do; never blocks. Only a step finds a
-     * replacement without an event. */
+    /* Whether a step would find something to do; never blocks. A replacement without an
+     * event is found by the next step only. */
     bool is_due() const;
 
     /* Removes the watch. */

@@ -80,13 +80,23 @@ public:
             return known;
         bool has_data = false;
         TResponse made = answer_statistics(query, proc, &has_data);
-        const TLock lock(m_lock);
-        if (has_data && m_version == version && m_answers.size() < kMost)
-            m_answers.emplace(std::move(query), made);
+        if (has_data)
+            keep(version, std::move(query), made);
         return made;
     }
 
 private:
+    void keep(uint64_t version, TStatQuery query, const TResponse &made)
+    {
+        try {
+            const TLock lock(m_lock);
+            if (m_version == version && m_answers.size() < kMost)
+                m_answers.emplace(std::move(query), made);
+        } catch (const std::bad_alloc &) {
+            return; // it is an answer all the same
+        }
+    }
+
     TResponse find(uint64_t version, const TStatQuery &query)
     {
         const TLock lock(m_lock);
@@ -97,7 +107,7 @@ private:
         return found != m_answers.end() ? found->second : nullptr;
     }
 
-    static constexpr size_t kMost = 32; // names that nobody has take no more memory
+    static constexpr size_t kMost = 32; // queries for unknown names must not fill the memory
 
     TMutex m_lock;
     uint64_t m_version GUARDED_BY(m_lock) = 0; // of the readings they were made from

@@ -1,8 +1,10 @@
 #include "common/worker.h"
 
+#include <atomic>
 #include <csignal>
 #include <new>
 #include <stdexcept>
+#include <thread>
 
 #include "common/tick.h"
 #include "fake_platform/fake_platform.h"
@@ -125,6 +127,28 @@ TEST_F(Worker, ATickWakesThoseWithSomethingDueAndWithoutTicksEachLooksItself)
     worker.release();
     EXPECT_EQ(seen, (std::vector<std::string>{"1 asleep", "1 asleep", "10 asleep", "10 woken", "10 asleep", "10 woken",
                                               "1 asleep"}));
+}
+
+TEST_F(Worker, ATickThatComesLateEndsNoOtherWait)
+{
+    TWorker worker;
+    worker.prepare();
+    std::atomic<bool> is_done{false};
+    int waits = 0;
+    fake::on_wait([&](vos_cond_t * /*cond*/, int seconds) { waits += seconds == 5 ? 1 : 0; });
+    std::thread ticks([&] {
+        while (!is_done)
+            tick_run();
+    });
+    for (int i = 0; i < 1000; ++i) {
+        worker.wait_due([] { return true; });
+        worker.wait_s(5);
+    }
+    is_done = true;
+    ticks.join();
+    tick_end();
+    worker.release();
+    EXPECT_EQ(waits, 1000);
 }
 
 } // namespace

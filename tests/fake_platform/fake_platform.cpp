@@ -169,6 +169,8 @@ int vos_cond_wait(vos_cond_t *cond, int seconds)
     auto &waits = fake::waits();
     std::unique_lock guard(waits.lock);
     EXPECT_TRUE(waits.ready.contains(cond));
+    if (seconds == 0)
+        return std::exchange(cond->signalled, false) ? 0 : ETIMEDOUT;
     if (!cond->signalled && waits.hook) {
         const auto hook = waits.hook;
         guard.unlock();

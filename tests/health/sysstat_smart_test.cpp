@@ -136,7 +136,18 @@ TEST_F(Smart, AMarkerIsSeenOnceAndLookedForWhenItsFolderChanges)
     EXPECT_TRUE(marker.is_due());
     EXPECT_FALSE(marker.take());
     EXPECT_FALSE(marker.is_due());
-    std::filesystem::rename(root() + "/var/run/.other", path);
+    std::filesystem::rename(root() + "/var/run", root() + "/var/gone"); // where another file system is mounted, say
+    EXPECT_TRUE(marker.is_due());
+    std::filesystem::create_directories(path); // which cannot be removed, with what is in it
+    write_file("/var/run/.changed/x", "");
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(marker.take());
+        EXPECT_TRUE(marker.is_due());
+    }
+    std::filesystem::remove_all(path);
+    EXPECT_FALSE(marker.take());
+    EXPECT_FALSE(marker.is_due());
+    std::filesystem::rename(root() + "/var/gone/.other", path);
     EXPECT_TRUE(TChangeMarker(path).is_due()); // it was there before
     EXPECT_TRUE(marker.is_due());
     EXPECT_TRUE(marker.take());
