@@ -73,7 +73,7 @@ TEST(IniLoad, RejectsWhatIsNotASmallFile)
     EXPECT_LT(ini_load("/ini/folder", &ini), 0);
     ASSERT_EQ(mkfifo(g_stock_root.real("/ini/pipe").c_str(), 0600), 0);
     EXPECT_EQ(ini_load("/ini/pipe", &ini), -EINVAL); // without waiting for a writer
-    for (const auto &[size, result] : {std::pair(1024 * 1024, 0), {1024 * 1024 + 1, -EFBIG}}) {
+    for (const auto &[size, result] : {std::pair(size_t{1024} * 1024, 0), {size_t{1024} * 1024 + 1, -EFBIG}}) {
         g_stock_root.write("/ini/large", std::string(size, '\n'));
         EXPECT_EQ(ini_load("/ini/large", &ini), result);
     }
