@@ -106,13 +106,6 @@ public:
     /* Another number for each manager of its kind there has been, from 1. */
     unsigned serial() const { return m_serial; }
 
-    /* Another number after each reading, never that of an earlier manager of the kind. */
-    uint64_t version() const
-    {
-        const TLock lock(m_lock);
-        return uint64_t{m_serial} << 32 | m_readings;
-    }
-
     /* Stores one raw reading. 0, or -1 for an entity that is not tracked. Kinds whose
      * intervals are more than differences of counters override it around store(). */
     virtual int add_sample(const std::string &key, const TRecord &raw)
@@ -208,7 +201,6 @@ protected:
             }
             entry->history.push(std::move(element));
         }
-        ++m_readings;
         entry->first = false;
         entry->last = raw;
         return 0;
@@ -226,6 +218,5 @@ private:
 
     static inline std::atomic<unsigned> s_made{0};
     const unsigned m_serial = ++s_made;
-    uint32_t m_readings GUARDED_BY(m_lock) = 0; // of all entities
     std::map<std::string, std::unique_ptr<StatEntry<TRecord>>> m_entries GUARDED_BY(m_lock);
 };

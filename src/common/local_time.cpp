@@ -9,7 +9,6 @@ struct tm local_time_of(time_t seconds)
 
 struct tm TLocalMinute::at(time_t seconds)
 {
-    constexpr time_t kMinuteS = 60;
     if (!m_known || seconds < m_start_s || seconds - m_start_s >= kMinuteS) {
         m_date = get_local_time(seconds);
         m_start_s = seconds - m_date.tm_sec; // not of seconds / 60: an offset need not be whole minutes

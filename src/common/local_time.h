@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <ctime>
 
+constexpr time_t kMinuteS = 60;
+
 /* The local calendar time of a wall-clock moment. A time zone that is changed
  * while the daemon runs counts from the next call on. */
 struct tm local_time_of(time_t seconds);

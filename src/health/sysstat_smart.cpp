@@ -7,6 +7,7 @@
 #include "common/dashboard.h"
 #include "common/debug_log.h"
 #include "common/event_log.h"
+#include "common/local_time.h"
 #include "common/query.h"
 #include "common/watcher.h"
 #include "health/change_marker.h"
@@ -18,7 +19,6 @@ namespace {
 
 constexpr uint64_t kCheckPeriodMs = 60000;
 constexpr uint64_t kTickEarlyMs = 500;
-constexpr int64_t kMinuteS = 60;
 constexpr uint32_t kDiskWarning = 0x28010001;
 constexpr uint32_t kDiskError = 0x28020001;
 constexpr uint32_t kPowerOnHours = 0x28030001;

@@ -11,7 +11,7 @@ namespace {
 
 constexpr const char *kSource = "sysstat_vol.cpp";
 constexpr int64_t kWarmupS = 180;
-constexpr int64_t kMinuteS = 60, kHourS = 3600;
+constexpr int64_t kHourS = 3600;
 constexpr int kRaidHour = 0, kRaidMinute = 25;
 
 /* Only VOL-worker uses these. */

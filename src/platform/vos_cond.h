@@ -15,7 +15,7 @@ struct vos_cond_t {
 int vos_cond_wait_init(vos_cond_t *cond, int clock);
 
 /* Sleeps until a signal or for `seconds` at most, and less than one second less.
- * Returns 0 after a signal, ETIMEDOUT otherwise. */
+ * With 0 it only takes a kept signal. Returns 0 after a signal, ETIMEDOUT otherwise. */
 int vos_cond_wait(vos_cond_t *cond, int seconds);
 
 /* Ends the wait in progress, or the next one. Returns 0. */

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <map>
 #include <new>
 #include <string>
-#include <tuple>
 #include <utility>
 
 #include "base/mutex.h"
@@ -35,86 +33,25 @@ std::string argument(const httpserver::http_request &request, const char *name, 
     return text;
 }
 
-/* Calls a monitor and wraps its result. *has_data: it is a success with a value. */
-template <typename TOperation> TResponse answer(TOperation operation, bool *has_data = nullptr)
+/* Calls a monitor and wraps its result. */
+template <typename TOperation> TResponse answer(TOperation operation)
 {
     json_object *value = nullptr; // set last, so that an operation that throws leaves none
     const int result = operation(&value);
-    if (has_data != nullptr)
-        *has_data = result == 0 && json_is_valid(value);
     return json_response(envelope_text(result, value));
 }
 
 /* The statistics kinds all take the method, a count and the name of an entity. */
 using TStatProc = int (*)(const char *method, const char *type, const char *name, json_object **out);
 
-struct TStatQuery {
-    std::string method, type, name;
-
-    TStatQuery(const httpserver::http_request &request, const char *name_argument, size_t text_size)
-        : method(argument(request, "method", text_size)), type(argument(request, "type", 32)),
-          name(argument(request, name_argument, text_size))
-    {
-    }
-    bool operator<(const TStatQuery &other) const
-    {
-        return std::tie(method, type, name) < std::tie(other.method, other.type, other.name);
-    }
-};
-
-TResponse answer_statistics(const TStatQuery &query, TStatProc proc, bool *has_data = nullptr)
+TResponse answer_statistics(const httpserver::http_request &request, TStatProc proc, const char *name_argument,
+                            size_t text_size)
 {
-    return answer(
-        [&](json_object **out) { return proc(query.method.c_str(), query.type.c_str(), query.name.c_str(), out); },
-        has_data);
+    const std::string method = argument(request, "method", text_size);
+    const std::string type = argument(request, "type", 32);
+    const std::string name = argument(request, name_argument, text_size);
+    return answer([&](json_object **out) { return proc(method.c_str(), type.c_str(), name.c_str(), out); });
 }
-
-/* The answers of a kind that logs nothing about a successful query: they stay the same
- * until its next reading, so each is made once. */
-class TKeptAnswers {
-public:
-    template <typename TManager> TResponse get(const TManager *manager, TStatQuery query, TStatProc proc)
-    {
-        const uint64_t version = manager != nullptr ? manager->version() : 0;
-        if (TResponse known = find(version, query))
-            return known;
-        bool has_data = false;
-        TResponse made = answer_statistics(query, proc, &has_data);
-        if (has_data)
-            keep(version, std::move(query), made);
-        return made;
-    }
-
-private:
-    void keep(uint64_t version, TStatQuery query, const TResponse &made)
-    {
-        try {
-            const TLock lock(m_lock);
-            if (m_version == version && m_answers.size() < kMost)
-                m_answers.emplace(std::move(query), made);
-        } catch (const std::bad_alloc &) {
-            return; // it is an answer all the same
-        }
-    }
-
-    TResponse find(uint64_t version, const TStatQuery &query)
-    {
-        const TLock lock(m_lock);
-        if (m_version != version)
-            m_answers.clear();
-        m_version = version;
-        const auto found = m_answers.find(query);
-        return found != m_answers.end() ? found->second : nullptr;
-    }
-
-    static constexpr size_t kMost = 32; // queries for unknown names must not fill the memory
-
-    TMutex m_lock;
-    uint64_t m_version GUARDED_BY(m_lock) = 0; // of the readings they were made from
-    std::map<TStatQuery, TResponse> m_answers GUARDED_BY(m_lock);
-};
-
-TKeptAnswers g_cpu_answers, g_net_answers;
 
 /* The value that a monitor sets as its output; null without one. */
 TJson informed(json_object *value, int (*info)(json_object **out))
@@ -179,23 +116,23 @@ struct {
 
 TResponse proc_cpu_get(const httpserver::http_request &request)
 {
-    return g_cpu_answers.get(g_p_CpustatManager, {request, "name", 64}, sysstat_cpu_proc);
+    return answer_statistics(request, sysstat_cpu_proc, "name", 64);
 }
 
 TResponse proc_mem_get(const httpserver::http_request &request)
 {
-    return answer_statistics({request, "name", 64}, sysstat_memory_proc);
+    return answer_statistics(request, sysstat_memory_proc, "name", 64);
 }
 
 TResponse proc_net_get(const httpserver::http_request &request)
 {
-    return g_net_answers.get(g_p_NetstatManager, {request, "if_name", 32}, sysstat_net_proc);
+    return answer_statistics(request, sysstat_net_proc, "if_name", 32);
 }
 
 TResponse proc_dsk_get(const httpserver::http_request &request)
 {
     trace(kSource, "proc_dsk_get", 169);
-    return answer_statistics({request, "vol_name", 32}, sysstat_disk_proc);
+    return answer_statistics(request, sysstat_disk_proc, "vol_name", 32);
 }
 
 TResponse proc_smart_get(const httpserver::http_request &request)

@@ -8,7 +8,6 @@
 #include "base/text.h"
 #include "platform/interrupt.h"
 #include "platform/ssci.h"
-#include "platform/stock/http/http_server.h"
 
 namespace {
 
@@ -43,28 +42,6 @@ TEST(BusMessages, AreLoggedAndFailWithTheCall)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), log);
 }
 
-TEST(BusMessages, GetTheHubsAnswer)
-{
-    static std::atomic<int> status;
-    static std::atomic<const char *> body;
-    const auto answer = [](const auto &) { return std::make_shared<ssci_response>(body.load(), status); };
-    THttpServer hub({{"/vbus/reverse_proxy", {nullptr, nullptr, answer}}}, {});
-    if (hub.start(10182, 1) != 0)
-        GTEST_SKIP() << "a hub runs here";
-    for (const auto &[given_status, given, result, response] :
-         {std::tuple(200, R"({"ret":7,"resp":"no such rule"})", 7LL, "no such rule"),
-          {200, R"({"ret":"0","resp":[]})", EPROTO, R"({"ret":"0","resp":[]})"},
-          {200, "oops", EPROTO, "oops"},
-          {409, R"({"ret":7,"resp":"busy"})", SSCI_BAD_STATUS, "busy"},
-          {500, "", SSCI_BAD_STATUS, "the hub refused"}}) {
-        status = given_status;
-        body = given;
-        t_vbus_reverse_proxy_info out;
-        EXPECT_EQ(PAL_vbus_update_reverse_proxy({}, out), static_cast<uint32_t>(result));
-        EXPECT_EQ(out.response, response);
-    }
-}
-
 TEST(BusMessages, RulesAreListedInTheirOrder)
 {
     t_vbus_reverse_proxy_info request;
@@ -72,6 +49,17 @@ TEST(BusMessages, RulesAreListedInTheirOrder)
     request.rules = {{"a\"b", 1, "bs-1", 60}, {"", 0, "", -1}};
     EXPECT_EQ(vbus_rules_body(request), R"({"rules":[{"GUID":"a\"b","rule_type":1,"bs_id":"bs-1","value":60},)"
                                         R"({"GUID":"","rule_type":0,"bs_id":"","value":-1}]})");
+}
+
+TEST(BusMessages, TheAnswerToRulesIsRead)
+{
+    std::string response;
+    EXPECT_EQ(vbus_rules_answer(R"({"ret":7,"resp":"no such rule"})", &response), 7U);
+    EXPECT_EQ(response, "no such rule");
+    for (const char *body : {R"({"ret":"0","resp":[]})", "oops", "[]"}) {
+        EXPECT_EQ(vbus_rules_answer(body, &response), static_cast<uint32_t>(EPROTO)) << body;
+        EXPECT_EQ(response, body);
+    }
 }
 
 } // namespace

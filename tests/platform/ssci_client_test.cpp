@@ -1,5 +1,4 @@
 #include <cstdlib>
-#include <ctime>
 #include <memory>
 
 #include "platform/raw_socket.h"
@@ -105,9 +104,7 @@ TEST_F(SsciClient, IsCancelledByAStop)
     const TScriptedPeer peer("", 0, true);
     const TStopSoon stop(300); // when no timer of the library is about to end its wait
     const TAtMost limit(900);
-    const clock_t began = clock();
     EXPECT_EQ(ssci_GET_request("localhost", peer.port(), "/", {}, &m_answer, 10), SSCI_CANCELLED);
-    EXPECT_LT(clock() - began, CLOCKS_PER_SEC / 20); // it has slept
     EXPECT_EQ(ssci_nameserver_init("localhost", peer.port()), SSCI_OK);
     EXPECT_EQ(ssci_GET_request("some service", "/", {}, &m_answer, 10), SSCI_CANCELLED);
     EXPECT_EQ(m_answer, "before");
@@ -127,11 +124,8 @@ TEST_F(SsciClient, FindsAServiceByNameOrFails)
          {ok + refused, ok + R"({"host":"localhost","port":"80"})", ok + R"({"host":"localhost","port":4294967297})",
           ok + "[1]", ok, std::string("HTTP/1.1 404 No\r\n\r\n"), std::string()})
         EXPECT_EQ(ask(answer), SSCI_UNKNOWN_SERVICE) << answer;
+    EXPECT_NE(ssci_GET_request("recStreamService", "/", {}, nullptr, 2), SSCI_UNKNOWN_SERVICE); // at its usual port
     EXPECT_EQ(m_answer, "before");
-    THttpServer recording({{"/echo", {echo("recording")}}}, {});
-    const bool is_ours = recording.start(10187, 1) == 0; // or such a service runs here
-    EXPECT_NE(ssci_GET_request("recStreamService", "/echo", {}, &m_answer, 2), SSCI_UNKNOWN_SERVICE);
-    EXPECT_TRUE(!is_ours || m_answer == "recording a= b c= body=") << m_answer;
     EXPECT_EQ(ask(ok + R"({"host":"localhost","port":)" + port + "}"), SSCI_OK);
     EXPECT_EQ(m_answer, "GET a=1 b c= body=");
     EXPECT_EQ(ask(ok + refused), SSCI_UNKNOWN_SERVICE);

@@ -171,31 +171,6 @@ TEST_F(Handlers, AnswersAreTheFiguresOfTheirMonitorUnderTheirNames)
     run_all();
 }
 
-TEST_F(Handlers, AnswerAnewAfterEachReadingAndLogEachFailure)
-{
-    const auto total_of = [](const std::string &rest) { return get("network_info?method=total&if_name=" + rest); };
-    const auto answer = [](uint64_t tx) { return "{ return: 0, data: { tx: " + std::to_string(tx) + ", rx: 0 } }"; };
-    for (const uint64_t step : {1U, 2U}) { // managers with the same number of readings
-        sysstat_net_uninit();
-        g_p_NetstatManager = new TNetstatManager(std::vector<std::string>{"eth0"});
-        for (const uint64_t n : {0U, 1U, 2U}) {
-            T_NET_STAT reading;
-            reading.tx = n * step;
-            g_p_NetstatManager->add_sample("eth0", reading);
-            if (n < step)
-                continue;                  // the second is asked when it is as old as the first was
-            for (int i = 0; i < 20; ++i) { // more than are kept
-                EXPECT_EQ(total_of("eth0"), answer(n * step));
-                EXPECT_EQ(total_of("eth0&type=1"), answer(step));
-                EXPECT_EQ(total_of("eth0" + std::to_string(i)), answer(0));
-                EXPECT_EQ(total_of("eth1" + std::to_string(i)), answer(0));
-            }
-        }
-    }
-    for (int i = 0; i < 2; ++i)
-        EXPECT_EQ(told_by([] { get("cpu_info?method=x&name=system_all"); }), "method=[x] not support\n");
-}
-
 TEST_F(Handlers, CutArgumentsAsTheirBuffersDo)
 {
     T_CPU_STAT cpu;
