@@ -1,23 +1,26 @@
 #!/usr/bin/env python3
 """Plants small faults into src/, one at a time, and lists those that no test detects.
 
-This happens in a copy of the tree below build/mutate. Every fault is built and run
-against the unit programs, the tests of its folder first, and if it survives, the
-end-to-end tests. A fault that does not compile is replaced by another one. Results are
-kept, so that an interrupted run continues where it stopped."""
+This happens in copies of the tree below build/mutate, one for each job. Every fault is
+built and run against the unit programs, the tests of its folder first, and if it
+survives, the end-to-end tests. A fault that does not compile is replaced by another one.
+Results are kept, so that an interrupted run continues where it stopped."""
 
 import argparse
 import collections
+import concurrent.futures
 import hashlib
 import itertools
 import json
 import os
 import pathlib
+import queue
 import re
 import shutil
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
 import faults
@@ -28,7 +31,6 @@ import progress  # noqa: E402
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 WORK = ROOT / 'build/mutate'
-TREE, BUILD = WORK / 'tree', WORK / 'build'
 CELL = pathlib.Path(__file__).with_name('cell.sh')
 KNOWN = pathlib.Path(__file__).with_name('no_faults.txt')
 COPIED = ('CMakeLists.txt', 'cmake', 'src', 'tests', 'fuzz', 'tools', 'packaging')
@@ -36,6 +38,7 @@ FAKE, STOCK, FAST_CLOCK = 'velomond_tests', 'velomond_stock_tests', 'velomond_fa
 SIDE_BY_SIDE = {FAKE: 1, STOCK: 4}  # one of them mostly waits for peers and children
 E2E = ('test_lifecycle', 'test_reports', 'test_routes', 'test_days_work')
 UNIT, END_TO_END, LIVES, NONE = 'unit', 'e2e', 'lives', 'does not compile'
+interrupted = threading.Event()
 
 
 def say(text):
@@ -51,7 +54,7 @@ def run(*commands, timeout_s=None, environment=None):
         for index, command in enumerate(commands):
             output = tempfile.TemporaryFile()
             running.append((output, subprocess.Popen(
-                command, stdout=output, stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL, env={
+                command, stdout=output, stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL, start_new_session=True, env={
                     **os.environ, **(environment or {}), 'GTEST_TOTAL_SHARDS': str(len(commands)),
                     'GTEST_SHARD_INDEX': str(index)})))
         while True:
@@ -61,6 +64,8 @@ def run(*commands, timeout_s=None, environment=None):
             if status is not None or time.monotonic() > deadline:
                 output.seek(0)
                 return status, output.read().decode(errors='replace')
+            if interrupted.is_set():  # the end of what ran is no result
+                raise KeyboardInterrupt
             time.sleep(0.01)
     finally:
         for _, process in running:
@@ -75,9 +80,13 @@ def write_changed(path, text):
 
 
 class Tree:
-    """The copy, its build and its tests."""
+    """A copy, its build and its tests."""
 
-    def __init__(self):
+    seconds = {}  # how long parts of the tests take without a fault, in any of the copies
+
+    def __init__(self, number):
+        self.place = WORK / str(number)
+        self.top, self.products = self.place / 'tree', self.place / 'build'
         names = subprocess.run(['git', 'ls-files', '-co', '--exclude-standard', *COPIED], cwd=ROOT, check=True,
                                capture_output=True, text=True).stdout.split('\n')
         self.files = sorted(name for name in names if (ROOT / name).is_file())
@@ -86,38 +95,36 @@ class Tree:
             text = (ROOT / name).read_bytes()
             if not name.startswith('tools/mutate/'):
                 digest.update(name.encode() + b'\0' + text)
-            write_changed(TREE / name, text)
-            shutil.copymode(ROOT / name, TREE / name)
-        for path in [one for one in TREE.rglob('*') if one.is_file() and '__pycache__' not in one.parts]:
-            if str(path.relative_to(TREE)) not in self.files:
+            write_changed(self.top / name, text)
+            shutil.copymode(ROOT / name, self.top / name)
+        for path in [one for one in self.top.rglob('*') if one.is_file() and '__pycache__' not in one.parts]:
+            if str(path.relative_to(self.top)) not in self.files:
                 path.unlink()
         self.digest = digest.hexdigest()[:16]
-        self.tests = {}      # program: {test: the folder of its file}
-        self.seconds = {}    # how long each takes without a fault
+        self.tests = {}  # program: {test: the folder of its file}
 
     def configure(self):
         launcher = [f'-DCMAKE_{one}_COMPILER_LAUNCHER=ccache' for one in ('C', 'CXX') if shutil.which('ccache')]
-        os.environ.setdefault('CCACHE_BASEDIR', str(WORK))  # what one working copy has compiled serves the next
         linker = [f'-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld={one}' for one in ('lld', 'gold') if shutil.which('ld.' + one)]
         # Without optimisation and debug information: the build time counts. Without
         # warnings: a fault that the compiler only warns about counts as one.
-        status, output = run(['cmake', '-G', 'Ninja', '-S', TREE, '-B', BUILD, '-DCMAKE_BUILD_TYPE=Fault',
+        status, output = run(['cmake', '-G', 'Ninja', '-S', self.top, '-B', self.products, '-DCMAKE_BUILD_TYPE=Fault',
                               '-DCMAKE_C_FLAGS_FAULT=-O0 -w', '-DCMAKE_CXX_FLAGS_FAULT=-O0 -w', '-DVELOMOND_CLIENTS=OFF',
                               *launcher, *linker[:1]])
         if status != 0:
             sys.exit(output)
 
-    @staticmethod
-    def build(*targets):
-        return run(['ninja', '-C', BUILD, *targets])
+    def build(self, *targets):
+        # By relative names, what was compiled for one copy serves the others too.
+        return run(['ninja', '-C', self.products, *targets], environment={'CCACHE_BASEDIR': str(self.place)})
 
     def program(self, name):
-        return BUILD / 'tests' / name
+        return self.products / 'tests' / name
 
     def list_tests(self, name):
         """The tests as listed by the program, with the file of each."""
         if name not in self.tests:
-            listing = WORK / f'{name}.json'
+            listing = self.place / f'{name}.json'
             run([self.program(name), '--gtest_list_tests', f'--gtest_output=json:{listing}'])
             self.tests[name] = {f"{suite['name']}.{test['name']}": pathlib.Path(test['file']).parent.name
                                 for suite in json.loads(listing.read_text())['testsuites']
@@ -159,9 +166,9 @@ class Tree:
         """Runs modules of end-to-end tests side by side up to the first that fails: what failed, or None."""
         limit_s = 60 + 4 * self.seconds[E2E] if E2E in self.seconds else 600
         begin = time.monotonic()
-        status, output = run(*[[CELL, TREE / 'tests/e2e/run.sh', one] for one in modules], timeout_s=limit_s, environment={
-            'VELOMOND_BINARY': str(BUILD / 'src/VeloMond'),
-            'VELOMOND_FAST_CLOCK': str(BUILD / 'tools/fast_clock/libvelomond_fast_clock.so')})
+        status, output = run(*[[CELL, self.top / 'tests/e2e/run.sh', one] for one in modules], timeout_s=limit_s, environment={
+            'VELOMOND_BINARY': str(self.products / 'src/VeloMond'),
+            'VELOMOND_FAST_CLOCK': str(self.products / 'tools/fast_clock/libvelomond_fast_clock.so')})
         if status == 0:
             self.seconds.setdefault(modules, time.monotonic() - begin)
             return None
@@ -178,7 +185,7 @@ class Tree:
 
     def try_fault(self, fault, end_to_end):
         """(how it ended, what caught it)"""
-        path = TREE / fault.path
+        path = self.top / fault.path
         source = path.read_text()
         path.write_text(fault.plant(source))
         try:
@@ -260,45 +267,76 @@ def drawn(paths, seeds, count):
     return orders, [count // len(seeds) + (index < count % len(seeds)) for index in range(len(seeds))]
 
 
-def make_ready(tree, paths, unit):
-    tree.configure()
-    status, output = tree.build(STOCK, FAKE, *(() if unit else ('VeloMond', FAST_CLOCK)))
-    if status != 0:
-        sys.exit(output)
-    tree.check(paths, not unit)
+class Jobs:
+    """Trees of which each tries one fault at a time; built where there is something to try."""
+
+    def __init__(self, paths, options, shown):
+        self.paths, self.count, self.end_to_end, self.shown = paths, options.jobs, not options.unit, shown
+        self.first, self.free, self.lock = Tree(0), queue.Queue(), threading.Lock()
+        self.results = Results(self.first.digest, options.again)
+
+    def make_ready(self, done):
+        self.shown.step('build and all tests without a fault', 0, done)
+        for number in range(self.count):
+            tree = Tree(number) if number else self.first
+            tree.configure()
+            status, output = tree.build(STOCK, FAKE, *(('VeloMond', FAST_CLOCK) if self.end_to_end else ()))
+            if status != 0:
+                sys.exit(output)
+            if tree is self.first:
+                tree.check(self.paths, self.end_to_end)
+            self.free.put(tree)
+
+    def is_open(self, fault):
+        result = self.results.of(fault)
+        return result is None or (result[0] == LIVES and self.end_to_end and result[1] == UNIT)
+
+    def try_one(self, fault, done):
+        """(fault, how it ended, what caught it), from the results where it is known"""
+        if self.is_open(fault):
+            tree = self.free.get()
+            try:
+                self.shown.step(f'{fault.path}:{fault.line} {fault.kind}', 1, done())
+                how, caught_by = tree.try_fault(fault, self.end_to_end)
+            finally:
+                self.free.put(tree)
+            if how == LIVES:
+                caught_by = '' if self.end_to_end else UNIT  # at least for the unit programs
+            with self.lock:
+                self.results.keep(fault, how, caught_by)
+        return fault, *self.results.of(fault)
+
+    def try_batch(self, batch, done):
+        """Yields what `try_one` returns, in their order."""
+        if self.free.empty() and any(map(self.is_open, batch)):
+            self.make_ready(done())
+        pool = concurrent.futures.ThreadPoolExecutor(self.count)
+        try:
+            yield from pool.map(lambda fault: self.try_one(fault, done), batch)
+        except BaseException:
+            interrupted.set()
+            raise
+        finally:
+            pool.shutdown(cancel_futures=True)
 
 
 def try_all(orders, counts, paths, options, shown):
     """(fault, how, by) of every fault that counts."""
-    tree = Tree()
-    results = Results(tree.digest, options.again)
-    ready, outcomes, seen = False, [], set()
+    jobs = Jobs(paths, options, shown)
+    outcomes, seen = [], set()
     for order, count in zip(orders, counts):
-        of_seed, left = [], iter(order)
-        while len(of_seed) < count:
-            # In the order of the files, so that little has to be rebuilt between them.
-            batch = [fault for _, fault in zip(range(count - len(of_seed)), (one for one in left if one not in seen))]
+        left, end = iter(order), len(outcomes) + count
+        while len(outcomes) < end:
+            batch = list(itertools.islice((one for one in left if one not in seen), end - len(outcomes)))
             if not batch:
                 break
-            for fault in sorted(batch, key=lambda one: (one.path, one.start)):
-                seen.add(fault)
-                done = len(outcomes) + len(of_seed)
-                result = results.of(fault)
-                if result is None or (result[0] == LIVES and not options.unit and result[1] == UNIT):
-                    if not ready:
-                        shown.step('build and all tests without a fault', 0, done)
-                        make_ready(tree, paths, options.unit)
-                        ready = True
-                    shown.step(f'{fault.path}:{fault.line} {fault.kind}', 1, done)
-                    result = tree.try_fault(fault, not options.unit)
-                    if result[0] == LIVES:
-                        result = LIVES, UNIT if options.unit else ''  # at least for the unit programs
-                    results.keep(fault, *result)
-                if result[0] == NONE:
-                    continue
-                of_seed.append((fault, *result))
-                shown.line(describe(fault, result[0], '' if result[0] == LIVES else result[1]))
-        outcomes += of_seed
+            seen.update(batch)
+            # In the order of the files, so that little has to be rebuilt between them.
+            batch.sort(key=lambda one: (one.path, one.start))
+            for fault, how, caught_by in jobs.try_batch(batch, lambda: len(outcomes)):
+                if how != NONE:
+                    outcomes.append((fault, how, caught_by))
+                    shown.line(describe(fault, how, '' if how == LIVES else caught_by))
     return outcomes
 
 
@@ -333,6 +371,8 @@ def main():
     parser.add_argument('paths', nargs='*', default=['src'], metavar='PATH', help='files or folders below src')
     parser.add_argument('--n', type=int, default=30, help='how many faults (default: 30)')
     parser.add_argument('--seed', type=int, action='append', help='several seeds share the faults (default: 1)')
+    parser.add_argument('--jobs', type=int, default=os.cpu_count(), metavar='J',
+                        help='how many are tried side by side (default: one for each processor)')
     parser.add_argument('--unit', action='store_true', help='skip the end-to-end tests')
     parser.add_argument('--again', action='store_true',
                         help='after a change of the tree, only repeat the faults that survived before')
