@@ -114,7 +114,7 @@ int TIni::get(const std::string &section, const std::string &key, std::string *o
 TIni ini_parse_text(std::string_view text)
 {
     TIni parsed;
-    parsed.ends_whole = text.empty() || text.ends_with('\n');
+    parsed.ends_whole = text.ends_with('\n');
     (void)ini_parse_string(prepare(text, &parsed).c_str(), take_entry, &parsed); // accepts all remaining lines
     return parsed;
 }

@@ -11,7 +11,7 @@ struct TIni {
     std::map<std::pair<std::string, std::string>, std::string> values;
     size_t left_out = 0;       // lines
     size_t first_left_out = 0; // number of the first of them, from 1
-    bool ends_whole = true;    // ends with a line feed, or is empty
+    bool ends_whole = true;    // ends with a line feed
 
     /* Reads a value. Returns 0; 1 when section or key is missing; -EINVAL when it is missing and may be among the
      * ignored lines. *out is only changed on 0. */

@@ -14,10 +14,8 @@ void log_Debug(const char *format, ...)
     va_start(args, format);
     vsnprintf(text, sizeof(text) - 1, format, args);
     va_end(args);
-    const size_t length = strlen(text);
-    if (length == 0 || text[length - 1] != '\n') {
-        text[length] = '\n';
-        text[length + 1] = '\0';
-    }
-    (void)log_stream_write(STDERR_FILENO, text, strlen(text));
+    size_t length = strlen(text);
+    if (length == 0 || text[length - 1] != '\n')
+        text[length++] = '\n';
+    (void)log_stream_write(STDERR_FILENO, text, length);
 }
