@@ -1,5 +1,6 @@
 #include "platform/config_readers.h"
 
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -49,8 +50,8 @@ TEST(ConfigReaders, KeepAVolumesIdWhileTheFileIsDamagedOrMissing)
         std::string all;
         for (const char *key : {"OSTRAPRO_SYS_VOL", "OSTRAPRO_IND_VOL", "OSTRAPRO_CS_VOL"}) {
             std::string out;
-            const bool found = getSelfConf(key, "0", out, 0) == 0;
-            all += out + (found ? " " : "! ");
+            const int result = getSelfConf(key, "0", out, 0);
+            all += out + (result == 0 ? " " : result == -1 ? "! " : "? ");
         }
         return all;
     };
@@ -105,7 +106,7 @@ TEST(SystemInfo, IsZfsWhereItsMarkerIsAndUnknownWhereItCannotBeLookedFor)
 
 TEST(SurveillanceLog, ThatIsThereGoesToTheToolInItsOrder)
 {
-    g_stock_root.tool("/usr/bin/ostra_log_tool", "printf '<%s>' \"$@\" >$VELOMOND_ROOT/logged; exit $(($# - 5))\n");
+    g_stock_root.tool("/usr/bin/ostra_log_tool", "printf '<%s>' \"$@\" >$VELOMOND_ROOT/logged; [ $# = 5 ]\n");
     log_info info;
     info.code = 0x4A;
     info.user = "System";
@@ -114,7 +115,7 @@ TEST(SurveillanceLog, ThatIsThereGoesToTheToolInItsOrder)
     info.args[0] = "a b";
     info.args[2] = "c";
     info.args[3] = "d";
-    EXPECT_EQ(logtool_send_surveillance_log(info), -3);
+    EXPECT_EQ(logtool_send_surveillance_log(info), -1);
     EXPECT_EQ(g_stock_root.read("/logged"), "<2><0x0000004a><-1><System><127.0.0.1><a b><c><d>");
     g_stock_root.remove("/usr/bin");
 }
@@ -137,19 +138,21 @@ TEST(ConfigMissing, NamesWhatIsNotThereAndIsSilentOnACompleteMachine)
 {
     for (const char *folder : {"/tarn", "/usr"})
         g_stock_root.remove(folder);
-    for (const char *name : {"volume.conf", "config/OstraPro.conf", "config/nvr.conf", "config/Tarnix.conf",
-                             "config/cmv_current.conf", "config/cmv_record.conf"})
-        g_stock_root.write(std::string("/tarn/etc/") + name, "");
-    const char *tools[] = {"/usr/sbin/smartctl", "/usr/bin/ostra_log_tool", "/usr/bin/vcmd",
-                           "/usr/local/cmsbin/cfg_bak_tool", "/usr/sbin/apache2"};
-    for (const char *tool : tools)
-        g_stock_root.tool(tool, "");
+    const std::string all = config_missing();
+    EXPECT_EQ(all, "missing: /tarn/etc/volume.conf (volumes are not checked), "
+                   "/tarn/etc/config/OstraPro.conf (no volume has a role, the database is not measured), "
+                   "/tarn/etc/config/nvr.conf (disk events keep their default schedule and limit), "
+                   "/tarn/etc/config/Tarnix.conf (the server name is not watched), "
+                   "/tarn/etc/config/cmv_current.conf (camera management is not watched), "
+                   "/tarn/etc/config/cmv_record.conf (camera management is not watched), "
+                   "/usr/sbin/smartctl (no SMART), /usr/bin/ostra_log_tool (no surveillance events), "
+                   "/usr/bin/vcmd (no power-on-hour events), /usr/local/cmsbin/cfg_bak_tool (no daily backups), "
+                   "/usr/sbin/apache2 (no reload after proxy rules were removed)");
+    for (size_t at = 0; (at = all.find('/', at)) != std::string::npos; at = all.find(')', at))
+        g_stock_root.tool(all.substr(at, all.find(' ', at) - at), "");
     EXPECT_EQ(config_missing(), "");
-
-    g_stock_root.remove("/tarn/etc/volume.conf");
-    std::filesystem::permissions(g_stock_root.real(tools[0]), std::filesystem::perms::owner_read); // not executable
-    EXPECT_EQ(config_missing(),
-              "missing: /tarn/etc/volume.conf (volumes are not checked), /usr/sbin/smartctl (no SMART)");
+    std::filesystem::permissions(g_stock_root.real("/usr/sbin/smartctl"), std::filesystem::perms::owner_read);
+    EXPECT_EQ(config_missing(), "missing: /usr/sbin/smartctl (no SMART)"); // not executable
     g_stock_root.remove("/usr");
 }
 
@@ -157,28 +160,35 @@ TEST(Ostra, TheStorageFlagIsReadWhileOpenAndOnlyWhenItIsANumber)
 {
     COstraStorage storage;
     int flag = 7;
-    g_stock_root.write(kProduct, "[Storage]\nflag = 3\n");
-    EXPECT_LT(storage.get_storage_flag(&flag), 0);
+    testing::internal::CaptureStderr();
+    g_stock_root.remove(kProduct);
+    EXPECT_EQ(storage.create_storage_setting(), -ENOENT);
+    g_stock_root.write(kProduct, "[Storage]\nflag = x\n");
+    EXPECT_EQ(storage.get_storage_flag(&flag), -EBADF);
     EXPECT_EQ(storage.create_storage_setting(), 0);
-    EXPECT_EQ(storage.get_storage_flag(&flag), 0);
-    EXPECT_EQ(flag, 3);
-    for (const char *text :
-         {"[Storage]\nflag = x\n", "[Storage]\nflag = 4294967296\n", "[Other]\nflag = 1\n", "[Storage\nflag = 1\n"}) {
-        g_stock_root.write(kProduct, text);
-        EXPECT_LT(storage.get_storage_flag(&flag), 0);
-        EXPECT_EQ(flag, 3);
+    EXPECT_EQ(storage.get_storage_flag(&flag), -EINVAL);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "storage settings of /tarn/etc/config/OstraPro.conf: No such file or directory\n"
+              "storage flag [x] of /tarn/etc/config/OstraPro.conf: Invalid argument\n");
+    for (const auto &[line, result] : std::vector<std::pair<std::string, int>>{{"flag = 2147483648", -EINVAL},
+                                                                               {"flag =", -ENOENT},
+                                                                               {"other = 1", -ENOENT},
+                                                                               {"flag = 2147483647", 0},
+                                                                               {"flag = -2147483648", 0}}) {
+        g_stock_root.write(kProduct, "[Storage]\n" + line + "\n");
+        EXPECT_EQ(storage.get_storage_flag(&flag), result) << line;
+        EXPECT_EQ(flag, result == 0 ? std::stoi(line.substr(7)) : 7);
     }
-    g_stock_root.write(kProduct, "[Storage]\nflag = -2147483648\n");
-    EXPECT_EQ(storage.get_storage_flag(&flag), 0);
     storage.destroy_storage_setting();
+    EXPECT_EQ(storage.get_storage_flag(&flag), -EBADF);
 }
 
 TEST(Ostra, TheDatabaseIsMeasuredWithinItsFolder)
 {
     constexpr size_t kMb = 1048576;
-    g_stock_root.write(kProduct, "[Database]\npath = /db\n");
     CDBSize probe;
     db_size_m size;
+    g_stock_root.write(kProduct, "[Database]\npath = /db\n");
     EXPECT_EQ(probe.init(), 0);
     EXPECT_EQ(probe.check_database_size(size), -ENOENT);
     g_stock_root.write("/elsewhere/large", std::string(9 * kMb, 'x'));
@@ -188,30 +198,28 @@ TEST(Ostra, TheDatabaseIsMeasuredWithinItsFolder)
     g_stock_root.link("../elsewhere/large", "/db/file_link");
     g_stock_root.link("..", "/db/in/up");
     ASSERT_EQ(probe.check_database_size(size), 0);
-    EXPECT_EQ(size.files, 2U);
-    EXPECT_EQ(size.folders, 2U);
-    EXPECT_EQ(size.largest_mb, 2U);
-    EXPECT_EQ(size.total_mb, 3U);
+    using TFigures = std::array<uint64_t, 4>;
+    EXPECT_EQ((TFigures{size.files, size.folders, size.largest_mb, size.total_mb}), (TFigures{2, 2, 2, 3}));
     std::string deep = "/db";
     for (int i = 0; i < 70; ++i)
         deep += "/d";
     g_stock_root.write(deep + "/f", "");
     ASSERT_EQ(probe.check_database_size(size), 0);
-    EXPECT_EQ(size.files, 2U);
-    EXPECT_EQ(size.folders, 2U + 65); // not entered any more
+    EXPECT_EQ(size.files + size.folders, 2U + 2 + 65); // not entered any more
 }
 
 TEST(CmvInfo, FillsFromZerosClampsAndCuts)
 {
+    g_stock_root.remove("/tarn");
     g_stock_root.write(
         "/tarn/etc/config/cmv_current.conf",
-        "[cmv]\nvalue1=12\nvalue2=300\nvalue3=-1\nvalue4=-9999999999\ntext1=cam\ntext2=" + std::string(70, 'y') + "\n");
+        "[cmv]\nvalue1=12\nvalue2=300\nvalue3=7\nvalue4=-9999999999\ntext1=cam\ntext2=" + std::string(70, 'y') + "\n");
     st_cmv_info got;
     memset(&got, 0xff, sizeof(got));
     ASSERT_EQ(get_cmv_info(got), 0);
-    st_cmv_info expected = {12, 255, 0, 0, INT32_MIN, "cam", {}};
+    st_cmv_info expected = {12, 255, 7, 0, INT32_MIN, "cam", {}};
     memset(expected.text2, 'y', 63);
-    EXPECT_LT(check_cmv_info(got), 0); // without a file
+    EXPECT_EQ(check_cmv_info(got), -ENOENT);
     for (const char *damaged : {"[cmv]\nvalue1=1\nvalue2\n", "[cmv\nvalue1=1\n"}) {
         g_stock_root.write("/tarn/etc/config/cmv_record.conf", damaged);
         EXPECT_EQ(check_cmv_info(got), -EINVAL) << damaged;
@@ -230,6 +238,8 @@ protected:
     }
     static std::string read(uint32_t expected)
     {
+        t_auth auth;
+        EXPECT_EQ(PAL_auth_get_auth(auth), 0U);
         t_system reply;
         reply.server_name = "before";
         EXPECT_EQ(PAL_system_get_syssetting({}, {}, reply), expected);
@@ -255,8 +265,11 @@ TEST_F(ServerName, TheHostNameStandsInWhereTheFileHasNoNameAndNotForADamagedFile
         write(text, 3);
         EXPECT_EQ(read(result), name) << text;
     }
+    testing::internal::CaptureStderr();
     g_stock_root.remove(kFile);
     EXPECT_EQ(read(ENOENT), "before");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              std::string(kFile) + " cannot be used: No such file or directory\n");
 }
 
 TEST_F(ServerName, WaitsForAFileThatIsBeingWrittenInPlace)

@@ -83,6 +83,11 @@ TEST_F(DiskHealth, IsQueriedOncePerHourAndKeptPerDisk)
     EXPECT_EQ(m_woken.size(), 2U);
     EXPECT_EQ(m_health.known("serial").power_on_hours, 6);
     EXPECT_FALSE(m_health.known("another in its place").power_on_hours.has_value());
+
+    for (int i = 1; i <= 1025; ++i) { // with the one above there are 1025, which are too many
+        EXPECT_EQ(m_health.read({"sda", "", "", "", std::to_string(i == 1024 ? 1 : i)}, &m_got), 0);
+        EXPECT_EQ(m_health.known("2").power_on_hours.has_value(), i >= 2 && i <= 1024) << i;
+    }
 }
 
 TEST_F(DiskHealth, WaitsForTheMinuteToPassWhenAnHourBeginsWithinIt)
@@ -114,6 +119,7 @@ TEST_F(DiskHealth, OfASleepingDiskIsItsLastReading)
 
 TEST_F(DiskHealth, FailsForTheHourWhenItCannotBeReadAndNeverWithoutSmart)
 {
+    testing::internal::CaptureStderr();
     m_error = -ENOENT;
     EXPECT_EQ(ask(kNoAnswer), -ENOENT);
     m_error = -EINTR;
@@ -123,14 +129,19 @@ TEST_F(DiskHealth, FailsForTheHourWhenItCannotBeReadAndNeverWithoutSmart)
     EXPECT_EQ(ask(kNoSmart), 0);
     EXPECT_FALSE(m_got.passed.has_value());
     EXPECT_EQ(m_woken, (std::vector<bool>{true, true, true}));
-    an_hour_later();
-    EXPECT_EQ(ask(kRead, {true, 5, false}), 0);
+    for (const TSmartOutcome outcome : {kNoSmart, kAsleep, kRead}) {
+        an_hour_later();
+        EXPECT_EQ(ask(outcome, {true, 5, false}), 0);
+    }
     for (const TSmartOutcome outcome : {kUnreadable, kNoSmart}) {
         an_hour_later();
         EXPECT_EQ(ask(outcome), -EIO); // it is known to have SMART
         EXPECT_EQ(ask(kRead), -EIO);
     }
     EXPECT_EQ(m_health.known("serial").power_on_hours, 5);
+    const std::string unreadable = "SMART of /dev/sda cannot be read: ", broken = unreadable + "Input/output error\n";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              unreadable + "No such file or directory\n/dev/sda has no SMART\n" + broken + broken);
 }
 
 TEST(DiskHealthThreads, OneQueriesTheOthersWaitForItAndKnownReadingsNeedNoWait)

@@ -20,11 +20,14 @@ TEST(Fans, AreReadFromAllChipsAndSummedUp)
     g_stock_root.write(chip + "/name", "nct6775\n");
     g_stock_root.write(chip + "/fan2_label", "Rear fan\n");
     g_stock_root.folder(chip + "/fan3_alarm"); // cannot be read: unknown
-    for (const char *well : {"/fan0_alarm", "/fan1_input", "/fan2_alarm", "/fan4_input", "/fan6_alarm", "/fan10_alarm"})
+    g_stock_root.write(chip + "/fan9_alarm", "\n");
+    for (const char *well :
+         {"/fan0_alarm", "/fan1_input", "/fan2_alarm", "/fan4_input", "/fan6_alarm", "/fan999_alarm"})
         g_stock_root.write(chip + well, "0\n");
     for (const char *set : {"/fan1_fault", "/fan2_input", "/fan5_min_alarm", "/fan6_max_alarm", // and no fans:
-                            "/fan7_min", "/fan_input", "/fanx_input", "/fan8", "/temp1_input", "/pwm1_input"})
+                            "/fan7_min", "/fan_input", "/fan1000_input", "/fan-1_input", "/fan8", "/temp1_input"})
         g_stock_root.write(chip + set, "1\n");
+    testing::internal::CaptureStderr();
     EXPECT_EQ(PAL_mgr_syshealth_info(nullptr, &info, &text), 0U);
     EXPECT_EQ(info.fans, (TFans{{"nct6775 fan0", "0"},
                                 {"nct6775 fan1", "9"},
@@ -32,7 +35,9 @@ TEST(Fans, AreReadFromAllChipsAndSummedUp)
                                 {"nct6775 fan4", "0"},
                                 {"nct6775 fan5", "9"},
                                 {"nct6775 fan6", "9"},
-                                {"nct6775 fan10", "0"}}));
+                                {"nct6775 fan999", "0"}}));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "fan flag /sys/class/hwmon/hwmon1/fan3_alarm cannot be read\n"
+                                                      "fan flag /sys/class/hwmon/hwmon1/fan9_alarm cannot be read\n");
     EXPECT_EQ(text, "fan failed");
     for (const char *flag : {"/fan1_fault", "/fan5_min_alarm", "/fan6_max_alarm"})
         g_stock_root.write(chip + flag, "0\n");

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <csignal>
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sstream>
 #include <string>
@@ -126,13 +127,16 @@ TEST_F(LogStream, ManyWritersAndAHandlerNeverWaitAndNeverMixLines)
 
 TEST_F(LogStream, ACrashEndsTheProcessAlsoWhenThePipeIsNotRead)
 {
+    const std::string program(40, 'v');
     for (const bool is_full : {true, false}) {
         (void)read_all();
         if (is_full)
             fill();
+        else
+            EXPECT_GE(fcntl(STDERR_FILENO, F_SETPIPE_SZ, 65536), 65536);
         const pid_t child = fork();
         if (child == 0) {
-            (void)diag_com_install_siganl_handler(SIGUSR1, "VeloMond", 0);
+            (void)diag_com_install_siganl_handler(SIGUSR1, program.c_str(), 0);
             (void)raise(SIGUSR1);
             _exit(1);
         }
@@ -142,7 +146,8 @@ TEST_F(LogStream, ACrashEndsTheProcessAlsoWhenThePipeIsNotRead)
         alarm(0);
         EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGUSR1);
     }
-    EXPECT_NE(read_all().find("\nVeloMond: crash signal 10 in thread "), std::string::npos);
+    EXPECT_THAT(read_all(), testing::MatchesRegex("log lines dropped: 1\n\nv{31}: crash signal 10 in thread [^\n]+"
+                                                  "\n([^\n]+\\[0x[0-9a-f]+\\]\n){5,}"));
 }
 
 } // namespace

@@ -16,15 +16,16 @@ void empty_sysfs()
     g_stock_root.folder("/sys/block");
 }
 
-/* A block device in sysfs: its folder in that of its hardware, and links. */
-void add(const std::string &name, const std::string &hardware, const std::string &serial = "")
+/* A block device in sysfs: its folder in that of its hardware, attributes below that, and links. */
+void add(const std::string &name, const std::string &hardware,
+         const std::map<std::string, std::string> &attributes = {})
 {
     const std::string folder = hardware + "/block/" + name;
     g_stock_root.write(folder + "/size", "1000\n");
     g_stock_root.write(folder + "/removable", "0\n");
     g_stock_root.link("../..", folder + "/device");
-    if (!serial.empty())
-        g_stock_root.write(hardware + "/wwid", serial + "\n");
+    for (const auto &[path, text] : attributes)
+        g_stock_root.write(hardware + "/" + path, text + "\n");
     g_stock_root.link(".." + folder.substr(4), "/sys/block/" + name);
 }
 
@@ -67,7 +68,7 @@ TEST(BlockDevices, AreDisksByTheirLinkAndPlaceNotByTheirName)
     empty_sysfs();
     EXPECT_EQ(listed(), "");
     for (const char *name : {"zda", "zdb"}) // what the kernel puts into one place
-        add(name, sata(10, 0));
+        add(name, sata(10, 0), {{"serial", "shared"}});
     for (const char *name : {"zd0", "nbd0", "drbd0", "bcache0", "nullb0", "loop0", "ram1", "zram0", "dm-3", "md0"}) {
         g_stock_root.write("/sys/devices/virtual/block/" + std::string(name) + "/size", "1000\n");
         g_stock_root.link("../devices/virtual/block/" + std::string(name), "/sys/block/" + std::string(name));
@@ -75,41 +76,42 @@ TEST(BlockDevices, AreDisksByTheirLinkAndPlaceNotByTheirName)
     add("scsidbg", "/sys/devices/virtual/host9/9:0:0:0");
     add("rbd0", "/sys/devices/rbd/0");
     add("mtdblock0", "/sys/devices/platform/nor/mtd/mtd0");
-    add("fd0", "/sys/devices/platform/floppy.0");
-    g_stock_root.write("/sys/block/fd0/removable", "1\n");
+    add("fd0", "/sys/devices/platform/floppy.0", {{"block/fd0/removable", "1"}});
     for (const char *name : {"mmcblk0", "mmcblk0boot0", "mmcblk0rpmb"})
-        add(name, "/sys/devices/platform/emmc/mmc_host/mmc0/mmc0:0001");
-    for (const char *name : {"sde", "sdf"}) {
-        add(name, sata(name[2] - 'a', 1));
-        g_stock_root.write(std::string("/sys/block/") + name + "/size", "0\n");
+        add(name, "/sys/devices/axi/emmc/mmc_host/mmc0/mmc0:0001", {{"name", "CARD"}, {"cid", "cid"}});
+    add("sde", sata(4, 1), {{"block/sde/size", "0"}});
+    add("sdf", sata(5, 1), // given up, and without a size
+        {{"block/sdf/size", "0"},
+         {"block/sdf/diskseq", "7"},
+         {"state", "transport-offline"},
+         {"power/runtime_status", "suspended"}});
+    const std::string subsystem = "/sys/devices/virtual/nvme-subsystem/nvme-subsys0";
+    add("nvme0n1", subsystem, {{"block/nvme0n1/wwid", "eui"}});
+    for (const auto &[number, state] : {std::pair(std::string("3"), "dead"), {"4", "live"}, {"5", "dead"}}) {
+        const std::string controller = kPci + "0" + number + ".0/nvme/nvme" + number, path = "nvme0c" + number + "n1";
+        add(path, controller, {{"state", state}, {"block/" + path + "/hidden", "1"}});
+        g_stock_root.link("../../../.." + controller.substr(4), subsystem + "/nvme" + number);
     }
-    g_stock_root.write(sata('f' - 'a', 1) + "/state", "transport-offline\n"); // given up, and without a size
-    g_stock_root.write(sata('f' - 'a', 1) + "/block/sdf/diskseq", "7\n");
-    const std::string controller = kPci + "05.0/nvme/nvme3",
-                      subsystem = "/sys/devices/virtual/nvme-subsystem/nvme-subsys0";
-    g_stock_root.write(controller + "/state", "live\n");
-    add("nvme0c3n1", controller);
-    g_stock_root.write(controller + "/block/nvme0c3n1/hidden", "1\n");
-    add("nvme0n1", subsystem);
-    g_stock_root.link("../../../.." + controller.substr(4), subsystem + "/nvme3");
-    const std::string expander = kPci + "08.0/host4/port-4:0/expander-4:0",
+    const std::string expander = kPci + "10.0/host4/port-4:0/expander-4:0",
                       end = expander + "/port-4:0:7/end_device-4:0:7";
     g_stock_root.write(expander + "/sas_device/expander-4:0/sas_address", "0x5001\n");
     g_stock_root.write(end + "/sas_device/end_device-4:0:7/phy_identifier", "3\n");
-    add("sdg", end + "/target4:0:9/4:0:9:0");
+    add("sdg", end + "/target4:0:9/4:0:9:0", {{"vpd_pg80", "page"}});
 
     std::vector<TBlockDevice> devices;
     ASSERT_EQ(block_devices(&devices), 0);
     std::string found;
     for (const TBlockDevice &device : devices)
-        found += device.name + " " + device.port + "\n";
-    EXPECT_EQ(found, "nvme0n1 /devices/pci0000:00/0000:00:05.0/n1\n"
-                     "sdg /devices/pci0000:00/0000:00:08.0/host4/0x5001/phy3:0\n"
-                     "sdf /devices/pci0000:00/0000:00:1f.2/ata5/0:0:0\n"
-                     "zda /devices/pci0000:00/0000:00:1f.2/ata10/0:0:0\n"
-                     "zdb /devices/pci0000:00/0000:00:1f.2/ata10/0:0:0/zdb\n"
-                     "mmcblk0 /devices/platform/emmc/mmc_host/mmc0\n");
-    EXPECT_EQ(devices[2].identity, devices[2].port + "\n7\n"); // has no serial number
+        found += device.name + " " + device.port + " " + device.model + " " + device.identity + " " + device.state +
+                 (device.suspended ? "suspended\n" : "\n");
+    EXPECT_EQ(found, "nvme0n1 /devices/pci0000:00/0000:00:03.0/n1 Disk eui live\n"
+                     "sdg /devices/pci0000:00/0000:00:10.0/host4/0x5001/phy3:0 Disk page \n"
+                     "sdf /devices/pci0000:00/0000:00:1f.2/ata5/0:0:0 Disk "
+                     "/devices/pci0000:00/0000:00:1f.2/ata5/0:0:0\n7\n transport-offlinesuspended\n"
+                     "zda /devices/pci0000:00/0000:00:1f.2/ata10/0:0:0 Disk shared \n"
+                     "zdb /devices/pci0000:00/0000:00:1f.2/ata10/0:0:0/zdb Disk shared\n"
+                     "/devices/pci0000:00/0000:00:1f.2/ata10/0:0:0/zdb \n"
+                     "mmcblk0 /devices/axi/emmc/mmc_host/mmc0 CARD cid \n");
 }
 
 TEST(BlockPort, OmitsNumbersThatCountUpAtEachPlug)
@@ -120,6 +122,8 @@ TEST(BlockPort, OmitsNumbersThatCountUpAtEachPlug)
              {"/p/virtio3", "/p"},
              {"/p/host0/target0:2:7/0:2:7:0", "/p/host0/0:2:7:0"}, // a card's own hosts are kept
              {"/block/sda/device", "/block/sda/device"},
+             {"/ata1/host/ata2/hostx/12/host6/1-2x:1.0/host6/x1-2:1.0/host6/1:1-0/host6",
+              "/ata1/host/ata2/hostx/12/host6/1-2x:1.0/host6/x1-2:1.0/host6/1:1-0/host6"},
              {"", ""}})
         EXPECT_EQ(block_port(path), port);
 }
@@ -127,15 +131,14 @@ TEST(BlockPort, OmitsNumbersThatCountUpAtEachPlug)
 TEST(BlockStatus, PutsTheTransportBeforeTheDisksOwnHealth)
 {
     const TSmartReading unknown, good = {true, 1, false}, worn = {true, 1, true}, bad = {false, 1, true};
-    for (const auto &[state, reading, status] : {std::tuple("", unknown, 0),
-                                                 {"running", good, 0},
-                                                 {"live", worn, 1},
-                                                 {"blocked", bad, 2},
-                                                 {"offline", good, 2},
-                                                 {"transport-offline", good, 2},
-                                                 {"dead", good, 2},
-                                                 {"deleting", bad, -1}})
-        EXPECT_EQ(block_status(state, reading), status) << state;
+    for (const char *state : {"cancel", "deleted", "deleting"})
+        EXPECT_EQ(block_status(state, bad), -1) << state;
+    for (const char *state : {"offline", "transport-offline", "dead"})
+        EXPECT_EQ(block_status(state, good), 2) << state;
+    EXPECT_EQ(block_status("", unknown), 0);
+    EXPECT_EQ(block_status("running", good), 0);
+    EXPECT_EQ(block_status("live", worn), 1);
+    EXPECT_EQ(block_status("blocked", bad), 2);
 }
 
 /* One test, as the numbers of ports and the readings of disks live as long as the process. */
@@ -144,7 +147,8 @@ TEST(Disks, AreNumberedByPortAndOnlyReadByTheCheck)
     empty_sysfs();
     g_stock_root.tool("/usr/sbin/smartctl", "echo \"$3 $6\" >>$VELOMOND_ROOT/asked\ncat $VELOMOND_ROOT/answers$6\n");
     for (const int port : {11, 12, 13, 14})
-        add(std::string("sd") + static_cast<char>('a' + port - 11), sata(port, port), "naa.500" + std::to_string(port));
+        add(std::string("sd") + static_cast<char>('a' + port - 11), sata(port, port),
+            {{"wwid", "naa.500" + std::to_string(port)}});
     g_stock_root.write(sata(11, 11) + "/model", "GOOD \"DISK\"    \n");
 
     /* The flag's listing queries no disk, even after that of a check; the check's does. */
@@ -161,6 +165,7 @@ TEST(Disks, AreNumberedByPortAndOnlyReadByTheCheck)
     /* sdb reports no hours, sdc cannot be read, sdd has no SMART; number 0 is no disk. */
     t_storage_enclosure_info host;
     EXPECT_EQ(PAL_storage_get_enclosure_list({}, {77}, host), 0U);
+    EXPECT_EQ(host.enclosure_count, 1);
     EXPECT_EQ(host.disk_count, 5);
     t_storage_smart_info smart = {7, 7};
     for (const int number : {0, -1, 4, 5, 100000})
@@ -180,11 +185,11 @@ TEST(Disks, AreNumberedByPortAndOnlyReadByTheCheck)
     g_stock_root.remove("/sys/block/sda");
     g_stock_root.remove(sata(11, 11));
     EXPECT_EQ(listed(), others);
-    add("sdaa", sata(11, 99), "naa.new");
-    add("sdx", sata(9, 50), "naa.50011"); // a port that comes before the others
+    add("sdaa", sata(11, 99), {{"wwid", "naa.new"}});
+    add("sdx", sata(9, 50), {{"wwid", "naa.50011"}}); // a port that comes before the others
     EXPECT_EQ(listed(), "disk_01 Disk (/dev/sdaa) 0\n" + others + "disk_05 Disk (/dev/sdx) 2\n");
     t_storage_disk_list list;
-    EXPECT_NE(PAL_storage_get_disk_list({}, {1}, list), 0U);
+    EXPECT_EQ(PAL_storage_get_disk_list({}, {1}, list), static_cast<uint32_t>(ENODEV));
 
     const std::atomic<bool> stop = true;
     platform_interrupt_on(&stop); // a listing with half of the states would be a finding
@@ -199,7 +204,9 @@ TEST(Disks, AreNumberedByPortAndOnlyReadByTheCheck)
     EXPECT_EQ(asked(), "never /dev/sdaa\n");
     EXPECT_EQ(PAL_storage_get_disk_smart_info({}, {2}, smart), static_cast<uint32_t>(ENXIO));
     g_stock_root.remove("/sys/block");
-    EXPECT_NE(PAL_storage_get_disk_list({}, {}, list), 0U);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(PAL_storage_get_disk_list({}, {}, list), static_cast<uint32_t>(ENOENT));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "the disks cannot be listed: No such file or directory\n");
 }
 
 } // namespace

@@ -75,6 +75,10 @@ TEST_F(ShmRecord, RecoversFromWhatACrashLeft)
     EXPECT_EQ(get(), 0);
     EXPECT_EQ(set(4), 0);
     EXPECT_EQ(get(), 4);
+    const TFd fd(shm_open(m_name.c_str(), O_RDWR, 0));
+    uint32_t words[11] = {};
+    EXPECT_EQ(read(fd.get(), words, sizeof(words)), 40);
+    EXPECT_EQ(std::vector(words, words + 10), (std::vector<uint32_t>{0x564d4f4e, 1, 1, 0, 0, 0, 0, 4, 4, 4}));
 
     leave({kShmMagic, kShmVersion, 6, {{5, 5, 5}, {6, 0, 4}}}, sizeof(TShmSegment)); // the 7th was being written
     EXPECT_EQ(get(), 5);
@@ -95,10 +99,13 @@ TEST_F(ShmRecord, IsTakenFromItsOwnerOrRootOnly)
     EXPECT_EQ(shm_record_get(m_name.c_str(), &record), -EPERM);
     rlimit limit = {};
     (void)getrlimit(RLIMIT_NOFILE, &limit);
-    const rlimit none = {0, limit.rlim_max};
+    const rlimit none = {3, limit.rlim_max};
+    testing::internal::CaptureStderr();
     (void)setrlimit(RLIMIT_NOFILE, &none);
     EXPECT_EQ(set(2), -EMFILE);
+    EXPECT_EQ(velomond_shm_get(&record), -EMFILE);
     (void)setrlimit(RLIMIT_NOFILE, &limit);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "shared memory /velomond cannot be read: Too many open files\n");
     EXPECT_EQ(set(2), -EPERM); // those that it makes are another's as well
     g_owner.reset();
     EXPECT_EQ(shm_unlink((m_name + kShmLockSuffix).c_str()), -1); // it has made way
@@ -106,7 +113,7 @@ TEST_F(ShmRecord, IsTakenFromItsOwnerOrRootOnly)
 
 TEST_F(ShmRecord, AFolderInTheWayIsRemovedWhereItIsEmpty)
 {
-    for (const std::string &name : {m_name, m_name + kShmLockSuffix}) {
+    for (const std::string &name : {m_name, m_name + ".lock"}) {
         const std::string folder = "/dev/shm" + name;
         (void)shm_unlink(name.c_str());
         ASSERT_EQ(mkdir(folder.c_str(), 0755), 0);

@@ -70,8 +70,8 @@ private:
                 char request[64];
                 if (!answer.empty() && read(STDIN_FILENO, request, sizeof(request)) > 0)
                     dprintf(STDOUT_FILENO, "%s", answer.c_str());
-                else if (smart_helper_serve() != 0)
-                    dprintf(STDERR_FILENO, "failed\n");
+                else if (const int result = smart_helper_serve(); result != 0)
+                    dprintf(STDERR_FILENO, "failed %d\n", result);
                 _exit(0);
             }
             close(client);
@@ -90,7 +90,7 @@ int ask(const std::string &device, std::string *document, int timeout_s = kLimit
 
 TEST(SmartHelper, AcceptsTheNameOfOneDevice)
 {
-    for (const std::string name : {"sda", "nvme0", "nvme10n1", "mmcblk0", "wake", "a234567890123456789012345678901"}) {
+    for (const std::string name : {"xvda", "nvme0", "nvme10n1", "mmcblk0", "wake", "a234567890123456789012345678901"}) {
         EXPECT_EQ(smart_request_parse(name + "\n").device, name);
         EXPECT_FALSE(smart_request_parse(name + "\n").may_wake);
         EXPECT_EQ(smart_request_parse("wake " + name + "\n").device, name);
@@ -110,7 +110,9 @@ TEST(SmartHelper, ReadsTheDevicesThatTheKernelKnowsOneAtATime)
         g_stock_root.remove(path);
     g_stock_root.write("/sys/class/block/sda/dev", "8:0\n");
     g_stock_root.write("/sys/class/block/sdb/dev", "8:16\n");
-    g_stock_root.write("/sys/class/nvme/nvme0/dev", "240:0\n");
+    g_stock_root.write("/sys/class/block/sdc/dev", "8:32\n");
+    const std::string longest = "nvme012345678901234567890123456";
+    g_stock_root.write("/sys/class/nvme/" + longest + "/dev", "240:0\n");
     EXPECT_EQ(ask("sda", &document), -ENOENT); // no helper
     testing::internal::CaptureStderr();
     {
@@ -120,23 +122,26 @@ TEST(SmartHelper, ReadsTheDevicesThatTheKernelKnowsOneAtATime)
             EXPECT_EQ(ask(name, &document), -EAGAIN);
         EXPECT_EQ(THelper::ask_half("sda"), "");
         EXPECT_EQ(ask("sda", &document), 127); // no smartctl
-        g_stock_root.tool("/usr/sbin/smartctl", "while [ -e $VELOMOND_ROOT/hangs ]; do sleep 0.05; done\n"
-                                                "case $6 in */sdb) exec head -c 20000 /dev/zero;; esac\n"
-                                                "cat; echo $*; exit 4\n");
+        g_stock_root.tool("/usr/sbin/smartctl",
+                          "while [ -e $VELOMOND_ROOT/hangs ]; do sleep 0.05; done\n"
+                          "case $6 in */sdb) exec head -c 20000 /dev/zero;; *c) kill -9 $$;; esac\n"
+                          "cat; echo $*; exit 4\n");
         EXPECT_EQ(ask("sdb", &document), -EFBIG);
+        EXPECT_EQ(ask("sdc", &document), 128 + 9);
         for (const auto &[end, status] : std::vector<std::pair<std::string, int>>{
                  {"256\n", -EAGAIN}, {"-1\n", -EAGAIN}, {"x\n", -EAGAIN}, {"4", -EAGAIN}, {"255\n", 255}, {"0\n", 0}}) {
-            g_stock_root.write("/answer", "{}\nexit " + end);
+            g_stock_root.write("/answer", end[0] + std::string("\nexit ") + end);
             EXPECT_EQ(ask("sda", &document), status) << end;
-            EXPECT_EQ(document, status < 0 ? "" : "{}");
+            EXPECT_EQ(document, status < 0 ? "" : end.substr(0, 1));
         }
         g_stock_root.remove("/answer");
         EXPECT_EQ(ask("sda", &document), 4);
         EXPECT_EQ(document, "--json -n standby -H -iA /dev/sda\n");
-        EXPECT_EQ(smart_socket_ask("nvme0", true, kLimits, &document), 4);
-        EXPECT_EQ(document, "--json -n never -H -iA /dev/nvme0\n");
+        EXPECT_EQ(smart_socket_ask(longest, true, kLimits, &document), 4);
+        EXPECT_EQ(document, "--json -n never -H -iA /dev/" + longest + "\n");
 
         EXPECT_EQ(smart_document("sdz", false, &document), -EAGAIN); // with a helper, no child is started
+        EXPECT_EQ(document, "");
 
         g_stock_root.write("/hangs", "");
         const TAtMost limit(4000);
@@ -144,14 +149,14 @@ TEST(SmartHelper, ReadsTheDevicesThatTheKernelKnowsOneAtATime)
         EXPECT_EQ(ask("sda", &document), -EAGAIN); // the previous one is still running
         {
             const TStopSoon stop;
-            EXPECT_EQ(ask("nvme0", &document), -EINTR);
+            EXPECT_EQ(ask(longest, &document), -EINTR);
         }
         g_stock_root.remove("/hangs");
     }
-    const std::string unnamed = "no such device: []\nfailed\n", unknown = "no such device: [sdz]\nfailed\n";
+    const std::string unnamed = "no such device: []\nfailed 1\n", unknown = "no such device: [sdz]\nfailed 1\n";
     EXPECT_EQ(testing::internal::GetCapturedStderr(), unknown + unnamed + unnamed + unnamed + unnamed +
                                                           "/usr/sbin/smartctl: No such file or directory\n" + unknown +
-                                                          "sda is still being read\nfailed\n");
+                                                          "sda is still being read\nfailed 1\n");
     EXPECT_EQ(ask("sda", &document), -ENOENT); // a stale socket file
     EXPECT_EQ(smart_document("sdz", true, &document), 4);
     EXPECT_EQ(document, "--json -n never -H -iA /dev/sdz\n");

@@ -1,6 +1,7 @@
 #include "platform/stock/storage/volumes.h"
 
 #include <array>
+#include <cerrno>
 #include <gtest/gtest.h>
 
 #include "platform/pal.h"
@@ -15,9 +16,10 @@ TEST(Volumes, AreTheSectionsWithAMountPoint)
     for (const auto &[id, one] : volumes_of(
              ini_parse_text("[VOL_10]\nmountPoint=/b//\nvolName=B\n[VOL_2]\nmountPoint=/\n[VOL_3]\nvolName=none\n"
                             "[VOL_04]\nmountPoint=/x\n[VOL_]\nmountPoint=/x\n[VOL_-1]\nmountPoint=/x\n"
+                            "[VOL_0]\nmountPoint=/z\n[XVOL]\nmountPoint=/x\n"
                             "[VOL_99999999999]\nmountPoint=/x\n[VOL_5]\nmountPoint=relative\n")))
         found += std::to_string(id == one.id ? id : -1) + " " + one.mount_point + " " + one.name + "\n";
-    EXPECT_EQ(found, "2 / \n10 /b B\n");
+    EXPECT_EQ(found, "0 /z \n2 / \n10 /b B\n");
 }
 
 TEST(Volumes, SpaceIsInBytesAndNeverWraps)
@@ -29,10 +31,9 @@ TEST(Volumes, SpaceIsInBytesAndNeverWraps)
     space.f_bfree = 300;
     space.f_bavail = 250;
     const t_volume_usage usage = volume_usage({7, "name", "/v"}, space);
-    EXPECT_EQ(usage.size_bytes, 4096000);
-    EXPECT_EQ(usage.free_bytes, 300 * 4096); // root's share included
-    EXPECT_EQ(usage.used_bytes, 700 * 4096);
-    EXPECT_EQ(usage.reserved_bytes, 50 * 4096);
+    using TFigures = std::array<int64_t, 5>; // free space includes root's share
+    EXPECT_EQ((TFigures{usage.volume_id, usage.size_bytes, usage.free_bytes, usage.used_bytes, usage.reserved_bytes}),
+              (TFigures{7, 1000 * 4096, 300 * 4096, 700 * 4096, 50 * 4096}));
 
     space.f_blocks = space.f_bfree = UINT64_MAX / 2;
     space.f_bavail = UINT64_MAX; // of a file system that owes space
@@ -89,16 +90,19 @@ protected:
         g_stock_root.folder("/share/one");
         g_stock_root.folder("/share/two");
     }
+    /* Or the error. */
     int status_of(int32_t id)
     {
-        m_info.status = 99;
-        t_storage_disk_vol_info in;
+        t_storage_disk_vol_info in, info;
         in.target_vol_id = id;
-        m_result = PAL_storage_get_volume_info({}, in, m_info);
-        return m_info.status;
+        testing::internal::CaptureStderr();
+        const uint32_t result = PAL_storage_get_volume_info({}, in, info);
+        m_log = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(info.target_vol_id, result == 0 ? id : 0);
+        EXPECT_EQ(info.free_bytes.empty(), result != 0 || info.status == -1); // unknown
+        return result == 0 ? info.status : static_cast<int>(result);
     }
-    uint32_t m_result = 0;
-    t_storage_disk_vol_info m_info;
+    std::string m_log;
 };
 
 TEST_F(VolumeCalls, MeasureMountedVolumesAndOmitTheOthers)
@@ -109,15 +113,13 @@ TEST_F(VolumeCalls, MeasureMountedVolumesAndOmitTheOthers)
     EXPECT_EQ(info.usage[0].texts, (std::vector<std::string>{"One", "/share/one"}));
     EXPECT_GT(info.usage[0].size_bytes, 0);
     EXPECT_EQ(status_of(1), 0);
-    EXPECT_FALSE(m_info.free_bytes.empty());
     EXPECT_EQ(status_of(3), -1);
-    EXPECT_EQ(m_result, 0U);
-    EXPECT_EQ(m_info.free_bytes, ""); // unknown
-    EXPECT_EQ(status_of(4), 99);
-    EXPECT_NE(m_result, 0U);
+    EXPECT_EQ(status_of(4), ENODEV);
 
     g_stock_root.remove("/tarn/etc/volume.conf");
-    EXPECT_NE(PAL_resmon_get_disk_usage({}, {}, info), 0U);
+    EXPECT_EQ(status_of(1), ENOENT);
+    EXPECT_EQ(m_log, "/tarn/etc/volume.conf cannot be used: No such file or directory\n");
+    EXPECT_EQ(PAL_resmon_get_disk_usage({}, {}, info), static_cast<uint32_t>(ENOENT));
     EXPECT_EQ(info.usage.size(), 2U);
 }
 
@@ -136,7 +138,6 @@ TEST_F(VolumeCalls, FindTheArrayUnderPartitionsMappersAndPooledFileSystems)
     g_stock_root.link("../dm-0", "/dev/mapper/pool");
     EXPECT_EQ(status_of(1), -2);
     EXPECT_EQ(status_of(2), -2);
-    EXPECT_FALSE(m_info.free_bytes.empty());
     g_stock_root.write(md1 + "/md/sync_action", "recover\n");
     EXPECT_EQ(status_of(1), 1);
     EXPECT_EQ(status_of(2), 1);
@@ -158,11 +159,7 @@ TEST_F(VolumeCalls, TakeThePoolsStateWhereZfsHasOne)
 
 TEST_F(VolumeCalls, ReportAMissingVolumeOncePerChange)
 {
-    const auto logged = [this](int32_t id) {
-        testing::internal::CaptureStderr();
-        (void)status_of(id);
-        return testing::internal::GetCapturedStderr();
-    };
+    const auto logged = [this](int32_t id) { return status_of(id), m_log; };
     (void)logged(3); // an earlier test may have caused it
     EXPECT_EQ(logged(3), "");
     g_stock_root.folder("/share/none");
@@ -170,8 +167,11 @@ TEST_F(VolumeCalls, ReportAMissingVolumeOncePerChange)
     g_stock_root.remove("/share/none");
     EXPECT_EQ(logged(3), "volume 3 at /share/none is not mounted\n");
     EXPECT_EQ(logged(3), "");
-    (void)logged(4);
-    EXPECT_EQ(logged(4), "");
+    g_stock_root.write("/proc/self/mountinfo", "3 0 8:1 / /share/none rw - ext4 /dev/sda1 rw\n");
+    EXPECT_EQ(logged(3), "volume 3 at /share/none cannot be measured: No such file or directory\n");
+    EXPECT_EQ(status_of(3), ENOENT);
+    EXPECT_EQ(logged(5), "no volume 5 in /tarn/etc/volume.conf\n");
+    EXPECT_EQ(logged(5), "");
 }
 
 } // namespace
