@@ -25,7 +25,7 @@ TEST(Fans, AreReadFromAllChipsAndSummedUp)
          {"/fan0_alarm", "/fan1_input", "/fan2_alarm", "/fan4_input", "/fan6_alarm", "/fan999_alarm"})
         g_stock_root.write(chip + well, "0\n");
     for (const char *set : {"/fan1_fault", "/fan2_input", "/fan5_min_alarm", "/fan6_max_alarm", // and no fans:
-                            "/fan7_min", "/fan_input", "/fan1000_input", "/fan-1_input", "/fan8", "/temp1_input"})
+                            "/fan7_min", "/fan_input", "/fan1000_input", "/fan-1_input", "/fan8", "/pwm8_input"})
         g_stock_root.write(chip + set, "1\n");
     testing::internal::CaptureStderr();
     EXPECT_EQ(PAL_mgr_syshealth_info(nullptr, &info, &text), 0U);

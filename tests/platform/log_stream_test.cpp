@@ -136,18 +136,19 @@ TEST_F(LogStream, ACrashEndsTheProcessAlsoWhenThePipeIsNotRead)
             EXPECT_GE(fcntl(STDERR_FILENO, F_SETPIPE_SZ, 65536), 65536);
         const pid_t child = fork();
         if (child == 0) {
-            (void)diag_com_install_siganl_handler(SIGUSR1, program.c_str(), 0);
-            (void)raise(SIGUSR1);
+            (void)diag_com_install_siganl_handler(SIGUSR2, program.c_str(), 0);
+            (void)raise(SIGUSR2);
             _exit(1);
         }
         int status = 0;
         alarm(60); // ends the program where the child waits for a reader
         EXPECT_EQ(waitpid(child, &status, 0), child);
         alarm(0);
-        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGUSR1);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGUSR2);
     }
-    EXPECT_THAT(read_all(), testing::MatchesRegex("log lines dropped: 1\n\nv{31}: crash signal 10 in thread [^\n]+"
-                                                  "\n([^\n]+\\[0x[0-9a-f]+\\]\n){5,}"));
+    EXPECT_THAT(read_all(),
+                testing::MatchesRegex("log lines dropped: 1\n\nv{31}: crash signal 12 in thread velomond_stock_"
+                                      "\n([^\n]+\\[0x[0-9a-f]+\\]\n){5,}"));
 }
 
 } // namespace

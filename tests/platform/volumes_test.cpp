@@ -14,7 +14,7 @@ TEST(Volumes, AreTheSectionsWithAMountPoint)
 {
     std::string found;
     for (const auto &[id, one] : volumes_of(
-             ini_parse_text("[VOL_10]\nmountPoint=/b//\nvolName=B\n[VOL_2]\nmountPoint=/\n[VOL_3]\nvolName=none\n"
+             ini_parse_text("[VOL_10]\nmountPoint=/b//\nvolName=B\n[VOL_2]\nmountPoint=//\n[VOL_3]\nvolName=none\n"
                             "[VOL_04]\nmountPoint=/x\n[VOL_]\nmountPoint=/x\n[VOL_-1]\nmountPoint=/x\n"
                             "[VOL_0]\nmountPoint=/z\n[XVOL]\nmountPoint=/x\n"
                             "[VOL_99999999999]\nmountPoint=/x\n[VOL_5]\nmountPoint=relative\n")))
