@@ -8,6 +8,7 @@
 
 namespace {
 
+using TTexts = std::map<std::string, std::string>;
 const std::string kPci = "/sys/devices/pci0000:00/0000:00:";
 
 void empty_sysfs()
@@ -17,15 +18,14 @@ void empty_sysfs()
 }
 
 /* A block device in sysfs: its folder in that of its hardware, attributes below that, and links. */
-void add(const std::string &name, const std::string &hardware,
-         const std::map<std::string, std::string> &attributes = {})
+void add(const std::string &name, const std::string &hardware, const TTexts &attributes = {})
 {
     const std::string folder = hardware + "/block/" + name;
     g_stock_root.write(folder + "/size", "1000\n");
     g_stock_root.write(folder + "/removable", "0\n");
     g_stock_root.link("../..", folder + "/device");
     for (const auto &[path, text] : attributes)
-        g_stock_root.write(hardware + "/" + path, text + "\n");
+        g_stock_root.write(hardware + path, text + "\n");
     g_stock_root.link(".." + folder.substr(4), "/sys/block/" + name);
 }
 
@@ -68,7 +68,7 @@ TEST(BlockDevices, AreDisksByTheirLinkAndPlaceNotByTheirName)
     empty_sysfs();
     EXPECT_EQ(listed(), "");
     for (const char *name : {"zda", "zdb"}) // what the kernel puts into one place
-        add(name, sata(10, 0), {{"serial", "shared"}});
+        add(name, sata(10, 0), {{"/serial", "shared"}});
     for (const char *name : {"zd0", "nbd0", "drbd0", "bcache0", "nullb0", "loop0", "ram1", "zram0", "dm-3", "md0"}) {
         g_stock_root.write("/sys/devices/virtual/block/" + std::string(name) + "/size", "1000\n");
         g_stock_root.link("../devices/virtual/block/" + std::string(name), "/sys/block/" + std::string(name));
@@ -76,27 +76,27 @@ TEST(BlockDevices, AreDisksByTheirLinkAndPlaceNotByTheirName)
     add("scsidbg", "/sys/devices/virtual/host9/9:0:0:0");
     add("rbd0", "/sys/devices/rbd/0");
     add("mtdblock0", "/sys/devices/platform/nor/mtd/mtd0");
-    add("fd0", "/sys/devices/platform/floppy.0", {{"block/fd0/removable", "1"}});
+    add("fd0", "/sys/devices/platform/floppy.0", {{"/block/fd0/removable", "1"}});
     for (const char *name : {"mmcblk0", "mmcblk0boot0", "mmcblk0rpmb"})
-        add(name, "/sys/devices/axi/emmc/mmc_host/mmc0/mmc0:0001", {{"name", "CARD"}, {"cid", "cid"}});
-    add("sde", sata(4, 1), {{"block/sde/size", "0"}});
+        add(name, "/sys/devices/axi/emmc/mmc_host/mmc0/mmc0:0001", {{"/name", "CARD"}, {"/cid", "cid"}});
+    add("sde", sata(4, 1), {{"/block/sde/size", "0"}});
     add("sdf", sata(5, 1), // given up, and without a size
-        {{"block/sdf/size", "0"},
-         {"block/sdf/diskseq", "7"},
-         {"state", "transport-offline"},
-         {"power/runtime_status", "suspended"}});
+        {{"/block/sdf/size", "0"},
+         {"/block/sdf/diskseq", "7"},
+         {"/state", "transport-offline"},
+         {"/power/runtime_status", "suspended"}});
     const std::string subsystem = "/sys/devices/virtual/nvme-subsystem/nvme-subsys0";
-    add("nvme0n1", subsystem, {{"block/nvme0n1/wwid", "eui"}});
-    for (const auto &[number, state] : {std::pair(std::string("3"), "dead"), {"4", "live"}, {"5", "dead"}}) {
-        const std::string controller = kPci + "0" + number + ".0/nvme/nvme" + number, path = "nvme0c" + number + "n1";
-        add(path, controller, {{"state", state}, {"block/" + path + "/hidden", "1"}});
-        g_stock_root.link("../../../.." + controller.substr(4), subsystem + "/nvme" + number);
+    add("nvme0n1", subsystem, {{"/block/nvme0n1/wwid", "eui"}});
+    for (const auto &[name, state] : TTexts{{"/nvme3", "dead"}, {"/nvme4", "live"}, {"/nvme5", "dead"}}) {
+        const std::string controller = sata(10, 0) + "/nvme" + name;
+        add(name.substr(1) + "n1", controller, {{"/state", state}, {"/block" + name + "n1/hidden", "1"}});
+        g_stock_root.link("../../../.." + controller.substr(4), subsystem + name);
     }
     const std::string expander = kPci + "10.0/host4/port-4:0/expander-4:0",
                       end = expander + "/port-4:0:7/end_device-4:0:7";
     g_stock_root.write(expander + "/sas_device/expander-4:0/sas_address", "0x5001\n");
     g_stock_root.write(end + "/sas_device/end_device-4:0:7/phy_identifier", "3\n");
-    add("sdg", end + "/target4:0:9/4:0:9:0", {{"vpd_pg80", "page"}});
+    add("sdg", end + "/target4:0:9/4:0:9:0", {{"/vpd_pg80", "page"}});
 
     std::vector<TBlockDevice> devices;
     ASSERT_EQ(block_devices(&devices), 0);
@@ -104,11 +104,11 @@ TEST(BlockDevices, AreDisksByTheirLinkAndPlaceNotByTheirName)
     for (const TBlockDevice &device : devices)
         found += device.name + " " + device.port + " " + device.model + " " + device.identity + " " + device.state +
                  (device.suspended ? "suspended\n" : "\n");
-    EXPECT_EQ(found, "nvme0n1 /devices/pci0000:00/0000:00:03.0/n1 Disk eui live\n"
-                     "sdg /devices/pci0000:00/0000:00:10.0/host4/0x5001/phy3:0 Disk page \n"
+    EXPECT_EQ(found, "sdg /devices/pci0000:00/0000:00:10.0/host4/0x5001/phy3:0 Disk page \n"
                      "sdf /devices/pci0000:00/0000:00:1f.2/ata5/0:0:0 Disk "
                      "/devices/pci0000:00/0000:00:1f.2/ata5/0:0:0\n7\n transport-offlinesuspended\n"
                      "zda /devices/pci0000:00/0000:00:1f.2/ata10/0:0:0 Disk shared \n"
+                     "nvme0n1 /devices/pci0000:00/0000:00:1f.2/ata10/0:0:0/n1 Disk eui live\n"
                      "zdb /devices/pci0000:00/0000:00:1f.2/ata10/0:0:0/zdb Disk shared\n"
                      "/devices/pci0000:00/0000:00:1f.2/ata10/0:0:0/zdb \n"
                      "mmcblk0 /devices/axi/emmc/mmc_host/mmc0 CARD cid \n");
@@ -116,15 +116,15 @@ TEST(BlockDevices, AreDisksByTheirLinkAndPlaceNotByTheirName)
 
 TEST(BlockPort, OmitsNumbersThatCountUpAtEachPlug)
 {
-    for (const auto &[path, port] : std::map<std::string, std::string>{
-             {"/p/usb1/1-2/1-2.4:1.0/host6/target6:0:0/6:0:0:1", "/p/usb1/1-2/1-2.4:1.0/0:0:1"},
-             {"/p/virtio3/host2/target2:0:4/2:0:4:0", "/p/0:4:0"},
-             {"/p/virtio3", "/p"},
-             {"/p/host0/target0:2:7/0:2:7:0", "/p/host0/0:2:7:0"}, // a card's own hosts are kept
-             {"/block/sda/device", "/block/sda/device"},
-             {"/ata1/host/ata2/hostx/12/host6/1-2x:1.0/host6/x1-2:1.0/host6/1:1-0/host6",
-              "/ata1/host/ata2/hostx/12/host6/1-2x:1.0/host6/x1-2:1.0/host6/1:1-0/host6"},
-             {"", ""}})
+    for (const auto &[path, port] :
+         TTexts{{"/p/usb1/1-2/1-2.4:1.0/host6/target6:0:0/6:0:0:1", "/p/usb1/1-2/1-2.4:1.0/0:0:1"},
+                {"/p/virtio3/host2/target2:0:4/2:0:4:0", "/p/0:4:0"},
+                {"/p/virtio3", "/p"},
+                {"/p/host0/target0:2:7/0:2:7:0", "/p/host0/0:2:7:0"}, // a card's own hosts are kept
+                {"/block/sda/device", "/block/sda/device"},
+                {"/ata1/host/ata2/hostx/12/host6/1-2x:1.0/host6/x1-2:1.0/host6/1:1-0/host6",
+                 "/ata1/host/ata2/hostx/12/host6/1-2x:1.0/host6/x1-2:1.0/host6/1:1-0/host6"},
+                {"", ""}})
         EXPECT_EQ(block_port(path), port);
 }
 
@@ -148,7 +148,7 @@ TEST(Disks, AreNumberedByPortAndOnlyReadByTheCheck)
     g_stock_root.tool("/usr/sbin/smartctl", "echo \"$3 $6\" >>$VELOMOND_ROOT/asked\ncat $VELOMOND_ROOT/answers$6\n");
     for (const int port : {11, 12, 13, 14})
         add(std::string("sd") + static_cast<char>('a' + port - 11), sata(port, port),
-            {{"wwid", "naa.500" + std::to_string(port)}});
+            {{"/wwid", "naa.500" + std::to_string(port)}});
     g_stock_root.write(sata(11, 11) + "/model", "GOOD \"DISK\"    \n");
 
     /* The flag's listing queries no disk, even after that of a check; the check's does. */
@@ -167,10 +167,10 @@ TEST(Disks, AreNumberedByPortAndOnlyReadByTheCheck)
     EXPECT_EQ(PAL_storage_get_enclosure_list({}, {77}, host), 0U);
     EXPECT_EQ(host.enclosure_count, 1);
     EXPECT_EQ(host.disk_count, 5);
-    t_storage_smart_info smart = {7, 7};
+    t_storage_smart_info smart;
     for (const int number : {0, -1, 4, 5, 100000})
         EXPECT_EQ(PAL_storage_get_disk_smart_info({}, {number}, smart), 0U);
-    EXPECT_EQ(smart.alert, 7);
+    EXPECT_EQ(smart.alert + smart.power_on_hours, 0);
     EXPECT_EQ(PAL_storage_get_disk_smart_info({}, {1}, smart), 0U);
     EXPECT_EQ(smart.alert, 1);
     EXPECT_EQ(smart.power_on_hours, 30000);
@@ -185,8 +185,8 @@ TEST(Disks, AreNumberedByPortAndOnlyReadByTheCheck)
     g_stock_root.remove("/sys/block/sda");
     g_stock_root.remove(sata(11, 11));
     EXPECT_EQ(listed(), others);
-    add("sdaa", sata(11, 99), {{"wwid", "naa.new"}});
-    add("sdx", sata(9, 50), {{"wwid", "naa.50011"}}); // a port that comes before the others
+    add("sdaa", sata(11, 99), {{"/wwid", "naa.new"}});
+    add("sdx", sata(9, 50), {{"/wwid", "naa.50011"}}); // a port that comes before the others
     EXPECT_EQ(listed(), "disk_01 Disk (/dev/sdaa) 0\n" + others + "disk_05 Disk (/dev/sdx) 2\n");
     t_storage_disk_list list;
     EXPECT_EQ(PAL_storage_get_disk_list({}, {1}, list), static_cast<uint32_t>(ENODEV));

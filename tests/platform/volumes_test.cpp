@@ -33,7 +33,7 @@ TEST(Volumes, SpaceIsInBytesAndNeverWraps)
     const t_volume_usage usage = volume_usage({7, "name", "/v"}, space);
     using TFigures = std::array<int64_t, 5>; // free space includes root's share
     EXPECT_EQ((TFigures{usage.volume_id, usage.size_bytes, usage.free_bytes, usage.used_bytes, usage.reserved_bytes}),
-              (TFigures{7, 1000 * 4096, 300 * 4096, 700 * 4096, 50 * 4096}));
+              (TFigures{7, 4096000, 1228800, 2867200, 204800}));
 
     space.f_blocks = space.f_bfree = UINT64_MAX / 2;
     space.f_bavail = UINT64_MAX; // of a file system that owes space
