@@ -40,6 +40,7 @@ TEST(ConfigReaders, WithoutTheRecordersFileTheDefaultsApplyAndADamagedOneIsAnErr
     EXPECT_EQ(error_for("sch_hour"), 8);
     g_stock_root.write(kFile, "[hdd_health]\nsch_type = weekly\nsch_hour 5\n");
     EXPECT_EQ(error_for("sch_hour"), 2);
+    EXPECT_EQ(__nvrcfg_get_key_value("hdd_health", "sch_hour", out, nullptr), -1);
     EXPECT_EQ(__nvrcfg_get_key_value("hdd_health", "sch_type", out, nullptr), 0);
     EXPECT_EQ(out, "weekly");
 }
