@@ -1,7 +1,10 @@
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 #include <fcntl.h>
+#include <sys/eventfd.h>
 #include <sys/ptrace.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -9,6 +12,7 @@
 #include "base/thread.h"
 #include "platform/kestrel.h"
 #include "platform/raw_socket.h"
+#include "platform/stock/process/call_wait.h"
 #include "platform/stock/process/child_process.h"
 #include "platform/stock_root.h"
 #include "platform/stop_soon.h"
@@ -22,6 +26,9 @@ class ChildProcess : public testing::Test {
 protected:
     ~ChildProcess() override
     {
+        sigset_t blocked;
+        pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+        EXPECT_EQ(sigismember(&blocked, SIGTERM), 0);
         EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was left";
         EXPECT_EQ(errno, ECHILD);
     }
@@ -39,11 +46,17 @@ protected:
 TEST_F(ChildProcess, ReportsHowItEnded)
 {
     const TSignalsHeld held; // in this process, not in the child
+    const auto before = signal(SIGHUP, SIG_IGN);
     /* "exit 0" is not the first: a child that ran in this test's place would pass. */
-    for (const auto &[script, result] : {std::pair("exit 255", 255), {"exit 0", 0}, {"kill -TERM $$", 128 + SIGTERM}}) {
-        (void)output(script);
+    for (const auto &[script, result] : {std::pair("exit 255", 255),
+                                         {"exit 0", 0},
+                                         {"kill -TERM $$", 128 + SIGTERM},
+                                         {"kill -HUP $$", 128 + SIGHUP}}) {
+        EXPECT_EQ(output(script), "");
         EXPECT_EQ(m_result, result) << script;
     }
+    (void)signal(SIGHUP, before);
+    EXPECT_EQ(child_run({kShell, "-c", "exit 5"}, {5, 0, 0, 0}, nullptr), 5); // only stuck ones count
     EXPECT_EQ(kestrel_exec(0, 0, 0, "/nowhere/program", nullptr), -ENOENT);
     EXPECT_EQ(kestrel_exec(0, 0, 0, "/etc/passwd", nullptr), -EACCES);
     EXPECT_EQ(kestrel_popen("/", nullptr), nullptr);
@@ -54,7 +67,7 @@ TEST_F(ChildProcess, GetsItsArgumentsUnchangedNoDescriptorAndAUmaskOfItsOwn)
 {
     const mode_t before = umask(0);
     const TFd open_end(open("/dev/null", O_RDONLY)); // deliberately not close-on-exec
-    const TFd copy(fcntl(open_end.get(), F_DUPFD, 50));
+    const TFd next(dup(open_end.get())), copy(fcntl(open_end.get(), F_DUPFD, 50));
     EXPECT_EQ(
         output("printf '<%s>' \"$@\"; echo err >&2; i=3; while [ $i -lt 64 ]; do [ -e /proc/self/fd/$i ] && echo $i; "
                "i=$((i + 1)); done; umask"),
@@ -65,13 +78,21 @@ TEST_F(ChildProcess, GetsItsArgumentsUnchangedNoDescriptorAndAUmaskOfItsOwn)
 TEST_F(ChildProcess, IsKilledBeyondItsLimitsAndNotWaitedForBeyondItsEnd)
 {
     const TAtMost limit(4000); // the last one alone may take a second
-    EXPECT_TRUE(output("sleep 20 & echo on").ends_with("on\n"));
-    EXPECT_GT(output("head -c 1048576 /dev/zero; sleep 0.1; yes").size(), 1024U * 1024U);
+    EXPECT_EQ(output("sleep 20 & printf x"), "x");
+    EXPECT_EQ(output("head -c 1048577 /dev/zero; sleep 20").size(), 1024U * 1024U + 1);
     EXPECT_EQ(m_result, -EFBIG);
     EXPECT_EQ(output("head -c 1048576 /dev/zero").size(), 1024U * 1024U);
     EXPECT_EQ(m_result, 0);
     std::string text;
-    EXPECT_EQ(child_run({kShell, "-c", "trap '' TERM; sleep 20 & echo $!; wait"}, {1, 100, 0}, &text), -ETIMEDOUT);
+    std::thread waking([] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        call_waits_wake(); // and not by the caller's stop
+    });
+    const clock_t began = clock();
+    EXPECT_EQ(child_run({kShell, "-c", "trap '' TERM; sleep 20 >&- & echo $!; exec >&-; wait"}, {1, 100, 0}, &text),
+              -ETIMEDOUT);
+    EXPECT_LT(clock() - began, CLOCKS_PER_SEC / 5) << "the wait is busy";
+    waking.join();
     const auto is_running = [path = "/proc/" + text.substr(0, text.find('\n')) + "/stat"] {
         std::string stat;
         std::getline(std::ifstream(path), stat);
@@ -79,24 +100,56 @@ TEST_F(ChildProcess, IsKilledBeyondItsLimitsAndNotWaitedForBeyondItsEnd)
     };
     while (is_running()) // what it has started goes with it
         std::this_thread::yield();
-    const TToolTimeLimit tool_limit(1);
-    EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "sleep 20", nullptr), -ETIMEDOUT);
+    for (const bool in_time : {false, true}) {
+        const TToolTimeLimit tool_limit(in_time ? 9 : -1);
+        EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "sleep 0.01; exit 9", nullptr), in_time ? 9 : -ETIMEDOUT);
+    }
+    EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "sleep 0.01; exit 9", nullptr), 9);
+}
+
+TEST_F(ChildProcess, RunsWithoutAFreeDescriptor)
+{
+    testing::internal::CaptureStderr();
+    rlimit before = {};
+    (void)getrlimit(RLIMIT_NOFILE, &before);
+    const TFd last(dup(STDERR_FILENO));
+    for (const auto &[limit, result] : {std::pair(static_cast<rlim_t>(last.get()) + 1, 3), {0, 127}}) {
+        const rlimit low = {limit, before.rlim_max};
+        (void)setrlimit(RLIMIT_NOFILE, &low);
+        EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "exit 3", nullptr), result);
+        EXPECT_EQ(kestrel_popen(kShell, "-c", "exit 3", nullptr), nullptr);
+        EXPECT_EQ(errno, EMFILE);
+        EXPECT_EQ(TCallWait().wait_ms(101), 100);
+    }
+    (void)setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), ""); // a program is not run without its standard input
+    EXPECT_EQ(TCallWait().wait_ms(3'600'001), 3'600'000);
 }
 
 TEST_F(ChildProcess, IsKilledSoonAfterItsCallerIsAskedToStop)
 {
     const TStopSoon stop;
     const TAtMost limit(1500);
-    EXPECT_EQ(child_run({kShell, "-c", "sleep 20"}, {60, 0, 200}, nullptr), -EINTR);
+    const char *const leaves_its_group = "exec perl -e 'setpgrp(0, getpgrp(getppid)); sleep 20'";
+    EXPECT_EQ(child_run({kShell, "-c", leaves_its_group}, {60, 0, 200}, nullptr), -EINTR);
     EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "sleep 0.1; exit 4", nullptr), 4); // within the grace
     EXPECT_EQ(child_run({kShell, "-c", "exit 5"}, {60, 0, 200}, nullptr), -EINTR);   // used up by the first child
+    (void)output("sleep 20");
+    EXPECT_EQ(m_result, -EINTR);
+    std::thread([] { // whose first call this is
+        const std::atomic<bool> stopped = true;
+        platform_interrupt_on(&stopped);
+        EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "sleep 0.01; exit 4", nullptr), 4);
+    })
+        .join();
 }
 
 TEST_F(ChildProcess, EndsTheWaitAlsoWhenSigchldIsIgnored)
 {
     EXPECT_EQ(kestrel_pclose(nullptr), -EINVAL);  // without a child to wait for
     const auto before = signal(SIGCHLD, SIG_IGN); // as some parents leave it set
-    EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "exit 0", nullptr), -ECHILD);
+    (void)output("exit 0");
+    EXPECT_EQ(m_result, -ECHILD);
     (void)signal(SIGCHLD, before);
 }
 
@@ -105,7 +158,7 @@ TEST_F(ChildProcess, EndsTheWaitAlsoWhenSigchldIsIgnored)
 class StuckChildren : public ChildProcess {
 protected:
     static constexpr const char *kTool = "/usr/bin/stuck", *kOther = "/usr/bin/other";
-    static constexpr TChildLimits kLimits = {1, 0, 0}, kOneOfEach = {1, 0, 0, 1, true};
+    static constexpr TChildLimits kLimits = {1, 0, 0};
 
     StuckChildren()
     {
@@ -134,14 +187,6 @@ protected:
         }
         m_tracer = -1;
     }
-    static void get_stuck(const char *tool, std::initializer_list<const char *> each, const TChildLimits &limits)
-    {
-        std::vector<std::thread> callers;
-        for (const char *argument : each)
-            callers.emplace_back([=] { EXPECT_EQ(child_run({tool, argument}, limits, nullptr), -ETIMEDOUT); });
-        for (std::thread &one : callers)
-            one.join();
-    }
 
 private:
     [[noreturn]] static void hold()
@@ -156,26 +201,30 @@ private:
 
 TEST_F(StuckChildren, AreLimitedToFourPerProgramOrOnePerListOfArguments)
 {
-    std::thread other([] { get_stuck(kOther, {"backup"}, kOneOfEach); });
-    get_stuck(kTool, {"1", "2", "3", "4"}, kLimits);
-    other.join();
+    std::vector<std::thread> callers;
+    for (const char *argument : {"1", "2", "3", "4"})
+        callers.emplace_back([=] { EXPECT_EQ(child_run({kTool, argument}, kLimits, nullptr), -ETIMEDOUT); });
+    const TToolTimeLimit one_of_each(1);
+    EXPECT_EQ(kestrel_exec(0, 0, 0, kOther, "backup", nullptr), -ETIMEDOUT);
+    for (std::thread &one : callers)
+        one.join();
     const TAtMost limit(900); // a killed child that does not die takes a second
     testing::internal::CaptureStderr();
     for (const char *argument : {"5", "6"})
         EXPECT_EQ(child_run({kTool, argument}, kLimits, nullptr), -EBUSY);
-    EXPECT_EQ(child_run({kOther, "backup"}, kOneOfEach, nullptr), -EBUSY);
+    EXPECT_EQ(kestrel_exec(0, 0, 0, kOther, "backup", nullptr), -EBUSY);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "/usr/bin/stuck not started: too many earlier ones hang and cannot be killed\n"
               "/usr/bin/stuck not started: too many earlier ones hang and cannot be killed\n"
               "/usr/bin/other not started: too many earlier ones hang and cannot be killed\n");
     g_stock_root.write("/stuck/free", "");
-    EXPECT_EQ(child_run({kOther, "backup", "-c"}, kOneOfEach, nullptr), 7);
+    EXPECT_EQ(kestrel_exec(0, 0, 0, kOther, "backup", "-c", nullptr), 7);
     EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "exit 3", nullptr), 3);
     release();
     for (int i = 0; i < 500 && child_run({kTool, "5"}, kLimits, nullptr) != 7; ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     EXPECT_EQ(child_run({kTool, "5"}, kLimits, nullptr), 7);
-    EXPECT_EQ(child_run({kOther, "backup"}, kOneOfEach, nullptr), 7);
+    EXPECT_EQ(kestrel_exec(0, 0, 0, kOther, "backup", nullptr), 7);
 }
 
 TEST(ConditionWait, KeepsOneSignalForTheNextWait)
@@ -183,8 +232,12 @@ TEST(ConditionWait, KeepsOneSignalForTheNextWait)
     for (const int clock : {0, 1}) {
         vos_cond_t cond;
         ASSERT_EQ(vos_cond_wait_init(&cond, clock), 0);
-        vos_cond_wait_signal(&cond);
-        vos_cond_wait_signal(&cond);
+        (void)TCallWait();
+        const TFd next(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)); // with the number of its descriptor
+        EXPECT_EQ(vos_cond_wait_signal(&cond), 0);
+        EXPECT_EQ(vos_cond_wait_signal(&cond), 0);
+        eventfd_t woken = 0;
+        EXPECT_EQ(eventfd_read(next.get(), &woken), -1) << "a wait that is over is woken";
         EXPECT_EQ(vos_cond_wait(&cond, 0), 0);
         EXPECT_EQ(vos_cond_wait(&cond, 0), ETIMEDOUT);
         std::thread waking([&cond] { vos_cond_wait_signal(&cond); });

@@ -49,16 +49,10 @@ TCallWait::~TCallWait()
     all.events.erase(m_event.get()); // no effect without a descriptor
 }
 
-int TCallWait::fd() const
-{
-    return m_stop_taken ? -1 : m_event.get();
-}
-
 void TCallWait::taken()
 {
     eventfd_t wakeups = 0;
     (void)eventfd_read(m_event.get(), &wakeups);
-    m_stop_taken = platform_interrupted();
 }
 
 int TCallWait::wait_ms(uint64_t time_ms) const

@@ -26,9 +26,8 @@ public:
      * descriptors. */
     void wait(std::initializer_list<int> readable, uint64_t time_ms);
 
-    /* For a library that does its own waiting: readable after a wake-up, until taken(); -1 once the thread has been
-     * asked to stop, or without descriptors. */
-    int fd() const;
+    /* For a library that does its own waiting: readable after a wake-up, until taken(); -1 without descriptors. */
+    int fd() const { return m_event.get(); }
     void taken();
 
     /* The longest wait for something due in that time: shorter without a descriptor for wake-ups. */
@@ -36,7 +35,6 @@ public:
 
 private:
     TFd m_event;
-    bool m_stop_taken = false; // a wake-up came with the stop: what is left of its grace is slept
 };
 
 /* Time since the calling thread was asked to stop, as first seen by one of its calls; 0 without a request, or when it

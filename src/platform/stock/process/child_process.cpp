@@ -109,7 +109,7 @@ int reap(pid_t pid, int *status)
         const pid_t reaped = waitpid(pid, status, WNOHANG);
         if (reaped == pid)
             return 0;
-        if (reaped < 0 && errno != EINTR)
+        if (reaped < 0)
             return errno;
         std::this_thread::sleep_for(kDyingPause);
     }
@@ -120,8 +120,8 @@ int reap(pid_t pid, int *status)
 struct TLaunch {
     std::string program;
     std::vector<char *> argv; // null-terminated
-    int output = -1;          // becomes its standard output; -1: inherits both streams
-    int failure = -1;         // receives the error number of a failed start
+    int output;               // becomes its standard output; -1: inherits both streams
+    int failure;              // receives the error number of a failed start
 };
 
 /* Runs in the child, which may only call async-signal-safe functions: locks of the process are copied as they were,
@@ -189,18 +189,16 @@ int make_pipe(TFd *reading, TFd *writing)
     return 0;
 }
 
-/* Moves the present contents of the pipe to *output. False at its end. */
-bool drain(int pipe_end, std::string *output, size_t max_output)
+/* Moves the present contents of the pipe to *output, up to what exceeds the limit. */
+void drain(int pipe_end, std::string *output, size_t max_output)
 {
     char chunk[kReadChunk];
     while (output->size() <= max_output) {
         const ssize_t got = read(pipe_end, chunk, sizeof(chunk));
-        if (got > 0)
-            output->append(chunk, static_cast<size_t>(got));
-        else
-            return got < 0 && (errno == EAGAIN || errno == EINTR);
+        if (got <= 0)
+            return;
+        output->append(chunk, static_cast<size_t>(got));
     }
-    return true;
 }
 
 /* Waits for the child's end and collects its output. Returns 0, or why it must be killed. */
@@ -216,10 +214,11 @@ int watch_child(pid_t pid, const TChildLimits &limits, int pipe_end, std::string
         const bool gone = waitid(P_PID, static_cast<id_t>(pid), &ended, WEXITED | WNOHANG | WNOWAIT) == 0
                               ? ended.si_pid == pid
                               : errno == ECHILD; // SIGCHLD is ignored, perhaps inherited from our parent
-        if (pipe_end >= 0 && !drain(pipe_end, output, limits.max_output))
-            pipe_end = -1;
-        if (output != nullptr && output->size() > limits.max_output)
-            return -EFBIG;
+        if (output != nullptr) {
+            drain(pipe_end, output, limits.max_output);
+            if (output->size() > limits.max_output)
+                return -EFBIG;
+        }
         if (gone)
             return 0;
         const uint64_t now_ms = current_time_stamp_mono_r();
@@ -243,25 +242,22 @@ int child_run(const std::vector<const char *> &argv, const TChildLimits &limits,
         log_Debug("%s not started: too many earlier ones hang and cannot be killed", argv[0]);
         return -EBUSY;
     }
-    TLaunch launch = {host_path(argv[0]), {}, -1, -1};
-    for (const char *text : argv)
-        launch.argv.push_back(const_cast<char *>(text)); // execve does not modify them
-    launch.argv.push_back(nullptr);
-    TFd reading, writing, failed, failing;
-    (void)make_pipe(&failed, &failing); // without it, a failed start shows as an exit status
+    TFd reading, writing, failed, failing; // with our writing end open, a child that closes its own does not wake us
+    (void)make_pipe(&failed, &failing);    // without it, a failed start shows as an exit status
     int error = 0;
     if (output != nullptr) {
         output->reserve(limits.max_output + kReadChunk); // an exception later would leave the child running
         error = make_pipe(&reading, &writing);
     }
-    launch.output = writing.get();
-    launch.failure = failing.get();
+    TLaunch launch = {host_path(argv[0]), {}, writing.get(), failing.get()};
+    for (const char *text : argv)
+        launch.argv.push_back(const_cast<char *>(text)); // execve does not modify them
+    launch.argv.push_back(nullptr);
     pid_t pid = -1;
     if (error == 0)
         error = start(launch, &pid);
     if (error != 0)
         return -error;
-    writing = TFd(); // with our end open the pipe would not end
 
     const int killed_for = watch_child(pid, limits, reading.get(), output);
     if (killed_for != 0) {
