@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "base/fd.h"
+#include "platform/stock/process/call_wait.h"
 #include "platform/time_stamp.h"
 
 /* Plain sockets, for messages that no proper library would send. */
@@ -130,6 +131,7 @@ private:
     {
         const TRawSocket client(m_listener.accept_one());
         (void)client.hear([](const std::string &request) { return !request.empty(); });
+        call_waits_wake(); // as other threads do at any time
         bool heard = client.say(answer);
         for (size_t i = 0; i < filler_kib && heard; ++i)
             heard = client.say(std::string(1024, 'x'));

@@ -8,66 +8,15 @@
 
 namespace {
 
-long long create(int port, int hub_port, int workers = 2)
+long long create(int port, int hub_port)
 {
-    return ssci_server_create("svc", "localhost", port, workers, "localhost", hub_port, false, 0, "");
+    return ssci_server_create("svc", "localhost", port, 1, "localhost", hub_port, false, 0, "");
 }
 
-std::string ask(int port, const char *path)
+std::string ask(int port, const char *path) // the result and the answer
 {
-    std::string answer = "none";
-    (void)ssci_GET_request("localhost", port, path, {}, &answer, 5);
-    return answer;
-}
-
-TEST(SsciServer, ServesItsRoutesWhileItIsStartedWhateverTheHubDoes)
-{
-    using TAnswer = std::shared_ptr<httpserver::http_response>;
-    const common_http_resource route("/svc/route", [](const httpserver::http_request &) -> TAnswer {
-        return std::make_shared<ssci_response>("got");
-    });
-    const auto health = [](char *buffer, size_t size) {
-        return strncpy(buffer, "health", size) != nullptr; // fills all of a short buffer
-    };
-    const common_service_resource service("svc", health, 4);
-    const int port = free_port();
-    const TListener hanging; // accepts the connection and sends nothing
-    for (const int hub_port : {hanging.port(), free_port()}) {
-        ASSERT_EQ(create(port, hub_port), 0);
-        EXPECT_EQ(ask(port, "/svc/route"), "none");
-        for (int i = 0; i < 2; ++i) {
-            ASSERT_EQ(ssci_server_start(), 0);
-            EXPECT_EQ(ask(port, "/svc/route"), "got");
-            EXPECT_EQ(ask(port, "/svc/health"), "heal");
-            EXPECT_NE(ssci_server_start(), 0);
-            EXPECT_NE(create(port, hub_port), 0);
-            const TAtMost limit(1000);
-            EXPECT_EQ(ssci_server_stop(), 0);
-            EXPECT_EQ(ask(port, "/svc/route"), "none");
-        }
-        EXPECT_EQ(ssci_server_destory(), 0);
-    }
-}
-
-TEST(SsciServer, IsHarmlessAfterAFailedStart)
-{
-    EXPECT_NE(create(free_port(), 0), 0);
-    EXPECT_NE(create(free_port(), 1, 0), 0);
-    const TListener taken;
-    for (const int port : {0, taken.port()}) {
-        EXPECT_EQ(create(port, 1) == 0, port != 0);
-        EXPECT_NE(ssci_server_start(), 0);
-        EXPECT_EQ(ssci_server_stop(), 0);
-        EXPECT_EQ(ssci_server_destory(), 0);
-    }
-}
-
-TEST(HubPresence, AHubThatIsAwayIsAskedEverLessOften)
-{
-    std::vector<uint64_t> waits_s;
-    for (const unsigned failures : {0U, 1U, 2U, 3U, 4U, 5U, 100U, UINT_MAX})
-        waits_s.push_back(hub_wait_ms(failures) / 1000);
-    EXPECT_EQ(waits_s, (std::vector<uint64_t>{30, 10, 20, 40, 60, 60, 60, 60}));
+    std::string answer;
+    return std::to_string(ssci_GET_request("localhost", port, path, {}, &answer, 2)) + answer;
 }
 
 /* Takes one request after the other, when the test says so. */
@@ -101,12 +50,83 @@ private:
     TRawSocket m_client{TFd()}; // the last one; without an answer it hangs
 };
 
+TEST(SsciServer, ServesItsRoutesWhileItIsStartedWhateverTheHubDoes)
+{
+    using TAnswer = std::shared_ptr<httpserver::http_response>;
+    static const int port = free_port();
+    const common_http_resource route("/svc/route", [](const httpserver::http_request &) -> TAnswer {
+        return std::make_shared<ssci_response>("got");
+    });
+    const common_http_resource dump("/sysmonService/statistics_dump", [](const httpserver::http_request &) -> TAnswer {
+        return std::make_shared<ssci_response>(ask(port, "/svc/health")); // while it waits, others are served
+    });
+    const auto health = [](char *buffer, size_t size) {
+        return strncpy(buffer, "health", size) != nullptr; // fills all of a short buffer
+    };
+    const common_service_resource service("svc", health, 4);
+    const common_service_resource ill(
+        "ill", [](char *, size_t) { return false; }, 4);
+    const std::string registration = "PUT /nameserver/services/svc " + hub_address_text("localhost", port);
+    testing::internal::CaptureStderr();
+    for (const bool has_hub : {true, false}) {
+        THub hub;
+        const int hub_port = has_hub ? hub.peer().port : free_port();
+        ASSERT_EQ(create(port, hub_port), 0);
+        EXPECT_EQ(ask(port, "/svc/route"), "3");
+        for (int i = 0; i < 2; ++i) {
+            ASSERT_EQ(ssci_server_start(), 0);
+            EXPECT_EQ(hub.take(THub::kNoAnswer, has_hub ? 2000 : 0), has_hub ? registration : "nothing");
+            for (const auto &[path, answer] : {std::pair("/svc/route", "0got"),
+                                               {"/svc/health", "0heal"},
+                                               {"/ill/health", "2"},
+                                               {"/sysmonService/statistics_dump", "00heal"}})
+                EXPECT_EQ(ask(port, path), answer) << path;
+            EXPECT_EQ(ssci_server_start(), EALREADY);
+            EXPECT_EQ(create(port, hub_port), EEXIST);
+            const TAtMost limit(1000);
+            EXPECT_EQ(ssci_server_stop(), 0);
+            EXPECT_EQ(ask(port, "/svc/route"), "3");
+        }
+        EXPECT_EQ(ssci_server_destory(), 0);
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(SsciServer, RejectsWrongArgumentsAndIsHarmlessAfterAFailedStart)
+{
+    const TListener taken;
+    for (const auto &[name, host, port, workers, hub_host, hub_port, result] :
+         {std::tuple("svc", "localhost", taken.port(), 1, "localhost", 1, 0),
+          {"svc", "127.0.0.1", taken.port(), 64, "127.0.0.1", 65535, 0},
+          {nullptr, "localhost", 80, 1, "localhost", 1, EINVAL},
+          {"", "localhost", 80, 1, "localhost", 1, EINVAL},
+          {"svc", nullptr, 80, 1, "localhost", 1, EINVAL},
+          {"svc", "localhost", 0, 1, "localhost", 1, EINVAL},
+          {"svc", "localhost", 80, 0, "localhost", 1, EINVAL},
+          {"svc", "localhost", 80, 65, "localhost", 1, EINVAL},
+          {"svc", "localhost", 80, 1, "10.0.0.1", 1, EINVAL}}) {
+        EXPECT_EQ(ssci_server_create(name, host, port, workers, hub_host, hub_port, false, 0, ""), result);
+        EXPECT_EQ(ssci_server_start(), result != 0 ? EINVAL : EADDRINUSE);
+        EXPECT_EQ(ssci_server_stop(), 0);
+        EXPECT_EQ(ssci_server_destory(), 0);
+    }
+}
+
+TEST(HubPresence, AHubThatIsAwayIsAskedEverLessOften)
+{
+    std::vector<uint64_t> waits_s;
+    for (const unsigned failures : {0U, 1U, 2U, 3U, 4U, 5U, 100U, UINT_MAX})
+        waits_s.push_back(hub_wait_ms(failures) / 1000);
+    EXPECT_EQ(waits_s, (std::vector<uint64_t>{30, 10, 20, 40, 60, 60, 60, 60}));
+}
+
 TEST(HubTexts, AreAsTheHubReadsThem)
 {
     EXPECT_EQ(hub_address_text("localhost", 10191), R"({"host":"localhost","port":10191})");
     EXPECT_EQ(hub_route_text("/a\"b"), R"({"route":"\/a\"b"})");
     EXPECT_EQ(hub_notice_text("svc", 1, -2, "t\n", 3),
               R"({"session":"svc","category":1,"code":-2,"text":"t\n","level":3})");
+    EXPECT_EQ(hub_peer().host + std::to_string(hub_peer().port), "127.0.0.110182");
     THttpPeer peer = {"", 0};
     for (const char *text : {R"({"host":"localhost","port":0})", R"({"host":"localhost","port":65536})",
                              R"({"host":"localhost"})", R"({"host":null,"port":80})", R"({"port":80})"})
@@ -118,20 +138,36 @@ TEST(HubTexts, AreAsTheHubReadsThem)
     }
 }
 
+std::vector<unsigned> g_failures; // before each pause
+size_t g_puts = 0;                // to be made
+
 TEST(HubPresence, IsTakenBackAtTheEndWhereTheHubTookIt)
 {
-    for (const int status : {200, 299, 300, 500, THub::kNoAnswer}) {
-        SCOPED_TRACE(status);
+    using TList = std::vector<int>;
+    for (const auto &[answers, failures, taken, log] : {std::tuple(TList{200}, std::vector<unsigned>{0}, true, ""),
+                                                        {{299}, {0}, true, ""},
+                                                        {{300}, {1}, false, ""},
+                                                        {{THub::kNoAnswer}, {1}, false, ""},
+                                                        {{500, 200, 500, 500}, {1, 0, 1, 2}, true, "hub: lost /x\n"}}) {
+        SCOPED_TRACE(answers[0]);
+        testing::internal::CaptureStderr();
+        g_failures.clear();
+        g_puts = answers.size();
         THub hub;
-        THubPresence presence(hub.peer(), "/x", "{}");
+        THubPresence presence(hub.peer(), "/x", "{}", [](unsigned count) -> uint64_t {
+            g_failures.push_back(count);
+            return g_failures.size() < g_puts ? 0 : 60'000;
+        });
         ASSERT_EQ(presence.start("test"), 0);
-        EXPECT_EQ(hub.take(status), "PUT /x {}");
+        for (const int answer : answers)
+            EXPECT_EQ(hub.take(answer), "PUT /x {}");
         const TAtMost limit(1000);
         presence.request_stop();
-        const bool taken = status == 200 || status == 299;
-        EXPECT_TRUE(!taken || hub.take(status == 200 ? 200 : THub::kNoAnswer) == "DELETE /x ");
+        EXPECT_TRUE(!taken || hub.take(answers[0] == 299 ? THub::kNoAnswer : 200) == "DELETE /x ");
         presence.join();
         EXPECT_EQ(hub.take(200, 0), "nothing");
+        EXPECT_EQ(g_failures, failures);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), log);
     }
 }
 
@@ -169,18 +205,20 @@ TEST(NoticeSender, DeliversInOrderWhateverTheHubDoesAndSendsEqualOnesInARowOnce)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "notice dropped, 3 are queued for the hub: 1\n");
 }
 
-TEST(NoticeSender, EndsInTimeWithAHubThatHangs)
+TEST(NoticeSender, QueuesSomeAndEndsInTimeWithAHubThatHangs)
 {
     THub hub;
     testing::internal::CaptureStderr();
     const TAtMost limit(1500);
     {
-        TNoticeSender sender(hub.peer(), {.queued = 3, .call_ms = 60'000, .farewell_ms = 50});
+        TNoticeSender sender(hub.peer(), {.call_ms = 60'000, .farewell_ms = 50});
         EXPECT_EQ(sender.send("a"), 0);
         EXPECT_EQ(hub.take(THub::kNoAnswer), kPost + "a");
-        EXPECT_EQ(sender.send("b"), 0);
+        for (int i = 0; i < 33; ++i)
+            EXPECT_EQ(sender.send(std::to_string(i)), 0);
     }
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "1 notices dropped: the hub did not accept them in time\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "notice dropped, 32 are queued for the hub: 0\n"
+                                                      "32 notices dropped: the hub did not accept them in time\n");
     const TNoticeSender unused(hub.peer(), TNoticeLimits());
 }
 

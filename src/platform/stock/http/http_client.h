@@ -19,8 +19,8 @@ struct THttpCall {
 };
 
 struct THttpAnswer {
-    int error = 0; // of libcurl; CURLE_ABORTED_BY_CALLBACK: cancelled. The rest is only valid without an error
-    long status = 0;
+    int error; // of libcurl; CURLE_ABORTED_BY_CALLBACK: cancelled. The rest is only valid without an error
+    long status;
     std::string body;
 
     bool is_success() const { return error == 0 && status >= 200 && status < 300; }

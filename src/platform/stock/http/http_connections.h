@@ -44,9 +44,9 @@ struct THttpConnection {
 
 /* How long one phase of a client may last. */
 struct THttpPatience {
-    uint64_t usual_ms = 10'000;
-    uint64_t crowded_ms = 500; // while there may be no room for others
-    unsigned crowd = 96;       // from this many connections on
+    uint64_t usual_ms;
+    uint64_t crowded_ms; // while there may be no room for others
+    unsigned crowd;      // from this many connections on
 };
 
 /* The connected clients, to disconnect those that take too long: the library under the server only limits silence, a

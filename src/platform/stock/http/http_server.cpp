@@ -23,7 +23,6 @@
 #include "platform/stock/http/http_connections.h"
 #include "platform/stock/http/mhd_request.h"
 #include "platform/stock/hub/waiting_calls.h"
-#include "platform/stock/process/call_wait.h"
 
 using TMhdResponse = std::shared_ptr<httpserver::http_response>;
 
@@ -41,9 +40,9 @@ struct THttpServer::TState {
     THttpConnections connections;
     TBackgroundThread reaper;
     TWaitingCalls waiting_calls;
-    std::atomic<unsigned> turned_away{0}; // request threads with t_turned_away set
-    std::atomic<bool> started{false};
-    std::atomic<bool> stopping{false};
+    std::atomic<unsigned> turned_away; // request threads with t_turned_away set
+    std::atomic<bool> started;
+    std::atomic<bool> stopping;
     MHD_Daemon *daemon = nullptr;
 };
 
@@ -52,6 +51,7 @@ namespace {
 constexpr rlim_t kOtherDescriptors = 64; // of the limit, for the rest of the process
 constexpr size_t kBodyKept = 4096;       // buffer that a connection keeps for its next request
 constexpr std::chrono::milliseconds kAcceptPause{100};
+constexpr int kNoRoom[] = {EMFILE, ENFILE, ENOBUFS, ENOMEM}; // errors of accept
 
 /* This request thread had no descriptor or memory for its last client. It then accepts no other until one of its
  * connections has ended. */
@@ -248,7 +248,6 @@ void on_connection(void *cls, MHD_Connection *mhd, void **socket_context, MHD_Co
             server->reaper.wake();
     } else if (*socket_context != nullptr) {
         server->connections.remove(static_cast<THttpConnection *>(*socket_context));
-        *socket_context = nullptr;
     }
 }
 
@@ -258,7 +257,7 @@ void on_trouble(void *cls, const char * /*format*/, va_list /*arguments*/)
 {
     auto *server = static_cast<THttpServer::TState *>(cls);
     const int error = errno;
-    if (!server->started || (error != EMFILE && error != ENFILE && error != ENOBUFS && error != ENOMEM))
+    if (!server->started || std::find(std::begin(kNoRoom), std::end(kNoRoom), error) == std::end(kNoRoom))
         return;
     if (!std::exchange(t_turned_away, true) && server->turned_away++ == 0)
         log_Debug("new connections are not accepted: %s", error_text(error).c_str());
@@ -293,17 +292,11 @@ THttpServer::~THttpServer()
 
 int THttpServer::start(uint16_t port, unsigned workers)
 {
-    if (m_state->daemon != nullptr)
-        return EALREADY;
-    m_state->stopping = false;
-    m_state->started = false;
-    m_state->turned_away = 0;
     int error = m_state->reaper.start("SSCI-reaper", [this] {
         for (uint64_t next_ms = 0; m_state->reaper.wait_ms(next_ms);)
             next_ms = cut_overdue();
     });
-    if (error == 0 && std::any_of(m_state->routes.begin(), m_state->routes.end(),
-                                  [](const auto &route) { return route.second.may_wait; }))
+    if (error == 0)
         error = m_state->waiting_calls.start("SSCI-waiting");
 
     struct sockaddr_in address = {};
@@ -323,24 +316,20 @@ int THttpServer::start(uint16_t port, unsigned workers)
             MHD_OPTION_THREAD_STACK_SIZE, kThreadStack,                                //
             MHD_OPTION_NOTIFY_COMPLETED, on_completed, m_state.get(),                  //
             MHD_OPTION_NOTIFY_CONNECTION, on_connection, m_state.get(),                //
-            workers > 1 ? MHD_OPTION_THREAD_POOL_SIZE : MHD_OPTION_END, workers,
-            MHD_OPTION_END); // a pool needs two threads
+            MHD_OPTION_THREAD_POOL_SIZE, workers,                                      // of 1: no pool
+            MHD_OPTION_END);
     m_state->started = m_state->daemon != nullptr;
     if (m_state->started)
         return 0;
     if (error == 0)
         error = errno != 0 ? errno : EIO;
-    m_state->waiting_calls.stop();
-    m_state->reaper.stop();
+    stop();
     return error;
 }
 
 void THttpServer::stop()
 {
-    if (m_state->daemon == nullptr)
-        return;
     m_state->stopping = true;
-    call_waits_wake();
     m_state->waiting_calls.stop(); // the library must not be stopped with a suspended connection
     MHD_stop_daemon(m_state->daemon);
     m_state->daemon = nullptr;

@@ -43,7 +43,7 @@ public:
     THttpServer &operator=(const THttpServer &) = delete;
 
     /* Listens on `port` (0: a free one) with `workers` request threads. Returns 0, or an error number; then nothing
-     * listens. */
+     * listens. To be called once. */
     int start(uint16_t port, unsigned workers);
 
     /* Closes all connections. When it returns, no handler is running; client calls made by handlers are cancelled.

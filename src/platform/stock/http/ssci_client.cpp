@@ -78,30 +78,28 @@ THttpPeer name_server()
     return g_name_server;
 }
 
-/* Returns 0 with the service's address from the name server. A name that it does not know and a name server that does
+/* Whether *peer is the service's address from the name server. A name that it does not know and a name server that does
  * not answer are treated alike. So is an address on another machine, which is logged: the service was moved on purpose,
  * but calls do not follow it. */
-int ask_name_server(const char *service, uint64_t timeout_ms, THttpPeer *peer)
+bool ask_name_server(const char *service, uint64_t timeout_ms, THttpPeer *peer)
 {
     static TStateChanges refusals;
-    const THttpPeer server = name_server();
-    if (server.port == 0)
-        return -1;
     std::string answer;
-    const THttpCall lookup = {"GET", server, "/nameserver/services/" + http_encode(service), nullptr, timeout_ms};
+    const THttpCall lookup = {"GET", name_server(), "/nameserver/services/" + http_encode(service), nullptr,
+                              timeout_ms};
     if (make_call(lookup, &answer) != SSCI_OK)
-        return -1;
+        return false;
     const bool refused = hub_address_parse(answer, peer) != 0;
     if (refusals.is_news(service, refused ? 1 : 0))
         log_Debug("name server: the answer for %s is not an address on this machine, ignored: %.200s", service,
                   answer.c_str());
-    return refused ? -1 : 0;
+    return !refused;
 }
 
 /* Returns 0, SSCI_UNKNOWN_SERVICE or SSCI_CANCELLED. */
 long long find_service(const char *service, uint64_t timeout_ms, THttpPeer *peer)
 {
-    if (ask_name_server(service, timeout_ms, peer) == 0)
+    if (ask_name_server(service, timeout_ms, peer))
         return 0;
     if (t_errno == CURLE_ABORTED_BY_CALLBACK)
         return SSCI_CANCELLED;

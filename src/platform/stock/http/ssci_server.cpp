@@ -115,7 +115,6 @@ long long ssci_server_stop()
 
 long long ssci_server_destory()
 {
-    (void)ssci_server_stop();
-    g_server.reset();
+    g_server.reset(); // closes what is open
     return 0;
 }

@@ -38,8 +38,8 @@ uint64_t hub_wait_ms(unsigned failures)
     return std::min(wait_ms, kLongestRetryMs);
 }
 
-THubPresence::THubPresence(THttpPeer hub, std::string target, std::string body)
-    : m_hub(std::move(hub)), m_target(std::move(target)), m_body(std::move(body))
+THubPresence::THubPresence(THttpPeer hub, std::string target, std::string body, uint64_t (*pause_ms)(unsigned))
+    : m_hub(std::move(hub)), m_target(std::move(target)), m_body(std::move(body)), m_pause_ms(pause_ms)
 {
 }
 
@@ -59,7 +59,7 @@ void THubPresence::keep()
             log_Debug("hub: lost %s", m_target.c_str());
         failures = present ? 0 : failures + 1;
         known = known || present;
-    } while (m_thread.wait_ms(hub_wait_ms(failures)));
+    } while (m_thread.wait_ms(m_pause_ms(failures)));
 
     if (!known)
         return;

@@ -25,7 +25,8 @@ uint64_t hub_wait_ms(unsigned failures);
  * tried again and delays no caller. */
 class THubPresence {
 public:
-    THubPresence(THttpPeer hub, std::string target, std::string body);
+    THubPresence(THttpPeer hub, std::string target, std::string body,
+                 uint64_t (*pause_ms)(unsigned failures) = hub_wait_ms);
 
     /* Returns 0, or an error number. `thread_name` is kept as a pointer. */
     int start(const char *thread_name);
@@ -40,6 +41,7 @@ private:
     const THttpPeer m_hub;
     const std::string m_target;
     const std::string m_body;
+    uint64_t (*const m_pause_ms)(unsigned failures);
     TBackgroundThread m_thread; // last: it uses the members above
 };
 
