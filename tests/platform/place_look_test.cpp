@@ -24,7 +24,6 @@ TEST(CallWait, SeesAStopThatComesBetweenTheLookAtTheFlagAndTheWait)
     const auto begin = std::chrono::steady_clock::now();
     wait.wait({}, 5000);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));
-    EXPECT_EQ(wait.fd(), -1) << "the rest of the grace is slept";
     platform_interrupt_on(nullptr);
 }
 

@@ -16,12 +16,12 @@
 
 /* Plain sockets, for messages that no proper library would send. */
 
-inline sockaddr_in loopback(int port)
+inline sockaddr_in loopback(int port, in_addr_t host = INADDR_LOOPBACK)
 {
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_addr.s_addr = htonl(host);
     return address;
 }
 
@@ -57,9 +57,10 @@ class TRawSocket {
 public:
     explicit TRawSocket(TFd fd) : m_fd(std::move(fd)) {}
     /* A client that says something at once. */
-    explicit TRawSocket(int port, std::string_view text = "") : m_fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    explicit TRawSocket(int port, std::string_view text = "", in_addr_t host = INADDR_LOOPBACK)
+        : m_fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
     {
-        const sockaddr_in address = loopback(port);
+        const sockaddr_in address = loopback(port, host);
         (void)connect(m_fd.get(), reinterpret_cast<const sockaddr *>(&address), sizeof(address));
         (void)say(text);
     }

@@ -1,13 +1,11 @@
 #include <cstdlib>
 #include <ctime>
 #include <curl/curl.h>
-#include <gmock/gmock.h>
 #include <memory>
 
 #include "platform/raw_socket.h"
 #include "platform/ssci.h"
 #include "platform/stock/http/http_server.h"
-#include "platform/stock/hub/hub.h"
 #include "platform/stop_soon.h"
 
 namespace {
@@ -18,7 +16,7 @@ using httpserver::http_request;
 THttpHandler echo(const std::string &method)
 {
     return [method](const http_request &request) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        std::this_thread::sleep_for(std::chrono::milliseconds(10)); // some time is left for a call, not just any
         return std::make_shared<ssci_response>(method + " a=" + request.get_arg("a") +
                                                " b c=" + request.get_arg("b c") + " body=" + request.get_content());
     };
@@ -26,12 +24,7 @@ THttpHandler echo(const std::string &method)
 
 class SsciClient : public testing::Test {
 protected:
-    SsciClient()
-        : m_server({{"/echo", {echo("GET"), echo("PUT"), echo("POST"), echo("DELETE")}},
-                    {"/nameserver/services/some service", {[this](const http_request &) {
-                         return std::make_shared<ssci_response>(hub_address_text("localhost", m_server.port()));
-                     }}}},
-                   {})
+    SsciClient() : m_server({{"/echo", {echo("GET"), echo("PUT"), echo("POST"), echo("DELETE")}}}, {})
     {
         setenv("http_proxy", "http://127.0.0.1:1", 1); // must not be asked
         EXPECT_EQ(m_server.start(0, 1), 0);
@@ -76,24 +69,17 @@ TEST_F(SsciClient, RejectsWrongArguments)
          {std::tuple("", "/", 1), {nullptr, "/", 1}, {"x", nullptr, 1}, {"x", "/", 0}})
         EXPECT_EQ(ssci_GET_request(service, path, {}, &m_answer, timeout_s), SSCI_WRONG_ARGUMENTS);
     EXPECT_EQ(__ssci_errno(), 0);
-    for (const auto &[host, port, result] : {std::tuple("localhost", 1, SSCI_OK),
-                                             {"10.0.0.1", 65535, SSCI_OK},
-                                             {"localhost", 0, SSCI_WRONG_ARGUMENTS},
-                                             {nullptr, 80, SSCI_WRONG_ARGUMENTS}})
-        EXPECT_EQ(ssci_nameserver_init(host, port), result);
+    EXPECT_EQ(ssci_nameserver_init(nullptr, 80), SSCI_WRONG_ARGUMENTS);
+    EXPECT_EQ(ssci_nameserver_init("10.0.0.1", 1) + ssci_nameserver_init("localhost", 65535), SSCI_OK);
     EXPECT_EQ(m_answer, "before");
-}
-
-std::string head_of(size_t size) // an answer that is no more than a head
-{
-    std::string head = "HTTP/1.1 200 OK\r\n";
-    while (size - head.size() > 2000)
-        head += "X: " + std::string(1000, 'x') + "\r\n";
-    return head + "X: " + std::string(size - head.size() - 7, 'x') + "\r\n\r\n";
 }
 
 TEST_F(SsciClient, ReturnsADefinedResultWhateverThePeerDoes)
 {
+    std::string head = "HTTP/1.1 200 OK\r\n";
+    for (int i = 0; i < 63; ++i)
+        head += "X: " + std::string(1019, 'x') + "\r\n";
+    head += "X: " + std::string(1000, 'x'); // 64 KiB with what follows
     for (const auto &[answer, filler_kib, holds, result, error] :
          {std::tuple(std::string(), size_t{0}, true, SSCI_TRANSPORT_ERROR, CURLE_OPERATION_TIMEDOUT),
           {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\n{", 0, true, SSCI_TRANSPORT_ERROR, CURLE_OPERATION_TIMEDOUT},
@@ -103,8 +89,8 @@ TEST_F(SsciClient, ReturnsADefinedResultWhateverThePeerDoes)
           {"HTTP/1.1 200 OK\r\n\r\n", 1024, false, SSCI_OK, CURLE_OK},
           {"HTTP/1.1 200 OK\r\n\r\nx", 1024, false, SSCI_TRANSPORT_ERROR, CURLE_FILESIZE_EXCEEDED},
           {"HTTP/1.1 200 OK\r\nX: ", 100000, false, SSCI_TRANSPORT_ERROR, CURLE_OUT_OF_MEMORY},
-          {head_of(65536), 0, false, SSCI_OK, CURLE_OK},
-          {head_of(65537), 0, false, SSCI_TRANSPORT_ERROR, CURLE_WRITE_ERROR},
+          {head + "\r\n\r\n", 0, false, SSCI_OK, CURLE_OK},
+          {head + "x\r\n\r\n", 0, false, SSCI_TRANSPORT_ERROR, CURLE_WRITE_ERROR},
           {"HTTP/1.1 204 No Content\r\n\r\n", 0, true, SSCI_OK, CURLE_OK},
           {"HTTP/1.1 302 Found\r\nLocation: /echo\r\nContent-Length: 0\r\n\r\n", 0, true, SSCI_BAD_STATUS, CURLE_OK},
           {"HTTP/1.1 409 No\r\nContent-Length: 2\r\n\r\n{}", 0, true, SSCI_BAD_STATUS, CURLE_OK}}) {
@@ -149,12 +135,12 @@ TEST_F(SsciClient, FindsAServiceByNameOrFails)
          {ok + refused, ok + R"({"host":"localhost","port":"80"})", ok + R"({"host":"localhost","port":4294967297})",
           ok + "[1]", ok, std::string("HTTP/1.1 404 No\r\n\r\n"), std::string()})
         EXPECT_EQ(ask(answer), SSCI_UNKNOWN_SERVICE) << answer;
-    for (const char *service : {"recStreamService", "sysmonService"}) // at their usual ports, where one may be running
-        EXPECT_THAT(ssci_GET_request(service, "/", {}, nullptr, 1),
-                    testing::AnyOf(SSCI_OK, SSCI_BAD_STATUS, SSCI_TRANSPORT_ERROR));
+    for (const char *service : {"recStreamService", "sysmonService"}) { // at their usual ports
+        const long long result = ssci_GET_request(service, "/", {}, nullptr, 1);
+        EXPECT_TRUE(result != SSCI_UNKNOWN_SERVICE && result != SSCI_WRONG_ARGUMENTS) << service;
+    }
     EXPECT_EQ(m_answer, "before");
-    EXPECT_EQ(ssci_nameserver_init("localhost", m_server.port()), SSCI_OK);
-    EXPECT_EQ(ssci_GET_request("some service", "echo", {{"a", "1"}}, &m_answer, 1), SSCI_OK);
+    EXPECT_EQ(ask(ok + R"({"host":"localhost","port":)" + port + "}"), SSCI_OK);
     EXPECT_EQ(m_answer, "GET a=1 b c= body=");
     EXPECT_EQ(ask(ok + refused), SSCI_UNKNOWN_SERVICE);
     const std::string line =

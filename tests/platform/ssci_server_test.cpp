@@ -8,9 +8,9 @@
 
 namespace {
 
-long long create(int port, int hub_port)
+long long create(int port, int hub_port, int workers = 1)
 {
-    return ssci_server_create("svc", "localhost", port, 1, "localhost", hub_port, false, 0, "");
+    return ssci_server_create("svc", "localhost", port, workers, "localhost", hub_port, false, 0, "");
 }
 
 std::string ask(int port, const char *path) // the result and the answer
@@ -94,22 +94,18 @@ TEST(SsciServer, ServesItsRoutesWhileItIsStartedWhateverTheHubDoes)
 
 TEST(SsciServer, RejectsWrongArgumentsAndIsHarmlessAfterAFailedStart)
 {
-    const TListener taken;
-    for (const auto &[name, host, port, workers, hub_host, hub_port, result] :
-         {std::tuple("svc", "localhost", taken.port(), 1, "localhost", 1, 0),
-          {"svc", "127.0.0.1", taken.port(), 64, "127.0.0.1", 65535, 0},
-          {nullptr, "localhost", 80, 1, "localhost", 1, EINVAL},
-          {"", "localhost", 80, 1, "localhost", 1, EINVAL},
-          {"svc", nullptr, 80, 1, "localhost", 1, EINVAL},
-          {"svc", "localhost", 0, 1, "localhost", 1, EINVAL},
-          {"svc", "localhost", 80, 0, "localhost", 1, EINVAL},
-          {"svc", "localhost", 80, 65, "localhost", 1, EINVAL},
-          {"svc", "localhost", 80, 1, "10.0.0.1", 1, EINVAL}}) {
-        EXPECT_EQ(ssci_server_create(name, host, port, workers, hub_host, hub_port, false, 0, ""), result);
-        EXPECT_EQ(ssci_server_start(), result != 0 ? EINVAL : EADDRINUSE);
-        EXPECT_EQ(ssci_server_stop(), 0);
-        EXPECT_EQ(ssci_server_destory(), 0);
+    for (const int workers : {0, 65})
+        EXPECT_EQ(create(80, 1, workers), EINVAL);
+    for (const auto &[name, port, hub_port] : {std::tuple("", 80, 1), {nullptr, 80, 1}, {"x", 0, 1}, {"x", 80, 0}})
+        EXPECT_EQ(ssci_server_create(name, "localhost", port, 1, "localhost", hub_port, false, 0, ""), EINVAL);
+    EXPECT_EQ(ssci_server_start(), EINVAL);
+    for (const int workers : {1, 64}) {
+        const TListener taken;
+        EXPECT_EQ(create(taken.port(), 1, workers), 0);
+        EXPECT_EQ(ssci_server_start(), EADDRINUSE);
+        EXPECT_EQ(ssci_server_stop() + ssci_server_destory(), 0);
     }
+    EXPECT_EQ(ssci_server_stop(), 0);
 }
 
 TEST(HubPresence, AHubThatIsAwayIsAskedEverLessOften)
@@ -178,9 +174,8 @@ TEST(NoticeSender, DeliversInOrderWhateverTheHubDoesAndSendsEqualOnesInARowOnce)
     const TAtMost limit(8000);
     THub hub;
     std::thread end;
-    testing::internal::CaptureStderr();
     {
-        TNoticeSender sender(hub.peer(), {.queued = 3, .call_ms = 250, .farewell_ms = 10'000});
+        TNoticeSender sender(hub.peer(), {.call_ms = 250, .farewell_ms = 10'000});
         const auto send = [&sender](std::initializer_list<const char *> notices) {
             for (const char *one : notices)
                 EXPECT_EQ(sender.send(one), 0);
@@ -190,26 +185,20 @@ TEST(NoticeSender, DeliversInOrderWhateverTheHubDoesAndSendsEqualOnesInARowOnce)
         send({"a", "a", "b", "b", "a"});
         for (const char *expected : {"a", "b", "a"})
             EXPECT_EQ(hub.take(), kPost + expected);
+        std::this_thread::sleep_for(std::chrono::milliseconds(10)); // the sender is idle
         send({"c"});
         EXPECT_EQ(hub.take(THub::kNoAnswer), kPost + "c");
-        send({"1", "2", "3", "4", "4"});
-        for (const char *expected : {"2", "3"})
-            EXPECT_EQ(hub.take(), kPost + expected);
         send({"last"});
-        end = std::thread([&hub] {
-            EXPECT_EQ(hub.take(), kPost + "4");
-            EXPECT_EQ(hub.take(), kPost + "last");
-        });
+        end = std::thread([&hub] { EXPECT_EQ(hub.take(), kPost + "last"); });
     } // while the sender ends
     end.join();
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "notice dropped, 3 are queued for the hub: 1\n");
 }
 
 TEST(NoticeSender, QueuesSomeAndEndsInTimeWithAHubThatHangs)
 {
     THub hub;
     testing::internal::CaptureStderr();
-    const TAtMost limit(1500);
+    const TAtMost limit(900);
     {
         TNoticeSender sender(hub.peer(), {.call_ms = 60'000, .farewell_ms = 50});
         EXPECT_EQ(sender.send("a"), 0);

@@ -6,7 +6,6 @@
 
 #include "platform/interrupt.h"
 #include "platform/logging.h"
-#include "platform/stock/process/call_wait.h"
 
 TNoticeSender::TNoticeSender(THttpPeer hub, const TNoticeLimits &limits) : m_hub(std::move(hub)), m_limits(limits) {}
 
@@ -22,9 +21,8 @@ TNoticeSender::~TNoticeSender()
         if (!m_queue.empty())
             log_Debug("%zu notices dropped: the hub did not accept them in time", m_queue.size());
         m_give_up = true;
-        call_waits_wake();
     }
-    m_thread.join();
+    m_thread.stop(); // wakes its call
 }
 
 int TNoticeSender::send(std::string notice)

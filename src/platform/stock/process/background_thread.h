@@ -40,7 +40,7 @@ private:
     std::function<void()> m_body;
     const char *m_name = "";
     vos_cond_t m_wake;
-    std::atomic<bool> m_stop{false};
+    std::atomic<bool> m_stop;
     bool m_created = false; // owner only: there is a thread to join
     pthread_t m_thread = {};
 };

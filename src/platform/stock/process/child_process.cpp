@@ -49,12 +49,6 @@ TChildren &children()
     return one;
 }
 
-bool is_gone(pid_t pid)
-{
-    const pid_t reaped = waitpid(pid, nullptr, WNOHANG);
-    return reaped > 0 || (reaped < 0 && errno == ECHILD);
-}
-
 /* A place among the children for the duration of one call; a stuck child keeps it. */
 class TChildPlace {
 public:
@@ -63,7 +57,8 @@ public:
     TChildPlace(std::string key, int max_stuck)
     {
         const TLock guard(m_children.lock);
-        std::erase_if(m_children.places, [](const auto &one) { return one.second != 0 && is_gone(one.second); });
+        std::erase_if(m_children.places,
+                      [](const auto &one) { return one.second != 0 && waitpid(one.second, nullptr, WNOHANG) != 0; });
         const auto [begin, end] = m_children.places.equal_range(key);
         const bool stuck = std::any_of(begin, end, [](const auto &one) { return one.second != 0; });
         m_held = !stuck || std::distance(begin, end) < max_stuck;
