@@ -135,10 +135,8 @@ TEST_F(SsciClient, FindsAServiceByNameOrFails)
          {ok + refused, ok + R"({"host":"localhost","port":"80"})", ok + R"({"host":"localhost","port":4294967297})",
           ok + "[1]", ok, std::string("HTTP/1.1 404 No\r\n\r\n"), std::string()})
         EXPECT_EQ(ask(answer), SSCI_UNKNOWN_SERVICE) << answer;
-    for (const char *service : {"recStreamService", "sysmonService"}) { // at their usual ports
-        const long long result = ssci_GET_request(service, "/", {}, nullptr, 1);
-        EXPECT_TRUE(result != SSCI_UNKNOWN_SERVICE && result != SSCI_WRONG_ARGUMENTS) << service;
-    }
+    for (const char *service : {"recStreamService", "sysmonService"}) // at their usual ports
+        EXPECT_NE(ssci_GET_request(service, "/", {}, nullptr, 1), SSCI_UNKNOWN_SERVICE);
     EXPECT_EQ(m_answer, "before");
     EXPECT_EQ(ask(ok + R"({"host":"localhost","port":)" + port + "}"), SSCI_OK);
     EXPECT_EQ(m_answer, "GET a=1 b c= body=");

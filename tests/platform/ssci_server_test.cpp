@@ -63,9 +63,8 @@ TEST(SsciServer, ServesItsRoutesWhileItIsStartedWhateverTheHubDoes)
     const auto health = [](char *buffer, size_t size) {
         return strncpy(buffer, "health", size) != nullptr; // fills all of a short buffer
     };
-    const common_service_resource service("svc", health, 4);
-    const common_service_resource ill(
-        "ill", [](char *, size_t) { return false; }, 4);
+    const auto no_health = [](char *, size_t) { return false; };
+    const common_service_resource service("svc", health, 4), ill("ill", no_health, 4);
     const std::string registration = "PUT /nameserver/services/svc " + hub_address_text("localhost", port);
     testing::internal::CaptureStderr();
     for (const bool has_hub : {true, false}) {
@@ -139,13 +138,12 @@ size_t g_puts = 0;                // to be made
 
 TEST(HubPresence, IsTakenBackAtTheEndWhereTheHubTookIt)
 {
-    using TList = std::vector<int>;
-    for (const auto &[answers, failures, taken, log] : {std::tuple(TList{200}, std::vector<unsigned>{0}, true, ""),
-                                                        {{299}, {0}, true, ""},
-                                                        {{300}, {1}, false, ""},
-                                                        {{THub::kNoAnswer}, {1}, false, ""},
-                                                        {{500, 200, 500, 500}, {1, 0, 1, 2}, true, "hub: lost /x\n"}}) {
-        SCOPED_TRACE(answers[0]);
+    for (const auto &[answers, failures, taken, log] :
+         {std::tuple(std::vector<int>{200}, std::vector<unsigned>{0}, true, ""),
+          {{299}, {0}, true, ""},
+          {{300}, {1}, false, ""},
+          {{THub::kNoAnswer}, {1}, false, ""},
+          {{500, 200, 500, 500}, {1, 0, 1, 2}, true, "hub: lost /x\n"}}) {
         testing::internal::CaptureStderr();
         g_failures.clear();
         g_puts = answers.size();

@@ -7,11 +7,11 @@
 
 /* Limits of a child's run time and output. */
 struct TChildLimits {
-    int timeout_s;             // counted from its start
-    size_t max_output;         // bytes of standard output, if collected
-    uint64_t stop_grace_ms;    // after a stop request, shared by all children of the caller
-    int max_stuck = 4;         // children that were killed and have not died
-    bool by_arguments = false; // count per list of arguments, not per program
+    int timeout_s = 0;          // counted from its start
+    size_t max_output = 0;      // bytes of standard output, if collected
+    uint64_t stop_grace_ms = 0; // after a stop request, shared by all children of the caller
+    int max_stuck = 4;          // children that were killed and have not died
+    bool by_arguments = false;  // count per list of arguments, not per program
 };
 
 /* Runs argv[0] (below the host root) with the arguments argv[1]... and waits for its end. Standard input is the null
