@@ -323,7 +323,6 @@ int THttpServer::start(uint16_t port, unsigned workers)
         return 0;
     if (error == 0)
         error = errno != 0 ? errno : EIO;
-    stop();
     return error;
 }
 
