@@ -71,7 +71,7 @@ TEST_F(ChildProcess, IsKilledBeyondItsLimitsAndNotWaitedForBeyondItsEnd)
 {
     const TAtMost limit(4000); // the last one alone may take a second
     EXPECT_EQ(output("sleep 20 & printf x"), "x");
-    EXPECT_EQ(output("head -c 1048577 /dev/zero; sleep 20").size(), 1024U * 1024U + 1);
+    EXPECT_EQ(output("head -c 1048576 /dev/zero; sleep 0.02; printf x; sleep 20").size(), 1024U * 1024U + 1);
     EXPECT_EQ(m_result, -EFBIG);
     EXPECT_EQ(output("head -c 1048576 /dev/zero").size(), 1024U * 1024U);
     EXPECT_EQ(m_result, 0);
