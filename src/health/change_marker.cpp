@@ -7,10 +7,7 @@
 
 #include "base/file.h"
 
-TChangeMarker::TChangeMarker(std::string path) : m_path(std::move(path))
-{
-    watch();
-}
+TChangeMarker::TChangeMarker(std::string path) : m_path(std::move(path)) {}
 
 bool TChangeMarker::take()
 {
@@ -31,7 +28,7 @@ bool TChangeMarker::is_due() const
 void TChangeMarker::watch()
 {
     constexpr uint32_t kNewFile = IN_CREATE | IN_MOVED_TO, kFolderGoes = IN_DELETE_SELF | IN_MOVE_SELF;
-    m_notify = TFd(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    m_notify = TFd(inotify_init1(IN_CLOEXEC));
     const std::string folder = m_path.substr(0, m_path.rfind('/'));
     if (inotify_add_watch(m_notify.get(), folder.c_str(), kNewFile | kFolderGoes) < 0)
         m_notify.reset();

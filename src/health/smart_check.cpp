@@ -55,10 +55,8 @@ bool is_full_check(TSmartState *state, const struct tm &now)
 void append_hours(const TSmartDisk &disk, int32_t hours)
 {
     const TFd file = regular_file_open(host_path(kHourFile), O_WRONLY | O_CREAT | O_APPEND);
-    if (!file.is_open())
-        return;
     const std::string line = text_format("%s - [%s] power on hour [%8d]\n", disk.name, disk.label, hours);
-    (void)regular_file_write(file, line.data(), line.size()); // best effort
+    (void)regular_file_write(file, line.data(), line.size()); // best effort, also without a file
 }
 
 /* Nothing if a stop cancelled the reading. */

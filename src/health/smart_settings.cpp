@@ -54,12 +54,8 @@ int smart_threshold(int configured)
 {
     const TFd file =
         regular_file_open(host_path("/tmp/hdd_power_on_hour_threshold"), O_RDONLY); // anyone may write there
-    if (!file.is_open())
-        return configured;
-    char text[kOverrideSize] = {};
-    const ssize_t length = read(file.get(), text, sizeof(text) - 1);
-    if (length <= 0)
-        return configured;
+    char text[kOverrideSize] = {};                                                  // what cannot be read stays empty
+    [[maybe_unused]] const ssize_t length = read(file.get(), text, sizeof(text) - 1);
     const int hours = text_to_int(text);
     return hours != 0 ? hours : configured;
 }

@@ -70,10 +70,9 @@ TVolDue vol_schedule_tick(TVolSchedule *schedule, int64_t wall_s, const struct t
         schedule->next_check_s = next_minute;
     if (schedule->next_hour_s > next_hour + kHourS)
         schedule->next_hour_s = next_hour;
-    const bool first = schedule->next_check_s == 0 || schedule->next_hour_s == 0;
-    if (first || wall_s >= schedule->next_check_s) {
+    if (wall_s >= schedule->next_check_s) {
         due.check = true;
-        due.force = first || wall_s >= schedule->next_hour_s;
+        due.force = wall_s >= schedule->next_hour_s;
         schedule->next_check_s = next_minute;
         if (due.force)
             schedule->next_hour_s = next_hour;

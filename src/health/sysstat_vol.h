@@ -19,8 +19,8 @@ int sysstat_vol_dump(const char *folder);
 
 struct TVolSchedule {
     std::optional<int64_t> warmup_origin_s; // monotonic; set by the first call
-    int64_t next_check_s = 0;               // wall clock, on a minute
-    int64_t next_hour_s = 0;                // wall clock, on an hour
+    int64_t next_check_s = 0;               // wall clock, on a minute; 0: now
+    int64_t next_hour_s = 0;                // wall clock, on an hour; 0: now
     int last_raid_day = 32;                 // of the month; no calendar day at first
 };
 

@@ -29,7 +29,7 @@ std::string cmv_info_text(const st_cmv_info &info)
 int cmv_info_check()
 {
     const uint64_t now_ms = current_time_stamp_mono();
-    if (g_next_check_ms != 0 && g_next_check_ms > now_ms)
+    if (g_next_check_ms > now_ms)
         return 0;
     /* Whole records are compared, padding too, so both start from zeros. */
     st_cmv_info current = {};
