@@ -28,12 +28,13 @@ TEST_F(DumpFolder, RotatesOnceAndThenWritesTheFirstAgain)
         EXPECT_EQ(status.st_mode & 07777, 0644U) << made; // deliberate
     }
     write_file("/Vtmp/.sys_stats/log_bak_1", "a file in the way, which goes");
+    write_file("/Vtmp/.sys_stats/log_3/number", "another's");
     for (int number = 2; number <= 8; ++number)
         written += dump(number).back();
     EXPECT_EQ(written, "01201200");
-    for (const char *name : {"0", "1", "2", "bak_0", "bak_1", "bak_2"})
+    for (const char *name : {"0", "1", "2", "bak_0", "bak_1", "bak_2", "3"})
         held += read_file(std::string("/Vtmp/.sys_stats/log_") + name + "/number");
-    EXPECT_EQ(held, "856123"); // backups are in the way of others, and kept
+    EXPECT_EQ(held, "856123another's"); // backups are in the way of others, and kept
 }
 
 } // namespace

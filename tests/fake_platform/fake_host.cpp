@@ -118,8 +118,9 @@ int getSelfConf(const char *key, const char *default_value, std::string &out, in
 }
 
 int inihandler_getcfg(const char *file, const char *section, const char *key, const char *default_value,
-                      std::string &out, int /*option*/, bool /*flag*/)
+                      std::string &out, int option, bool flag)
 {
+    EXPECT_TRUE(option == 0 && !flag);
     const bool readable = !state()->ini_unreadable.contains(file);
     if (!readable || !find(state()->ini, std::string(file) + "|" + section + "|" + key, out))
         out = default_value != nullptr ? default_value : "";

@@ -55,8 +55,9 @@ uint32_t PAL_system_get_syssetting(const t_auth & /*auth*/, const t_system & /*r
     return give(state()->syssetting_result, state()->syssetting, reply);
 }
 
-uint32_t PAL_mgr_syshealth_info(const t_auth * /*auth*/, t_syshealth_info *info, std::string *text)
+uint32_t PAL_mgr_syshealth_info(const t_auth *auth, t_syshealth_info *info, std::string *text)
 {
+    EXPECT_EQ(auth->token, "token");
     if (text != nullptr)
         give(state()->syshealth_result, state()->syshealth.text, *text);
     return give(state()->syshealth_result, state()->syshealth, *info);

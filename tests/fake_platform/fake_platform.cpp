@@ -1,12 +1,16 @@
 #include "fake_platform/fake_platform.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <condition_variable>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <unistd.h>
 
+#include "common/tick.h"
 #include "platform/host_path.h"
 #include "platform/time_stamp.h"
 
@@ -24,8 +28,8 @@ struct TWaits {
     std::condition_variable changed;
     std::function<void(vos_cond_t *, int)> hook;
     int to_pass = 0;
-    std::string of_thread; // "": any thread
-    std::multiset<std::string> asleep;
+    std::string of_thread;                            // "": any thread
+    std::map<const vos_cond_t *, std::string> asleep; // names of the threads
     std::set<const vos_cond_t *> ready;
     bool passes(const std::string &thread) const { return to_pass > 0 && (of_thread.empty() || of_thread == thread); }
 };
@@ -67,10 +71,24 @@ void pass_waits(int count, const std::string &thread)
     waits().changed.notify_all();
     const auto done = [&] {
         const auto &asleep = waits().asleep;
-        return waits().to_pass == 0 && (thread.empty() ? !asleep.empty() : asleep.contains(thread));
+        const auto is_it = [&](const auto &one) { return thread.empty() || one.second == thread; };
+        return waits().to_pass == 0 && std::ranges::any_of(asleep, is_it);
     };
     if (!waits().changed.wait_for(guard, std::chrono::seconds(30), done))
         ADD_FAILURE() << "no worker came to its wait";
+}
+
+std::string woken_by_ticks(const std::string &thread, const std::vector<uint64_t> &after_ms)
+{
+    std::string all;
+    for (const uint64_t ms : after_ms) {
+        advance_ms(ms);
+        const int before = state()->cond_signals;
+        tick_run();
+        all += std::to_string(state()->cond_signals - before);
+        pass_waits(0, thread);
+    }
+    return all;
 }
 
 void TPlatformTest::SetUp()
@@ -92,6 +110,7 @@ void TPlatformTest::SetUp()
 void TPlatformTest::TearDown()
 {
     EXPECT_EQ(state()->streams_open, 0);
+    tick_end();
     std::error_code ignored;
     std::filesystem::remove_all(root(), ignored);
 }
@@ -118,6 +137,17 @@ extern "C" int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *at
 {
     const int error = fake::state()->thread_error;
     return error != 0 ? error : __real_pthread_create(thread, attributes, entry, argument);
+}
+
+/* In place of the library's. */
+extern "C" unsigned alarm(unsigned seconds)
+{
+    EXPECT_TRUE(seconds == 0 || seconds == 10);
+    if (seconds != 0 && ++fake::state()->alarms == fake::state()->hanging_alarm) {
+        kill(getpid(), SIGALRM);
+        pause();
+    }
+    return 0;
 }
 
 std::string host_path(std::string_view path)
@@ -179,10 +209,10 @@ int vos_cond_wait(vos_cond_t *cond, int seconds)
     } else if (!cond->signalled) {
         char name[16] = "";
         pthread_getname_np(pthread_self(), name, sizeof(name));
-        const auto mine = waits.asleep.insert(name);
+        waits.asleep[cond] = name;
         waits.changed.notify_all();
         waits.changed.wait(guard, [&] { return cond->signalled || waits.passes(name); });
-        waits.asleep.erase(mine);
+        waits.asleep.erase(cond);
         if (!cond->signalled) {
             --waits.to_pass;
             fake::advance_ms(static_cast<uint64_t>(seconds) * 1000);
@@ -197,6 +227,7 @@ int vos_cond_wait_signal(vos_cond_t *cond)
     const std::lock_guard guard(fake::waits().lock);
     EXPECT_TRUE(fake::waits().ready.contains(cond));
     cond->signalled = true;
+    fake::waits().asleep.erase(cond);
     fake::waits().changed.notify_all();
     return 0;
 }

@@ -86,8 +86,9 @@ struct TState {
     uint32_t platform_system = 0;
     std::vector<log_info> surveillance_log;
     long long surveillance_log_result = 0;
-    int cond_signals = 0; // of vos_cond_wait_signal
-    int thread_error = 0; // of pthread_create, where the daemon calls it
+    int cond_signals = 0;              // of vos_cond_wait_signal
+    int thread_error = 0;              // of pthread_create, where the daemon calls it
+    int hanging_alarm = 0, alarms = 0; // the thread that sets this one hangs, and it goes off; how many there were
 
     /* Programs. */
     std::vector<argv_t> programs;            // that kestrel_exec and kestrel_popen were called to run, in order
@@ -126,6 +127,8 @@ void on_wait(std::function<void(vos_cond_t *cond, int seconds)> hook);
 /* Lets the next `count` waits of the thread of that name (default: of the only worker) time out, moving the clocks by
  * their seconds, and returns when it sleeps in the following one; 0 waits for the first sleep. */
 void pass_waits(int count, const std::string &thread = "");
+/* Runs a tick after each of these times: how many workers each one wakes. Every time the thread sleeps again. */
+std::string woken_by_ticks(const std::string &thread, const std::vector<uint64_t> &after_ms = {0});
 
 int time_limit_s(); // for the program that the calling thread runs
 

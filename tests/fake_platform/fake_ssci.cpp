@@ -117,8 +117,9 @@ int TNotifySessionManager::run()
     return static_cast<int>(state()->session_result);
 }
 
-int TNotifySessionManager::stop(int /*mode*/)
+int TNotifySessionManager::stop(int mode)
 {
+    EXPECT_TRUE(m_terminate && mode == 0);
     return 0;
 }
 

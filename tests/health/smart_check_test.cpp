@@ -1,7 +1,5 @@
 #include "health/smart_check.h"
 
-#include <gmock/gmock.h>
-
 #include "common/debug_log.h"
 #include "fake_platform/fake_platform.h"
 
@@ -52,6 +50,7 @@ TEST_F(SmartCheck, ADiskIsAsBadAsTheWorseOfItsStatusAndItsAge)
         m_state.disks.clear();
         EXPECT_EQ(check(now_ms += 60 * kMinuteMs), level);
         EXPECT_EQ(m_state.disks["disk_1f"].hours, kept);
+        EXPECT_EQ(m_state.disks["disk_1f"].number, 0x1f);
     }
 }
 
@@ -123,11 +122,14 @@ TEST_F(SmartCheck, FailuresEndTheCheckWithWhatWasFoundSoFar)
     fake::state()->enclosure_result = 0;
     fake::state()->enclosure.enclosure_count = 2; // but the second cannot be had
     m_enclosures[0] = {{"disk_01", "a", "yes", 2}};
+    fake::state()->auth_result = 7;
     EXPECT_EQ(check(kFullHourMs), kSmartError);
-    EXPECT_THAT(log_text(kLogSmart),
-                testing::MatchesRegex(R"(do_disk_list_check.*, PAL_storage_get_enclosure_list failed,  ret=.000000ab.)"
-                                      R"(.* \([0-9]+\) PAL_storage_get_disk_smart_info failed=.6.)"
-                                      R"(do_disk_list_check.*, PAL_storage_get_disk_list failed,  ret=.00000012.)"));
+    EXPECT_EQ(m_state.recording_disks, ""); // no tool, no list
+    EXPECT_EQ(log_text(kLogSmart),
+              "do_disk_list_check(203), PAL_storage_get_enclosure_list failed,  ret=[000000ab]"
+              "do_update_check(296), PAL_auth_get_auth failed,  ret=[00000007]"
+              "sysstat_smart.cpp:do_disk_smart_check (149) PAL_storage_get_disk_smart_info failed=[6]"
+              "do_disk_list_check(222), PAL_storage_get_disk_list failed,  ret=[00000012]");
 }
 
 } // namespace

@@ -54,7 +54,7 @@ TEST_F(SmartSettings, TheOverrideFileCountsWhenItHoldsANumber)
     const std::string file = "/tmp/hdd_power_on_hour_threshold";
     EXPECT_EQ(smart_threshold(500), 500);
     const std::map<std::string, int> cases = {
-        {"30\n", 30}, {"", 500}, {"0", 500}, {"many", 500}, {std::string(126, ' ') + "12", 1}, {"12x", 12}};
+        {"30\n", 30}, {"", 500}, {"0", 500}, {"many", 500}, {"5", 5}, {std::string(126, ' ') + "12", 1}, {"12x", 12}};
     for (const auto &[text, hours] : cases) {
         write_file(file, text);
         EXPECT_EQ(smart_threshold(500), hours) << text;

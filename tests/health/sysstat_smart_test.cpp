@@ -1,6 +1,7 @@
 #include "health/sysstat_smart.h"
 
 #include <filesystem>
+#include <new>
 
 #include "common/debug_log.h"
 #include "fake_platform/fake_platform.h"
@@ -53,7 +54,8 @@ protected:
 TEST_F(Smart, AWeeklyScheduleSendsHoursOnItsDayAndDiskStatusDaily)
 {
     m_state.settings = {20000, "weekly", 3, 4};
-    EXPECT_EQ(walk(7 * kDayMs), // each day at 04:00; day 3 is Wednesday
+    m_state.scheduled_hour = true; // left over
+    EXPECT_EQ(walk(7 * kDayMs),    // each day at 04:00; day 3 is Wednesday
               (std::vector<std::string>{"240 0x28020001", "1680 0x28020001", "3120 0x28020001", "4560 0x28020001",
                                         "4560 0x28030001", "6000 0x28020001", "7440 0x28020001", "8880 0x28020001"}));
     for (const char *type : {"daily", "yearly", ""}) { // all others are daily
@@ -97,13 +99,15 @@ TEST_F(Smart, ChecksOnceAMinuteAndReportsChangesOnce)
     ASSERT_EQ(told.size(), 2U);
     EXPECT_EQ(told[0].body, R"({"utc_time":"1699749000","disk_update":"error"})");
     EXPECT_EQ(told[1].body, R"({"utc_time":"1699749060","disk_update":"hour_warning"})"); // unheard, not repeated
-    const std::string unheard = "sysstat_smart.cpp:do_update (331) ssci_POST_request failed (3)";
-    EXPECT_EQ(log_text(kLogSmart), unheard + unheard);
-
-    fake::state()->disk_list = nullptr; // none can be had: the first report goes out all the same
+    fake::state()->enclosure_result = 1; // no disks: the first report goes out all the same
+    fake::state()->request = [](const fake::TRequest &, std::string *) { return 0LL; };
+    fake::g_mono_ms = 59'999; // the machine has just started
     TSmartState blind;
     smart_tick(&blind);
     EXPECT_EQ(fake::state()->requests.back().body, R"({"utc_time":"1699749120","disk_update":"normal"})");
+    const std::string unheard = "sysstat_smart.cpp:do_update (331) ssci_POST_request failed (3)";
+    EXPECT_EQ(log_text(kLogSmart),
+              unheard + unheard + "do_disk_list_check(203), PAL_storage_get_enclosure_list failed,  ret=[00000001]");
 }
 
 TEST_F(Smart, OnlyDisksThatRecordAreAnnouncedForTheirHours)
@@ -155,23 +159,29 @@ TEST_F(Smart, AMarkerIsSeenOnceAndLookedForWhenItsFolderChanges)
 
 TEST_F(Smart, TheThreadWaitsForItsSettingsAndReloadsThemOnTheMarker)
 {
+    const std::string worker = "SMART-worker";
     fake::state()->nvr_error = 2;
-    fake::stderr_of([] {
+    write_file("/var/other", "");
+    fake::state()->request = [](const fake::TRequest &, std::string *) -> long long { throw std::bad_alloc(); };
+    fake::stderr_of([&] {
         smart_thread_start();
-        fake::pass_waits(2);
-        EXPECT_TRUE(fake::state()->requests.empty());
+        fake::pass_waits(2, worker);
+        EXPECT_EQ(current_time_stamp(), kSundayMs + 2000);
         fake::state()->nvr_error = 0;
-        fake::pass_waits(1);
-        EXPECT_EQ(fake::state()->requests.size(), 1U);
+        fake::pass_waits(1, worker); // into the minute after the exception
+        fake::state()->request = nullptr;
+        fake::pass_waits(1, worker); // 00:01:03
+        EXPECT_EQ(fake::state()->requests.size(), 2U);
+        EXPECT_EQ(fake::woken_by_ticks(worker, {0, 56'999, 1, 0, 1'000, 1'499, 1}), "1010001"); // new minute; check
         write_file("/var/.hdd_health_config_change", "");
         fake::state()->nvr["hdd_health|power_on_hour_threshold"] = "77";
-        fake::pass_waits(4); // loads once
+        EXPECT_EQ(fake::woken_by_ticks(worker, {0, 60'000}), "11"); // loads once
         EXPECT_FALSE(exists("/var/.hdd_health_config_change"));
         smart_thread_stop();
     });
-    const std::string log = log_text(kLogSmart);
-    EXPECT_TRUE(log.starts_with("get_hdd_health_setting() : hour threshold=20000, type=daily, week day=0, hour=0sys"));
-    EXPECT_TRUE(log.ends_with(")get_hdd_health_setting() : hour threshold=77, type=daily, week day=0, hour=0")) << log;
+    const std::string load = "get_hdd_health_setting() : hour threshold=", rest = ", type=daily, week day=0, hour=0";
+    const std::string unheard = "sysstat_smart.cpp:do_update (331) ssci_POST_request failed (3)";
+    EXPECT_EQ(log_text(kLogSmart), load + "20000" + rest + unheard + load + "77" + rest);
 }
 
 } // namespace

@@ -49,15 +49,17 @@ TEST_F(SysHealth, AChangeWhoseReportThrewIsReportedByTheNextCheck)
     (void)check(0, "0");
     fake::state()->request = [](const fake::TRequest &, std::string *) -> long long { throw std::bad_alloc(); };
     EXPECT_THROW((void)check(60000, "9"), std::bad_alloc);
-    fake::state()->request = nullptr;
+    fake::state()->request = [](const fake::TRequest &, std::string *) { return 0LL; };
     EXPECT_EQ(check(60000, "9"), R"({"utc_time":"1700000120","fan_update":"error"})");
     EXPECT_EQ(check(60000, "9"), "");
+    EXPECT_EQ(log_text(kLogSysHealth), "sysstat_syshealth.cpp:do_update (114) ssci_POST_request failed (3)\n");
 }
 
 TEST_F(SysHealth, AFirstQueryThatFailsUsesUpTheFirstReport)
 {
-    EXPECT_EQ(check(60000, nullptr), "");
-    EXPECT_EQ(m_state.last_utc_time, 1700000060U); // attempted all the same
+    fake::g_mono_ms = 0; // the machine has just started
+    EXPECT_EQ(check(59999, nullptr), "");
+    EXPECT_EQ(m_state.last_utc_time, 1700000059U); // attempted all the same
     EXPECT_EQ(check(60000, "0"), "");
 }
 

@@ -153,9 +153,9 @@ TEST_F(VolumeCheck, EachRoleIsWatchedByItselfAndAWarningDisablesNothing)
 
 TEST_F(VolumeCheck, FailuresOfThePlatformAreLoggedAndLeaveTheStatesAlone)
 {
+    fake::state()->auth_result = 7;
     configure({"3", "0", "0"});
     offer_volume(0);
-    fake::state()->auth_result = 7;
     fake::state()->usage_result = 0x1234abcd;
     watch.volume_alert_state[0][0] = watch.volume_alert_state[0][1] = kWarning;
     look(true);
@@ -189,6 +189,12 @@ TEST_F(VolumeCheck, IdsAreReadUntilNoneIsUnread)
     fake::state()->self_conf = {{"OSTRAPRO_SYS_VOL", "4"}};
     EXPECT_EQ(look(), 1U);
     EXPECT_EQ(g_system_volume_id, 3);
+    write_file("/tarn/etc/TARN_ZFS", "");
+    fake::state()->volume_info = [](int, auto &out) { return fake::give(0U, "1048576", out.free_bytes); };
+    EXPECT_EQ(look(), 1U);
+    EXPECT_EQ(fake::state()->programs.back().at(8), "DataVol3");
+    g_system_volume_id = 0; // as another watcher has read it
+    EXPECT_EQ(look(), 0U);
 }
 
 /* The events of a volume whose free space goes through these figures: E, W or none. */
@@ -216,14 +222,18 @@ TEST_F(VolumeConfig, AZfsVolumeIsTheFirstOfItsIdThatHasAName)
 {
     char name[128] = "kept";
     int32_t index = -5;
-    for (const char *n : {"3", "127", "128"})
-        fake::state()->ini[kConf + n + "|zfsId"] = "5\n";
-    fake::state()->ini[kConf + "128|volName"] = "beyond the last";
+    fake::state()->ini = {{kConf + "0|zfsId", "5\n"},       {kConf + "1|zfsId", "6"},
+                          {kConf + "1|volName", "another"}, {kConf + "2|volName", "-"},
+                          {kConf + "3|zfsId", "5\n"},       {kConf + "127|zfsId", "5\n"},
+                          {kConf + "128|zfsId", "5\n"},     {kConf + "128|volName", "beyond the last"}};
     find_zfs_volume(5, name, &index);
     EXPECT_EQ(std::string(name) + std::to_string(index), "kept-5");
     fake::state()->ini[kConf + "127|volName"] = std::string(200, 'n');
     find_zfs_volume(5, name, &index);
     EXPECT_EQ(name + std::to_string(index), std::string(127, 'n') + "127");
+    fake::state()->ini[kConf + "0|volName"] = "first";
+    find_zfs_volume(5, name, &index);
+    EXPECT_EQ(name + std::to_string(index), "first0");
 }
 
 TEST_F(VolumeConfig, AValueEndsBeforeItsLastLineFeed)

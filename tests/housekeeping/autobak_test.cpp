@@ -16,15 +16,14 @@ TEST_F(AutobakRound, BothBackupsRunAndOnlyTheFirstsFailureIsRecorded)
     setenv("TZ", "XST-5:30", 1);
     uint64_t midnight_ms = 1'700'073'000'000; // 18:30 of UTC
     size_t recorded = 0;
-    fake::state()->surveillance_log_result = -5;
-    for (const int result : {0, 2}) {
+    for (const int result : {0, 1, 2}) {
+        fake::state()->surveillance_log_result = result == 2 ? -5 : 0;
         std::mutex lock; // the two run beside each other
         std::set<std::string> ran;
         fake::state()->exec = [&](const fake::argv_t &argv) {
-            std::string all(16, '\0');
-            pthread_getname_np(pthread_self(), all.data(), all.size());
-            all.resize(all.find('\0'));
-            all += " for " + std::to_string(fake::time_limit_s()) + " s:";
+            char name[16] = "";
+            pthread_getname_np(pthread_self(), name, sizeof(name));
+            std::string all = std::string(name) + " for " + std::to_string(fake::time_limit_s()) + " s:";
             for (const std::string &one : argv)
                 all += " " + one;
             const std::lock_guard guard(lock);
@@ -39,7 +38,8 @@ TEST_F(AutobakRound, BothBackupsRunAndOnlyTheFirstsFailureIsRecorded)
         midnight_ms += 86'400'000;
         const auto ended = [&] {
             const std::lock_guard guard(lock);
-            return ran.size() >= 2 && (recorded == 0 || !log_text(kLogMain).empty());
+            return ran.size() >= 2 && fake::state()->surveillance_log.size() == recorded &&
+                   (result != 2 || !log_text(kLogMain).empty());
         };
         for (int i = 0; i < 5000 && !ended(); ++i)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -47,7 +47,7 @@ TEST_F(AutobakRound, BothBackupsRunAndOnlyTheFirstsFailureIsRecorded)
                                               "AUTOBAK_CM-work for 3600 s: /usr/local/cmsbin/cfg_bak_tool backup -c"}));
         ASSERT_EQ(fake::state()->surveillance_log.size(), recorded);
     }
-    EXPECT_EQ(fake::state()->programs.size(), 4U);
+    EXPECT_EQ(fake::state()->programs.size(), 6U);
     EXPECT_EQ(log_text(kLogMain), "sysstat_autobak:do_autobak (84) logtool_send_surveillance_log failed (-5), "
                                   "str_display_path:OstraSurveillanceSys/AutoDailyConfigBack \n");
     const log_info entry = fake::state()->surveillance_log[0];
@@ -59,15 +59,12 @@ TEST_F(AutobakRound, BothBackupsRunAndOnlyTheFirstsFailureIsRecorded)
 
 TEST(Autobak, StartsOncePerTimeTheClockComesToTheMinute)
 {
-    const std::pair<int, int> rounds[] = {{0, 45},  {0, 45}, // just started
-                                          {0, 46},  {0, 45}, // the clock was set back across it
-                                          {12, 45}, {23, 59}, {0, 46}, {0, 45}};
     std::string due;
     int last_minute = -1;
-    for (const auto &[hour, minute] : rounds) {
+    for (const int hhmm : {45, 45, 46, 45, 1245, 2359, 46, 45}) { // the clock is set back across it
         struct tm now = {};
-        now.tm_hour = hour;
-        now.tm_min = minute;
+        now.tm_hour = hhmm / 100;
+        now.tm_min = hhmm % 100;
         due += autobak_due(&last_minute, now) ? "1" : "0";
     }
     EXPECT_EQ(due, "10010001");

@@ -21,7 +21,7 @@ TEST_F(CmvWatch, LogsADifferenceOnceAnHourPaddingAndTailsIncluded)
     const std::string line = "cmv_info was changed, [1,2,255,-5,one,two]->[1,2,255,-5,one,two]";
     const auto log_after_ms = [](uint64_t ms) {
         fake::advance_ms(ms);
-        cmv_info_check();
+        EXPECT_EQ(cmv_info_check(), 0);
         return log_text(kLogCmv);
     };
     fake::state()->cmv_result = -1;

@@ -43,14 +43,17 @@ TEST_F(DatabaseThread, ChecksEachHourAndEveryMinuteUntilThereIsAVolume)
     fake::pass_waits(1);
     EXPECT_EQ(events(), 0U);
     fake::state()->auth_result = 0;
-    fake::pass_waits(1); // 00:03
+    fake::pass_waits(2); // once, at 00:03
     ASSERT_EQ(events(), 1U);
     EXPECT_EQ(fake::state()->programs[0], (fake::argv_t{"/usr/bin/ostra_log_tool", "2", "0x25030003", "-1", "", "",
                                                         "Ostra Surveillance", "DataVol12", "4.500000 GB"}));
     fake::state()->self_conf.clear(); // the id stays
-    fake::pass_waits(56);             // 00:59
+    fake::state()->db_size.total_mb = 1;
+    fake::pass_waits(56); // 01:00, which is good for the hour
+    fake::state()->db_size.total_mb = 600;
+    fake::pass_waits(59);
     EXPECT_EQ(events(), 1U);
-    fake::pass_waits(1); // 01:00, and nothing remembers the first one
+    fake::pass_waits(1); // 02:00, and nothing remembers the first one
     EXPECT_EQ(events(), 2U);
     sysdb_thread_stop();
     testing::internal::GetCapturedStderr();

@@ -91,15 +91,26 @@ TEST_F(FileWatcher, SurvivesEveryWayOfReplacingTheFile)
         EXPECT_GE(changes, 1);
         std::filesystem::remove(root() + file);
         tick();
-        tick(); // cannot watch
+        tick();                      // cannot watch
+        watcher.unregsiter_notify(); // nothing
         EXPECT_LT(descriptors(), before);
         write_file(file, "d");
         tick();
     }
     EXPECT_EQ(descriptors(), before);
-    watcher.unregsiter_notify();
+    for (int i = 0; i < 2; ++i)
+        watcher.unregsiter_notify();
+    changes = 0;
+    write_file(file, "e");
+    watcher.run();
+    EXPECT_EQ(changes, 0);
     EXPECT_NE(testing::internal::GetCapturedStdout().find(" [file]\n"), std::string::npos);
     EXPECT_EQ(log_text(kLogServerName).find("removing watch"), std::string::npos);
+    watcher.run(); // watches again
+    std::filesystem::remove(root() + file);
+    watcher.unregsiter_notify();
+    const std::string failed = "sysstat_servername.cpp:unregsiter_notify (122) removing watch '" + file + "' failed.";
+    EXPECT_EQ(log_text(kLogServerName).find(failed) + failed.size(), log_text(kLogServerName).size());
 }
 
 TEST_F(FileWatcher, FollowsThePathWhereTheOldFileLivesOn)
@@ -164,22 +175,27 @@ TEST_F(ServerName, ThreeFailuresAreAnEmptyNameAndAFailedSendIsDropped)
     EXPECT_EQ(fake::state()->syssetting_calls, 2);
     fake::state()->syssetting_result = 0xAB;
     do_handling(); // every request fails
+    fake::state()->auth_result = 0xCD;
     do_handling();
+    EXPECT_EQ(fake::state()->syssetting_calls, 5);
     const auto requests = fake::state()->requests;
     ASSERT_EQ(requests.size(), 1U);
-    EXPECT_EQ(requests[0].port, 10150);
+    EXPECT_EQ(requests[0].host + std::to_string(requests[0].port), "127.0.0.110150");
     EXPECT_EQ(requests[0].body, R"({"act":"refresh_nasname","arg":[""]})");
     EXPECT_EQ(requests[0].timeout_s, 5);
     EXPECT_EQ(log_text(kLogSmart), "sysstat_servername.cpp:do_handling (342) ssci_PUT_request failed (3)\n");
     const std::string failure = "get_cur_servername(301), PAL_system_get_syssetting failed,  ret=[000000ab]";
-    EXPECT_EQ(log_text(kLogServerName), failure + failure + failure + failure + failure + failure);
+    const std::string denied = "get_cur_servername(294), PAL_auth_get_auth failed,  ret=[000000cd]";
+    EXPECT_EQ(log_text(kLogServerName), failure + failure + failure + denied + denied + denied);
 }
 
 TEST_F(ServerName, ANewNameIsSentWholeAlsoWhenAStopComesMeanwhile)
 {
     std::atomic<bool> sending{false}, interrupted{false};
-    fake::on_wait([](vos_cond_t *, int) { // behind the first look
-        fake::state()->syssetting.server_name = std::string(300, 'n');
+    fake::state()->syssetting.server_name = "same";
+    int looks = 0;
+    fake::on_wait([&looks](vos_cond_t *, int) { // behind the first look, which stores the name
+        fake::state()->syssetting.server_name = ++looks == 1 ? "same" : std::string(300, 'n');
         write_file("/tarn/etc/config/Tarnix.conf", "new");
     });
     fake::state()->request = [&](const fake::TRequest &, std::string *) {

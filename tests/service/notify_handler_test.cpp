@@ -71,9 +71,10 @@ TEST(NoticeParse, CutsTextsToTheirBuffers)
     TServiceNotice notice;
     EXPECT_EQ(notice_parse(R"({"notice_reason":{"type":2048}})", &notice), -3);
     EXPECT_EQ(notice.vbus_time + std::string(notice.vbus_extra_info), "");
-    const std::string body = R"({"notice_reason":{"type":2048},"vbus_data":{"vbus_time":")" + std::string(40, 't') +
-                             R"(","vbus_extra_info":")" + std::string(300, 'x') + R"("}})";
+    const std::string body = R"({"notice_reason":{"type":2048,"action":7},"vbus_data":{"vbus_time":")" +
+                             std::string(40, 't') + R"(","vbus_extra_info":")" + std::string(300, 'x') + R"("}})";
     EXPECT_EQ(notice_parse(body, &notice), 0);
+    EXPECT_EQ(notice.action, 7);
     EXPECT_EQ(notice.vbus_time, std::string(31, 't'));
     EXPECT_EQ(notice.vbus_extra_info, std::string(255, 'x'));
 }

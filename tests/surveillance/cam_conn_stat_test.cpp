@@ -1,7 +1,7 @@
 #include "surveillance/cam_conn_stat.h"
 
-#include <deque>
 #include <random>
+#include <vector>
 
 #include "fake_platform/fake_platform.h"
 
@@ -46,34 +46,26 @@ TEST_F(CamConnStat, KeepsADayAndAnswersWhatTheUnpackedFormWould)
 {
     TCamConnStatManager manager;
     TReadings readings(17);
-    struct TPlain {
-        TCamChannels channels;
-        uint64_t at_ms = 0;
-    };
-    std::deque<TPlain> plain; // one reading more than there are intervals
-    for (uint64_t minute = 1; minute <= 2000; ++minute) {
-        plain.push_back({readings.next(), 60000 * minute + minute % 7});
-        if (plain.size() > 1441)
-            plain.pop_front();
-        const TPlain &one = plain.back();
-        manager.add_sample("MINUTE", {TCamChannelsPacked(one.channels), one.at_ms, one.at_ms});
-        const bool day = minute % 100 == 0; // the long sums, which take their time
-        for (const int n : {1, day ? 0 : 2, day ? INT32_MAX : 3, day ? 1440 : 30}) {
-            TCamChannels sum;
-            size_t i = n == 0 || static_cast<size_t>(n) >= plain.size() ? 1 : plain.size() - static_cast<size_t>(n);
-            const uint64_t since_ms = plain[i - 1].at_ms;
-            const bool any = i < plain.size();
-            for (; i < plain.size(); ++i) {
-                for (size_t c = 0; c < kCameraChannels; ++c)
-                    sum.conn_failed_count[c] +=
-                        plain[i].channels.conn_failed_count[c] - plain[i - 1].channels.conn_failed_count[c];
-                sum.valid |= plain[i].channels.valid | plain[i - 1].channels.valid;
-                sum.info_changed |= plain[i].channels.info_changed | plain[i - 1].channels.info_changed;
+    std::vector<TCamChannels> plain;
+    const auto at_ms = [](size_t i) { return 60000 * (i + 1) + i % 7; };
+    for (size_t last = 0; last < 1600; ++last) {
+        plain.push_back(readings.next());
+        manager.add_sample("MINUTE", {TCamChannelsPacked(plain[last]), at_ms(last), at_ms(last)});
+        const bool day = last % 250 == 150 || last == 1440; // the long sums, which take their time
+        for (const int n : {1 + static_cast<int>(last % 4), day ? 0 : 1, day ? INT32_MAX : 1, day ? 1440 : 1}) {
+            const size_t most = std::min<size_t>(last, 1440); // the intervals there are
+            const size_t first = last - (n == 0 ? most : std::min(most, static_cast<size_t>(n)));
+            TCamChannels sum = plain[last];
+            for (size_t c = 0; c < kCameraChannels; ++c)
+                sum.conn_failed_count[c] -= plain[first].conn_failed_count[c];
+            for (size_t i = first; i < last; ++i) {
+                sum.valid |= plain[i].valid;
+                sum.info_changed |= plain[i].info_changed;
             }
             const T_CAM_CONN_STAT got = manager.get_total("MINUTE", n);
-            ASSERT_EQ(got.at(), sum) << minute << " " << n;
-            ASSERT_EQ(got.interval, any ? one.at_ms - since_ms : 0);
-            ASSERT_EQ(got.timestamp, any ? one.at_ms : 0);
+            ASSERT_EQ(got.at(), last == 0 ? TCamChannels() : sum) << last << " " << n;
+            ASSERT_EQ(got.interval, at_ms(last) - at_ms(first));
+            ASSERT_EQ(got.timestamp, last == 0 ? 0 : at_ms(last));
         }
     }
     EXPECT_EQ(manager.copy_history("MINUTE")->size(), 1440U);
@@ -88,7 +80,7 @@ TEST(CamChannels, TakeFewBytesAndNeverMoreThanTheRecord)
     constexpr size_t kMostUsual = (kDayBytes / kMinutes - sizeof(T_CAM_CONN_STAT) - kUsers) / kStep * kStep - kHeader;
     TReadings readings(23);
     size_t most = 0;
-    for (int minute = 0; minute < 4000; ++minute) {
+    for (int minute = 0; minute < 1000; ++minute) {
         TCamChannels channels = readings.next();
         most = std::max(most, cam_channels_bytes(channels).size());
         channels.info_changed.reset(); // usually
@@ -96,6 +88,10 @@ TEST(CamChannels, TakeFewBytesAndNeverMoreThanTheRecord)
             count %= 256;
         ASSERT_LE(cam_channels_bytes(channels).size(), kMostUsual);
     }
+    TCamChannels odd; // channel 0 is not there
+    odd.valid.set(1);
+    odd.conn_failed_count = {7, 8};
+    EXPECT_EQ(TCamChannelsPacked(odd).unpacked().conn_failed_count, (decltype(odd.conn_failed_count){0, 8}));
     TCamChannels worst;
     worst.valid.set();
     worst.conn_failed_count.fill(UINT32_MAX);

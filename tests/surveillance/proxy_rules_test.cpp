@@ -25,17 +25,20 @@ TEST(ProxyRules, RemainingTimeWrapsWithTheRetentionInMilliseconds)
 TEST(ProxyRules, AnAnswerIsASuccessOnlyWithErrorCodeZero)
 {
     const std::string too_deep(100000, '[');
-    const auto err_code_of = [](const std::string &text) {
+    const auto err_code_of = [&](const std::string &text) {
         TProxyAnswer answer;
         std::string error;
         const int result = proxy_answer_parse(text, &answer, &error);
-        EXPECT_EQ(error.empty(), result == 0) << text;
+        EXPECT_EQ(result, error.empty() ? 0 : -1) << text;
+        EXPECT_TRUE(answer.rules.empty());
+        EXPECT_EQ(error == "too many values, or nested too deeply", text == too_deep);
         return result == 0 ? answer.err_code : 7;
     };
     EXPECT_EQ(err_code_of(R"({"err_code": 0})"), 0);
     EXPECT_EQ(err_code_of(R"({"err_code": -3})"), -3);
     for (const char *text : {"{}", "[]", "0", "null", "\"text\"", R"({"err_code": "0"})", R"({"err_code": null})",
-                             R"({"err_code": false})", R"({"err_code": [0]})", R"({"err_code": 4294967296})"})
+                             R"({"ReverseProxyRuleList": {"a": {"GUID": "b"}}})", R"({"err_code": false})",
+                             R"({"err_code": [0]})", R"({"err_code": 4294967296})"})
         EXPECT_EQ(err_code_of(text), kProxyNoErrCode) << text;
     for (const char *text : {"", "{\"err_code\": 0", "<html>", R"({"err_code": 1e400})", too_deep.c_str()})
         EXPECT_EQ(err_code_of(text), 7) << text;
@@ -44,16 +47,18 @@ TEST(ProxyRules, AnAnswerIsASuccessOnlyWithErrorCodeZero)
 TEST(ProxyRules, LeavesOutWhatIsNoRule)
 {
     TProxyAnswer answer;
-    std::string error;
+    std::string error, most(4096, 'x');
     ASSERT_EQ(proxy_answer_parse(R"({"err_code": 0, "ReverseProxyRuleList": [
         {"GUID": "a", "rule_type": 1, "last_access_time": 1700000000000, "retention_time": 5, "bs_id": "b"},
         7, null, "x", [], {"GUID": 7}, {"GUID": "s", "rule_type": "0"}, {"GUID": "s", "rule_type": 0.5},
         {"last_access_time": "170"}, {"last_access_time": 9223372036854775808}, {"last_access_time": 1e30},
-        {"retention_time": 2147483648}, {"retention_time": {}}, {"bs_id": ["b"]}, {}]})",
+        {"retention_time": 2147483648}, {"retention_time": {}}, {"bs_id": ["b"]}, {}, {"GUID": ")" +
+                                     most + R"("}, {"bs_id": ")" + most + R"("}, {"GUID": "x)" + most +
+                                     R"("}, {"bs_id": "x)" + most + R"("}]})",
                                  &answer, &error),
               0);
-    EXPECT_EQ(answer.unreadable, 13);
-    ASSERT_EQ(answer.rules.size(), 2U); // the last has zeros for what is missing
+    EXPECT_EQ(answer.unreadable, 15);
+    ASSERT_EQ(answer.rules.size(), 4U); // zeros for what is missing
     const TProxyRule &rule = answer.rules[0];
     EXPECT_EQ(std::tie(rule.guid, rule.rule_type, rule.last_access_time, rule.retention_time, rule.bs_id),
               std::make_tuple("a", 1, 1700000000000, 5, "b"));

@@ -92,6 +92,11 @@ TEST_F(RecordingStat, ARequestThatAStopCancelledIsNoFinding)
     recording_stat_uninit();
     EXPECT_EQ(log_text(kLogRecState), "");
     EXPECT_EQ(sent("POST").size(), 0U);
+    json_object *out = nullptr;
+    EXPECT_EQ(recording_stat_info(&out), -1);
+    const TJson report(out = json_object_new_object());
+    EXPECT_EQ(recording_stat_info(&out), 0);
+    EXPECT_EQ(json_text(out), R"({ "utc_time": 0, "camera_recording_update": "error" })");
 }
 
 } // namespace

@@ -79,7 +79,7 @@ TEST_F(ReverseProxy, EveryStepOfAPassIsTakenWhateverFails)
     fake::state()->proxy_result = 9;
     fake::state()->proxy_answer.response = "busy";
     fake::state()->exec = [](const fake::argv_t &) { return 4; };
-    start(list(rule("missing", 0) + "," + rule("z", 0) + "," + rule("one", 1) + "," + rule("three", 3)));
+    start(list("7," + rule("missing", 0) + "," + rule("z", 0) + "," + rule("one", 1) + "," + rule("three", 3)));
     EXPECT_FALSE(exists(file("z")));
     EXPECT_THAT(fake::state()->programs, ElementsAre(kReload));
     ASSERT_EQ(fake::state()->proxy_requests.size(), 1U);
@@ -90,8 +90,8 @@ TEST_F(ReverseProxy, EveryStepOfAPassIsTakenWhateverFails)
     EXPECT_EQ(line_of(sent("DELETE")[3]), "DELETE 127.0.0.1:10141/cfg/ReverseProxy 5");
     EXPECT_EQ(sent("DELETE")[3].params, (ssci_params{{"act", "delete"}, {"GUID", "three"}, {"rule_type", "3"}}));
     const std::string at = "[rule_expired_detect][";
-    EXPECT_EQ(log(), at + "199] start" + at + "139] unknown rule_type=3" + at +
-                         "150] remove file [/etc/reverseproxy/extra/missing.conf] failed, ret=[-1]" + at +
+    EXPECT_EQ(log(), at + "199] start" + at + "102] 1 unreadable rules left alone" + at + "139] unknown rule_type=3" +
+                         at + "150] remove file [/etc/reverseproxy/extra/missing.conf] failed, ret=[-1]" + at +
                          "157] kestrel_exec failed, ret=[4]" + at + "166] get auth failed, ret=[7]" + at +
                          "171] PAL del bs rule failed, ret=9, resp=busy");
 }
@@ -133,6 +133,7 @@ TEST_F(ReverseProxy, ARuleCannotRemoveFilesElsewhere)
     }
     start(list(rules));
     EXPECT_EQ(deleted().size(), 6U);
+    EXPECT_THAT(log(), HasSubstr("150] remove file [/etc/reverseproxy/extra/sub/x.conf] failed, ret=[-1]["));
     EXPECT_TRUE(exists(kExtra + "cut"));
     for (const std::string &guid : guids)
         EXPECT_TRUE(exists(file(guid))) << guid;
@@ -141,20 +142,20 @@ TEST_F(ReverseProxy, ARuleCannotRemoveFilesElsewhere)
 TEST_F(ReverseProxy, APassWithoutAListDoesNotCountAsTheFirstAndARefusedRuleStays)
 {
     start("{");
-    EXPECT_THAT(log(), HasSubstr("[rule_expired_detect][93] parse strResponse failed, error=["));
-    const std::tuple<long long, const char *, const char *> cases[] = {
-        {3, "",
-         "][116] delete rule ret=[3][rule_expired_detect][74] get ssci_strerror(7)=[connection refused]"
-         "[rule_expired_detect]["},
-        {2, R"({"err_code":5})", R"(][124] delete rule failed, response=[{"err_code":5}][)"},
-        {2, kDone, "] delete rule ret=[2][rule_expired_detect]["},
-        {0, "garbage", "] delete rule failed, response=[garbage]"}};
-    for (const auto &[result, answer, logged] : cases) {
-        const size_t before = deleted().size();
+    const std::string at = "[rule_expired_detect][";
+    EXPECT_THAT(log(), testing::StartsWith(at + "199] start" + at + "93] parse strResponse failed, error=["));
+    const std::tuple<long long, std::string, std::string> cases[] = {
+        {3, "", at + "116] delete rule ret=[3]" + at + "74] get ssci_strerror(7)=[connection refused]"},
+        {2, R"({"err_code":5})", at + "116] delete rule ret=[2]"},
+        {2, kDone, at + "116] delete rule ret=[2]"},
+        {0, "garbage", ""}};
+    for (auto [result, answer, logged] : cases) {
+        const size_t before = deleted().size(), log_size = log().size();
         peers("GET", list(rule("a", 0, before == 0 ? 0 : 60) + "," + rule("b", 1, 60)), answer, 0, result);
         fake::pass_waits(1);
         EXPECT_EQ(deleted().size(), before + 2); // the next rule has its turn all the same
-        EXPECT_THAT(log(), HasSubstr(logged));
+        logged.append(at + "124] delete rule failed, response=[").append(answer + "]");
+        EXPECT_EQ(log().substr(log_size), logged + logged);
     }
     EXPECT_TRUE(fake::state()->programs.empty() && fake::state()->proxy_requests.empty());
 }
@@ -180,6 +181,7 @@ TEST_F(ReverseProxy, AStopBeginsNoOtherRuleButFinishesTheOneBegun)
     EXPECT_THAT(fake::state()->programs, ElementsAre(kReload));
     ASSERT_EQ(fake::state()->proxy_requests.size(), 1U);
     EXPECT_EQ(fake::state()->proxy_requests[0].rules.size(), 1U);
+    EXPECT_EQ(log(), "[rule_expired_detect][199] start");
 }
 
 } // namespace

@@ -51,6 +51,8 @@ TEST_F(SysstatCamconn, ReadsOnceAMinuteAndTheChannelsAgainWhenOneChanged)
     start(R"({"data": [{"id": 1, "name": "Old"}, {"id": "2"}, {"id": -5}, 7, null, {"name": "none"}]})",
           R"({"data": [{"id": 1, "conn_failed_count": 50}, {"id": 2, "conn_failed_count": 7}]})");
     EXPECT_EQ(asked(), "i");
+    EXPECT_EQ(ask("channel_info"), R"([ { "id": 1, "name": "Old", "guid": "", "umsid": "", "ip": "", "port": "", )"
+                                   R"("brand": "", "ums_name": "" } ])");
     fake::pass_waits(1);
     EXPECT_EQ(current_time_stamp_mono_r(), 60000U);
     EXPECT_EQ(asked(), "is");
@@ -94,6 +96,7 @@ TEST_F(SysstatCamconn, ABadAnswerIsLoggedAndChangesNothing)
     const char *const kGood = R"({"data": [{"id": 1, "conn_failed_count": 1}]})";
     start(kGood, kGood);
     fake::pass_waits(2);
+    EXPECT_EQ(sysstat_caminfo_get(), 0);
     const std::string before = ask("channel_info") + ask("total", "0");
     const std::tuple<long long, const char *, int, const char *> cases[] = {
         // result of the request, answer, result, log
