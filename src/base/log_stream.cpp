@@ -34,7 +34,7 @@ static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<uint64_t>::i
 bool takes_signals()
 {
     static thread_local const bool taken = [] {
-        sigset_t blocked;
+        sigset_t blocked = {};
         pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
         const bool all =
             std::ranges::all_of(kWritingSignals, [&blocked](int signal) { return sigismember(&blocked, signal) == 1; });
@@ -137,9 +137,7 @@ bool log_stream_write(int fd, const char *text, size_t length)
 bool log_stream_call(int fd, void (*write_once)(int fd, void *argument), void *argument)
 {
     return write_or_drop(fd, [=](std::atomic<uint64_t> *dropped) {
-        if (dropped->load() != 0 && !write_with_count(fd, "", 0, dropped))
-            return false;
-        if (!has_room(fd))
+        if (!write_with_count(fd, "", 0, dropped) || !has_room(fd))
             return false;
         write_once(fd, argument);
         return true;

@@ -64,31 +64,45 @@ TEST_F(LogStream, DropsWhatWouldWaitAndReportsTheCountBeforeTheNextText)
 {
     log_Debug("%s", "\n");
     EXPECT_EQ(read_all(), "\n");
+    const auto call = [] {
+        return log_stream_call(
+            STDERR_FILENO, [](int fd, void *) { (void)!write(fd, "b\n", 2); }, nullptr);
+    };
     fill(); // its last write is dropped too
     log_Debug("a %d", 1);
-    EXPECT_FALSE(write_to_stderr("b\n"));
-    EXPECT_FALSE(log_stream_call(
-        STDERR_FILENO, [](int fd, void *) { (void)!write(fd, "b\n", 2); }, nullptr));
+    EXPECT_FALSE(call());
     EXPECT_EQ(read_all().find_first_not_of('f'), std::string::npos);
     log_Debug("c %d", 2);
-    EXPECT_EQ(read_all(), "log lines dropped: 4\nc 2\n");
-    EXPECT_TRUE(write_to_stderr(std::string(5000, 'x')));
+    EXPECT_EQ(read_all(), "log lines dropped: 3\nc 2\n");
+    EXPECT_TRUE(call() && read_all() == "b\n" && write_to_stderr(std::string(5000, 'x')));
     EXPECT_EQ(read_all(), std::string(4096, 'x'));
 }
 
 TEST_F(LogStream, ManyWritersAndAHandlerNeverWaitAndNeverMixLines)
 {
     constexpr int kThreads = 4;
-    constexpr uint64_t kLines = 500;
+    constexpr uint64_t kLines = 500, kLine = 3000;
     static std::atomic<uint64_t> by_handler; // lines
+    static std::atomic<int> writing;         // threads
+    static thread_local bool is_writing;
     by_handler = 0;
     struct sigaction action = {}, before = {};
     action.sa_handler = [](int) {
+        EXPECT_FALSE(is_writing);
         (void)write_to_stderr("handler\n");
         ++by_handler;
     };
+    const auto write_once = [](int fd, void *text) {
+        is_writing = true;
+        EXPECT_EQ(++writing, 1);
+        (void)raise(SIGUSR1);
+        std::this_thread::yield();
+        (void)!write(fd, text, kLine);
+        --writing;
+        is_writing = false;
+    };
     ASSERT_EQ(sigaction(SIGUSR1, &action, &before), 0);
-    const std::string line(3000, 'w'); // the pipe holds one
+    std::string text = std::string(kLine - 1, 'w') + "\n"; // the pipe holds one
     std::atomic<uint64_t> to_write = 0;
     std::string got;
     alarm(60); // ends the program where a writer waits
@@ -97,10 +111,8 @@ TEST_F(LogStream, ManyWritersAndAHandlerNeverWaitAndNeverMixLines)
         std::vector<std::thread> threads(kThreads);
         for (std::thread &one : threads) {
             one = std::thread([&] {
-                for (uint64_t n = 0; n < kLines; ++n, --to_write) {
-                    (void)write_to_stderr(line + "\n");
-                    (void)raise(SIGUSR1);
-                }
+                for (uint64_t n = 0; n < kLines; ++n, --to_write)
+                    (void)log_stream_call(STDERR_FILENO, write_once, text.data());
             });
         }
         while (is_read && to_write > 0)
@@ -119,7 +131,7 @@ TEST_F(LogStream, ManyWritersAndAHandlerNeverWaitAndNeverMixLines)
     for (std::string one; std::getline(lines, one);) {
         const std::string dropped = "log lines dropped: ";
         const bool is_count = one.starts_with(dropped);
-        ASSERT_TRUE(is_count || one == line || one == "handler" || one == "end") << one;
+        ASSERT_TRUE(is_count || one + "\n" == text || one == "handler" || one == "end") << one;
         seen += is_count ? std::stoull(one.substr(dropped.size())) : 1;
     }
     EXPECT_EQ(seen, uint64_t{2} * kThreads * kLines + by_handler + 1);
