@@ -70,23 +70,20 @@ TDiskMetrics calc_disk_metrics(const T_DISK_STAT &sum, long ticks_per_s)
     };
     const uint64_t whole_kb = (sum.rd_sec + sum.wr_sec) / kSectorsPerKb;
     const uint32_t whole_queue = sum.rq_ticks / kQueueMs;
-    TDiskMetrics metrics;
-    metrics.throughput = static_cast<double>(whole_kb);
-    metrics.rd_latency = quotient(sum.rd_ticks, sum.rd_ios);
-    metrics.wr_latency = quotient(sum.wr_ticks, sum.wr_ios);
-    metrics.rd_io = static_cast<double>(sum.rd_ios);
-    metrics.wr_io = static_cast<double>(sum.wr_ios);
-    metrics.queue = static_cast<double>(whole_queue);
     /* The scale is what readers of the dumps know, though it is not a plain percentage.
      * I/O in no time is infinite and so 100; no I/O in no time is not a number, which
-     * the comparison leaves alone. */
-    metrics.pctutil = static_cast<double>(sum.rd_ticks + sum.wr_ticks) / static_cast<double>(sum.inv_ms) *
-                      static_cast<double>(ticks_per_s) / 10.0;
-    if (metrics.pctutil > kMost)
-        metrics.pctutil = kMost;
-    metrics.inv_ms = sum.inv_ms;
-    metrics.tp_ms = sum.tp_ms;
-    return metrics;
+     * std::min leaves alone. */
+    const double pctutil = static_cast<double>(sum.rd_ticks + sum.wr_ticks) / static_cast<double>(sum.inv_ms) *
+                           static_cast<double>(ticks_per_s) / 10.0;
+    return {.throughput = static_cast<double>(whole_kb),
+            .rd_latency = quotient(sum.rd_ticks, sum.rd_ios),
+            .wr_latency = quotient(sum.wr_ticks, sum.wr_ios),
+            .rd_io = static_cast<double>(sum.rd_ios),
+            .wr_io = static_cast<double>(sum.wr_ios),
+            .queue = static_cast<double>(whole_queue),
+            .pctutil = std::min(pctutil, kMost),
+            .inv_ms = sum.inv_ms,
+            .tp_ms = sum.tp_ms};
 }
 
 TDiskMetrics disk_metrics_per_second(const TDiskMetrics &amounts)

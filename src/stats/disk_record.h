@@ -27,8 +27,8 @@ struct T_DISK_STAT {
 /* One line of /proc/diskstats; nothing when it does not have all of the fourteen
  * columns that every kernel writes. */
 struct TDiskLine {
-    uint32_t major = 0;
-    uint32_t minor = 0;
+    uint32_t major;
+    uint32_t minor;
     T_DISK_STAT stat; // without times
 };
 std::optional<TDiskLine> disk_line_parse(std::string_view line);
@@ -37,15 +37,15 @@ std::optional<TDiskLine> disk_line_parse(std::string_view line);
 std::string disk_path_of_key(const std::string &key);
 
 struct TDiskMetrics {
-    double throughput = 0; // kB
-    double rd_latency = 0; // ms per read
-    double wr_latency = 0;
-    double rd_io = 0;
-    double wr_io = 0;
-    double queue = 0;
-    double pctutil = 0; // at most 100.0; not a plain percentage
-    int64_t inv_ms = 0;
-    int64_t tp_ms = 0;
+    double throughput; // kB
+    double rd_latency; // ms per read
+    double wr_latency;
+    double rd_io;
+    double wr_io;
+    double queue;
+    double pctutil; // at most 100.0; not a plain percentage
+    int64_t inv_ms;
+    int64_t tp_ms;
 };
 TDiskMetrics calc_disk_metrics(const T_DISK_STAT &sum, long ticks_per_s);
 

@@ -19,9 +19,7 @@ int row_of(int proc, const char *entry)
 {
     char buffer[63];
     std::string_view name = proc_read_at(proc, std::string(entry) + "/comm", buffer);
-    if (name.size() < 2)
-        return -1;
-    if (name.back() == '\n')
+    if (name.ends_with('\n'))
         name.remove_suffix(1);
     return process_table_row(name.substr(0, name.find('\0')));
 }

@@ -12,8 +12,9 @@ using CsvWrite = fake::TPlatformTest;
 
 TEST_F(CsvWrite, KeepsTheLastGoodFileWhereTheNewOneCannotBeWritten)
 {
-    write_file("/dump/keep", "");
+    write_file("/dump/a.csv.new", "left behind by a crash\n");
     csv_write("/dump", "a.csv", "good\n");
+    EXPECT_EQ(std::filesystem::status(root() + "/dump/a.csv").permissions(), std::filesystem::perms(0644));
     signal(SIGXFSZ, SIG_IGN);
     struct rlimit before = {};
     getrlimit(RLIMIT_FSIZE, &before);
@@ -29,7 +30,8 @@ TEST_F(CsvWrite, KeepsTheLastGoodFileWhereTheNewOneCannotBeWritten)
     EXPECT_EQ(fake::stderr_of([] { csv_write("/dump", "b.csv", "x"); }), "cannot write /dump/b.csv: Is a directory\n");
     EXPECT_EQ(fake::stderr_of([] { csv_write("/missing", "c.csv", "x"); }), "");
 
-    csv_write("/dump", "a.csv", "newer\n");
+    csv_write(("/dump" + std::string(244, '/')).c_str(), "a.csv", "newer\n"); // 255 characters
+    csv_write(("/dump" + std::string(245, '/')).c_str(), "a.csv", "too long\n");
     EXPECT_EQ(read_file("/dump/a.csv"), "newer\n");
 }
 

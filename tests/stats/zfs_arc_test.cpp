@@ -29,7 +29,7 @@ protected:
     void SetUp() override
     {
         TPlatformTest::SetUp();
-        fake::g_mono_ms = 1000000;
+        fake::g_mono_ms = 5; // just after the boot
     }
     TArc read_of(const std::optional<std::string> &text)
     {
