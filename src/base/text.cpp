@@ -74,7 +74,7 @@ std::string_view text_trimmed(std::string_view text)
 std::string text_fixed(double value, int decimals)
 {
     char text[328]; // the largest double has 309 digits before the point
-    constexpr double kPowers[] = {1, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
+    constexpr double kPowers[] = {1, 10, 100};
     const double scaled = value * kPowers[decimals];
     /* Where the product is far from the middle of two figures, the error of the
      * multiplication does not matter and whole numbers do. */

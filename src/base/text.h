@@ -27,7 +27,7 @@ std::string_view text_next_word(std::string_view *rest);
 /* The text without leading and trailing blanks, tabs and line ends. */
 std::string_view text_trimmed(std::string_view text);
 
-/* The digits of printf's "%.*f" with 0 to 9 decimals, at a fraction of its cost. */
+/* The digits of printf's "%.*f" with 0 to 2 decimals, at a fraction of its cost. */
 std::string text_fixed(double value, int decimals);
 
 /* The C library's text for an error number. */

@@ -22,10 +22,9 @@ void write_stderr(const char *format, ...)
     char text[4096];
     va_list args;
     va_start(args, format);
-    const int length = vsnprintf(text, sizeof(text), format, args);
+    vsnprintf(text, sizeof(text), format, args);
     va_end(args);
-    if (length > 0)
-        (void)log_stream_write(STDERR_FILENO, text, strlen(text));
+    (void)log_stream_write(STDERR_FILENO, text, strlen(text));
 }
 
 void write_stdout(const char *text)

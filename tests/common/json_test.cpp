@@ -49,6 +49,10 @@ TEST(JsonText, IsToTheByteWhatTheLibraryWrites)
     }
     EXPECT_EQ(json_text(root.get()), json_object_to_json_string(root.get()));
     EXPECT_EQ(json_text(nullptr), "null");
+    EXPECT_THROW(json_give(root.get(), "no value", nullptr), std::bad_alloc);
+    EXPECT_THROW(json_give_text(nullptr, "no parent", ""), std::bad_alloc);
+    EXPECT_THROW(json_append(root.get(), nullptr), std::bad_alloc);
+    EXPECT_THROW(json_append_text(nullptr, "no parent"), std::bad_alloc);
 }
 
 } // namespace

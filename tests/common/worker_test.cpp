@@ -2,10 +2,13 @@
 
 #include <atomic>
 #include <csignal>
+#include <fstream>
 #include <new>
 #include <stdexcept>
 #include <thread>
 
+#include "base/startup_pages.h"
+#include "common/stop_watch.h"
 #include "common/tick.h"
 #include "fake_platform/fake_platform.h"
 #include "platform/interrupt.h"
@@ -149,6 +152,44 @@ TEST_F(Worker, ATickThatComesLateEndsNoOtherWait)
     tick_end();
     worker.release();
     EXPECT_EQ(waits, 1000);
+}
+
+TEST_F(Worker, AStepOfTheStopThatHangsForTenSecondsEndsTheProcess)
+{
+    const auto has_begun = [] { // leaves five of the ten seconds
+        const unsigned left_s = alarm(5);
+        return left_s > 5 && left_s <= 10;
+    };
+    fake::state()->thread_error = 11;
+    EXPECT_EQ(fake::stderr_of(stop_watch_begin), "the stop is not watched: pthread_create failed (11)\n");
+    stop_watch_step("service");
+    EXPECT_EQ(alarm(0), 0U);
+    stop_watch_end();
+    fake::state()->thread_error = 0;
+    stop_watch_begin();
+    stop_watch_step("service");
+    EXPECT_TRUE(has_begun());
+    TWorker worker;
+    EXPECT_TRUE((TMustComplete(&worker), has_begun()));
+    EXPECT_TRUE(has_begun());
+    stop_watch_end();
+    EXPECT_EQ(alarm(0), 0U);
+    const auto hang = [] {
+        stop_watch_begin();
+        stop_watch_step("service");
+        kill(getpid(), SIGALRM);
+        pause();
+    };
+    EXPECT_EXIT(hang(), testing::ExitedWithCode(0), "^service hangs: the stop ends without it\n$");
+}
+
+TEST(StartupPages, AreGivenBackToTheCacheOfTheirFiles)
+{
+    uint64_t before = 0, after = 0; // the third number: pages of files
+    std::ifstream("/proc/self/statm") >> before >> before >> before;
+    release_startup_pages();
+    std::ifstream("/proc/self/statm") >> after >> after >> after;
+    EXPECT_LT(after, before / 2);
 }
 
 } // namespace

@@ -109,8 +109,9 @@ long long logtool_send_surveillance_log(const log_info &info)
     return state()->surveillance_log_result;
 }
 
-int getSelfConf(const char *key, const char *default_value, std::string &out, int /*flag*/)
+int getSelfConf(const char *key, const char *default_value, std::string &out, int flag)
 {
+    EXPECT_EQ(flag, 0);
     if (find(state()->self_conf, key, out))
         return 0;
     out = default_value != nullptr ? default_value : "";

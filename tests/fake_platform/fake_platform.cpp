@@ -186,8 +186,9 @@ int get_date_and_time(struct tm *date, uint64_t mono_ms)
     return 0;
 }
 
-int vos_cond_wait_init(vos_cond_t *cond, int /*clock*/)
+int vos_cond_wait_init(vos_cond_t *cond, int clock)
 {
+    EXPECT_EQ(clock, 1);
     const std::lock_guard guard(fake::waits().lock);
     EXPECT_TRUE(fake::waits().ready.insert(cond).second);
     cond->signalled = false;
