@@ -25,7 +25,7 @@ TEST(JsonParse, TakesAllChannelsWithAllTheyHaveAndNoMoreThanATreeMayHold)
     for (const std::string &text : {"[" + times(16383, "1,") + "1]", "[" + times(2800, "{},") + "1]",
                                     "[/*\"*/" + times(100000, "{},") + "1]", "['\"'," + times(100000, "{},") + "1]"})
         EXPECT_TRUE(json_parse(text) == nullptr && json_parse_whole(text) == nullptr) << text.substr(0, 40);
-    EXPECT_TRUE(json_is_bounded(times(64, "[") + times(64, "]")));
+    EXPECT_TRUE(json_is_bounded(times(64, "[") + times(64, "]")) && json_parse_whole("{}x") == nullptr);
     for (const char *close : {"", "/*]*/"}) // where a bracket closes nothing
         EXPECT_FALSE(json_is_bounded(times(65, std::string("[") + close))) << close;
 }

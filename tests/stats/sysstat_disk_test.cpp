@@ -20,7 +20,7 @@ int init()
     const std::string folder = host_path("/dev/mapper/");
     std::filesystem::create_directories(folder + "vg-root");
     std::filesystem::create_symlink("/dev/null", folder + "cachedev1");
-    std::filesystem::create_symlink("/dev/zero", folder + "vg1-long_name_of_a_cachedev");
+    std::filesystem::create_symlink("/dev/zero", folder + "vg1-text_name_of_a_cachedev");
     std::filesystem::create_symlink("/nowhere", folder + "cachedev9");
     return sysstat_disk_init();
 }
@@ -51,7 +51,7 @@ TEST_F(DiskStat, AnswersAmountsAndAmountsPerSecondAndDumpsNewestFirst)
     EXPECT_EQ(read_file("/out/disk_stats.csv"),
               "/dev/mapper/cachedev1 1 3\ntime_stamp(ms), 1030000, 1020000\nthroughput, 100.0, 100.0\n"
               "rd_latency, 1.7, 2.5\nwr_latency, 2000.0, 0.0\nrd_io, 6.0, 4.0\nwr_io, 10.0, 0.0\npctutil, 20.0, 0.0\n\n"
-              "/dev/mapper/vg1-long_name_of_a_\ntime_stamp(ms), 1030000\nthroughput, 0.0\n"
+              "/dev/mapper/vg1-text_name_of_a_\ntime_stamp(ms), 1030000\nthroughput, 0.0\n"
               "rd_latency, 0.0\nwr_latency, 0.0\nrd_io, 0.0\nwr_io, 0.0\npctutil, 0.0\n\n");
 }
 

@@ -121,14 +121,14 @@ TEST(NetStatStart, FollowsLinkLayerInterfacesUpOrDownButTheLoopback)
 
 TEST(NetLine, NameUpToTheFirstColonAndTwoOfItsCounters)
 {
-    const std::string n32(32, 'n');
+    const std::string x32(32, 'x');
     const struct {
         std::string line, name;
         uint64_t rx, tx;
     } cases[] = {
         {"  eth0: 10 2 3 4 5 6 7 8 90 10 11 12 13 14 15 16\n", "eth0", 10, 90},
         {"eth0:1: 7 2 3 4 5 6 7 8 90\n", "eth0", 1, 0}, // counters end at the second colon
-        {n32 + "nnnnnnnn: 1 2 3 4 5 6 7 8 9\n", n32, 1, 9},
+        {x32 + "xxxxxxxx: 1 2 3 4 5 6 7 8 9\n", x32, 1, 9},
         {"eth0: 10 2 3\n", "eth0", 10, 0},
     };
     for (const auto &[line, name, rx, tx] : cases) {
