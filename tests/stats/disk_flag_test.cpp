@@ -77,7 +77,7 @@ TEST_F(DiskFlag, TheWorkerUpdatesAtEveryTenthMinuteOfLocalTime)
 {
     setenv("TZ", "TST-05:45", 1); // 22:13:20 is 3:58:20 there
     disk_thread_start();
-    fake::pass_waits(1);
+    fake::pass_waits(1, "DISK-worker");
     EXPECT_EQ(state()->notices.size(), 0U);
     fake::pass_waits(1); // 4:00
     EXPECT_EQ(state()->notices.size(), 1U);

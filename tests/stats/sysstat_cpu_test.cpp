@@ -104,7 +104,7 @@ TEST_F(CpuStat, PrintsTheWholeMachine)
     for (int i = 0; i < 2; ++i, process.cpu_user += 2, process.cpu_sys += 3, process.inv_ms += 4)
         g_p_CpustatManager->add_sample("system_all", process);
     EXPECT_TRUE(told_by([] { sysstat_cpu_print(); })
-                    .ends_with("get_total 10sec\n    type          = daemon\n    name          = Vnvrd\n"
+                    .ends_with("\nget_total 10sec\n    type          = daemon\n    name          = Vnvrd\n"
                                "    utime         =2\n    stime         =3\n    inv_ms        =4\n"
                                "    tp_ms         =0\n"));
 }

@@ -108,7 +108,7 @@ TEST_F(DiskStat, RunsOnWithoutMapperAndWithoutDiskstats)
     EXPECT_EQ(sysstat_disk_sample(), -1);
     sysstat_disk_uninit();
     std::filesystem::remove_all(root() + "/dev");
-    EXPECT_TRUE(told_by([] { sysstat_disk_init(); }).ends_with("Cannot open /dev/mapper: No such file or directory\n"));
+    EXPECT_TRUE(told_by(sysstat_disk_init).ends_with("\nCannot open /dev/mapper: No such file or directory\n"));
     round(kDiskstats, "1 3 dm-0 1 1 1 1 1 1 1 1 1 1 1\n");
 }
 
