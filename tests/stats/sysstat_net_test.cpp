@@ -61,9 +61,9 @@ TEST_F(NetStat, AnswersBytesRatesAndExtremesOfOneMoreIntervalThanAsked)
 
 TEST_F(NetStat, ACounterThatWentBackWrapsAndItsRateEndsAtTheLargestNumber)
 {
-    round(line_of("eth0", 60180, 105018), 1);
+    round(line_of("eth0", 60180, 105018), 700);
     EXPECT_EQ(ask("cur_data", "", "eth0"), "10 18446744073709551606");
-    EXPECT_EQ(ask("avg", "1", "eth0"), "10000 18446744073709551615");
+    EXPECT_EQ(ask("avg", "1", "eth0"), "14 18446744073709551615");
     round(line_of("eth0", 60190, 105023), 0); // no time: the bytes themselves
     EXPECT_EQ(ask("avg", "1", "eth0"), "5 10");
 }
