@@ -48,7 +48,7 @@ TEST_F(NetStat, AnswersBytesRatesAndExtremesOfOneMoreIntervalThanAsked)
         {"line_data", "-1", "eth0", R"([ "2625" ] [ "1502" ])"},
         {"max", "1", "eth0", "10000 40000"},
         {"min", "1", "eth0", "5001 20000"},
-        {"max", "2147483647", "eth0", "90000 40000"},
+        {"max", "0", "eth0", "90000 40000"},
         {"min", "99999999999", "eth0", "5001 90"},
         {"avg", "0", "wlan0", "0 0"}, // without history
         {"max", "0", "lo", "0 0"},    // nor followed
