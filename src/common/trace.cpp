@@ -22,9 +22,10 @@ void write_stderr(const char *format, ...)
     char text[4096];
     va_list args;
     va_start(args, format);
-    vsnprintf(text, sizeof(text), format, args);
+    const int length = vsnprintf(text, sizeof(text), format, args);
     va_end(args);
-    (void)log_stream_write(STDERR_FILENO, text, strlen(text));
+    if (length > 0) // else there is no text in it
+        (void)log_stream_write(STDERR_FILENO, text, strlen(text));
 }
 
 void write_stdout(const char *text)

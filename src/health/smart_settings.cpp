@@ -52,10 +52,11 @@ bool read_schedule(TSmartSettings *settings)
 
 int smart_threshold(int configured)
 {
-    const TFd file =
-        regular_file_open(host_path("/tmp/hdd_power_on_hour_threshold"), O_RDONLY); // anyone may write there
-    char text[kOverrideSize] = {};                                                  // what cannot be read stays empty
-    [[maybe_unused]] const ssize_t length = read(file.get(), text, sizeof(text) - 1);
+    const std::string path = host_path("/tmp/hdd_power_on_hour_threshold");
+    const TFd file = regular_file_open(path, O_RDONLY); // anyone may write there
+    char text[kOverrideSize] = {};
+    if (read(file.get(), text, sizeof(text) - 1) < 0) // also without a file
+        return configured;
     const int hours = text_to_int(text);
     return hours != 0 ? hours : configured;
 }

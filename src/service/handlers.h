@@ -4,10 +4,10 @@
 
 #include "platform/httpserver.hpp"
 
-/* The handlers behind the routes of the query service. But for the text of
- * "status", which is made once, they hold no state and take no lock: each reads its
- * arguments, calls one monitor, and answers with status 200, errors included. They run on the service's request
- * threads. */
+/* The handlers behind the routes of the query service. But for the text of "status",
+ * which is made once, they hold no state and take no lock: each reads its arguments,
+ * calls one monitor, and answers with status 200, errors included. They run on the
+ * service's request threads. */
 using TResponse = std::shared_ptr<httpserver::http_response>;
 
 TResponse proc_status_get(const httpserver::http_request &request);

@@ -9,7 +9,7 @@
 
 void log_Debug(const char *format, ...)
 {
-    char text[2048];
+    char text[2048] = ""; // what cannot be formatted is an empty line
     va_list args;
     va_start(args, format);
     vsnprintf(text, sizeof(text) - 1, format, args);
