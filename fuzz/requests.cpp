@@ -20,7 +20,6 @@ class TKinds : fake::TPlatformTest {
 public:
     TKinds()
     {
-        SetUp();
         write_file("/proc/stat", "cpu  1 2 3 4 5 6 7 8 9 10\ncpu0 1 2 3 4 5 6 7 8 9 10\n");
         write_file("/proc/meminfo", "MemTotal: 4096000 kB\nMemFree: 1024000 kB\nSwapTotal: 7 kB\n");
         write_file("/proc/net/dev", "  lo: 1 0 0 0 0 0 0 0 2\neth0: 3 0 0 0 0 0 0 0 4\n");
@@ -43,7 +42,6 @@ public:
         sysstat_disk_uninit();
         sysstat_net_uninit();
         sysstat_cpu_uninit();
-        TearDown();
     }
     TKinds(const TKinds &) = delete;
     TKinds &operator=(const TKinds &) = delete;

@@ -82,19 +82,14 @@ TEST_F(Lifecycle, WithoutThreadsEachLogsItInItsUsualPlace)
 /* The daemon, up, on a machine with ZFS: a script there is a step in the middle of a round. */
 class Rounds : public fake::TQuietTest {
 protected:
-    void SetUp() override
+    Rounds()
     {
-        TQuietTest::SetUp();
         fake::state()->platform_system = 2;
         write_file("/Vtmp/keep", "");
         VeloMond_start();
         fake::pass_waits(0, "MAIN-worker");
     }
-    void TearDown() override
-    {
-        VeloMond_stop();
-        TQuietTest::TearDown();
-    }
+    ~Rounds() override { VeloMond_stop(); }
     static size_t intervals() { return g_p_CpustatManager->copy_history("VeloMond")->size(); }
 };
 

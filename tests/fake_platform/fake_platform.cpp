@@ -91,7 +91,7 @@ std::string woken_by_ticks(const std::string &thread, const std::vector<uint64_t
     return all;
 }
 
-void TPlatformTest::SetUp()
+TPlatformTest::TPlatformTest()
 {
     state().state = {};
     on_wait(nullptr);
@@ -101,13 +101,13 @@ void TPlatformTest::SetUp()
     setenv("TZ", "UTC", 1);
     tzset();
     std::string name = (std::filesystem::temp_directory_path() / "velomond_test_XXXXXX").string();
-    ASSERT_NE(mkdtemp(name.data()), nullptr);
+    EXPECT_NE(mkdtemp(name.data()), nullptr);
     state()->root = name;
     /* The log folder's own mode is for root only; tests need not be root. */
     std::filesystem::create_directories(host_path("/Vdbglog/.velolog"));
 }
 
-void TPlatformTest::TearDown()
+TPlatformTest::~TPlatformTest()
 {
     EXPECT_EQ(state()->streams_open, 0);
     tick_end();

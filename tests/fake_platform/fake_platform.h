@@ -132,8 +132,6 @@ std::string woken_by_ticks(const std::string &thread, const std::vector<uint64_t
 
 int time_limit_s(); // for the program that the calling thread runs
 
-/* Our own service. */
-std::vector<std::string> route_paths(); // in order of registration
 /* Calls a handler; null when the path or method is not served. */
 std::shared_ptr<httpserver::http_response> call_route(const std::string &method, const std::string &path,
                                                       const std::map<std::string, std::string> &args = {},
@@ -150,8 +148,8 @@ template <typename TAction> std::string stderr_of(TAction action)
 /* A fresh platform and host root per test, in UTC. Paths are plain ones. */
 class TPlatformTest : public testing::Test {
 protected:
-    void SetUp() override;
-    void TearDown() override;
+    TPlatformTest();
+    ~TPlatformTest() override;
 
     static std::string root() { return host_path(""); }
     static void write_file(const std::string &path, const std::string &text);
@@ -163,16 +161,8 @@ protected:
 /* Standard error stays out of the test report. */
 class TQuietTest : public TPlatformTest {
 protected:
-    void SetUp() override
-    {
-        TPlatformTest::SetUp();
-        testing::internal::CaptureStderr();
-    }
-    void TearDown() override
-    {
-        testing::internal::GetCapturedStderr();
-        TPlatformTest::TearDown();
-    }
+    TQuietTest() { testing::internal::CaptureStderr(); }
+    ~TQuietTest() override { testing::internal::GetCapturedStderr(); }
     static std::string told() // on standard error since the last look
     {
         std::string text = testing::internal::GetCapturedStderr();

@@ -1,4 +1,5 @@
-#include <algorithm>
+#include <map>
+#include <utility>
 
 #include "base/text.h"
 #include "fake_platform/fake_platform.h"
@@ -8,15 +9,10 @@ using fake::TRequest;
 
 namespace {
 
-struct TRoute {
-    std::string path;
-    std::map<std::string, ssci_handler> handlers;
-};
-
-/* Filled before main, so it is not in the state and never reset. */
-std::vector<TRoute> &routes()
+/* By method and path. Filled before main, so they are not in the state and never reset. */
+std::map<std::pair<std::string, std::string>, ssci_handler> &handlers()
 {
-    static auto &all = *new std::vector<TRoute>;
+    static auto &all = *new std::map<std::pair<std::string, std::string>, ssci_handler>;
     return all;
 }
 
@@ -41,38 +37,28 @@ long long ask(const TRequest &request, std::string *answer)
 {
     const auto script = state()->request;
     state()->requests.push_back(request);
-    std::string text, ignored;
+    std::string text;
     const long long result = script ? script(request, &text) : SSCI_TRANSPORT_ERROR;
-    std::string &out = answer != nullptr ? *answer : ignored;
-    (void)fake::give(result == SSCI_BAD_STATUS ? SSCI_OK : result, text, out); // an error response has a body too
+    if (answer != nullptr && (result == SSCI_OK || result == SSCI_BAD_STATUS)) // an error response has a body too
+        *answer = text;
     return result;
 }
 
 } // namespace
 
-std::vector<std::string> fake::route_paths()
-{
-    std::vector<std::string> paths;
-    for (const TRoute &route : routes())
-        paths.push_back(route.path);
-    return paths;
-}
-
 std::shared_ptr<httpserver::http_response> fake::call_route(const std::string &method, const std::string &path,
                                                             const std::map<std::string, std::string> &args,
                                                             const std::string &body)
 {
-    const auto route =
-        std::find_if(routes().begin(), routes().end(), [&](const TRoute &one) { return one.path == path; });
-    if (route == routes().end() || route->handlers[method] == nullptr)
-        return nullptr;
-    return route->handlers[method](TScriptedRequest(args, body));
+    const auto found = handlers().find({method, path});
+    return found != handlers().end() && found->second != nullptr ? found->second(TScriptedRequest(args, body))
+                                                                 : nullptr;
 }
 
 common_http_resource::common_http_resource(const char *path, ssci_handler get, ssci_handler put, ssci_handler post,
                                            ssci_handler del)
 {
-    routes().push_back({path, {{"GET", get}, {"PUT", put}, {"POST", post}, {"DELETE", del}}});
+    handlers().insert({{{"GET", path}, get}, {{"PUT", path}, put}, {{"POST", path}, post}, {{"DELETE", path}, del}});
 }
 
 /* The service's health text is tested end to end. */

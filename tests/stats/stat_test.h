@@ -8,17 +8,12 @@
 /* A kind's tests, with the kind up. */
 template <auto INIT, auto UNINIT, auto SAMPLE, auto PROC> class TStatTest : public fake::TQuietTest {
 protected:
-    void SetUp() override
+    TStatTest()
     {
-        TQuietTest::SetUp();
         fake::g_wall_ms = 1000000;
         INIT();
     }
-    void TearDown() override
-    {
-        UNINIT();
-        TQuietTest::TearDown();
-    }
+    ~TStatTest() override { UNINIT(); }
     /* One round, that long after the one before. */
     static void round(const char *file, const std::string &text, uint64_t ms = 10000)
     {

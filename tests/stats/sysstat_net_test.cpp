@@ -25,9 +25,8 @@ int init()
 class NetStat : public TStatTest<init, sysstat_net_uninit, sysstat_net_sample, sysstat_net_proc> {
 protected:
     /* Intervals of 10, 10 and 20 s. */
-    void SetUp() override
+    NetStat()
     {
-        TStatTest::SetUp();
         round(line_of("eth0", 100, 7) + line_of("lo", 5, 5));
         round(line_of("eth0", 190, 90007) + line_of("lo", 6, 6));
         round(line_of("eth0", 20190, 100007));

@@ -26,11 +26,7 @@ TEST(ZfsArc, IsNeverCountedAsFreeBelowItsMinimum)
 
 class ZfsArcTool : public fake::TPlatformTest {
 protected:
-    void SetUp() override
-    {
-        TPlatformTest::SetUp();
-        fake::g_mono_ms = 5; // just after the boot
-    }
+    ZfsArcTool() { fake::g_mono_ms = 5; } // just after the boot
     TArc read_of(const std::optional<std::string> &text)
     {
         fake::state()->popen = [text](const fake::argv_t &) { return text; };
