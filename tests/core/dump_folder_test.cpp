@@ -1,7 +1,5 @@
 #include "core/dump_folder.h"
 
-#include <sys/stat.h>
-
 #include "fake_platform/fake_platform.h"
 
 namespace {
@@ -22,11 +20,8 @@ TEST_F(DumpFolder, RotatesOnceAndThenWritesTheFirstAgain)
     write_file("/Vtmp/keep", "");
     std::string written, held;
     written += dump(1).back();
-    for (const char *made : {"/Vtmp/.sys_stats", "/Vtmp/.sys_stats/log_0"}) {
-        struct stat status = {};
-        ASSERT_EQ(stat((root() + made).c_str(), &status), 0);
-        EXPECT_EQ(status.st_mode & 07777, 0644U) << made; // deliberate
-    }
+    for (const char *made : {"/Vtmp/.sys_stats", "/Vtmp/.sys_stats/log_0"}) // the mode is deliberate
+        EXPECT_EQ(std::filesystem::status(root() + made).permissions(), std::filesystem::perms(0644)) << made;
     write_file("/Vtmp/.sys_stats/log_bak_1", "a file in the way, which goes");
     write_file("/Vtmp/.sys_stats/log_3/number", "another's");
     for (int number = 2; number <= 8; ++number)

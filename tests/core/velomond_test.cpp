@@ -1,10 +1,8 @@
 #include "core/VeloMond.h"
 
 #include <chrono>
-#include <fstream>
 #include <future>
 #include <gmock/gmock.h>
-#include <sstream>
 
 #include "common/debug_log.h"
 #include "core/round_clock.h"
@@ -28,30 +26,8 @@ TEST(RoundClock, RunsTenSecondsAfterTheStartAndAfterEachRoundsBeginning)
     EXPECT_EQ(left_s, "1 10 9 1 round 10 10 8 1 round 10 round 10 9 1 round 10");
 }
 
-std::vector<std::string> lines_without(std::istream &text, const char *what)
-{
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(text, line);)
-        if (!testing::Matches(testing::ContainsRegex(what))(line))
-            lines.push_back(line);
-    return lines;
-}
-
 class Lifecycle : public fake::TQuietTest {};
 using LifecycleDeathTest = fake::TPlatformTest;
-
-TEST_F(Lifecycle, StartsInItsOrderAndStopsInTheSame)
-{
-    std::istringstream told(told_by([] {
-        EXPECT_EQ(VeloMond_start(), 0);
-        EXPECT_EQ(VeloMond_stop(), 0);
-    }));
-    EXPECT_EQ(fake::state()->created, "sysmonService localhost:10191 2 localhost:10182 0 0 []");
-    /* But for what the machine has, the lines are those of the whole daemon, which asks for its status too. */
-    std::ifstream of_daemon(TEXT_FOLDER "/start_and_stop.txt");
-    EXPECT_EQ(lines_without(told, "delete=|smp_num_cpus|Cannot open|vol_monitor_main\\("),
-              lines_without(of_daemon, "delete=|smp_num_cpus|^main:|^====|^is_daemon|^execute_time|_info\\("));
-}
 
 TEST_F(Lifecycle, WithoutThreadsEachLogsItInItsUsualPlace)
 {
@@ -140,27 +116,23 @@ TEST_F(Rounds, ADumpWaitsForTheRoundInProgress)
 TEST_F(Lifecycle, GoesOnWithoutAService)
 {
     const std::string up = "VeloMond_RESTful:ntf_init(639)\n", down = "VeloMond_RESTful:ntf_uninit(646)\n";
-    const struct {
-        long long fake::TState::*failing;
-        int start, stop;
-        std::string told;
-    } cases[] = {
+    const std::tuple<long long fake::TState::*, int, int, std::string> cases[] = {
         {&fake::TState::create_result, -1, 0, "ssci_server_create failed, ret=[5]\n exit.\n" + down},
         {&fake::TState::start_result, -2, 0, "ssci_server_start failed, ret=[5]\n exit.\n" + down},
         {&fake::TState::session_result, 0, 0, up + "the notification session cannot be started: error 5\n" + down},
         {&fake::TState::stop_result, 0, -1, up + down + "ssci_server_stop failed, ret=[5]\n exit.\n"},
         {&fake::TState::destroy_result, 0, -2, up + down + "ssci_server_destory failed, ret=[5]\n exit.\n"},
     };
-    for (const auto &one : cases) {
-        fake::state().state.*one.failing = 5;
-        EXPECT_EQ(sysmon_service_init(), one.start) << one.told;
-        EXPECT_EQ(sysmon_service_uninit(), one.stop) << one.told;
-        EXPECT_EQ(told(), one.told);
+    for (const auto &[result, start, stop, text] : cases) {
+        fake::state().state.*result = 5;
+        EXPECT_EQ(sysmon_service_init(), start) << text;
+        EXPECT_EQ(sysmon_service_uninit(), stop) << text;
+        EXPECT_EQ(told(), text);
         EXPECT_EQ(VeloMond_start(), 0);
-        EXPECT_EQ(VeloMond_restart(), 0); // of nothing
+        EXPECT_EQ(VeloMond_restart(), 0); // logs its line and does nothing
         EXPECT_EQ(VeloMond_stop(), 0);
         EXPECT_THAT(told(), AllOf(HasSubstr("VeloMond:VeloMond_restart(386)\n"), HasSubstr("sysstat_cpu_uninit(802)")));
-        fake::state().state.*one.failing = 0;
+        fake::state().state.*result = 0;
     }
 }
 

@@ -70,9 +70,8 @@ void pass_waits(int count, const std::string &thread)
     waits().of_thread = thread;
     waits().changed.notify_all();
     const auto done = [&] {
-        const auto &asleep = waits().asleep;
         const auto is_it = [&](const auto &one) { return thread.empty() || one.second == thread; };
-        return waits().to_pass == 0 && std::ranges::any_of(asleep, is_it);
+        return waits().to_pass == 0 && std::ranges::any_of(waits().asleep, is_it);
     };
     if (!waits().changed.wait_for(guard, std::chrono::seconds(30), done))
         ADD_FAILURE() << "no worker came to its wait";

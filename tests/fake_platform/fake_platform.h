@@ -44,7 +44,6 @@ struct TRequest {
  * filled in on 0. */
 struct TState {
     /* Service calls. */
-    std::string created; // the arguments of ssci_server_create
     long long create_result = 0, start_result = 0, session_result = 0, stop_result = 0, destroy_result = 0;
     std::vector<std::string> notices;                                  // "session category code [text] level"
     std::vector<TRequest> requests;                                    // to other services

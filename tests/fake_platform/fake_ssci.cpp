@@ -67,8 +67,9 @@ common_service_resource::common_service_resource(const char *, bool (*)(char *, 
 long long ssci_server_create(const char *name, const char *host, int port, int workers, const char *nameserver_host,
                              int nameserver_port, bool flag, int number, const char *text)
 {
-    state()->created = text_format("%s %s:%d %d %s:%d %d %d [%s]", name, host, port, workers, nameserver_host,
-                                   nameserver_port, flag ? 1 : 0, number, text);
+    EXPECT_EQ(text_format("%s %s:%d %d %s:%d %d %d [%s]", name, host, port, workers, nameserver_host, nameserver_port,
+                          flag ? 1 : 0, number, text),
+              "sysmonService localhost:10191 2 localhost:10182 0 0 []");
     return state()->create_result;
 }
 
