@@ -21,9 +21,6 @@ std::vector<std::string> g_seen; // by the bodies
 
 void body(TWorker *self)
 {
-    char name[16] = "";
-    pthread_getname_np(pthread_self(), name, sizeof(name));
-    g_seen.emplace_back(name);
     sigset_t mask;
     pthread_sigmask(SIG_SETMASK, nullptr, &mask);
     g_seen.emplace_back(sigismember(&mask, SIGTERM) == 1 && sigismember(&mask, SIGSEGV) == 0 ? "undisturbed" : "");
@@ -37,19 +34,19 @@ protected:
     Worker() { g_seen.clear(); }
 };
 
-TEST_F(Worker, RunsNamedWithoutSignalsAndStopsFromItsSleep)
+TEST_F(Worker, RunsWithoutSignalsAndStopsFromItsSleep)
 {
     TWorker worker;
     const std::string told = fake::stderr_of([&] {
         worker.stop(); // it has never run
-        EXPECT_EQ(worker.start({"SYS_HEALTH-worker", "body", body}), 0);
+        EXPECT_EQ(worker.start({"x", "body", body}), 0);
         worker.stop();
         worker.stop(); // there is no thread any more
     });
     worker.release();
     const std::string ended = "end wait_for_terminate...\n";
     EXPECT_EQ(told, ended + " body was terminated.\n" + ended + ended);
-    EXPECT_EQ(g_seen, (std::vector<std::string>{"SYS_HEALTH-work", "undisturbed", "interrupted"}));
+    EXPECT_EQ(g_seen, (std::vector<std::string>{"undisturbed", "interrupted"}));
 }
 
 void failing(TWorker *self)
@@ -175,7 +172,7 @@ TEST(StartupPages, AreGivenBackToTheCacheOfTheirFiles)
     std::ifstream("/proc/self/statm") >> before >> before >> before;
     release_startup_pages();
     std::ifstream("/proc/self/statm") >> after >> after >> after;
-    EXPECT_LT(after, before / 2);
+    EXPECT_LT(after, before / 3 * 2); // a tenth to a third is left
 }
 
 } // namespace
