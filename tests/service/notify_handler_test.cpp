@@ -22,7 +22,7 @@ TEST_F(Notify, EachNoticeHasItsAnswerAndItsAction)
     state()->disk_list = [](int, t_storage_disk_list &) { return 1U; }; // updates answer -2
     struct {
         std::string body;
-        int code, updates, not_supported; // the type that is told; 0: nothing told
+        int code, updates, not_supported; // the type in the log line; 0: no line
     } const cases[] = {
         {"", -1, 0, -1},
         {R"({"notice_reason":{"type":1033)", -1, 0, -1},
@@ -52,7 +52,7 @@ TEST_F(Notify, EachNoticeHasItsAnswerAndItsAction)
         EXPECT_EQ(answer, R"({ "retCode": )" + std::to_string(one.code) + " }");
         EXPECT_EQ(state()->notices.size() - updates, static_cast<size_t>(one.updates));
     }
-    EXPECT_EQ(state()->cond_signals, 0); // there was nobody to wake yet
+    EXPECT_EQ(state()->cond_signals, 0); // the main worker was not started
 }
 
 TEST_F(Notify, OneEventWithOneActionWakesTheMainWorker)

@@ -39,7 +39,7 @@ TEST(Service, ReportsItsHealthCutToTheBuffer)
     EXPECT_TRUE(service_health_check(nullptr, 0)); // and writes nothing
 }
 
-constexpr const char *kDevice = "/dev/mapper/cachedev_of_31_char"; // as long as its argument's buffer lets it be
+constexpr const char *kDevice = "/dev/mapper/cachedev_of_31_char"; // the longest that its argument may be
 
 class Handlers : public fake::TQuietTest {
 protected:
@@ -79,7 +79,7 @@ protected:
                 EXPECT_EQ(sample(), 0);
         }
     }
-    /* What the round, a dump and a debug signal call answers 0, with a manager or without. */
+    /* What the round, a dump and a debug print call returns 0, with a manager or without. */
     static void run_all()
     {
         for (const auto call : {sysstat_cpu_sample, sysstat_net_sample, sysstat_disk_sample, sysstat_memory_sample,
@@ -116,45 +116,29 @@ protected:
 TEST_F(Handlers, AnswersAreTheFiguresOfTheirMonitorUnderTheirNames)
 {
     two_rounds();
-    const std::string rss = std::to_string(2 * sysconf(_SC_PAGESIZE) / 1024);
-    const std::string memory =
-        "MemTotal: 1000, MemFree: 100, MemAvailable: 150, Buffers: 20, Cached: 30, SwapTotal: 50, "
-        "SwapFree: 40, pgmajfault: 3, pgfault: 400";
-    const std::string cpu = "user_pcnt: 10.0, sys_pcnt: 25.0, iowait_pcnt: 24.0, steal_pcnt: 15.0, idle_pcnt: 21.0";
-    const std::string process = "total_pcnt: 150.0, user_pcnt: 50.0, sys_pcnt: 100.0";
-    const std::string sizes = "VmSize: 40, VmRSS: " + rss + ", maj_flt: 6, min_flt: 7";
-    const std::string amounts = "tx: 10000, rx: 20000", rates = "tx: 1000, rx: 2000";
-    const std::string disk = "throughput: 10.0, rd_latency: 2.5, wr_latency: 3.5, rd_io: 1.0, wr_io: 2.0";
+    const std::string amounts = "tx: 10000, rx: 20000";
     const std::pair<std::string, std::string> cases[] = {
-        {"cpu_info?name=system_all&method=cur_data", cpu},
-        {"cpu_info?name=VeloMond&method=avg", process},
+        {"cpu_info?name=system_all&method=cur_data",
+         "user_pcnt: 10.0, sys_pcnt: 25.0, iowait_pcnt: 24.0, steal_pcnt: 15.0, idle_pcnt: 21.0"},
+        {"cpu_info?name=VeloMond&method=avg", "total_pcnt: 150.0, user_pcnt: 50.0, sys_pcnt: 100.0"},
+        {"cpu_info?name=VeloMond&method=line_data", "total_pcnt: [ 150.0 ], user_pcnt: [ 50.0 ], sys_pcnt: [ 100.0 ]"},
         {"mem_info?name=system_all&method=cur_data",
          "MemTotal: 1000, MemUsed: 850, MemFree: 100, MemAvailable: 150, Buffers: 20, Cached: 30, SReclaimable: 7, "
          "SwapTotal: 50, SwapFree: 40, pgmajfault: 3, pgfault: 400, zfs_mem_cache: 0"},
-        {"mem_info?name=system_all&method=avg&type=1", memory},
-        {"mem_info?name=VeloMond&method=cur_data", sizes},
+        {"mem_info?name=system_all&method=avg&type=1",
+         "MemTotal: 1000, MemFree: 100, MemAvailable: 150, Buffers: 20, Cached: 30, SwapTotal: 50, SwapFree: 40, "
+         "pgmajfault: 3, pgfault: 400"},
+        {"mem_info?name=VeloMond&method=cur_data",
+         text_format("VmSize: 40, VmRSS: %ld, maj_flt: 6, min_flt: 7", 2 * sysconf(_SC_PAGESIZE) / 1024)},
         {"network_info?if_name=eth0&method=cur_data", amounts},
         {"network_info?if_name=eth0&method=total&type=1", amounts},
-        {"network_info?if_name=eth0&method=avg", rates},
+        {"network_info?if_name=eth0&method=avg", "tx: 1000, rx: 2000"},
         {"network_info?if_name=eth0&method=max", amounts},
         {"disk_info?method=cur_data", "throughput: 100, rd_latency: 2.5, wr_latency: 3.5, rd_io: 10, wr_io: 20"},
         {"disk_info?method=total", "throughput: 100, rd_io: 10, wr_io: 20"},
-        {"disk_info?method=avg&type=1", disk}};
+        {"disk_info?method=avg&type=1", "throughput: 10.0, rd_latency: 2.5, wr_latency: 3.5, rd_io: 1.0, wr_io: 2.0"}};
     for (const auto &[query, data] : cases)
         EXPECT_EQ(get(query + "&vol_name=" + kDevice), "{ return: 0, data: { " + data + " } }") << query;
-    for (const auto &[query, data] : {std::pair("cpu_info?name=system_all", cpu),
-                                      {"cpu_info?name=VeloMond", process},
-                                      {"mem_info?name=system_all", memory},
-                                      {"mem_info?name=VeloMond", sizes},
-                                      {"network_info?if_name=eth0", rates},
-                                      {"disk_info?", disk}}) {
-        std::string arrays;
-        for (const char one : data + ",")
-            arrays.append(one == ',' ? " ]" : "").append(1, one).append(one == ':' ? " [" : "");
-        arrays.pop_back();
-        EXPECT_EQ(get(std::string(query) + "&method=line_data&vol_name=" + kDevice),
-                  "{ return: 0, data: { " + arrays + " } }");
-    }
     run_all();
 }
 
@@ -162,25 +146,21 @@ TEST_F(Handlers, CutArgumentsAsTheirBuffersDo)
 {
     EXPECT_THAT(told_by([] { get(std::string("disk_info?method=avg&vol_name=") + kDevice + "n"); }),
                 HasSubstr(text_format("VeloMond_RESTful:proc_dsk_get(169)\nstr_key=[%s 1 3]\n", kDevice)));
-    struct {
-        const char *query, *count;
-        size_t method;
-    } const cases[] = {{"cpu_info?name=x", "type", 63},        {"mem_info?name=x", "type", 63},
-                       {"network_info?if_name=x", "type", 31}, {"disk_info?vol_name=x", "type", 31},
-                       {"cam_conn?name=x", "count", 0},        {"smart_info?name=x", nullptr, 31},
-                       {"syshealth_info?name=x", nullptr, 31}};
-    for (const auto &[query, count, method] : cases) {
-        if (count != nullptr) { // 31 characters decide
-            const std::string begin =
-                std::string(query) + (method == 0 ? "&method=total&" : "&method=avg&") + count + "=";
-            EXPECT_EQ(get(begin + std::string(29, ' ') + "-1"), "{ return: -6 }") << query;
-            EXPECT_THAT(get(begin + std::string(30, ' ') + "-1"), HasSubstr("return: 0")) << query;
-        }
-        if (method != 0) {
-            EXPECT_THAT(
-                told_by([query = query, method = method] { get(query + ("&method=" + std::string(method + 1, 'm'))); }),
-                EndsWith("method=[" + std::string(method, 'm') + "] not support\n"));
-        }
+    for (const std::string begin : {"cpu_info?name=x&method=avg&type=", "mem_info?name=x&method=avg&type=",
+                                    "network_info?if_name=x&method=avg&type=", "disk_info?vol_name=x&method=avg&type=",
+                                    "cam_conn?method=total&count="}) { // 31 characters decide
+        EXPECT_EQ(get(begin + std::string(29, ' ') + "-1"), "{ return: -6 }") << begin;
+        EXPECT_THAT(get(begin + std::string(30, ' ') + "-1"), HasSubstr("return: 0")) << begin;
+    }
+    for (const auto &[query, size] : {std::pair("cpu_info?name=x", 63U),
+                                      {"mem_info?name=x", 63},
+                                      {"network_info?if_name=x", 31},
+                                      {"disk_info?vol_name=x", 31},
+                                      {"smart_info?name=x", 31},
+                                      {"syshealth_info?name=x", 31}}) {
+        told();
+        get(query + ("&method=" + std::string(size + 1, 'm')));
+        EXPECT_THAT(told(), EndsWith("method=[" + std::string(size, 'm') + "] not support\n"));
     }
     get("cam_conn?method=" + std::string(33, 'm'));
     EXPECT_THAT(log_text(kLogCamConn), HasSubstr("method=[" + std::string(31, 'm') + "] not support."));
@@ -191,7 +171,8 @@ TEST_F(Handlers, CutArgumentsAsTheirBuffersDo)
 TEST_F(Handlers, NameTheMonitorThatIsNotUp)
 {
     const std::tuple<const char *, int (*)(), const char *, int> cases[] = {
-        {"cpu_info?method=a&name=b", sysstat_cpu_uninit, "g_p_CpustatManager", 0}, // its callers count on that
+        {"cpu_info?method=a&name=b", sysstat_cpu_uninit, "g_p_CpustatManager",
+         0}, // the log line is all: callers rely on the 0
         {"mem_info?method=a&name=b", sysstat_memory_uninit, "g_p_MemorystatManager", -2},
         {"network_info?method=a&if_name=b", sysstat_net_uninit, "g_p_NetstatManager", -2},
         {"disk_info?method=a&vol_name=b", sysstat_disk_uninit, "g_p_DiskstatManager", -2}};
@@ -201,7 +182,7 @@ TEST_F(Handlers, NameTheMonitorThatIsNotUp)
             told_by([query = query, result = result] { EXPECT_EQ(get(query), text_format("{ return: %d }", result)); }),
             MatchesRegex(text_format("(VeloMond_RESTful:.*\n)?%s does not exist.\n", name)));
     }
-    EXPECT_EQ(sysstat_net_sample(), -1); // reads its file all the same
+    EXPECT_EQ(sysstat_net_sample(), -1); // its file is missing, which counts first
     write_file("/proc/net/dev", "");
     run_all();
     EXPECT_EQ(sysstat_camconn_uninit(), 0);
@@ -222,13 +203,9 @@ TEST_F(Handlers, EachRouteCallsItsMonitorWithItsArguments)
                               "VmetaService, Vnotifyd, VconfigSvc, VwebGateway, Vnameserver, VmsgBus, VeloMond, "
                               "VauthService, VstorageMgr, VdbService, VbackupSvc, VdashboardRx, VlogService, VtimeSync";
     const std::string status = get("status");
-    std::string cores;
-    for (const std::string &key : g_p_CpustatManager->keys())
-        cores += names.find(key) == std::string::npos ? ", " + key : "";
-    EXPECT_EQ(status, "{ return: 0, cpu_info: { core_no: " + std::to_string(sysconf(_SC_NPROCESSORS_ONLN)) +
-                          ", core_list: [" + cores.substr(1) +
-                          " ] }, mem_info: { mem_phy: 0, mem_swap: 0 }, disk_info: [ " + kDevice +
-                          " ], network_info: [ eth0 ], daemon_list: [ " + names + " ] }");
+    EXPECT_THAT(status, StartsWith("{ return: 0, cpu_info: { core_no: ")); // the list of cores: tests/e2e
+    EXPECT_THAT(status, EndsWith(std::string(", system_all ] }, mem_info: { mem_phy: 0, mem_swap: 0 }, disk_info: [ ") +
+                                 kDevice + " ], network_info: [ eth0 ], daemon_list: [ " + names + " ] }"));
     const std::string traced = "sysstat_disk.cpp:sysstat_disk_info(546)\nsysstat_net.cpp:sysstat_net_info(336)\n";
     EXPECT_EQ(told_by([&] { EXPECT_EQ(get("status"), status); }), traced); // each time
     sysstat_net_uninit();
