@@ -33,10 +33,7 @@ TEST_F(ProcFile, IsReadToItsEndHoweverLong)
 
 TEST(ProcText, StatFieldsStartBehindTheLastParenthesisOfTheCommand)
 {
-    struct {
-        const char *text;
-        uint64_t utime, rss;
-    } const cases[] = {
+    const std::tuple<const char *, uint64_t, uint64_t> cases[] = {
         {"7 (a) b) (c) S 1 2 3 0 -1 4 10 11 12 13 14 15 16 17 20 0 1 0 5 999 24 18446744073709551615 1\n", 14, 24},
         {"7 (x) S 1 2 3 0 -1 4 10 11 12 13 14", 14, 0},
         {"7 (x) S 1 2 garbage 0 -1 4 10 11 12 13 14 15", 0, 0},

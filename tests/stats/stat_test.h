@@ -43,6 +43,4 @@ protected:
     }
 };
 
-struct TStatAnswer {
-    const char *method, *type, *name, *values;
-};
+using TStatAnswer = const char *[4]; // method, type, name; the values

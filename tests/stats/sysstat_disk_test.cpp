@@ -62,7 +62,7 @@ TEST_F(DiskStat, RatesOfNoTimeAreTheAmountsAndCountersWrap)
     EXPECT_EQ(ask("avg", "1", kDevice), "30.0 4.0 8.0 10.0 5.0");
     EXPECT_EQ(ask("line_data", "", kDevice), R"([ "30.0" ] [ "4.0" ] [ "8.0" ] [ "10.0" ] [ "5.0" ])");
     EXPECT_EQ(g_p_DiskstatManager->get_current("/dev/mapper/cachedev1 1 3").rq_ticks, UINT32_MAX - 4);
-    round(kDiskstats, std::string(255, 'x') + "1 3 dm-0 14 5 43 45 10 5 25 45 5 5 0\n");           // the rest is a line
+    round(kDiskstats, std::string(255, 'x') + "1 3 dm-0 14 5 43 45 10 5 25 45 5 5 0\n"); // what follows 255 is a line
     EXPECT_EQ(ask("cur_data", "", kDevice), "9223372036854775808 0.0 0.0 18446744073709551616 0"); // one back
 }
 

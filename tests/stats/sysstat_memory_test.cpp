@@ -36,16 +36,6 @@ protected:
         write_file("/proc/meminfo", meminfo_text);
         TStatTest::round("/proc/vmstat", vmstat_text);
     }
-    /* Three rounds, two intervals. */
-    static void two_intervals()
-    {
-        write_process(70, "VeloMond", 10, 2, 1);
-        round(meminfo(999, 999, 30), "nr_free_pages 9\npgfault 1000\npgmajfault 10\n");
-        write_process(70, "VeloMond", 11, 3, 4);
-        round(meminfo(900, 999, 40), "nr_free_pages 9\npgfault 1500\npgmajfault 12\n");
-        write_process(70, "VeloMond", 14, 4, 9);
-        round(meminfo(1000, 999, 60), "nr_free_pages 9\npgfault 1600\npgmajfault 13\n");
-    }
     /* Where the tool has never been asked. */
     static void restart_on_zfs(uint32_t platform_system)
     {
@@ -57,15 +47,36 @@ protected:
     static uint64_t page_kb() { return static_cast<uint64_t>(sysconf(_SC_PAGESIZE)) / 1024; }
 };
 
-TEST_F(MemoryStat, AnswersLevelsTheFaultsOfTheIntervalAndMeansCutToWholeNumbers)
+TEST_F(MemoryStat, AnswersLevelsTheFaultsOfTheIntervalAndMeansAndDumpsNewestFirst)
 {
-    two_intervals();
+    write_process(70, "VeloMond", 10, 2, 1);
+    round(meminfo(999, 999, 30), "nr_free_pages 9\npgfault 1000\npgmajfault 10\n");
+    write_process(70, "VeloMond", 11, 3, 4);
+    round(meminfo(900, 999, 40), "nr_free_pages 9\npgfault 1500\npgmajfault 12\n");
+    write_process(70, "VeloMond", 14, 4, 9);
+    round(meminfo(1000, 999, 60), "nr_free_pages 9\npgfault 1600\npgmajfault 13\n");
     EXPECT_EQ(ask("cur_data", "", "system_all"), "1000 820 100 180 20 60 7 50 40 1 100 0");
     EXPECT_EQ(ask("cur_data", "", "VeloMond"), text_format("56 %lu 5 50", 4 * page_kb()));
     EXPECT_EQ(g_p_MemorystatManager->get_current("VeloMond").type, 1);
     EXPECT_EQ(ask("avg", "5", "system_all"), "950 100 170 20 50 50 40 1 300");
     EXPECT_EQ(told_by([] { ask("avg", "1", "VeloMond"); }), "get_avg=[0]\n");
-    EXPECT_EQ(ask("avg", "2", "VeloMond"), text_format("50 %lu 4 40", 7 * page_kb() / 2));
+    EXPECT_EQ(ask("avg", "2", "VeloMond"), text_format("50 %lu 4 40", 7 * page_kb() / 2)); // cut to whole numbers
+    write_file("/out/keep", "");
+    EXPECT_EQ(told_by([] { sysstat_memory_dump("/out"); }),
+              "sysstat_memory.cpp:sysstat_memory_dump(967) str_stats_folder=[/out]\n");
+    const std::string csv = read_file("/out/mem_stats.csv");
+    EXPECT_TRUE(csv.starts_with("system\nmem_total, 900\ntime_stamp(ms), 1030000, 1020000\nmem_free, 100, 100\n"
+                                "mem_avail, 180, 160\nbuffers, 20, 20\ncached, 60, 40\nSwapTotal, 50, 50\n"
+                                "SwapFree, 40, 40\npgmajfault, 1, 2\npgfault, 100, 500\n\n__daemon_list\n"
+                                "Vnvrd\ntime_stamp(ms), 1030000, 1020000\nVmSize, 0, 0\n"))
+        << csv;
+    EXPECT_NE(csv.find(text_format("VmSize, 56, 44\nVmRSS, %lu, %lu\nmaj_flt, 5, 3\nmin_flt, 50, 30\n\n", 4 * page_kb(),
+                                   3 * page_kb())),
+              std::string::npos)
+        << csv;
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(sysstat_memory_print(), 0); // the figures: tests/e2e
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "get current memory info\n");
 }
 
 TEST_F(MemoryStat, ASeriesIsOfMeansPerMinute)
@@ -106,7 +117,8 @@ TEST_F(MemoryStat, OnZfsWhatTheCacheWouldGiveBackIsFree)
 TEST_F(MemoryStat, AServiceThatRestartsWhileTheToolRunsIsStillFound)
 {
     restart_on_zfs(2);
-    const auto sample_after_restart = [](int new_pid) {
+    write_process(70, "VeloMond", 10, 2, 1);
+    for (const int new_pid : {71, 72}) {
         TRoundProcesses processes;
         (void)processes.scan(); // as the CPU step does
         fake::state()->popen = [new_pid](const fake::argv_t &) -> std::optional<std::string> {
@@ -117,10 +129,7 @@ TEST_F(MemoryStat, AServiceThatRestartsWhileTheToolRunsIsStillFound)
         write_file("/proc/meminfo", meminfo(1000, 0, 30));
         write_file("/proc/vmstat", "");
         sysstat_memory_sample_round(&processes);
-    };
-    write_process(70, "VeloMond", 10, 2, 1);
-    for (const int new_pid : {71, 72})
-        sample_after_restart(new_pid);
+    }
     EXPECT_EQ(ask("cur_data", "", "VeloMond"), text_format("328 %lu 0 0", 3 * page_kb()));
 }
 
@@ -133,27 +142,6 @@ TEST_F(MemoryStat, WithoutTheToolTheNamesAreReadOncePerRound)
     sysstat_memory_sample_round(&processes);
     round(meminfo(1000, 0, 30), "");
     EXPECT_EQ(g_p_MemorystatManager->get_current("VeloMond").pgfault, 10U); // of a first row of zeros
-}
-
-TEST_F(MemoryStat, DumpsNewestFirstAndPrintsTheHeadingApartFromTheFigures)
-{
-    two_intervals();
-    write_file("/out/keep", "");
-    EXPECT_EQ(told_by([] { sysstat_memory_dump("/out"); }),
-              "sysstat_memory.cpp:sysstat_memory_dump(967) str_stats_folder=[/out]\n");
-    const std::string csv = read_file("/out/mem_stats.csv");
-    EXPECT_TRUE(csv.starts_with("system\nmem_total, 900\ntime_stamp(ms), 1030000, 1020000\nmem_free, 100, 100\n"
-                                "mem_avail, 180, 160\nbuffers, 20, 20\ncached, 60, 40\nSwapTotal, 50, 50\n"
-                                "SwapFree, 40, 40\npgmajfault, 1, 2\npgfault, 100, 500\n\n__daemon_list\n"
-                                "Vnvrd\ntime_stamp(ms), 1030000, 1020000\nVmSize, 0, 0\n"))
-        << csv;
-    EXPECT_NE(csv.find(text_format("VmSize, 56, 44\nVmRSS, %lu, %lu\nmaj_flt, 5, 3\nmin_flt, 50, 30\n\n", 4 * page_kb(),
-                                   3 * page_kb())),
-              std::string::npos)
-        << csv;
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(sysstat_memory_print(), 0); // the figures: tests/e2e
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "get current memory info\n");
 }
 
 TEST_F(MemoryStat, TheFirstProcessOfANameWithAnySizeFillsTheRow)
@@ -182,21 +170,18 @@ TEST_F(MemoryStat, TheFirstProcessOfANameWithAnySizeFillsTheRow)
 TEST(MemoryParse, TakesTenDigitsOfLinesAsTheyFitTheBuffer)
 {
     const std::string long_line(4990, 'x');
-    const struct {
-        std::string text;
-        uint64_t total, free;
-    } cases[] = {
+    const std::tuple<std::string, uint64_t, uint64_t> cases[] = {
         {"MemTotal:       5 kB\nMemFree:\t6\n", 5, 6},
         {"MemTotal: 12345678901234 kB\nMemFree:123", 1234567890, 123},
         {"MemTotal: x7\nMemFree", 0, 0},
         {"MemTotal : 5 kB\n MemFree: 6 kB\n:7\n\n", 0, 0}, // other names
         {long_line + ": 7 kB\nMemFree: 6 kB\n", 0, 6},
-        {std::string(255, 'x') + "MemTotal: 5 kB\nMemFree: 6 kB\n", 5, 6}, // the rest of a long line is a line
+        {std::string(255, 'x') + "MemTotal: 5 kB\nMemFree: 6 kB\n", 5, 6}, // what follows 255 is a line
         {std::string(254, 'x') + "MemTotal: 5 kB\nMemFree: 6 kB\n", 0, 6},
     };
-    for (const auto &one : cases) {
-        const T_MEMORY_STAT stat = memory_parse(one.text, "pgfault 5\n");
-        EXPECT_EQ(std::tie(stat.MemTotal, stat.MemFree), std::tie(one.total, one.free)) << one.text;
+    for (const auto &[text, total, free] : cases) {
+        const T_MEMORY_STAT stat = memory_parse(text, "pgfault 5\n");
+        EXPECT_EQ(std::tie(stat.MemTotal, stat.MemFree), std::tie(total, free)) << text;
         EXPECT_EQ(std::tie(stat.pgfault, stat.pgmajfault), std::tuple(5, 0));
     }
 }

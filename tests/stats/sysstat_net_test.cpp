@@ -50,7 +50,7 @@ TEST_F(NetStat, AnswersBytesRatesAndExtremesOfOneMoreIntervalThanAsked)
         {"max", "0", "eth0", "90000 40000"},
         {"min", "99999999999", "eth0", "5001 90"},
         {"avg", "0", "wlan0", "0 0"}, // without history
-        {"max", "0", "lo", "0 0"},    // nor followed
+        {"max", "0", "lo", "0 0"},    // nor tracked
         {"min", "0", "wlan0", "18446744073709551615 18446744073709551615"},
         {"line_data", "0", "lo", "[ ] [ ]"},
     };
@@ -121,10 +121,7 @@ TEST(NetStatStart, FollowsLinkLayerInterfacesUpOrDownButTheLoopback)
 TEST(NetLine, NameUpToTheFirstColonAndTwoOfItsCounters)
 {
     const std::string x32(32, 'x');
-    const struct {
-        std::string line, name;
-        uint64_t rx, tx;
-    } cases[] = {
+    const std::tuple<std::string, std::string, uint64_t, uint64_t> cases[] = {
         {"  eth0: 10 2 3 4 5 6 7 8 90 10 11 12 13 14 15 16\n", "eth0", 10, 90},
         {"eth0:1: 7 2 3 4 5 6 7 8 90\n", "eth0", 1, 0}, // counters end at the second colon
         {x32 + "xxxxxxxx: 1 2 3 4 5 6 7 8 9\n", x32, 1, 9},

@@ -8,19 +8,15 @@ constexpr uint64_t kGb = 1U << 20; // in kB
 
 TEST(ZfsArc, IsNeverCountedAsFreeBelowItsMinimum)
 {
-    struct {
-        TArc arc;
-        uint64_t reclaimable_kb, cache_kb;
-    } const cases[] = {
+    const std::tuple<TArc, uint64_t, uint64_t> cases[] = {
         {{8 * kGb, 6 * kGb, 4 * kGb}, 4 * kGb, 4 * kGb}, // what is in use lies below the minimum
         {{8 * kGb, 2 * kGb, 4 * kGb}, 2 * kGb, 6 * kGb}, // above it
         {{3 * kGb, 2 * kGb, 4 * kGb}, 0, 3 * kGb},
         {{1, 9, 0}, 9, 0}, // more evictable than there is
     };
-    for (const auto &one : cases) {
-        const TArcShare share = zfs_arc_share(one.arc);
-        EXPECT_EQ(std::tie(share.reclaimable_kb, share.cache_kb), std::tie(one.reclaimable_kb, one.cache_kb))
-            << one.arc.size_kb << " " << one.arc.evictable_kb;
+    for (const auto &[arc, reclaimable_kb, cache_kb] : cases) {
+        const TArcShare share = zfs_arc_share(arc);
+        EXPECT_EQ(std::tie(share.reclaimable_kb, share.cache_kb), std::tie(reclaimable_kb, cache_kb)) << arc.size_kb;
     }
 }
 
@@ -53,22 +49,18 @@ TEST_F(ZfsArcTool, IsAskedOnceInThirtySeconds)
 
 TEST_F(ZfsArcTool, FiguresBehindABadLineAreZeroAndNothingIsKept)
 {
-    struct {
-        std::optional<std::string> text;
-        uint64_t size_kb, evictable_kb, min_kb;
-    } const cases[] = {
-        {"8192\n4096\n", 8, 4, 0},
-        {"8192\nwhat\n2048\n", 8, 0, 0},
-        {"\n4096\n2048\n", 0, 0, 0},
-        {std::nullopt, 0, 0, 0},
-        {std::string(1 << 20, 'x'), 0, 0, 0},
-        {std::string(63, '0') + "8192\n", 0, 8, 0}, // a line ends after 63 characters
+    const std::pair<std::optional<std::string>, std::tuple<uint64_t, uint64_t, uint64_t>> cases[] = {
+        {"8192\n4096\n", {8, 4, 0}},
+        {"8192\nwhat\n2048\n", {8, 0, 0}},
+        {"\n4096\n2048\n", {0, 0, 0}},
+        {std::nullopt, {0, 0, 0}},
+        {std::string(1 << 20, 'x'), {0, 0, 0}},
+        {std::string(63, '0') + "8192\n", {0, 8, 0}}, // a line ends after 63 characters
     };
-    for (const auto &one : cases) {
-        const TArc arc = read_of(one.text);
-        EXPECT_EQ(std::tie(arc.size_kb, arc.evictable_kb, arc.min_kb),
-                  std::tie(one.size_kb, one.evictable_kb, one.min_kb))
-            << one.text.value_or("none").substr(0, 80);
+    for (const auto &[text, size_evictable_min] : cases) {
+        const TArc arc = read_of(text);
+        EXPECT_EQ(std::tie(arc.size_kb, arc.evictable_kb, arc.min_kb), size_evictable_min)
+            << text.value_or("none").substr(0, 80);
     }
     EXPECT_EQ(fake::state()->programs.size(), std::size(cases)) << "every round asks again";
 }
