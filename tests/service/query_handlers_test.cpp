@@ -171,8 +171,7 @@ TEST_F(Handlers, CutArgumentsAsTheirBuffersDo)
 TEST_F(Handlers, NameTheMonitorThatIsNotUp)
 {
     const std::tuple<const char *, int (*)(), const char *, int> cases[] = {
-        {"cpu_info?method=a&name=b", sysstat_cpu_uninit, "g_p_CpustatManager",
-         0}, // the log line is all: callers rely on the 0
+        {"cpu_info?method=a&name=b", sysstat_cpu_uninit, "g_p_CpustatManager", 0}, // callers rely on the 0
         {"mem_info?method=a&name=b", sysstat_memory_uninit, "g_p_MemorystatManager", -2},
         {"network_info?method=a&if_name=b", sysstat_net_uninit, "g_p_NetstatManager", -2},
         {"disk_info?method=a&vol_name=b", sysstat_disk_uninit, "g_p_DiskstatManager", -2}};
