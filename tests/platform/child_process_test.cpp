@@ -2,12 +2,12 @@
 #include <csignal>
 #include <fcntl.h>
 #include <sys/ptrace.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 
 #include "base/thread.h"
+#include "platform/descriptor_limit.h"
 #include "platform/kestrel.h"
 #include "platform/raw_socket.h"
 #include "platform/stock/process/child_process.h"
@@ -37,7 +37,7 @@ protected:
     int m_result = 0;
 };
 
-TEST_F(ChildProcess, ReportsHowItEnded)
+TEST_F(ChildProcess, ReportsHowItEndedAndNotWhenSigchldIsIgnored)
 {
     const TSignalsHeld held; // in this process, not in the child
     const auto before = signal(SIGHUP, SIG_IGN);
@@ -52,6 +52,11 @@ TEST_F(ChildProcess, ReportsHowItEnded)
     EXPECT_EQ(kestrel_exec(0, 0, 0, "/etc/passwd", nullptr), -EACCES);
     EXPECT_EQ(kestrel_popen("/", nullptr), nullptr);
     EXPECT_EQ(errno, EACCES);
+    EXPECT_EQ(kestrel_pclose(nullptr), -EINVAL); // without a child to wait for
+    (void)signal(SIGCHLD, SIG_IGN);              // as some parents leave it set
+    (void)output("exit 0");
+    (void)signal(SIGCHLD, SIG_DFL);
+    EXPECT_EQ(m_result, -ECHILD);
 }
 
 TEST_F(ChildProcess, GetsItsArgumentsUnchangedNoDescriptorAndAUmaskOfItsOwn)
@@ -91,17 +96,15 @@ TEST_F(ChildProcess, IsKilledBeyondItsLimitsAndNotWaitedForBeyondItsEnd)
 TEST_F(ChildProcess, RunsWithoutAFreeDescriptor)
 {
     testing::internal::CaptureStderr();
-    rlimit before = {};
-    (void)getrlimit(RLIMIT_NOFILE, &before);
     const TFd last(dup(STDERR_FILENO));
-    for (const auto &[limit, result] : {std::pair(static_cast<rlim_t>(last.get()) + 1, 3), {0, 127}}) {
-        const rlimit low = {limit, before.rlim_max};
-        (void)setrlimit(RLIMIT_NOFILE, &low);
+    const rlim_t usual = limit_descriptors(static_cast<rlim_t>(last.get()) + 1);
+    for (const int result : {3, 127}) {
         EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "exit 3", nullptr), result);
         EXPECT_TRUE(kestrel_popen(kShell, nullptr) == nullptr && errno == EMFILE);
         EXPECT_EQ(TCallWait().wait_ms(101), 100);
+        limit_descriptors(0); // next, not even the standard streams can be opened
     }
-    (void)setrlimit(RLIMIT_NOFILE, &before);
+    limit_descriptors(usual);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), ""); // a program is not run without its standard input
     EXPECT_EQ(TCallWait().wait_ms(3'600'001), 3'600'000);
 }
@@ -116,66 +119,31 @@ TEST_F(ChildProcess, IsKilledSoonAfterItsCallerIsAskedToStop)
     EXPECT_EQ(child_run({kShell, "-c", "exit 5"}, {60, 0, 200}, nullptr), -EINTR);   // used up by the first child
 }
 
-TEST_F(ChildProcess, EndsTheWaitAlsoWhenSigchldIsIgnored)
+/* Attaches to the processes whose ids it reads: a traced process remains, even dead, until its tracer is gone. */
+[[noreturn]] void trace(const char *ids_pipe)
 {
-    EXPECT_EQ(kestrel_pclose(nullptr), -EINVAL);  // without a child to wait for
-    const auto before = signal(SIGCHLD, SIG_IGN); // as some parents leave it set
-    (void)output("exit 0");
-    EXPECT_EQ(m_result, -ECHILD);
-    (void)signal(SIGCHLD, before);
+    std::fstream ids(g_stock_root.real(ids_pipe)); // for writing too, so that it has no end
+    for (pid_t pid = 0; ids >> pid;)
+        (void)ptrace(PTRACE_SEIZE, pid, nullptr, nullptr);
+    _exit(1);
 }
 
-/* Children that cannot die: a traced process remains, even dead, until its tracer is gone. The tracer reads the
- * ids of the processes that it is to hold. */
-class StuckChildren : public ChildProcess {
-protected:
-    static constexpr const char *kTool = "/usr/bin/stuck", *kOther = "/usr/bin/other";
-    static constexpr TChildLimits kLimits = {1, 0, 0};
-
-    StuckChildren()
-    {
-        g_stock_root.folder("/stuck");
-        EXPECT_EQ(mkfifo(g_stock_root.real("/stuck/ids").c_str(), 0600), 0);
-        for (const char *tool : {kTool, kOther})
-            g_stock_root.tool(tool, "cd $VELOMOND_ROOT/stuck; [ -e free ] && exit 7\necho $$ >ids\n"
-                                    "while grep -q 'TracerPid:.0$' /proc/$$/status; do :; done; exec /bin/sleep 60\n");
-        m_tracer = fork();
-        if (m_tracer == 0)
-            hold();
-    }
-    ~StuckChildren() override
-    {
-        release();
-        g_stock_root.remove("/stuck");
-        for (int i = 0; i < 500 && waitpid(-1, nullptr, WNOHANG) >= 0; ++i)
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    void release()
-    {
-        g_stock_root.write("/stuck/free", "");
-        if (m_tracer > 0) {
-            kill(m_tracer, SIGKILL);
-            waitpid(m_tracer, nullptr, 0);
-        }
-        m_tracer = -1;
-    }
-
-private:
-    [[noreturn]] static void hold()
-    {
-        std::fstream ids(g_stock_root.real("/stuck/ids")); // for writing too, so that it has no end
-        for (pid_t pid = 0; ids >> pid;)
-            (void)ptrace(PTRACE_SEIZE, pid, nullptr, nullptr);
-        _exit(1);
-    }
-    pid_t m_tracer = -1;
-};
-
-TEST_F(StuckChildren, AreLimitedToFourPerProgramOrOnePerListOfArguments)
+TEST_F(ChildProcess, ThatCannotDieIsOneOfFourPerProgramOrTheOnlyOneWithItsArguments)
 {
+    constexpr const char *kTool = "/usr/bin/stuck", *kOther = "/usr/bin/other";
+    g_stock_root.remove("/stuck");
+    g_stock_root.folder("/stuck");
+    ASSERT_EQ(mkfifo(g_stock_root.real("/stuck/ids").c_str(), 0600), 0);
+    for (const char *tool : {kTool, kOther})
+        g_stock_root.tool(tool, "cd $VELOMOND_ROOT/stuck; [ -e free ] && exit 7\necho $$ >ids\n"
+                                "while grep -q 'TracerPid:.0$' /proc/$$/status; do :; done; exec /bin/sleep 60\n");
+    const pid_t tracer = fork();
+    if (tracer == 0)
+        trace("/stuck/ids");
+    const auto run = [](const char *argument) { return child_run({kTool, argument}, {1, 0, 0}, nullptr); };
     std::vector<std::thread> callers;
     for (const char *argument : {"1", "2", "3", "4"})
-        callers.emplace_back([=] { EXPECT_EQ(child_run({kTool, argument}, kLimits, nullptr), -ETIMEDOUT); });
+        callers.emplace_back([&run, argument] { EXPECT_EQ(run(argument), -ETIMEDOUT); });
     const TToolTimeLimit one_of_each(1);
     EXPECT_EQ(kestrel_exec(0, 0, 0, kOther, "backup", nullptr), -ETIMEDOUT);
     for (std::thread &one : callers)
@@ -183,7 +151,7 @@ TEST_F(StuckChildren, AreLimitedToFourPerProgramOrOnePerListOfArguments)
     const TAtMost limit(900); // a killed child that does not die takes a second
     testing::internal::CaptureStderr();
     for (const char *argument : {"5", "6"})
-        EXPECT_EQ(child_run({kTool, argument}, kLimits, nullptr), -EBUSY);
+        EXPECT_EQ(run(argument), -EBUSY);
     EXPECT_EQ(kestrel_exec(0, 0, 0, kOther, "backup", nullptr), -EBUSY);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "/usr/bin/stuck not started: too many earlier ones hang and cannot be killed\n"
@@ -192,11 +160,10 @@ TEST_F(StuckChildren, AreLimitedToFourPerProgramOrOnePerListOfArguments)
     g_stock_root.write("/stuck/free", "");
     EXPECT_EQ(kestrel_exec(0, 0, 0, kOther, "backup", "-c", nullptr), 7);
     EXPECT_EQ(kestrel_exec(0, 0, 0, kShell, "-c", "exit 3", nullptr), 3);
-    release();
-    for (int i = 0; i < 500 && child_run({kTool, "5"}, kLimits, nullptr) != 7; ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    EXPECT_EQ(child_run({kTool, "5"}, kLimits, nullptr), 7);
-    EXPECT_EQ(kestrel_exec(0, 0, 0, kOther, "backup", nullptr), 7);
+    kill(tracer, SIGKILL);
+    waitpid(tracer, nullptr, 0);
+    while (run("5") != 7 || kestrel_exec(0, 0, 0, kOther, "backup", nullptr) != 7 || waitpid(-1, nullptr, WNOHANG) >= 0)
+        std::this_thread::yield();
 }
 
 TEST(ConditionWait, KeepsOneSignalForTheNextWait)
@@ -207,10 +174,6 @@ TEST(ConditionWait, KeepsOneSignalForTheNextWait)
     EXPECT_EQ(vos_cond_wait_signal(&cond), 0);
     EXPECT_EQ(vos_cond_wait(&cond, 0), 0);
     EXPECT_EQ(vos_cond_wait(&cond, 0), ETIMEDOUT);
-    std::thread waking([&cond] { vos_cond_wait_signal(&cond); });
-    EXPECT_EQ(vos_cond_wait(&cond, 60), 0);
-    waking.join();
-    EXPECT_EQ(vos_cond_wait_destroy(&cond), 0);
 }
 
 } // namespace

@@ -70,10 +70,8 @@ TEST(HttpConnections, OnlyCountTheSlownessOfTheClient)
 
 TEST(HttpHead, DetectsForeignHostsAndPagesAndAmbiguousEnds)
 {
-    const struct {
-        std::string verdict; // the faults, and the length
-        std::vector<std::string> heads;
-    } cases[] = {
+    /* The faults and the length, of these heads. */
+    const std::pair<std::string, std::vector<std::string>> cases[] = {
         {"",
          {"", "Accept: */*\nHostile: example.com\nX-Origin: null", "host: LocalHost:10191",
           "Host: 127.0.0.1\nHost: [::1]:8", "Origin: http://localhost:8080\nSec-Fetch-Site: same-site",

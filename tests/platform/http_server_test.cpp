@@ -5,9 +5,10 @@
 #include <memory>
 #include <semaphore>
 #include <stdexcept>
-#include <sys/resource.h>
 #include <unistd.h>
 
+#include "base/text.h"
+#include "platform/descriptor_limit.h"
 #include "platform/raw_socket.h"
 #include "platform/ssci.h"
 #include "platform/stock/http/http_server.h"
@@ -87,12 +88,6 @@ protected:
         g_gate = std::make_unique<TGate>();
         start({});
     }
-    void TearDown() override
-    {
-        if (!g_gate->closed.try_wait())
-            g_gate->closed.count_down();
-        m_server.reset();
-    }
     std::string ask(std::string_view request) const { return TRawSocket(m_server->port(), request).hear_answer(); }
     void pass(uint64_t ms) const
     {
@@ -117,12 +112,9 @@ std::string put(const std::string &headers, const std::string &body)
 {
     return "PUT /args HTTP/1.1\r\n" + headers + "\r\n" + body;
 }
-std::string chunks(size_t count) // of 4 KiB
+std::string chunks(size_t size) // one byte, the rest, and the end
 {
-    std::string body;
-    for (size_t i = 0; i < count; ++i)
-        body += "1000\r\n" + std::string(4096, 'x') + "\r\n";
-    return body + "0\r\n\r\n";
+    return "1\r\nx\r\n" + text_format("%zx\r\n", size - 1) + std::string(size - 1, 'x') + "\r\n0\r\n\r\n";
 }
 const std::string kChunked = "Transfer-Encoding: chunked\r\n";
 
@@ -133,11 +125,9 @@ TEST_F(HttpServer, EnforcesItsRulesAndContinuesToServe)
     for (const auto &[request, status, part] :
          {std::tuple(get("/args?a=1&b=x%20y"), "200",
                      "\r\nContent-Type: application/json\r\nContent-Length: 8\r\n\r\n[1][x y]"),
-          {get("/args?a=1&a=2"), "200", "[1][]"},
-          {get("/args?a=x%00y&b=2"), "200", "[x][2]"},
-          {get("/args?a=x+y%2B"), "200", "[x y+][]"},
+          {get("/args?a=x%00y&b=1&b=2"), "200", "[x][1]"},
+          {get("/args?a=x+y%2B&b=%zz%4"), "200", "[x y+][%zz%4]"},
           {get("/args?a&b&A=1"), "200", "[][]"},
-          {get("/args?a=%zz%4"), "200", "[%zz%4][]"},
           {get("/argsx"), "404", "{ \"error\": \"unknown path\" }"},
           {get("http://elsewhere/args"), "404", "{ \"error\": \"unknown path\" }"},
           {"POST /args HTTP/1.1\r\nContent-Length: 2\r\n\r\n{}", "405", "Allow: GET, PUT\r\n"},
@@ -146,11 +136,10 @@ TEST_F(HttpServer, EnforcesItsRulesAndContinuesToServe)
           {get("/args", "Origin: http://example.com\r\n"), "403", "{ \"error\": \"page refused\" }"},
           {put("Content-Length: 65536\r\n", std::string(65536, 'x')), "200", "length 65536"},
           {put("Content-Length: 65537\r\n", ""), "413", "{ \"error\": \"body too large\" }"}, // without waiting
-          {put("Content-Length: -1\r\n", ""), "400", ""},
           {put("Content-Length: 2\r\n", "{}{}{}\r\n\r\n"), "200", "length 2"},
-          {put(kChunked, chunks(16)), "200", "length 65536"},
-          {put(kChunked, chunks(17)), "413", "{ \"error\": \"body too large\" }"},
-          {put(kChunked + "Content-Length: 3\r\n", chunks(1)), "400", "{ \"error\": \"end of body not clear\" }"},
+          {put(kChunked, chunks(65536)), "200", "length 65536"},
+          {put(kChunked, chunks(65537)), "413", "{ \"error\": \"body too large\" }"},
+          {put(kChunked + "Content-Length: 3\r\n", chunks(3)), "400", "{ \"error\": \"end of body not clear\" }"},
           {put("Content-Length: 3\r\nContent-Length: 3\r\n", "abc"), "400", "Connection: close\r\n"},
           {put(kChunked, "zz\r\nxx"), "400", ""},
           {get("/" + std::string(20000, 'x')), "414", ""},
@@ -210,14 +199,12 @@ TEST_F(HttpServer, BoundsTheConnectionsAndMakesRoom)
         (void)clients.back().hear_answer();
         EXPECT_LE(m_server->cut_overdue(), i < 96 ? kPhaseMs : kCrowdedMs);
     }
-    rlimit before = {};
-    (void)getrlimit(RLIMIT_NOFILE, &before);
-    const rlimit low = {64 + 4, before.rlim_max}; // four above those of the rest of the process
     for (const bool by_descriptors : {false, true}) {
         m_server->stop();
-        (void)setrlimit(RLIMIT_NOFILE, by_descriptors ? &low : &before);
+        /* In the second case, four more than the server leaves to the rest of the process. */
+        const rlim_t usual = limit_descriptors(by_descriptors ? 64 + 4 : 1024);
         start({.crowded_ms = 20, .connections = by_descriptors ? 128U : 1U}, 1); // and the usual patience
-        (void)setrlimit(RLIMIT_NOFILE, &before);
+        limit_descriptors(usual);
 
         std::this_thread::sleep_for(std::chrono::milliseconds(20)); // now nothing is watched
         clients.clear();
@@ -268,19 +255,16 @@ TEST_F(HttpServer, WithoutDescriptorsItRestsAndThenLetsTheNextOneIn)
         const auto other = kept ? std::make_unique<TRawSocket>(m_server->port(), get("/args")) : nullptr;
         if (kept)
             (void)other->hear_answer();
-        rlimit before = {};
-        (void)getrlimit(RLIMIT_NOFILE, &before);
         const int last = dup(STDERR_FILENO);
-        const rlimit low = {static_cast<rlim_t>(last) + 1, before.rlim_max};
         testing::internal::CaptureStderr();
-        (void)setrlimit(RLIMIT_NOFILE, &low);
+        const rlim_t usual = limit_descriptors(static_cast<rlim_t>(last) + 1);
         (void)close(last);
         const TRawSocket client(m_server->port(), get("/args?a=in")); // uses the last descriptor
         const clock_t began = clock();
         std::this_thread::sleep_for(std::chrono::milliseconds(120));
         EXPECT_LT(clock() - began, CLOCKS_PER_SEC / 100); // without a rest it is more, on a busy machine too
         EXPECT_LE(m_server->cut_overdue(), kCrowdedMs);
-        (void)setrlimit(RLIMIT_NOFILE, &before);
+        limit_descriptors(usual);
         const TAtMost limit(1500);
         if (kept) { // a client that keeps sending requests makes room as well
             (void)other->say(get("/args"));
@@ -308,10 +292,8 @@ TEST_F(HttpServer, StopsAtOnceExceptForRunningHandlers)
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         g_gate->closed.count_down();
     });
-    {
-        const TAtMost limit(2000);
-        m_server->stop();
-    }
+    const TAtMost limit(2000);
+    m_server->stop();
     EXPECT_EQ(g_gate->passed, 2); // the call that had not begun is dropped
     later.join();
     EXPECT_EQ(idle.hear() + dropped.hear(), "");

@@ -37,12 +37,14 @@ protected:
         dup2(ends[1], STDERR_FILENO);
         close(ends[1]);
         fcntl(ends[0], F_SETFL, O_NONBLOCK);
+        alarm(60); // ends the program where a writer waits
     }
     ~LogStream() override
     {
         (void)read_all();
         (void)write_to_stderr("\n"); // writes a count that would appear in the next test
         dup2(m_before.get(), STDERR_FILENO);
+        alarm(0);
     }
 
     std::string read_all()
@@ -86,12 +88,11 @@ TEST_F(LogStream, ManyWritersAndAHandlerNeverWaitAndNeverMixLines)
     static std::atomic<int> writing;         // threads
     static thread_local bool is_writing;
     by_handler = 0;
-    struct sigaction action = {}, before = {};
-    action.sa_handler = [](int) {
+    const auto before = signal(SIGUSR1, [](int) {
         EXPECT_FALSE(is_writing);
         (void)write_to_stderr("handler\n");
         ++by_handler;
-    };
+    });
     const auto write_once = [](int fd, void *text) {
         is_writing = true;
         EXPECT_EQ(++writing, 1);
@@ -101,11 +102,9 @@ TEST_F(LogStream, ManyWritersAndAHandlerNeverWaitAndNeverMixLines)
         --writing;
         is_writing = false;
     };
-    ASSERT_EQ(sigaction(SIGUSR1, &action, &before), 0);
     std::string text = std::string(kLine - 1, 'w') + "\n"; // the pipe holds one
     std::atomic<uint64_t> to_write = 0;
     std::string got;
-    alarm(60); // ends the program where a writer waits
     for (const bool is_read : {false, true}) {
         to_write += kThreads * kLines;
         std::vector<std::thread> threads(kThreads);
@@ -120,11 +119,10 @@ TEST_F(LogStream, ManyWritersAndAHandlerNeverWaitAndNeverMixLines)
         for (std::thread &one : threads)
             one.join();
     }
-    alarm(0);
     got += read_all();
     EXPECT_TRUE(write_to_stderr("end\n"));
     got += read_all();
-    ASSERT_EQ(sigaction(SIGUSR1, &before, nullptr), 0);
+    (void)signal(SIGUSR1, before);
 
     uint64_t seen = 0;
     std::istringstream lines(got);
@@ -153,9 +151,7 @@ TEST_F(LogStream, ACrashEndsTheProcessAlsoWhenThePipeIsNotRead)
             _exit(1);
         }
         int status = 0;
-        alarm(60); // ends the program where the child waits for a reader
         EXPECT_EQ(waitpid(child, &status, 0), child);
-        alarm(0);
         EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGUSR2);
     }
     EXPECT_THAT(read_all(),

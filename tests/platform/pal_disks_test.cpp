@@ -12,12 +12,6 @@ namespace {
 using TTexts = std::map<std::string, std::string>;
 const std::string kPci = "/sys/devices/pci0000:00/0000:00:";
 
-void empty_sysfs()
-{
-    g_stock_root.remove("/sys");
-    g_stock_root.folder("/sys/block");
-}
-
 /* A block device in sysfs: its folder in that of its hardware, attributes below that, and links. */
 void add(const std::string &name, const std::string &hardware, const TTexts &attributes = {})
 {
@@ -50,23 +44,10 @@ std::string listed(bool in_a_check = false)
     return text;
 }
 
-/* The disks that smartctl was asked for, each with the power mode in which it is left alone. */
-std::string asked()
-{
-    std::string text = g_stock_root.read("/asked");
-    g_stock_root.remove("/asked");
-    return text;
-}
-
-/* Of smartctl. */
-void answer(const std::string &disk, const std::string &rest)
-{
-    g_stock_root.write("/answers/dev/" + disk, R"({"device":{"protocol":"ATA"},)" + rest + "}");
-}
-
 TEST(BlockDevices, AreDisksByTheirLinkAndPlaceNotByTheirName)
 {
-    empty_sysfs();
+    g_stock_root.remove("/sys");
+    g_stock_root.folder("/sys/block");
     EXPECT_EQ(listed(), "");
     for (const char *name : {"zda", "zdb"}) // what the kernel puts into one place
         add(name, sata(10, 0), {{"/serial", "shared"}});
@@ -131,12 +112,11 @@ TEST(BlockPort, OmitsNumbersThatCountUpAtEachPlug)
 
 TEST(BlockStatus, PutsTheTransportBeforeTheDisksOwnHealth)
 {
-    const TSmartReading unknown, good = {true, 1, false}, worn = {true, 1, true}, bad = {false, 1, true};
+    const TSmartReading good = {true, 1, false}, worn = {true, 1, true}, bad = {false, 1, true};
     for (const char *state : {"cancel", "deleted", "deleting"})
         EXPECT_EQ(block_status(state, bad), -1) << state;
     for (const char *state : {"offline", "transport-offline", "dead"})
         EXPECT_EQ(block_status(state, good), 2) << state;
-    EXPECT_EQ(block_status("", unknown), 0);
     EXPECT_EQ(block_status("running", good), 0);
     EXPECT_EQ(block_status("live", worn), 1);
     EXPECT_EQ(block_status("blocked", bad), 2);
@@ -145,7 +125,7 @@ TEST(BlockStatus, PutsTheTransportBeforeTheDisksOwnHealth)
 /* One test, as the numbers of ports and the readings of disks live as long as the process. */
 TEST(Disks, AreNumberedByPortAndOnlyReadByTheCheck)
 {
-    empty_sysfs();
+    g_stock_root.remove("/sys");
     g_stock_root.tool("/usr/sbin/smartctl", "echo \"$3 $6\" >>$VELOMOND_ROOT/asked\ncat $VELOMOND_ROOT/answers$6\n");
     for (const int port : {11, 12, 13, 14})
         add(std::string("sd") + static_cast<char>('a' + port - 11), sata(port, port),
@@ -153,14 +133,17 @@ TEST(Disks, AreNumberedByPortAndOnlyReadByTheCheck)
     g_stock_root.write(sata(11, 11) + "/model", "GOOD \"DISK\"    \n");
 
     /* The flag's listing queries no disk, even after that of a check; the check's does. */
-    answer("sda", R"("smart_status":{"passed":false},"power_on_time":{"hours":30000})");
-    answer("sdb", R"("smart_status":{"passed":true})");
-    answer("sdd", R"("x":0)");
+    for (const auto &[disk, answer] :
+         TTexts{{"sda", R"("smart_status":{"passed":false},"power_on_time":{"hours":30000})"},
+                {"sdb", R"("smart_status":{"passed":true})"},
+                {"sdd", R"("x":0)"}})
+        g_stock_root.write("/answers/dev/" + disk, R"({"device":{"protocol":"ATA"},)" + answer + "}");
     const std::string others = "disk_02 Disk (/dev/sdb) 0\ndisk_03 Disk (/dev/sdc) 0\ndisk_04 Disk (/dev/sdd) 0\n";
     std::thread([&] { EXPECT_EQ(listed(), "disk_01 GOOD \"DISK\" (/dev/sda) 0\n" + others); }).join(); // its first
-    EXPECT_EQ(asked(), "");
+    EXPECT_EQ(g_stock_root.read("/asked"), "");
     EXPECT_EQ(listed(true), "disk_01 GOOD \"DISK\" (/dev/sda) 2\n" + others);
-    EXPECT_EQ(asked(), "never /dev/sda\nnever /dev/sdb\nnever /dev/sdc\nnever /dev/sdd\n");
+    const std::string asked = "never /dev/sda\nnever /dev/sdb\nnever /dev/sdc\nnever /dev/sdd\n"; // -n and the device
+    EXPECT_EQ(g_stock_root.read("/asked"), asked);
     EXPECT_EQ(listed(), "disk_01 GOOD \"DISK\" (/dev/sda) 2\n" + others);
 
     /* sdb reports no hours, sdc cannot be read, sdd has no SMART; number 0 is no disk. */
@@ -177,7 +160,7 @@ TEST(Disks, AreNumberedByPortAndOnlyReadByTheCheck)
     EXPECT_EQ(PAL_storage_get_disk_smart_info({}, {3}, smart), static_cast<uint32_t>(EIO));
     EXPECT_EQ(PAL_storage_get_disk_smart_info({}, {2}, smart), 0U);
     EXPECT_EQ(smart.alert + smart.power_on_hours, 0 + 30000);
-    EXPECT_EQ(asked(), "");
+    EXPECT_EQ(g_stock_root.read("/asked"), asked);
 
     /* A removed disk renumbers no other. Another disk in its port has its number and none of its readings; the disk
      * itself keeps them. */
@@ -200,7 +183,7 @@ TEST(Disks, AreNumberedByPortAndOnlyReadByTheCheck)
     g_stock_root.write(sata(12, 12) + "/state", "offline\n");
     EXPECT_EQ(listed(true), "disk_01 Disk (/dev/sdaa) 0\ndisk_02 Disk (/dev/sdb) 2\ndisk_03 Disk (/dev/sdc) 0\n"
                             "disk_04 Disk (/dev/sdd) 0\ndisk_05 Disk (/dev/sdx) 2\n");
-    EXPECT_EQ(asked(), "never /dev/sdaa\n");
+    EXPECT_EQ(g_stock_root.read("/asked"), asked + "never /dev/sdaa\n");
     EXPECT_EQ(PAL_storage_get_disk_smart_info({}, {2}, smart), static_cast<uint32_t>(ENXIO));
     g_stock_root.remove("/sys/block");
     testing::internal::CaptureStderr();

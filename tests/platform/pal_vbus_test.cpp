@@ -11,7 +11,7 @@
 
 namespace {
 
-TEST(BusMessages, AMissingTextIsNull)
+TEST(BusMessages, KeepTheOrderOfTheirPartsAndAMissingTextIsNull)
 {
     const char *const texts[] = {"'$LOG_LEVEL_ERROR'", "a\"b\\\n%s", "", nullptr};
     EXPECT_EQ(vbus_notify_body(texts), R"({"texts":["'$LOG_LEVEL_ERROR'","a\"b\\\n%s","",null]})");
@@ -19,6 +19,18 @@ TEST(BusMessages, AMissingTextIsNull)
     EXPECT_EQ(vbus_log_priority(texts[0]), LOG_ERR);
     EXPECT_EQ(vbus_log_priority("'$LOG_LEVEL_WARN'"), LOG_WARNING);
     EXPECT_EQ(vbus_log_priority(nullptr), LOG_NOTICE);
+
+    t_vbus_reverse_proxy_info request;
+    request.rules = {{"a\"b", 1, "bs-1", 60}, {"", 0, "", -1}};
+    EXPECT_EQ(vbus_rules_body(request), R"({"rules":[{"GUID":"a\"b","rule_type":1,"bs_id":"bs-1","value":60},)"
+                                        R"({"GUID":"","rule_type":0,"bs_id":"","value":-1}]})");
+    std::string response;
+    EXPECT_EQ(vbus_rules_answer(R"({"ret":7,"resp":"no such rule"})", &response), 7U);
+    EXPECT_EQ(response, "no such rule");
+    for (const char *body : {R"({"ret":"0","resp":[]})", "oops", "[]"}) {
+        EXPECT_EQ(vbus_rules_answer(body, &response), static_cast<uint32_t>(EPROTO)) << body;
+        EXPECT_EQ(response, body);
+    }
 }
 
 TEST(BusMessages, AreLoggedAndFailWithTheCall)
@@ -40,26 +52,6 @@ TEST(BusMessages, AreLoggedAndFailWithTheCall)
     for (const char *path : {"nc_notify", "reverse_proxy", "ostrapro_disable"})
         log += text_format("POST /vbus/%s to the hub failed (%lld)\n", path, static_cast<long long>(SSCI_CANCELLED));
     EXPECT_EQ(testing::internal::GetCapturedStderr(), log);
-}
-
-TEST(BusMessages, RulesAreListedInTheirOrder)
-{
-    t_vbus_reverse_proxy_info request;
-    EXPECT_EQ(vbus_rules_body(request), R"({"rules":[]})");
-    request.rules = {{"a\"b", 1, "bs-1", 60}, {"", 0, "", -1}};
-    EXPECT_EQ(vbus_rules_body(request), R"({"rules":[{"GUID":"a\"b","rule_type":1,"bs_id":"bs-1","value":60},)"
-                                        R"({"GUID":"","rule_type":0,"bs_id":"","value":-1}]})");
-}
-
-TEST(BusMessages, TheAnswerToRulesIsRead)
-{
-    std::string response;
-    EXPECT_EQ(vbus_rules_answer(R"({"ret":7,"resp":"no such rule"})", &response), 7U);
-    EXPECT_EQ(response, "no such rule");
-    for (const char *body : {R"({"ret":"0","resp":[]})", "oops", "[]"}) {
-        EXPECT_EQ(vbus_rules_answer(body, &response), static_cast<uint32_t>(EPROTO)) << body;
-        EXPECT_EQ(response, body);
-    }
 }
 
 } // namespace

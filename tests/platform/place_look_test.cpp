@@ -2,14 +2,13 @@
 
 #include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <gtest/gtest.h>
 #include <latch>
 #include <semaphore>
 #include <stdexcept>
 #include <thread>
 
-#include "platform/stock/process/call_wait.h"
+#include "platform/raw_socket.h"
 #include "platform/stock_root.h"
 #include "platform/stop_soon.h"
 
@@ -21,9 +20,8 @@ TEST(CallWait, SeesAStopThatComesBetweenTheLookAtTheFlagAndTheWait)
     const std::atomic<bool> stop = true;
     platform_interrupt_on(&stop);
     call_waits_wake();
-    const auto begin = std::chrono::steady_clock::now();
+    const TAtMost limit(4000);
     wait.wait({}, 5000);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));
     platform_interrupt_on(nullptr);
 }
 

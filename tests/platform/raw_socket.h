@@ -18,11 +18,7 @@
 
 inline sockaddr_in loopback(int port, in_addr_t host = INADDR_LOOPBACK)
 {
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(host);
-    return address;
+    return {AF_INET, htons(static_cast<uint16_t>(port)), {htonl(host)}, {}};
 }
 
 /* A listening socket on a free port. */
@@ -40,17 +36,12 @@ public:
     int port() const { return m_port; }
     int fd() const { return m_fd.get(); }
     TFd accept_one() const { return TFd(accept4(m_fd.get(), nullptr, nullptr, SOCK_CLOEXEC)); }
+    static int free_port() { return TListener().port(); } // without a listener
 
 private:
     TFd m_fd;
     int m_port = 0;
 };
-
-/* A port without a listener. */
-inline int free_port()
-{
-    return TListener().port();
-}
 
 /* One end of a connection. */
 class TRawSocket {
@@ -117,8 +108,17 @@ private:
 class TScriptedPeer {
 public:
     TScriptedPeer(const std::string &answer, size_t filler_kib, bool holds)
-        : m_thread([=, this] { serve(answer, filler_kib, holds); })
     {
+        m_thread = std::thread([=, this] {
+            const TRawSocket client(m_listener.accept_one());
+            (void)client.hear([](const std::string &request) { return !request.empty(); });
+            call_waits_wake(); // as other threads do at any time
+            bool heard = client.say(answer);
+            for (size_t i = 0; i < filler_kib && heard; ++i)
+                heard = client.say(std::string(1024, 'x'));
+            if (holds)
+                (void)client.hear();
+        });
     }
     ~TScriptedPeer()
     {
@@ -128,20 +128,8 @@ public:
     int port() const { return m_listener.port(); }
 
 private:
-    void serve(const std::string &answer, size_t filler_kib, bool holds) const
-    {
-        const TRawSocket client(m_listener.accept_one());
-        (void)client.hear([](const std::string &request) { return !request.empty(); });
-        call_waits_wake(); // as other threads do at any time
-        bool heard = client.say(answer);
-        for (size_t i = 0; i < filler_kib && heard; ++i)
-            heard = client.say(std::string(1024, 'x'));
-        if (holds)
-            (void)client.hear();
-    }
-
     TListener m_listener;
-    std::thread m_thread; // last: it uses the members above
+    std::thread m_thread;
 };
 
 /* Fails the test when its scope lasts longer. */
@@ -149,8 +137,6 @@ class TAtMost {
 public:
     explicit TAtMost(uint64_t limit_ms) : m_end_ms(current_time_stamp_mono_r() + limit_ms) {}
     ~TAtMost() { EXPECT_LT(current_time_stamp_mono_r(), m_end_ms); }
-    TAtMost(const TAtMost &) = delete;
-    TAtMost &operator=(const TAtMost &) = delete;
 
 private:
     const uint64_t m_end_ms;

@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr TChildLimits kLimits = {5, 10000, 200};
-
 /* The socket and, for each connection, a process, as systemd provides them. */
 class THelper {
 public:
@@ -32,18 +30,15 @@ public:
         kill(m_pid, SIGKILL);
         waitpid(m_pid, nullptr, 0);
     }
-    THelper(const THelper &) = delete;
-    THelper &operator=(const THelper &) = delete;
 
     /* The answer to a client that ends in the middle of its request. */
     static std::string ask_half(std::string_view half)
     {
         const TFd fd = at_its_address(connect);
-        EXPECT_EQ(send(fd.get(), half.data(), half.size(), 0), static_cast<ssize_t>(half.size()));
+        const TRawSocket client(TFd(dup(fd.get())));
+        EXPECT_TRUE(client.say(half));
         shutdown(fd.get(), SHUT_WR);
-        char text[64];
-        const ssize_t size = read(fd.get(), text, sizeof(text));
-        return {text, static_cast<size_t>(std::max<ssize_t>(size, 0))};
+        return client.hear();
     }
 
 private:
@@ -81,11 +76,9 @@ private:
     pid_t m_pid;
 };
 
-int ask(const std::string &device, std::string *document, int timeout_s = kLimits.timeout_s)
+int ask(const std::string &device, std::string *document, int timeout_s = 5, bool may_wake = false)
 {
-    TChildLimits limits = kLimits;
-    limits.timeout_s = timeout_s;
-    return smart_socket_ask(device, false, limits, document);
+    return smart_socket_ask(device, may_wake, {timeout_s, 10000, 200}, document);
 }
 
 TEST(SmartHelper, AcceptsTheNameOfOneDevice)
@@ -108,9 +101,8 @@ TEST(SmartHelper, ReadsTheDevicesThatTheKernelKnowsOneAtATime)
     std::string document = "before";
     for (const char *path : {"/sys", "/usr/sbin/smartctl"})
         g_stock_root.remove(path);
-    g_stock_root.write("/sys/class/block/sda/dev", "8:0\n");
-    g_stock_root.write("/sys/class/block/sdb/dev", "8:16\n");
-    g_stock_root.write("/sys/class/block/sdc/dev", "8:32\n");
+    for (const std::string name : {"sda", "sdb", "sdc"})
+        g_stock_root.write("/sys/class/block/" + name + "/dev", "8:0\n");
     const std::string longest = "nvme012345678901234567890123456";
     g_stock_root.write("/sys/class/nvme/" + longest + "/dev", "240:0\n");
     EXPECT_EQ(ask("sda", &document), -ENOENT); // no helper
@@ -137,7 +129,7 @@ TEST(SmartHelper, ReadsTheDevicesThatTheKernelKnowsOneAtATime)
         g_stock_root.remove("/answer");
         EXPECT_EQ(ask("sda", &document), 4);
         EXPECT_EQ(document, "--json -n standby -H -iA /dev/sda\n");
-        EXPECT_EQ(smart_socket_ask(longest, true, kLimits, &document), 4);
+        EXPECT_EQ(ask(longest, &document, 5, true), 4);
         EXPECT_EQ(document, "--json -n never -H -iA /dev/" + longest + "\n");
 
         EXPECT_EQ(smart_document("sdz", false, &document), -EAGAIN); // with a helper, no child is started

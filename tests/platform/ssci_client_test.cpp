@@ -52,7 +52,7 @@ TEST_F(SsciClient, SendsArgumentsAndBodies)
 TEST_F(SsciClient, RejectsWrongArguments)
 {
     const auto ask = [this](const char *host, int port, const char *path, int timeout_s) {
-        EXPECT_EQ(ssci_GET_request("localhost", free_port(), "/", {}, nullptr, 1), SSCI_TRANSPORT_ERROR);
+        EXPECT_EQ(ssci_GET_request("localhost", TListener::free_port(), "/", {}, nullptr, 1), SSCI_TRANSPORT_ERROR);
         const long long result = ssci_GET_request(host, port, path, {}, &m_answer, timeout_s);
         EXPECT_EQ(__ssci_errno(), 0);
         return result;
@@ -102,7 +102,7 @@ TEST_F(SsciClient, ReturnsADefinedResultWhateverThePeerDoes)
         EXPECT_EQ(m_answer == "before", result == SSCI_TRANSPORT_ERROR);
     }
     EXPECT_EQ(m_answer, "{}") << "the reason of the refusal";
-    EXPECT_EQ(ssci_GET_request("localhost", free_port(), "/", {}, &m_answer, 5), SSCI_TRANSPORT_ERROR);
+    EXPECT_EQ(ssci_GET_request("localhost", TListener::free_port(), "/", {}, &m_answer, 5), SSCI_TRANSPORT_ERROR);
     EXPECT_NE(std::string(ssci_strerror(__ssci_errno())).find("connect"), std::string::npos);
     std::thread([] { EXPECT_EQ(__ssci_errno(), 0); }).join(); // each thread has its own
 }
@@ -130,7 +130,9 @@ TEST_F(SsciClient, FindsAServiceByNameOrFails)
     testing::internal::CaptureStderr();
     for (const std::string &answer :
          {ok + refused, ok + R"({"host":"localhost","port":"80"})", ok + R"({"host":"localhost","port":4294967297})",
-          ok + "[1]", ok, std::string("HTTP/1.1 404 No\r\n\r\n"), std::string()})
+          ok + R"({"host":"localhost","port":0})", ok + R"({"host":"localhost","port":65536})",
+          ok + R"({"host":"localhost"})", ok + R"({"host":null,"port":80})", ok + R"({"port":80})", ok + "[1]", ok,
+          std::string("HTTP/1.1 404 No\r\n\r\n"), std::string()})
         EXPECT_EQ(ask(answer), SSCI_UNKNOWN_SERVICE) << answer;
     for (const char *service : {"recStreamService", "sysmonService"}) // at their usual ports
         EXPECT_NE(ssci_GET_request(service, "/", {}, nullptr, 1), SSCI_UNKNOWN_SERVICE);

@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 
 /* A folder that replaces "/" in the stock platform for the whole test program, created before main and removed with the
@@ -21,21 +20,17 @@ public:
             link(path, path);
     }
     ~TStockRoot() { remove(""); }
-    TStockRoot(const TStockRoot &) = delete;
-    TStockRoot &operator=(const TStockRoot &) = delete;
 
     std::string real(const std::string &path) const { return m_folder + path; }
     void folder(const std::string &path) const { std::filesystem::create_directories(real(path)); }
     void write(const std::string &path, const std::string &text) const
     {
-        std::filesystem::create_directories(std::filesystem::path(real(path)).parent_path());
-        std::ofstream(real(path), std::ios::binary) << text;
+        std::ofstream(in_its_folder(path), std::ios::binary) << text;
     }
     std::string read(const std::string &path) const
     {
-        std::ostringstream text;
-        text << std::ifstream(real(path)).rdbuf();
-        return text.str();
+        std::ifstream file(real(path));
+        return {std::istreambuf_iterator<char>(file), {}};
     }
     /* A program, as a shell script. */
     void tool(const std::string &path, const std::string &script) const
@@ -45,16 +40,16 @@ public:
     }
     void link(const std::string &target, const std::string &path) const
     {
-        std::filesystem::create_directories(std::filesystem::path(real(path)).parent_path());
-        std::filesystem::create_symlink(target, real(path));
+        std::filesystem::create_symlink(target, in_its_folder(path));
     }
-    void remove(const std::string &path) const
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(real(path), ignored);
-    }
+    void remove(const std::string &path) const { std::filesystem::remove_all(real(path)); }
 
 private:
+    std::string in_its_folder(const std::string &path) const // which is created
+    {
+        std::filesystem::create_directories(std::filesystem::path(real(path)).parent_path());
+        return real(path);
+    }
     std::string m_folder;
 };
 

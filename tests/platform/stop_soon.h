@@ -24,7 +24,6 @@ public:
     {
         m_thread.join();
         platform_interrupt_on(nullptr);
-        (void)vos_cond_wait_destroy(&m_cond);
     }
 
 private:

@@ -123,7 +123,7 @@ TEST_F(VolumeCalls, MeasureMountedVolumesAndOmitTheOthers)
     EXPECT_EQ(info.usage.size(), 2U);
 }
 
-TEST_F(VolumeCalls, FindTheArrayUnderPartitionsMappersAndPooledFileSystems)
+TEST_F(VolumeCalls, TakeTheStateOfTheArrayUnderPartitionsAndMappersOrOfThePool)
 {
     g_stock_root.write("/proc/self/mountinfo", "1 0 259:1 / /share/one rw - ext4 /dev/md1p1 rw\n"
                                                "2 0 0:50 / /share/two rw - btrfs /dev/mapper/pool rw\n");
@@ -143,10 +143,7 @@ TEST_F(VolumeCalls, FindTheArrayUnderPartitionsMappersAndPooledFileSystems)
     EXPECT_EQ(status_of(2), 1);
     g_stock_root.write("/proc/self/mountinfo", "2 0 0:50 / /share/two rw - btrfs /dev/dm-0 rw\n"); // no link
     EXPECT_EQ(status_of(2), 1);
-}
 
-TEST_F(VolumeCalls, TakeThePoolsStateWhereZfsHasOne)
-{
     g_stock_root.write("/proc/self/mountinfo", "1 0 0:60 / /share/one rw - zfs tank/a/b rw\n"
                                                "2 0 0:61 / /share/two rw - zfs old rw\n");
     for (const auto &[text, status] :
