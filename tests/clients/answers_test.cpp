@@ -4,44 +4,27 @@
 
 namespace {
 
-using testing::HasSubstr;
-
 std::string enveloped(const std::string &data)
 {
     return R"({ "return": 0, "data": )" + data + " }";
 }
 
-constexpr const char *kCpu =
-    R"({ "user_pcnt": "15.0", "sys_pcnt": "5.0", "iowait_pcnt": "-nan", "steal_pcnt": "nan", "idle_pcnt": "80.0" })";
-
 TEST(Answers, FiguresAreNumbersOrMissing)
 {
     TFigures figures;
-    ASSERT_TRUE(answer_figures(enveloped(kCpu), TKind::kCpu, false, &figures).ok());
-    EXPECT_EQ(figures.get("user_pcnt"), 15.0);
-    EXPECT_EQ(figures.get("iowait_pcnt"), std::nullopt);
-    EXPECT_EQ(figures.get("steal_pcnt"), std::nullopt);
-    EXPECT_EQ(figures.get("no such"), std::nullopt);
+    const auto take = [&figures](TKind kind, const char *data) {
+        return answer_figures(enveloped(data), kind, true, &figures);
+    };
+    ASSERT_TRUE(take(TKind::kCpuService, R"({ "total_pcnt": "15.0", "user_pcnt": "-nan", "sys_pcnt": "nan" })").ok());
+    EXPECT_EQ(take(TKind::kNetwork, R"({ "tx": "1" })").text, R"(invalid answer: "rx" is missing or invalid)");
+    EXPECT_EQ(figures.get("total_pcnt"), 15.0); // what was there is still there
+    for (const char *missing : {"user_pcnt", "sys_pcnt", "no such"})
+        EXPECT_EQ(figures.get(missing), std::nullopt);
 
     /* A counter that went backwards, and a minimum of nothing. */
-    ASSERT_TRUE(answer_figures(enveloped(R"({ "tx": "18446744073709551615", "rx": "20496382304121723" })"),
-                               TKind::kNetwork, true, &figures)
-                    .ok());
+    ASSERT_TRUE(take(TKind::kNetwork, R"({ "tx": "18446744073709551615", "rx": "20496382304121723" })").ok());
     EXPECT_EQ(figures.get("tx"), std::nullopt);
     EXPECT_EQ(figures.get("rx"), std::nullopt);
-}
-
-TEST(Answers, AnAverageOfMemoryHasFewerMembers)
-{
-    const std::string text = enveloped(R"({ "MemTotal": "8", "MemFree": "2", "MemAvailable": "4", "Buffers": "1",
-        "Cached": "1", "SwapTotal": "0", "SwapFree": "0", "pgmajfault": "0", "pgfault": "9" })");
-    TFigures figures;
-    EXPECT_TRUE(answer_figures(text, TKind::kMemory, true, &figures).ok());
-    EXPECT_EQ(figures.all.size(), 9U);
-    const TOutcome outcome = answer_figures(text, TKind::kMemory, false, &figures);
-    EXPECT_EQ(outcome.fault, TFault::kInvalid);
-    EXPECT_THAT(outcome.text, HasSubstr("MemUsed"));
-    EXPECT_EQ(figures.all.size(), 9U); // what was there is still there
 }
 
 TEST(Answers, ASeriesHasAsManyPointsInEachRow)
@@ -49,8 +32,7 @@ TEST(Answers, ASeriesHasAsManyPointsInEachRow)
     TSeries series;
     ASSERT_TRUE(
         answer_series(enveloped(R"({ "tx": [ "6188", "6215" ], "rx": [ "1", "2" ] })"), TKind::kNetwork, &series).ok());
-    ASSERT_NE(series.get("rx"), nullptr);
-    EXPECT_EQ((*series.get("rx"))[1], 2.0);
+    EXPECT_EQ(series.get("rx")->at(1), 2.0);
     for (const char *data : {R"({ "tx": [ "1", "2" ], "rx": [ "1" ] })", R"({ "tx": [ "1" ], "rx": [ 1 ] })",
                              R"({ "tx": [ "1" ], "rx": [ null ] })", R"({ "tx": [ "1" ], "rx": "1" })"})
         EXPECT_EQ(answer_series(enveloped(data), TKind::kNetwork, &series).fault, TFault::kInvalid) << data;
@@ -64,16 +46,13 @@ TEST(Answers, ASeriesHasAsManyPointsInEachRow)
 TEST(Answers, CamerasAndChannelsAreWithinBounds)
 {
     const auto sample = [](const std::string &states, const std::string &rest) {
-        return enveloped(R"({ "cam_stat": ")" + states + R"(", "conf_changed": ")" + std::string(192, '0') +
-                         R"(", "changed_flag": false, )" + rest + " }");
+        return enveloped(R"({ "cam_stat": ")" + states + R"(", "conf_changed": ")" + std::string(192, '0') + R"(", )" +
+                         rest + " }");
     };
     const std::string states = "01" + std::string(190, '2');
     constexpr const char *kTimes = R"("interval": "60020", "timestamp": "1795393893041")";
     TCameraStat stat;
     ASSERT_TRUE(answer_cameras(sample(states, kTimes), &stat).ok());
-    EXPECT_EQ(stat.state[0], TCamera::kConnected);
-    EXPECT_EQ(stat.state[1], TCamera::kFailed);
-    EXPECT_EQ(stat.state[191], TCamera::kAbsent);
     EXPECT_EQ(stat.time_ms, 1795393893041);
     for (const auto &[text, times] : {std::pair(states + "2", kTimes),
                                       {states.substr(1), kTimes},
@@ -82,33 +61,16 @@ TEST(Answers, CamerasAndChannelsAreWithinBounds)
                                       {states, R"("interval": "1x", "timestamp": "0")"}})
         EXPECT_EQ(answer_cameras(sample(text, times), &stat).fault, TFault::kInvalid) << text << times;
 
-    const auto channel = [](const char *id, const std::string &name) {
-        return std::string(R"({ "id": )") + id + R"(, "name": ")" + name +
-               R"(", "guid": "", "umsid": "", "ip": "", "port": "", "brand": "", "ums_name": "" })";
+    const auto channel = [](const std::string &id) {
+        return R"({ "name": "", "guid": "", "umsid": "", "ip": "", "port": "", "brand": "", "ums_name": "", "id": )" +
+               id + " }";
     };
     std::vector<TChannel> channels;
-    ASSERT_TRUE(
-        answer_channels(enveloped("[ " + channel("0", "a\\u001b[2Jb") + ", " + channel("191", "z") + " ]"), &channels)
-            .ok());
-    EXPECT_EQ(channels[0].name, "a?[2Jb");
+    ASSERT_TRUE(answer_channels(enveloped("[" + channel("0") + "," + channel("191") + "]"), &channels).ok());
     EXPECT_EQ(channels[1].id, 191U);
-    for (const std::string &list : {channel("192", ""), channel("-1", ""), channel("1", "") + "," + channel("1", ""),
-                                    channel("18446744073709551617", ""), std::string("7"), channel("\"1\"", "")})
+    for (const std::string &list : {channel("192"), channel("-1"), channel("1") + "," + channel("1"),
+                                    channel("18446744073709551617"), std::string("7"), channel("\"1\"")})
         EXPECT_EQ(answer_channels(enveloped("[" + list + "]"), &channels).fault, TFault::kInvalid) << list;
-}
-
-TEST(Answers, AStatusHasBoundedNames)
-{
-    const auto status = [](const std::string &interfaces) {
-        return R"({ "return": 0, "cpu_info": { "core_no": 1, "core_list": [ "cpu0", "system_all" ] }, "disk_info": [ ],
-            "network_info": [ )" +
-               interfaces + R"( ], "daemon_list": [ "VeloMond" ] })";
-    };
-    TStatus taken;
-    ASSERT_TRUE(answer_status(status(R"("eth\u001b0")"), &taken).ok());
-    EXPECT_THAT(taken.interfaces, testing::ElementsAre("eth?0"));
-    for (const std::string &names : {'"' + std::string(256, 'a') + '"', std::string("7")})
-        EXPECT_EQ(answer_status(status(names), &taken).fault, TFault::kInvalid);
 }
 
 TEST(Answers, ABrokenOneIsLoggedInOneLineAndLeavesTheResultAlone)

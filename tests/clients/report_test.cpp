@@ -8,13 +8,11 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 using testing::Pair;
 
 /* Three intervals, the newest first, 40 s missing before the newest. */
 constexpr const char *kCpu =
     "system\ncpu0\ntime_stamp(ms), 1000050000, 1000010000, 1000000000\nuser, 90.0, -nan, 10.5\n"
-    "system, 5.0, 5.0, 5.0\niowait, 1.0, 0.0, 0.0\nsteal, 0.0, 0.0, 0.0\n"
     "idle, 4.0, 5.0, 6.0\n\n"
     "system_all\ntime_stamp(ms), 1000050000, 1000010000, 1000000000\nuser, 90.0, 1.0, 10.5\n"
     "idle, 4.0, 5.0, 6.0\n\n"
@@ -42,10 +40,6 @@ TEST(Dump, IsReadAsItWasWrittenAndBearsAnything)
         rows += std::to_string(i) + std::string(10000, ',') + "\n";
     EXPECT_EQ(dump_parse(rows)[0].rows.size(), 32U);
     EXPECT_EQ(dump_parse(rows)[0].row("1")->size(), 1440U);
-    for (const char *text : {"", "\n\n\n", ",", ",,\n,", "a", "\xff\xff,\xff\n"})
-        (void)dump_parse(text);
-    TDump dump;
-    EXPECT_EQ(dump_read("/nowhere", &dump).fault, TFault::kNotFound);
 }
 
 TEST(Report, ShowsWhatADumpHoldsAndWhatIsOdd)
@@ -58,53 +52,31 @@ TEST(Report, ShowsWhatADumpHoldsAndWhatIsOdd)
     dump.disk =
         dump_parse("/dev/mapper/cachedev1 253 0\ntime_stamp(ms), 1000050000\nthroughput, 50\nwr_latency, 150.0\n");
     const TReport report = report_of_dump("/d", dump);
-    std::vector<std::string> alarms;
+    std::vector<std::string> alarms, titles;
     for (const TSpan &one : report.alarms)
         alarms.push_back(one.text);
+    for (const TPicture &one : report.pictures)
+        titles.push_back(one.title);
     EXPECT_THAT(alarms,
                 ElementsAre("no sample for 40 s until 1970-01-12T13:47:30Z", "the CPU is busy for 95.0 % of the time",
                             "Vnvrd ended in this time", "cachedev1 write takes up to 150.0 ms"));
     EXPECT_THAT(report.facts, testing::IsSupersetOf({Pair("cores", "1"), Pair("memory", "4.2 GB"),
                                                      Pair("from", "1970-01-12T13:46:40Z")}));
-    std::vector<std::string> titles;
-    for (const TPicture &one : report.pictures) {
-        titles.push_back(one.title);
-        if (one.title == "Network") { // bytes of intervals of 10, 10 and 40 s
-            EXPECT_THAT(one.curves[0].points, ElementsAre(Pair(1000000, TFigure(2.0)), Pair(1000010, TFigure(1.0)),
-                                                          Pair(1000050, TFigure(10.0))));
-        }
-        if (one.title == "CPU use per core") {
-            EXPECT_EQ(one.curves[0].points.back().second, 96.0);
-        }
-    }
-    EXPECT_THAT(titles,
+    ASSERT_THAT(titles,
                 ElementsAre("CPU of the machine", "CPU use per core", "CPU of the services", "Memory of the machine",
                             "Memory of the services", "Network", "Cache devices", "Latency of the cache devices"));
+    EXPECT_EQ(report.pictures[1].curves[0].points.back().second, 96.0);
+    EXPECT_THAT(report.pictures[5].curves[0].points, // bytes of intervals of 10, 10 and 40 s
+                ElementsAre(Pair(1000000, 2.0), Pair(1000010, 1.0), Pair(1000050, 10.0)));
     EXPECT_TRUE(report_of_dump("/d", {}).pictures.empty());
-}
-
-TEST(Report, LeavesNoNameUnescapedAndGivesGnuplotNone)
-{
-    const std::string evil = "<img src=x onerror=alert(1)>\"'; system('id')";
-    TReport report;
-    report.title = evil;
-    report.facts = {{evil, evil}};
-    report.alarms = {{evil, TTone::kBad}};
-    report.pictures = {{evil, evil, {{evil, {{1, 2.0}, {3, {}}}}}}};
-    report.tables = {{evil, {{{evil, evil, ""}}, {{evil}}}}};
-    const std::string page = report_page(report, {"<svg><script>1</script></svg>"});
-    for (const char *raw : {"<img src=x", "<script", "\"'"})
-        EXPECT_THAT(page, Not(HasSubstr(raw)));
-    const std::string script = picture_script(report.pictures[0]);
-    EXPECT_THAT(script, Not(HasSubstr("alert")));
-    EXPECT_THAT(script, HasSubstr("1 2.000000\n3 none\n"));
 }
 
 TEST(Report, DrawsWithGnuplot)
 {
+    const std::string script = picture_script({"", "", {{"a", {{1, 2.0}, {61, {}}, {121, 3.0}}}}});
+    EXPECT_THAT(script, HasSubstr("1 2.000000\n61 none\n"));
     std::string svg;
-    const TOutcome outcome = gnuplot_draw(picture_script({"", "", {{"a", {{1, 2.0}, {61, {}}, {121, 3.0}}}}}),
-                                          std::chrono::seconds(30), &svg);
+    const TOutcome outcome = gnuplot_draw(script, std::chrono::seconds(30), &svg);
     ASSERT_TRUE(outcome.ok()) << outcome.text;
     EXPECT_THAT(svg, HasSubstr("</svg>"));
     EXPECT_THAT(svg, HasSubstr(">00:01:00<"));        // seconds, where the axis is short
