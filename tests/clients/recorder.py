@@ -1,15 +1,14 @@
 """A complete recorder in the namespaces that apart.sh creates: simulator, daemon, some
 services, exporter; and the end of a tunnel, a Unix socket that leads to the exporter's port.
 
-recorder.py FOLDER: FOLDER/root and FOLDER/state are made unless they are there; FOLDER/tunnel is the socket. Ends at
-the end of its standard input; a line "stop daemon" there ends the daemon only."""
+recorder.py FOLDER: FOLDER/state is that of the simulator, FOLDER/root is made, FOLDER/tunnel is the socket. Ends at the
+end of its standard input; a line "stop daemon" there ends the daemon only."""
 
 import asyncio
 import contextlib
 import functools
 import os
 import pathlib
-import shutil
 import socket
 import subprocess
 import sys
@@ -62,10 +61,7 @@ def make_root(root):
 
 def main():
     folder = pathlib.Path(sys.argv[1])
-    if not (folder / 'root').exists():
-        make_root(folder / 'root')
-    if not (folder / 'state').exists():
-        shutil.copytree(TOP / 'tools/appliance_sim/state', folder / 'state')
+    make_root(folder / 'root')
     processes = [subprocess.Popen([sys.executable, '-B', TOP / 'tools/appliance_sim/appliance_sim.py', '--quiet',
                                    '--state', folder / 'state'])]
     eventually(simulator_is_up)  # before the daemon, which queries the channels once at its start

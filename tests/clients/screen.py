@@ -61,7 +61,6 @@ def chromium(folder, *options):
 
 def picture(folder, page, path, width, height):
     """Writes a screenshot of the page to the path; returns its console lines."""
-    path.parent.mkdir(parents=True, exist_ok=True)
     path.unlink(missing_ok=True)
     lines = chromium(folder, f'--window-size={width},{height}', f'--screenshot={path}', f'file://{page}')[1]
     assert path.stat().st_size > 5000, path

@@ -1,6 +1,7 @@
 """docs/openapi.yaml against a running daemon, and docs/query-api.md against openapi.yaml,
 in both directions: anything that only one of the two has is a failure."""
 
+import collections
 import functools
 import json
 import os
@@ -22,51 +23,45 @@ PAGE = (TOP / 'docs/query-api.md').read_text()
 NOT_SEEN = {-1, -2}  # of a monitor that did not start, and of disks that cannot be read
 
 
+# Every string of the daemon that could be the name of a route or a method.
+WORDS = set(re.findall(r'"([A-Za-z_]{3,24})"', ''.join(
+    path.read_text() for folder in ('service', 'stats', 'health', 'surveillance', 'common', 'platform')
+    for path in (TOP / 'src' / folder).rglob('*.[ch]*'))))
+
+
 def resolved(value):
-    """A parameter, its reference resolved."""
-    if '$ref' in value:
-        return functools.reduce(lambda at, key: at[key], value['$ref'].split('/')[1:], API)
-    return value
+    """The value, or what its reference names."""
+    return functools.reduce(lambda at, key: at[key], value['$ref'].split('/')[1:], API) if '$ref' in value else value
 
 
-def validate(value, schema):
-    """schema: a part of the file, with references into it."""
-    jsonschema.Draft202012Validator({**schema, 'components': API['components']}).validate(value)
+def validate(value, schema, example):
+    """schema: a part of the file, with references into it; example: one of the file that has the same members."""
+    schemas = [schema] + [{'$ref': f'#/components/schemas/{one}Answer'} for one in [example.get('x-data')] if one]
+    jsonschema.Draft202012Validator({'allOf': schemas, 'components': API['components']}).validate(value)
+
+
+# The arguments; the values of the argument `method`; the type, schema and examples of the one answer.
+TOperation = collections.namedtuple('TOperation', 'path verb arguments methods type schema examples')
 
 
 def operations():
-    return [(path[1:], method, one) for path, item in API['paths'].items() for method, one in item.items()]
+    for path, item in API['paths'].items():
+        for verb, one in item.items():
+            arguments = {argument['name']: argument for argument in map(resolved, one.get('parameters', []))}
+            methods = set(arguments['method']['schema']['enum'] if 'method' in arguments else [])
+            (kind, answer), = one['responses']['200']['content'].items()
+            yield TOperation(path[1:], verb.upper(), arguments, methods, kind, answer['schema'], answer['examples'])
 
 
-def parameters(operation):
-    return {one['name']: one for one in map(resolved, operation.get('parameters', []))}
-
-
-def methods_of(operation):
-    return set(parameters(operation).get('method', {'schema': {'enum': []}})['schema']['enum'])
-
-
-def content(operation):
-    """(type, schema, examples) of the one answer."""
-    (kind, one), = operation['responses']['200']['content'].items()
-    return kind, one['schema'], one['examples']
+def arguments_of(query):
+    return dict(urllib.parse.parse_qsl(query))
 
 
 def codes_of(schema):
     """The result codes of an answer without data."""
-    if '$ref' in schema:
-        return codes_of(resolved(schema))
-    if 'anyOf' in schema:
-        return set().union(*map(codes_of, schema['anyOf']))
-    code = schema.get('properties', {}).get('return', {})
-    return set(code.get('enum', [code.get('const')])) if 'data' not in schema.get('properties', {}) else set()
-
-
-def words_of_the_source():
-    """Every string of the daemon that could be the name of a route or a method."""
-    folders = [TOP / 'src' / one for one in ('service', 'stats', 'health', 'surveillance', 'common', 'platform')]
-    text = ''.join(path.read_text() for folder in folders for path in folder.rglob('*.[ch]*'))
-    return set(re.findall(r'"([A-Za-z_]{3,24})"', text))
+    answers = [resolved(one)['properties'] for one in schema.get('anyOf', [schema])]
+    codes = [one['return'] for one in answers if 'data' not in one]
+    return {code for one in codes for code in one.get('enum', [one.get('const')])}
 
 
 @unittest.skipUnless(os.environ.get('VELOMOND_APART'), 'needs a network interface of its own')
@@ -86,55 +81,47 @@ class OpenApi(TApplianceTest):
 
     def check_examples(self):
         """Each example, and the daemon's answer to it, match the schemas."""
-        for path, method, operation in operations():
-            kind, schema, examples = content(operation)
-            for name, example in examples.items():
-                with self.subTest(path=path, example=name):
+        for one in operations():
+            for name, example in one.examples.items():
+                with self.subTest(path=one.path, example=name):
                     query = example.get('x-request', '').replace('eth0', 'nic0')
-                    status, found_kind, text = request(method.upper(), path + ('?' + query if query else ''),
-                                                       example.get('x-body'))
-                    self.assertEqual(status, 200)
-                    self.assertEqual(found_kind.split(';')[0], kind)
-                    answer = json.loads(text) if kind == 'application/json' else text
+                    status, kind, text = request(one.verb, f'{one.path}?{query}', example.get('x-body'))
+                    self.assertEqual((status, kind.split(';')[0]), (200, one.type))
+                    answer = json.loads(text) if one.type == 'application/json' else text
                     for value in (answer, example['value']):
-                        validate(value, schema)
-                        if 'x-data' in example:
-                            validate(value, {'$ref': f'#/components/schemas/{example["x-data"]}Answer'})
-                        elif 'x-body' in example:
-                            self.assertEqual(value, example['value'])
+                        validate(value, one.schema, example)
+                    if 'x-body' in example:
+                        self.assertEqual(answer, example['value'])
 
     def check_routes(self):
         """There is no route, and no method of a route, that the file does not list."""
         self.assertEqual(len(API['paths']), 13)
-        for word in words_of_the_source() | {path[1:] for path in API['paths']}:
+        for word in WORDS | {path[1:] for path in API['paths']}:
             for method in ('GET', 'PUT', 'POST', 'DELETE'):
                 listed = method.lower() in API['paths'].get('/' + word, {})
                 status = request(method, word, '{}' if method in ('PUT', 'POST') else None)[0]
                 self.assertEqual(status, 200 if listed else 405 if '/' + word in API['paths'] else 404, (method, word))
 
     def check_methods_and_codes(self):
-        known = set().union(*(methods_of(one) for _, _, one in operations()))
-        for path, _, operation in operations():
-            if 'method' not in parameters(operation):
+        for path, _, names, methods, _, schema, examples in operations():
+            if not methods:
                 continue
-            methods, names = methods_of(operation), parameters(operation)
-            examples = [dict(urllib.parse.parse_qsl(one['x-request'])) for one in content(operation)[2].values()]
-            self.assertEqual({one['method'] for one in examples}, methods, path)
-            self.assertLessEqual(set().union(*examples), set(names), path)
+            shown = [arguments_of(one['x-request']) for one in examples.values()]
+            self.assertEqual({one['method'] for one in shown}, methods, path)
+            self.assertLessEqual(set().union(*shown), set(names), path)
             entity = {name: 'any' for name, one in names.items() if one.get('required') and name != 'method'}
 
             def code(arguments):
                 answer = ask(path + '?' + urllib.parse.urlencode(arguments))
                 return 'data' if 'data' in answer else answer['return']
             refused = 0 if path == 'cpu_info' else -3
-            for word in sorted(known | words_of_the_source()):
+            for word in sorted(methods | WORDS):
                 self.assertEqual(code({'method': word, **entity}) == refused, word not in methods, (path, word))
             seen = {code({}), code(entity), code({'method': 'no_such', **entity})}
-            seen |= {code({'method': one}) for one in methods if entity}
-            seen |= {code({'method': one, **entity, count: -1}) for one in methods for count in ('type', 'count')
-                     if count in names}
-            seen |= {code({'method': one, **entity}) for one in methods}
-            self.assertEqual(seen - {'data'}, codes_of(content(operation)[1]) - NOT_SEEN, path)
+            for one in methods:
+                more = [{count: -1} for count in ('type', 'count') if count in names]
+                seen |= {code({'method': one}), *(code({'method': one, **entity, **count}) for count in ({}, *more))}
+            self.assertEqual(seen - {'data'}, codes_of(schema) - NOT_SEEN, path)
 
 
 class Page(unittest.TestCase):
@@ -145,24 +132,21 @@ class Page(unittest.TestCase):
         self.assertEqual(set(sections), {path[1:] for path in API['paths']})
         codes = dict(re.findall(r'^\| (-?\d+) \| (.*) \|$', PAGE, re.M))
         self.assertEqual({int(code): words for code, words in codes.items()}, API['x-result-codes'])
-        for path, method, operation in operations():
+        for path, verb, names, methods, _, schema, examples in operations():
             shown = set()
-            for query, answer in self.examples(sections[path], method.upper(), path):
+            for query, answer in self.examples(sections[path], verb, path):
                 with self.subTest(path=path, query=query):
-                    arguments = dict(urllib.parse.parse_qsl(query))
-                    self.assertLessEqual(set(arguments), set(parameters(operation)))
-                    shown.add(arguments.get('method'))
-                    validate(answer, content(operation)[1])
+                    arguments = arguments_of(query)
+                    self.assertLessEqual(set(arguments), set(names))
                     if answer == {'return': -3}:
-                        shown.discard(arguments['method'])
+                        validate(answer, schema, {})
                         continue
+                    shown.add(arguments.get('method'))
                     # Nothing may be left to a schema of another method.
-                    twin = [one for one in content(operation)[2].values() if 'x-data' in one
-                            and dict(urllib.parse.parse_qsl(one['x-request'])).items() >=
-                            {key: arguments[key] for key in ('method', 'name') if key in arguments}.items()]
-                    if 'data' in (answer if isinstance(answer, dict) else {}) and twin:
-                        validate(answer, {'$ref': f'#/components/schemas/{twin[0]["x-data"]}Answer'})
-            self.assertEqual(shown, methods_of(operation) or {None}, path)
+                    wanted = {key: arguments[key] for key in ('method', 'name') if key in arguments}.items()
+                    twins = [it for it in examples.values() if arguments_of(it.get('x-request', '')).items() >= wanted]
+                    validate(answer, schema, twins[0] if 'data' in answer and twins else {})
+            self.assertEqual(shown, methods or {None}, path)
 
     def examples(self, section, method, path):
         """(query, answer) of each request that the section shows, what "..." leaves out filled in."""
@@ -170,9 +154,6 @@ class Page(unittest.TestCase):
         self.assertTrue(found, (method, path))
         for query, _, text in found:
             text = text.strip()
-            if text == 'health':
-                yield query, text
-                continue
             text = re.sub(r'"([0-2])([0-2]*)\.\.\."', lambda one: json.dumps((one[1] + one[2]).ljust(192, one[2][-1])), text)
             text = re.sub(r'"Vnvrd".*\.\.\..*"VtimeSync"', ', '.join(f'"V{i}"' for i in range(21)), text)
-            yield query, json.loads(text.replace(', ...', ''))
+            yield query, text if text == 'health' else json.loads(text.replace(', ...', ''))
