@@ -25,17 +25,9 @@ cat >/etc/systemd/system/appliance_sim.service <<'END'
 [Unit]
 Before=velomond.service
 [Service]
+ExecStartPre=/usr/sbin/dmsetup create cachedev1 --table '0 2048 zero'
 ExecStart=/usr/bin/python3 /opt/appliance_sim/appliance_sim.py --quiet --state /opt/appliance_sim/state --journal /var/log/sim.jsonl
 [Install]
 WantedBy=multi-user.target
 END
-cat >/etc/systemd/system/cachedev.service <<'END'
-[Unit]
-Before=velomond.service
-[Service]
-Type=oneshot
-ExecStart=/usr/sbin/dmsetup create cachedev1 --table '0 2048 zero'
-[Install]
-WantedBy=multi-user.target
-END
-systemctl --quiet enable appliance_sim.service cachedev.service
+systemctl --quiet enable appliance_sim.service
