@@ -59,9 +59,9 @@ def request(method, path, body=None, timeout_s=5.0):
         connection.close()
 
 
-def get(path, method='GET', timeout_s=5.0):
-    status, _, body = request(method, path, None, timeout_s)
-    return status, body
+def get(path, method='GET', timeout_s=5.0, body=None):
+    status, _, text = request(method, path, body, timeout_s)
+    return status, text
 
 
 class Daemon:
