@@ -30,6 +30,14 @@ def ask(path):
     return json.loads(body)
 
 
+def replace(path, text):
+    """Writes a file in one step; a reader sees all of it or the file before."""
+    path.parent.mkdir(parents=True, exist_ok=True)
+    new = path.with_name('.new')
+    new.write_text(text)
+    new.rename(path)
+
+
 class TMachine:
     """The /proc, /sys and /dev of a root: a small machine with one core, one
     network interface, one cache device, one disk and one fan."""
@@ -59,12 +67,7 @@ class TMachine:
         self.counters(0)
 
     def write(self, path, text):
-        """Replaces a file in one step."""
-        path = self.root / path
-        path.parent.mkdir(parents=True, exist_ok=True)
-        new = path.with_name('.new')
-        new.write_text(text)
-        new.rename(path)
+        replace(self.root / path, text)
 
     def counters(self, steps):
         """Each step takes 10 s of the machine: one core busy for 1.5 s of them in
@@ -131,11 +134,7 @@ class TApplianceTest(TDaemonTest):
             return probe.connect_ex(('127.0.0.1', 10141)) == 0
 
     def tell_state(self, name, value):
-        path = self.state / name
-        path.parent.mkdir(exist_ok=True)
-        new = self.state / 'new'
-        new.write_text(json.dumps(value))
-        os.replace(new, path)
+        replace(self.state / name, json.dumps(value))
 
     def journal(self, path, method=None):
         """The simulator's requests under a path, oldest first."""

@@ -15,10 +15,9 @@ BINARY = os.environ['VELOMOND_BINARY']
 MAKE_ROOT = pathlib.Path(__file__).resolve().parents[2] / 'tools' / 'make_root.sh'
 HOST, PORT = '127.0.0.1', 10191
 ZONE, ZONE_S = 'TST-05:45', -20700  # the daemon's: neither its days nor its hours begin with those of UTC
-PR_SET_CHILD_SUBREAPER = 36
 
 # Orphans of a daemonised process become our children, with their exit status.
-ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
+ctypes.CDLL(None).prctl(36, 1, 0, 0, 0)  # PR_SET_CHILD_SUBREAPER
 
 
 def eventually(condition, timeout_s=10.0, text=lambda: ''):

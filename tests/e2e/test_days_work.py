@@ -22,8 +22,14 @@ class TFastTest(TApplianceTest):
 
 @unittest.skipUnless(os.environ.get('VELOMOND_APART'), 'needs mounts of its own')
 class DaysWork(TFastTest):
-    def setUp(self):
-        super().setUp()
+    def notified(self, category):
+        return [texts for one in self.journal('/vbus/nc_notify', 'POST')
+                if (texts := one['body']['texts'])[2] == category]
+
+    def events(self, code):
+        return [args[5:] for args in self.tools('ostra_log_tool') if args[:5] == ['2', code, '-1', '', '']]
+
+    def test_night_of_a_faulty_appliance(self):
         machine = TMachine(self.root)
         machine.smart(False, 30000)
         machine.fan('1')
@@ -33,24 +39,12 @@ class DaysWork(TFastTest):
         machine.write('var/lib/velomond_tools/cfg_bak_tool.exit', '1\n')
         machine.write('tarn/etc/volume.conf', (self.root / 'tarn/etc/volume.conf').read_text()
                       .replace('volName = System', 'volName = a b"$(x)'))
-        self.volume = self.root / 'share/System'
-        self.fill_volume('64M')
+        # A system volume of 64 MB, of which its database takes 10.
+        volume = self.root / 'share/System'
+        subprocess.run(['mount', '-t', 'tmpfs', '-o', 'size=64M', 'tmpfs', volume], check=True)
+        self.addCleanup(subprocess.run, ['umount', '-l', volume], check=True)
+        machine.write('share/System/database/one', '.' * (10 << 20))
 
-    def fill_volume(self, size):
-        """Makes the system volume that small, with 10 MB used by its database."""
-        subprocess.run(['mount', '-t', 'tmpfs', '-o', 'size=' + size, 'tmpfs', self.volume], check=True)
-        self.addCleanup(subprocess.run, ['umount', '-l', self.volume], check=True)
-        (self.volume / 'database').mkdir()
-        (self.volume / 'database/one').write_bytes(bytes(10 << 20))
-
-    def notified(self, category):
-        return [texts for one in self.journal('/vbus/nc_notify', 'POST')
-                if (texts := one['body']['texts'])[2] == category]
-
-    def events(self, code):
-        return [args[5:] for args in self.tools('ostra_log_tool') if args[:5] == ['2', code, '-1', '', '']]
-
-    def test_night_of_a_faulty_appliance(self):
         daemon = self.start_at(MIDNIGHT - 180, speed=60)
         self.assertRegex(daemon.text(), r'execute_time  : \[Tue Mar 31 23:5[78]:\d\d 2026\]\n')
 
@@ -90,14 +84,6 @@ class DaysWork(TFastTest):
 class Recovery(TFastTest):
     """Each watcher checks once a minute, all disks in the first minute of an hour."""
 
-    def setUp(self):
-        super().setUp()
-        self.machine = TMachine(self.root)
-        self.machine.write('tarn/etc/config/cmv_record.conf', '[cmv]\nvalue3 = 2\nvalue4 = -7\ntext1 = 5.2.0\n')
-        self.cameras = [{'id': 0, 'name': 'Gate', 'conn_failed_count': 4},
-                        {'id': 2, 'name': 'Hall', 'conn_failed_count': 0}]
-        self.tell_state('cameras.json', self.cameras)
-
     def told(self, path, *states):
         """Waits until just these states were reported to the dashboard; returns the last report."""
         key = path.rsplit('/', 1)[-1] + '_update'
@@ -106,6 +92,10 @@ class Recovery(TFastTest):
         return requests[-1]['body']
 
     def test_faults_and_recoveries_are_reported_logged_and_answered(self):
+        machine = TMachine(self.root)
+        machine.write('tarn/etc/config/cmv_record.conf', '[cmv]\nvalue3 = 2\nvalue4 = -7\ntext1 = 5.2.0\n')
+        cameras = [{'id': 0, 'name': 'Gate', 'conn_failed_count': 4}, {'id': 2, 'name': 'Hall', 'conn_failed_count': 0}]
+        self.tell_state('cameras.json', cameras)
         daemon = self.start_at(NOON, speed=20)
         for path in (DISK, FAN, RECORDING):
             self.told(path, 'normal')
@@ -113,24 +103,24 @@ class Recovery(TFastTest):
         eventually(lambda: self.log('cmv'))  # the first round is over: from now on changes of the clock are detected
 
         # Everything fails, and a camera has another name.
-        self.machine.smart(True, 30000)
-        self.machine.fan('1')
+        machine.smart(True, 30000)
+        machine.fan('1')
         self.tell_state('recording.json', {'is_recording': False})
-        self.cameras[1].update(name='Lobby', conn_failed_count=3, info_changed=True)
-        self.tell_state('cameras.json', self.cameras)
+        cameras[1].update(name='Lobby', conn_failed_count=3, info_changed=True)
+        self.tell_state('cameras.json', cameras)
         self.set_clock(NOON + HOUR_S - 30)
         self.assertEqual(self.told(DISK, 'normal', 'hour_warning'), ask('smart_info?method=disk_update')['data'])
         self.assertEqual(self.told(FAN, 'normal', 'error'), ask('syshealth_info?method=fan_update')['data'])
         self.assertEqual(ask('syshealth_info?method=sys_health')['data'], {'sys_health': 'fan failed'})
         self.told(RECORDING, 'normal', 'error')
         self.assertEqual(ask('recording_state')['camera_recording_update'], 'error')
-        cameras = eventually(lambda: (total := ask('cam_conn?method=total&count=0')['data'])['changed_flag'] and total)
-        self.assertEqual((cameras['cam_stat'], cameras['conf_changed']), ('021' + '2' * 189, '001' + '0' * 189))
+        day = eventually(lambda: (total := ask('cam_conn?method=total&count=0')['data'])['changed_flag'] and total)
+        self.assertEqual((day['cam_stat'], day['conf_changed']), ('021' + '2' * 189, '001' + '0' * 189))
         self.assertEqual([one['name'] for one in ask('cam_conn?method=channel_info')['data']], ['Gate', 'Lobby'])
 
         # All recover.
-        self.machine.smart(True, 1234)
-        self.machine.fan('0')
+        machine.smart(True, 1234)
+        machine.fan('0')
         self.tell_state('recording.json', {'is_recording': True})
         self.set_clock(NOON - HOUR_S - 30)
         self.told(DISK, 'normal', 'hour_warning', 'normal')
