@@ -9,14 +9,13 @@
 
 namespace {
 
-class AutobakRound : public fake::TPlatformTest {};
+using AutobakRound = fake::TPlatformTest;
 
 TEST_F(AutobakRound, BothBackupsRunAndOnlyTheFirstsFailureIsRecorded)
 {
     setenv("TZ", "XST-5:30", 1);
-    uint64_t midnight_ms = 1'700'073'000'000; // 18:30 of UTC
-    size_t recorded = 0;
-    for (const int result : {0, 1, 2}) {
+    fake::g_wall_ms = 1'700'073'000'000;       // 18:30 of UTC, midnight here
+    for (const size_t result : {0U, 1U, 2U}) { // one entry for each day on which the first fails
         fake::state()->surveillance_log_result = result == 2 ? -5 : 0;
         std::mutex lock; // the two run beside each other
         std::set<std::string> ran;
@@ -28,24 +27,22 @@ TEST_F(AutobakRound, BothBackupsRunAndOnlyTheFirstsFailureIsRecorded)
                 all += " " + one;
             const std::lock_guard guard(lock);
             ran.insert(all);
-            return result;
+            return static_cast<int>(result);
         };
-        recorded += result != 0 ? 1 : 0;
-        for (int minute = 0; minute < 60; ++minute) {
-            fake::g_wall_ms = midnight_ms + static_cast<uint64_t>(minute) * 60'000;
+        for (int minute = 0; minute < 24 * 60; ++minute) {
             EXPECT_EQ(sysstat_autobak_check(), 0);
+            fake::advance_ms(60'000);
         }
-        midnight_ms += 86'400'000;
         const auto ended = [&] {
             const std::lock_guard guard(lock);
-            return ran.size() >= 2 && fake::state()->surveillance_log.size() == recorded &&
+            return ran.size() >= 2 && fake::state()->surveillance_log.size() == result &&
                    (result != 2 || !log_text(kLogMain).empty());
         };
         for (int i = 0; i < 5000 && !ended(); ++i)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         EXPECT_EQ(ran, (std::set<std::string>{"AUTOBAK-worker for 3600 s: /usr/local/cmsbin/cfg_bak_tool backup",
                                               "AUTOBAK_CM-work for 3600 s: /usr/local/cmsbin/cfg_bak_tool backup -c"}));
-        ASSERT_EQ(fake::state()->surveillance_log.size(), recorded);
+        ASSERT_EQ(fake::state()->surveillance_log.size(), result);
     }
     EXPECT_EQ(fake::state()->programs.size(), 6U);
     EXPECT_EQ(log_text(kLogMain), "sysstat_autobak:do_autobak (84) logtool_send_surveillance_log failed (-5), "

@@ -1,5 +1,7 @@
 #include "housekeeping/sysstat_db.h"
 
+#include <tuple>
+
 #include "common/system_volume.h"
 #include "fake_platform/fake_platform.h"
 
@@ -9,11 +11,8 @@ constexpr int64_t kGb = int64_t{1} << 30;
 
 TEST(Database, IsTooLargeAboveAShareOfASmallVolumeOnly)
 {
-    struct {
-        uint64_t db_mb;
-        int64_t size, second;
-        bool event;
-    } const cases[] = {
+    const std::tuple<uint64_t, int64_t, int64_t, bool> cases[] = {
+        // MB of the database, size of the volume, its second figure; whether it is too large
         {51, kGb, kGb, false},
         {52, kGb, kGb, true},            // 5 % of 1024 MB is 51.2
         {5, 100 << 20, kGb, false},      // exactly 5 %
@@ -21,19 +20,17 @@ TEST(Database, IsTooLargeAboveAShareOfASmallVolumeOnly)
         {6, 100 << 20, 64 * kGb - 1, true},
         {0, kGb, 0, false},
     };
-    for (const auto &one : cases)
-        EXPECT_EQ(db_too_large(one.db_mb, one.size, one.second), one.event) << one.db_mb << " " << one.second;
+    for (const auto &[db_mb, size, second, event] : cases)
+        EXPECT_EQ(db_too_large(db_mb, size, second), event) << db_mb << " " << second;
 }
 
-class DatabaseThread : public fake::TPlatformTest {};
+using DatabaseThread = fake::TQuietTest;
 
 TEST_F(DatabaseThread, ChecksEachHourAndEveryMinuteUntilThereIsAVolume)
 {
-    const auto events = [] { return fake::state()->programs.size(); };
     g_system_volume_id = -1;
     fake::g_wall_ms = 1700006400000 - 120000; // 23:58 UTC
     fake::state()->db_size.total_mb = 600;
-    testing::internal::CaptureStderr();
     sysdb_thread_start();
     fake::pass_waits(0);
     fake::state()->self_conf["OSTRAPRO_SYS_VOL"] = "12";
@@ -41,10 +38,10 @@ TEST_F(DatabaseThread, ChecksEachHourAndEveryMinuteUntilThereIsAVolume)
     fake::state()->usage = {{2, 1, 1, 0, 0, {}}, {12, 10 * kGb, 9 * kGb / 2, 0, 0, {}}};
     fake::state()->auth_result = 1;
     fake::pass_waits(1);
-    EXPECT_EQ(events(), 0U);
+    EXPECT_EQ(fake::state()->programs.size(), 0U);
     fake::state()->auth_result = 0;
     fake::pass_waits(2); // once, at 00:03
-    ASSERT_EQ(events(), 1U);
+    ASSERT_EQ(fake::state()->programs.size(), 1U);
     EXPECT_EQ(fake::state()->programs[0], (fake::argv_t{"/usr/bin/ostra_log_tool", "2", "0x25030003", "-1", "", "",
                                                         "Ostra Surveillance", "DataVol12", "4.500000 GB"}));
     fake::state()->self_conf.clear(); // the id stays
@@ -52,11 +49,10 @@ TEST_F(DatabaseThread, ChecksEachHourAndEveryMinuteUntilThereIsAVolume)
     fake::pass_waits(56); // 01:00, which is good for the hour
     fake::state()->db_size.total_mb = 600;
     fake::pass_waits(59);
-    EXPECT_EQ(events(), 1U);
+    EXPECT_EQ(fake::state()->programs.size(), 1U);
     fake::pass_waits(1); // 02:00, and nothing remembers the first one
-    EXPECT_EQ(events(), 2U);
+    EXPECT_EQ(fake::state()->programs.size(), 2U);
     sysdb_thread_stop();
-    testing::internal::GetCapturedStderr();
 }
 
 } // namespace
