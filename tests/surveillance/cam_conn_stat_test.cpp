@@ -79,10 +79,9 @@ TEST(CamChannels, TakeFewBytesAndNeverMoreThanTheRecord)
     constexpr size_t kUsers = 32, kHeader = 8, kStep = 16, kMinutes = 1440, kDayBytes = size_t{400} * 1024;
     constexpr size_t kMostUsual = (kDayBytes / kMinutes - sizeof(T_CAM_CONN_STAT) - kUsers) / kStep * kStep - kHeader;
     TReadings readings(23);
-    size_t most = 0;
     for (int minute = 0; minute < 1000; ++minute) {
         TCamChannels channels = readings.next();
-        most = std::max(most, cam_channels_bytes(channels).size());
+        ASSERT_LT(cam_channels_bytes(channels).size(), sizeof(TCamChannels));
         channels.info_changed.reset(); // usually
         for (uint32_t &count : channels.conn_failed_count)
             count %= 256;
@@ -92,12 +91,6 @@ TEST(CamChannels, TakeFewBytesAndNeverMoreThanTheRecord)
     odd.valid.set(1);
     odd.conn_failed_count = {7, 8};
     EXPECT_EQ(TCamChannelsPacked(odd).unpacked().conn_failed_count, (decltype(odd.conn_failed_count){0, 8}));
-    TCamChannels worst;
-    worst.valid.set();
-    worst.conn_failed_count.fill(UINT32_MAX);
-    for (size_t i = 0; i < kCameraChannels; i += 2)
-        worst.info_changed.set(i);
-    EXPECT_LT(std::max(most, cam_channels_bytes(worst).size()), sizeof(TCamChannels));
 }
 
 TEST(CamConnParse, TakesWholeNumbersOfKnownChannelsOnly)
@@ -111,12 +104,10 @@ TEST(CamConnParse, TakesWholeNumbersOfKnownChannelsOnly)
     const T_CAM_CONN_STAT stat = reading_of(R"([null, 7, [{"id": 6, "conn_failed_count": 3}],
         {"id": 0, "conn_failed_count": 3, "info_changed": false}, {"id": 191, "conn_failed_count": 0},
         {"id": 5, "conn_failed_count": 99999999999999999999}, {"id": 4, "conn_failed_count": -2}])");
-    EXPECT_EQ(stat.at().valid.count(), 4U);
+    EXPECT_EQ(stat.at().valid, decltype(TCamChannels::valid)(0x31).set(191));
     EXPECT_TRUE(stat.at().info_changed.none());
-    EXPECT_EQ(stat.at().conn_failed_count[0], 3U);
-    EXPECT_TRUE(stat.at().valid[191]);
-    EXPECT_EQ(stat.at().conn_failed_count[5], static_cast<uint32_t>(INT32_MAX));
-    EXPECT_EQ(stat.at().conn_failed_count[4], UINT32_MAX - 1);
+    EXPECT_EQ(stat.at().conn_failed_count,
+              (decltype(TCamChannels::conn_failed_count){3, 0, 0, 0, UINT32_MAX - 1, INT32_MAX}));
 }
 
 TEST(CamConnParseDeathTest, AChannelBeyondTheTablesEndsTheProcess)

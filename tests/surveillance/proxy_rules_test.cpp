@@ -8,8 +8,8 @@ namespace {
 TEST(ProxyRules, RemainingTimeWrapsWithTheRetentionInMilliseconds)
 {
     constexpr int64_t kNow = 1700000000000;
-    const std::tuple<int64_t, int32_t, int64_t> cases[] = {// last access, minutes, remaining
-                                                           {kNow, 0, 0},
+    /* Last access, minutes of retention, what remains. */
+    const std::tuple<int64_t, int32_t, int64_t> cases[] = {{kNow, 0, 0},
                                                            {kNow - 60000, 1, 0},
                                                            {kNow - 59999, 1, 1},
                                                            {kNow, 35791, 2147460000},

@@ -1,6 +1,5 @@
 #include "surveillance/recording_stat.h"
 
-#include <atomic>
 #include <thread>
 
 #include "platform/time_stamp.h"
@@ -9,11 +8,10 @@
 namespace {
 
 constexpr const char *kYes = R"({"is_recording": true})";
-constexpr const char *kNo = R"({"is_recording": false})";
 
 class RecordingStat : public TWatcherTest {
 protected:
-    RecordingStat() : TWatcherTest(recording_stat_uninit) {}
+    ~RecordingStat() override { recording_stat_uninit(); }
 
     static void start(const std::string &answer)
     {
@@ -26,7 +24,7 @@ protected:
 
 TEST_F(RecordingStat, ReportsAtFirstAndThenEachChangeOnceHoweverTheReportFared)
 {
-    start(kNo);
+    start(R"({"is_recording": false})");
     fake::pass_waits(2);
     EXPECT_EQ(fake::state()->requests.size(), 4U); // reported once, asked three times
     EXPECT_EQ(told(), "");
@@ -79,16 +77,14 @@ TEST_F(RecordingStat, AFailedRequestMeansNotRecordingAndAnInvalidAnswerChangesNo
 TEST_F(RecordingStat, ARequestThatAStopCancelledIsNoFinding)
 {
     write_file("/var/.Vnvrd_start_ok", "");
-    std::atomic<bool> asked = false;
-    fake::state()->request = [&asked](const fake::TRequest & /*request*/, std::string * /*answer*/) {
-        asked = true;
-        asked.notify_all();
+    fake::state()->request = [](const fake::TRequest & /*request*/, std::string * /*answer*/) {
         while (fake::state()->cond_signals == 0) // until the stop is asked for
             std::this_thread::yield();
         return SSCI_CANCELLED;
     };
     recording_stat_init();
-    asked.wait(false);
+    while (fake::state()->requests.empty())
+        std::this_thread::yield();
     recording_stat_uninit();
     EXPECT_EQ(log_text(kLogRecState), "");
     EXPECT_EQ(sent("POST").size(), 0U);

@@ -13,7 +13,7 @@ constexpr const char *kStat = "GET recStreamService:0/recStreamService/ChannelCo
 
 class SysstatCamconn : public TWatcherTest {
 protected:
-    SysstatCamconn() : TWatcherTest(sysstat_camconn_uninit) {}
+    ~SysstatCamconn() override { sysstat_camconn_uninit(); }
 
     static void start(const std::string &info, const std::string &stat)
     {

@@ -9,13 +9,6 @@
 /* A watcher between its peers: what they answer, and what it asked them. */
 class TWatcherTest : public fake::TQuietTest {
 protected:
-    explicit TWatcherTest(int (*stop)()) : m_stop(stop) {}
-
-    void TearDown() override
-    {
-        m_stop();
-        TQuietTest::TearDown();
-    }
     /* Requests whose verb or path is `first` get one answer, all others the other. */
     static void peers(const std::string &first, const std::string &answer, const std::string &other,
                       long long result = 0, long long other_result = 0)
@@ -37,7 +30,4 @@ protected:
         return one.verb + " " + one.host + ":" + std::to_string(one.port) + one.path + " " +
                std::to_string(one.timeout_s);
     }
-
-private:
-    int (*m_stop)();
 };
