@@ -8,9 +8,8 @@ namespace {
 
 class RaidCheck : public fake::TPlatformTest {
 protected:
-    void SetUp() override
+    RaidCheck()
     {
-        TPlatformTest::SetUp();
         g_system_volume_id = 9; // what the other checks hold is not looked at
         fake::state()->self_conf["OSTRAPRO_SYS_VOL"] = "2";
         fake::state()->enclosure.disk_count = 3;

@@ -1,7 +1,9 @@
 #include "health/smart_settings.h"
 
+#include <array>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <tuple>
 #include <unistd.h>
 
 #include "base/fd.h"
@@ -15,13 +17,8 @@ using SmartSettings = fake::TPlatformTest;
 TEST_F(SmartSettings, AreReadInOrderUntilOneFails)
 {
     constexpr const char *keys[] = {"power_on_hour_threshold", "sch_type", "sch_weekday", "sch_hour"};
-    struct TCase {
-        const char *values[4]; // "!n": the read fails with error number n
-        bool result;
-        int threshold_hours;
-        const char *log;
-    };
-    const TCase cases[] = {
+    const std::tuple<std::array<const char *, 4>, bool, int, const char *> cases[] = {
+        // values, "!n" if the read fails with error number n; result, threshold in hours, log
         {{"100", "weekly", "3", "02"}, true, 100, "hour threshold=100, type=weekly, week day=3, hour=2"},
         {{"!8", "weekly", "3", "2"}, true, 20000, "hour threshold=20000, type=daily, week day=0, hour=0"},
         {{"7", "!8", "!8", "5"}, true, 7, "hour threshold=7, type=daily, week day=0, hour=5"},
@@ -31,20 +28,20 @@ TEST_F(SmartSettings, AreReadInOrderUntilOneFails)
         {{"7", "x", "6", "!0"}, false, 7, "day hour fail err_no=0"},
     };
     std::string log;
-    for (const TCase &one : cases) {
-        fake::state()->nvr.clear();
+    for (const auto &[values, result, threshold_hours, logged] : cases) {
         fake::state()->nvr_errors.clear();
-        for (size_t i = 0; i < std::size(keys); ++i) {
-            const std::string key = "hdd_health|" + std::string(keys[i]), value = one.values[i];
+        for (size_t i = 0; i < values.size(); ++i) {
+            const std::string key = "hdd_health|" + std::string(keys[i]), value = values[i];
+            fake::state()->nvr[key] = value;
             if (value[0] == '!')
                 fake::state()->nvr_errors[key] = value[1] - '0';
-            else
-                fake::state()->nvr[key] = value;
         }
         TSmartState now;
-        EXPECT_EQ(get_hdd_health_setting(&now), one.result) << one.values[0] << one.log;
-        EXPECT_EQ(now.settings.threshold_hours, one.threshold_hours);
-        log += *one.log != '\0' ? std::string("get_hdd_health_setting() : ") + one.log : "";
+        now.last_day = 3;
+        EXPECT_EQ(get_hdd_health_setting(&now), result) << values[0] << logged;
+        EXPECT_EQ(now.last_day, result ? kNoDay : 3); // settings that were read allow the events once more that day
+        EXPECT_EQ(now.settings.threshold_hours, threshold_hours);
+        log += *logged != '\0' ? std::string("get_hdd_health_setting() : ") + logged : "";
     }
     EXPECT_EQ(log_text(kLogSmart), log);
 }

@@ -2,23 +2,23 @@
 
 #include <filesystem>
 #include <new>
+#include <tuple>
 
 #include "common/debug_log.h"
 #include "fake_platform/fake_platform.h"
 #include "health/change_marker.h"
-#include "health/smart_settings.h"
 #include "platform/time_stamp.h"
 
 namespace {
 
 constexpr uint64_t kSundayMs = 1'699'747'200'000; // 2023-11-12 00:00:00 UTC
 constexpr uint64_t kDayMs = 86'400'000;
+const std::string kUnheard = "sysstat_smart.cpp:do_update (331) ssci_POST_request failed (3)";
 
-class Smart : public fake::TPlatformTest {
+class Smart : public fake::TQuietTest {
 protected:
-    void SetUp() override
+    Smart()
     {
-        TPlatformTest::SetUp();
         fake::g_wall_ms = kSundayMs;
         fake::state()->enclosure.enclosure_count = 1;
         fake::state()->disk_list = [](int, t_storage_disk_list &out) {
@@ -62,20 +62,11 @@ TEST_F(Smart, AWeeklyScheduleSendsHoursOnItsDayAndDiskStatusDaily)
         m_state.settings.sch_type = type;
         EXPECT_EQ(walk(kDayMs).size(), 2U) << type;
     }
-}
-
-TEST_F(Smart, LoadedSettingsAllowTheEventsOnceMoreOnTheSameDay)
-{
-    for (const size_t events : {2U, 0U}) {
-        EXPECT_EQ(walk(60'000).size(), events);
-        fake::g_wall_ms = kSundayMs;
-        m_state.scheduled_hour = true;
+    for (const size_t events : {0U, 2U}) { // the same day again
+        fake::g_wall_ms -= kDayMs;
+        EXPECT_EQ(walk(kDayMs).size(), events);
+        m_state.last_day = kNoDay;
     }
-    EXPECT_TRUE(get_hdd_health_setting(&m_state));
-    EXPECT_EQ(walk(60'000).size(), 2U);
-    fake::state()->nvr_error = 2;
-    EXPECT_FALSE(get_hdd_health_setting(&m_state));
-    EXPECT_NE(m_state.last_day, kNoDay);
 }
 
 TEST_F(Smart, ACheckOfSlowDisksLosesNoEvents)
@@ -105,9 +96,8 @@ TEST_F(Smart, ChecksOnceAMinuteAndReportsChangesOnce)
     TSmartState blind;
     smart_tick(&blind);
     EXPECT_EQ(fake::state()->requests.back().body, R"({"utc_time":"1699749120","disk_update":"normal"})");
-    const std::string unheard = "sysstat_smart.cpp:do_update (331) ssci_POST_request failed (3)";
     EXPECT_EQ(log_text(kLogSmart),
-              unheard + unheard + "do_disk_list_check(203), PAL_storage_get_enclosure_list failed,  ret=[00000001]");
+              kUnheard + kUnheard + "do_disk_list_check(203), PAL_storage_get_enclosure_list failed,  ret=[00000001]");
 }
 
 TEST_F(Smart, OnlyDisksThatRecordAreAnnouncedForTheirHours)
@@ -129,28 +119,23 @@ TEST_F(Smart, AMarkerIsSeenOnceAndLookedForWhenItsFolderChanges)
 {
     const std::string path = root() + "/var/run/.changed";
     TChangeMarker marker(path);
-    EXPECT_FALSE(marker.take());
-    EXPECT_TRUE(marker.is_due()); // there is no folder to watch
+    const auto look = [&marker] { // whether it is due, whether it is there, whether it is due again
+        const bool due = marker.is_due(), exists = marker.take();
+        return std::tuple(due, exists, marker.is_due());
+    };
+    EXPECT_EQ(look(), std::tuple(true, false, true)); // there is no folder to watch
     write_file("/var/run/.changed", "");
-    for (const bool exists : {true, false}) {
-        EXPECT_EQ(marker.take(), exists);
-        EXPECT_FALSE(marker.is_due());
-    }
+    EXPECT_EQ(look(), std::tuple(true, true, false));
+    EXPECT_EQ(look(), std::tuple(false, false, false));
     write_file("/var/run/.other", "");
-    EXPECT_TRUE(marker.is_due());
-    EXPECT_FALSE(marker.take());
-    EXPECT_FALSE(marker.is_due());
+    EXPECT_EQ(look(), std::tuple(true, false, false));
     std::filesystem::rename(root() + "/var/run", root() + "/var/gone"); // where another file system is mounted, say
     EXPECT_TRUE(marker.is_due());
-    std::filesystem::create_directories(path); // which cannot be removed, with what is in it
-    write_file("/var/run/.changed/x", "");
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_TRUE(marker.take());
-        EXPECT_TRUE(marker.is_due());
-    }
+    write_file("/var/run/.changed/x", ""); // a folder, which cannot be removed with what is in it
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(look(), std::tuple(true, true, true));
     std::filesystem::remove_all(path);
-    EXPECT_FALSE(marker.take());
-    EXPECT_FALSE(marker.is_due());
+    EXPECT_EQ(look(), std::tuple(true, false, false));
     std::filesystem::rename(root() + "/var/gone/.other", path);
     EXPECT_TRUE(TChangeMarker(path).is_due()); // it was there before
     EXPECT_TRUE(marker.is_due());
@@ -163,25 +148,22 @@ TEST_F(Smart, TheThreadWaitsForItsSettingsAndReloadsThemOnTheMarker)
     fake::state()->nvr_error = 2;
     write_file("/var/other", "");
     fake::state()->request = [](const fake::TRequest &, std::string *) -> long long { throw std::bad_alloc(); };
-    fake::stderr_of([&] {
-        smart_thread_start();
-        fake::pass_waits(2, worker);
-        EXPECT_EQ(current_time_stamp(), kSundayMs + 2000);
-        fake::state()->nvr_error = 0;
-        fake::pass_waits(1, worker); // into the minute after the exception
-        fake::state()->request = nullptr;
-        fake::pass_waits(1, worker); // 00:01:03
-        EXPECT_EQ(fake::state()->requests.size(), 2U);
-        EXPECT_EQ(fake::woken_by_ticks(worker, {0, 56'999, 1, 0, 1'000, 1'499, 1}), "1010001"); // new minute; check
-        write_file("/var/.hdd_health_config_change", "");
-        fake::state()->nvr["hdd_health|power_on_hour_threshold"] = "77";
-        EXPECT_EQ(fake::woken_by_ticks(worker, {0, 60'000}), "11"); // loads once
-        EXPECT_FALSE(exists("/var/.hdd_health_config_change"));
-        smart_thread_stop();
-    });
+    smart_thread_start();
+    fake::pass_waits(2, worker);
+    EXPECT_EQ(current_time_stamp(), kSundayMs + 2000);
+    fake::state()->nvr_error = 0;
+    fake::pass_waits(1, worker); // into the minute after the exception
+    fake::state()->request = nullptr;
+    fake::pass_waits(1, worker); // 00:01:03
+    EXPECT_EQ(fake::state()->requests.size(), 2U);
+    EXPECT_EQ(fake::woken_by_ticks(worker, {0, 56'999, 1, 0, 1'000, 1'499, 1}), "1010001"); // new minute; check
+    write_file("/var/.hdd_health_config_change", "");
+    fake::state()->nvr["hdd_health|power_on_hour_threshold"] = "77";
+    EXPECT_EQ(fake::woken_by_ticks(worker, {0, 60'000}), "11"); // loads once
+    EXPECT_FALSE(exists("/var/.hdd_health_config_change"));
+    smart_thread_stop();
     const std::string load = "get_hdd_health_setting() : hour threshold=", rest = ", type=daily, week day=0, hour=0";
-    const std::string unheard = "sysstat_smart.cpp:do_update (331) ssci_POST_request failed (3)";
-    EXPECT_EQ(log_text(kLogSmart), load + "20000" + rest + unheard + load + "77" + rest);
+    EXPECT_EQ(log_text(kLogSmart), load + "20000" + rest + kUnheard + load + "77" + rest);
 }
 
 } // namespace

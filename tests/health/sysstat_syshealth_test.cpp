@@ -1,6 +1,5 @@
 #include "health/sysstat_syshealth.h"
 
-#include <latch>
 #include <new>
 
 #include "common/debug_log.h"
@@ -9,7 +8,7 @@
 
 namespace {
 
-class SysHealth : public fake::TPlatformTest {
+class SysHealth : public fake::TQuietTest {
 protected:
     /* A check after that time and what it posted. Without a fan's status the
      * platform does not answer. */
@@ -18,10 +17,10 @@ protected:
         fake::advance_ms(after_ms);
         fake::state()->syshealth_result = fan == nullptr ? 5 : 0;
         fake::state()->syshealth = {"fan text", {{"fan1", "0"}, {"fan2", fan != nullptr ? fan : "9"}}};
-        const size_t before = fake::state()->requests.size();
+        fake::state()->requests.clear();
         syshealth_check(&m_state, current_time_stamp_mono_r());
         const auto requests = fake::state()->requests;
-        return requests.size() == before ? "" : requests.back().body;
+        return requests.empty() ? "" : requests.back().body;
     }
 
     TSyshealthState m_state;
@@ -65,19 +64,15 @@ TEST_F(SysHealth, AFirstQueryThatFailsUsesUpTheFirstReport)
 
 TEST_F(SysHealth, AThreadThatIsWokenSleepsForTheRestOfItsMinute)
 {
-    std::vector<int> waits_s;
-    std::latch enough(4);
-    fake::on_wait([&](vos_cond_t * /*cond*/, int seconds) {
-        fake::advance_ms(20000);
-        waits_s.push_back(seconds);
-        if (waits_s.size() <= 4)
-            enough.count_down();
-    });
     sysstat_syshealth_init();
-    enough.wait();
+    fake::pass_waits(0);
+    fake::g_mono_ms -= 40'500; // its wait of a minute ends after 19.5 s
+    for (const uint64_t wait_ms : {60'000U, 41'000U, 60'000U}) {
+        const uint64_t begin_ms = fake::g_mono_ms;
+        fake::pass_waits(1);
+        EXPECT_EQ(fake::g_mono_ms - begin_ms, wait_ms);
+    }
     sysstat_syshealth_uninit();
-    waits_s.resize(4);
-    EXPECT_EQ(waits_s, (std::vector<int>{60, 40, 20, 60}));
 }
 
 TEST_F(SysHealth, StatusCodesAreDecimalNumbers)

@@ -7,7 +7,7 @@
 
 namespace {
 
-using VolumeWatcher = fake::TPlatformTest;
+using VolumeWatcher = fake::TQuietTest;
 
 TEST_F(VolumeWatcher, ChecksMinutesAndHoursOfUtcButTheArrayByLocalTime)
 {
@@ -45,35 +45,31 @@ TEST_F(VolumeWatcher, TheThreadWarmsUpAndOwesTheDisableThroughAStop)
 {
     g_system_volume_id = -1;
     fake::state()->self_conf["OSTRAPRO_SYS_VOL"] = "1";
-    const auto disabled = [] { return fake::state()->ostrapro_disabled; };
-
     TVolSchedule schedule;
     for (const auto &[now_s, elapsed] : {std::pair(100, false), {280, false}, {281, true}, {282, true}})
         EXPECT_EQ(vol_warmup_elapsed(&schedule, now_s), elapsed) << now_s;
 
     const std::string worker = "VOL-worker";
-    fake::stderr_of([&] {
-        vol_thread_start(); // the grace begins, or ended long ago: it is once per process
-        fake::pass_waits(0, worker);
-        fake::state()->usage = {{1, INT64_MAX, int64_t{500} * 1048576, 0, 0, {}}};
-        fake::advance_ms(180'000);
-        fake::pass_waits(1, worker); // 22:16:21; into the delay before the disable
-        EXPECT_EQ(fake::state()->programs.size(), 1U);
-        EXPECT_EQ(disabled(), 0);
-        vol_thread_stop();
-        EXPECT_EQ(disabled(), 1);
-        vol_thread_start();           // goes on where the old thread was
-        fake::pass_waits(38, worker); // 22:16:59
-        EXPECT_EQ(fake::state()->programs.size(), 1U);
-        fake::pass_waits(1, worker);
-        EXPECT_EQ(fake::state()->programs.size(), 2U);
-        EXPECT_EQ(fake::woken_by_ticks(worker, {59'999, 1, 0}), "010");
-        EXPECT_EQ(log_text(kLogVolume), "");
-        fake::g_wall_ms = 1'700'007'900'000; // 00:25
-        EXPECT_EQ(fake::woken_by_ticks(worker), "1");
-        vol_thread_stop();
-    });
-    EXPECT_EQ(disabled(), 1);
+    vol_thread_start(); // the grace begins, or ended long ago: it is once per process
+    fake::pass_waits(0, worker);
+    fake::state()->usage = {{1, INT64_MAX, int64_t{500} * 1048576, 0, 0, {}}};
+    fake::advance_ms(180'000);
+    fake::pass_waits(1, worker); // 22:16:21; into the delay before the disable
+    EXPECT_EQ(fake::state()->programs.size(), 1U);
+    EXPECT_EQ(fake::state()->ostrapro_disabled, 0);
+    vol_thread_stop();
+    EXPECT_EQ(fake::state()->ostrapro_disabled, 1);
+    vol_thread_start();           // goes on where the old thread was
+    fake::pass_waits(38, worker); // 22:16:59
+    EXPECT_EQ(fake::state()->programs.size(), 1U);
+    fake::pass_waits(1, worker);
+    EXPECT_EQ(fake::state()->programs.size(), 2U);
+    EXPECT_EQ(fake::woken_by_ticks(worker, {59'999, 1, 0}), "010");
+    EXPECT_EQ(log_text(kLogVolume), "");
+    fake::g_wall_ms = 1'700'007'900'000; // 00:25
+    EXPECT_EQ(fake::woken_by_ticks(worker), "1");
+    vol_thread_stop();
+    EXPECT_EQ(fake::state()->ostrapro_disabled, 1);
     EXPECT_EQ(log_text(kLogVolume), "do_raid_check(777), PAL_storage_get_volume_info failed,  ret=[00000001]");
 }
 

@@ -1,7 +1,10 @@
 #include "health/volume_check.h"
 
 #include <new>
+#include <tuple>
+#include <utility>
 
+#include "base/text.h"
 #include "common/debug_log.h"
 #include "common/system_volume.h"
 #include "common/worker.h"
@@ -11,22 +14,13 @@
 namespace {
 
 using enum TVolumeAlert;
+constexpr int64_t kMb = 1048576;
 const std::string kConf = "/tarn/etc/volume.conf|VOL_";
-
-std::string last_event()
-{
-    const fake::argv_t texts = fake::state()->programs.back();
-    std::string all;
-    for (const std::string &text : texts)
-        all += text + "|";
-    return all;
-}
 
 class VolumeCheck : public fake::TPlatformTest {
 protected:
-    void SetUp() override
+    VolumeCheck()
     {
-        TPlatformTest::SetUp();
         fake::on_wait([](vos_cond_t *, int seconds) {
             EXPECT_EQ(seconds, 10);
             EXPECT_EQ(fake::state()->ostrapro_disabled, 0);
@@ -75,32 +69,32 @@ protected:
 
 TEST_F(VolumeCheck, EveryEventHasItsTextsInItsOrder)
 {
-    struct TCase {
-        size_t role;
-        int64_t free_mb;
-        std::string log, level, notify_code, sizes;
-    };
-    const TCase cases[] = {
+    const std::tuple<size_t, int64_t, std::string, const char *, const char *, const char *> cases[] = {
+        // role, free MB; log, level, code of the notice, sizes
         {0, 9728, "0x25010001|-1|||10|Vol|9.5 GB|", "WARN", "002004", "'9.5'|'$DEF_V002'|'10'|"},
         {0, 1023, "0x25020001|-1|||Ostra Surveillance|1|Vol|1023.0 MB|", "ERROR", "002007", "'1023'|'$DEF_V001'|'1'|"},
         {1, 10239, "0x25020002|-1|||Ostra Surveillance|10|Vol|10.0 GB|", "ERROR", "002008", "'10.0'|'$DEF_V002'|'10'|"},
         {1, 10240, "0x25010002|-1|||Vol|10.0 GB|32|", "WARN", "002005", "'10.0'|'$DEF_V002'|'32'|"},
         {2, 1, "0x25020003|-1|||Ostra Surveillance|10|Vol|1.0 MB|", "ERROR", "002009", "'1'|'$DEF_V001'|'10'|"},
         {2, 31000, "0x25010003|-1|||32|Vol|30.3 GB|", "WARN", "002006", "'30.3'|'$DEF_V002'|'32'|"}};
-    fake::state()->exec = [](const fake::argv_t &) {
+    std::string event;
+    fake::state()->exec = [&event](const fake::argv_t &argv) {
+        for (const std::string &text : argv)
+            event += text + "|";
         EXPECT_EQ(fake::state()->nc_notify.size() + 1, fake::state()->programs.size()) << "the log tool comes first";
         return 255;
     };
     for (const char *marker : {"/tmp/plain", "/tarn/etc/TARN_ZFS"}) {
         write_file(marker, "");
-        for (const TCase &one : cases) {
-            configure({one.role == 0 ? "3" : "0", one.role == 1 ? "3" : "", one.role == 2 ? "3" : "-4"});
-            offer_volume(one.free_mb * 1048576 + 1048575);
+        for (const auto &[role, free_mb, log, level, notify_code, sizes] : cases) {
+            configure({role == 0 ? "3" : "0", role == 1 ? "3" : "", role == 2 ? "3" : "-4"});
+            offer_volume(free_mb * kMb + kMb - 1);
             EXPECT_EQ(look(), 1U);
-            EXPECT_EQ(last_event(), "/usr/bin/ostra_log_tool|2|" + one.log);
+            EXPECT_EQ(std::exchange(event, ""), "/usr/bin/ostra_log_tool|2|" + log);
             EXPECT_EQ(fake::state()->nc_notify.back(),
-                      "'$LOG_LEVEL_" + one.level + "'|'$LOG_TYPE_LOG_NOTIFY'|C002|" + one.notify_code +
-                          "|\"'Ostra Surveillance'\"|\"'5.2.0.3071'\"|---|'Vol'|" + one.sizes + "'$DEF_V002'|-|-|");
+                      text_format("'$LOG_LEVEL_%s'|'$LOG_TYPE_LOG_NOTIFY'|C002|%s|\"'Ostra Surveillance'\"|"
+                                  "\"'5.2.0.3071'\"|---|'Vol'|%s'$DEF_V002'|-|-|",
+                                  level, notify_code, sizes));
         }
     }
     EXPECT_EQ(log_text(kLogVolume), "");
@@ -109,7 +103,7 @@ TEST_F(VolumeCheck, EveryEventHasItsTextsInItsOrder)
 TEST_F(VolumeCheck, AnEventIsSentOncePerVariantAndAgainWhereItThrew)
 {
     configure({"3", "0", "0"});
-    offer_volume(int64_t{9728} * 1048576);
+    offer_volume(9728 * kMb);
     fake::state()->exec = [](const fake::argv_t &) -> int { throw std::bad_alloc(); };
     EXPECT_THROW((void)look(), std::bad_alloc);
     fake::state()->exec = nullptr;
@@ -118,7 +112,7 @@ TEST_F(VolumeCheck, AnEventIsSentOncePerVariantAndAgainWhereItThrew)
     EXPECT_EQ(look(true), 1U);
     write_file("/tarn/etc/TARN_ZFS", "");
     EXPECT_EQ(look(), 1U);
-    offer_volume(-1048576); // 32 bits without a sign: a volume with plenty of space
+    offer_volume(-kMb); // 32 bits without a sign: a volume with plenty of space
     EXPECT_EQ(look(), 0U);
     EXPECT_EQ(watch.volume_alert_state[0][0], kWarning);
     EXPECT_EQ(watch.volume_alert_state[0][1], kNone);
@@ -128,12 +122,10 @@ TEST_F(VolumeCheck, EachRoleIsWatchedByItselfAndAWarningDisablesNothing)
 {
     configure({"1", "2", "3"});
     fake::state()->ini = {{kConf + "1|volName", "A"}, {kConf + "2|volName", "B"}, {kConf + "3|volName", "C"}};
-    const auto names = [&](const std::vector<int64_t> &free_mb) {
-        fake::state()->usage.clear();
-        for (const int64_t mb : free_mb) {
-            const auto id = static_cast<int>(fake::state()->usage.size()) + 1;
-            fake::state()->usage.push_back({id, INT64_MAX, mb * 1048576, 0, 0, {}});
-        }
+    const auto names = [&](int64_t a_mb, int64_t b_mb, int64_t c_mb) {
+        fake::state()->usage = {{1, INT64_MAX, a_mb * kMb, 0, 0, {}},
+                                {2, INT64_MAX, b_mb * kMb, 0, 0, {}},
+                                {3, INT64_MAX, c_mb * kMb, 0, 0, {}}};
         fake::state()->nc_notify.clear();
         look();
         std::string all;
@@ -141,13 +133,13 @@ TEST_F(VolumeCheck, EachRoleIsWatchedByItselfAndAWarningDisablesNothing)
             all += texts.substr(texts.find("---") + 4, 3);
         return all;
     };
-    EXPECT_EQ(names({10000, 30000, 30000}), "'A''B''C'");
-    EXPECT_EQ(names({10000, 30000, 30000}), "");
-    EXPECT_EQ(names({10000, 40000, 30000}), "");
-    EXPECT_EQ(names({10000, 30000, 30000}), "'B'");
+    EXPECT_EQ(names(10000, 30000, 30000), "'A''B''C'");
+    EXPECT_EQ(names(10000, 30000, 30000), "");
+    EXPECT_EQ(names(10000, 40000, 30000), "");
+    EXPECT_EQ(names(10000, 30000, 30000), "'B'");
     EXPECT_EQ(fake::state()->ostrapro_disabled, 0);
     for (int i = 0; i < 2; ++i)
-        EXPECT_EQ(names({10000, 30000, 1}), "'C'");
+        EXPECT_EQ(names(10000, 30000, 1), "'C'");
     EXPECT_EQ(fake::state()->ostrapro_disabled, 1);
 }
 
@@ -182,7 +174,7 @@ TEST_F(VolumeCheck, IdsAreReadUntilNoneIsUnread)
     look();
     EXPECT_EQ(g_system_volume_id, 4);
     fake::state()->self_conf = {{"OSTRAPRO_SYS_VOL", "3"}};
-    offer_volume(1048576);
+    offer_volume(kMb);
     fake::state()->ini.clear(); // no name either
     EXPECT_EQ(look(), 1U);
     EXPECT_EQ(fake::state()->programs.back().at(8), "DataVol3");
