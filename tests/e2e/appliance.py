@@ -17,7 +17,6 @@ from harness import Daemon, TDaemonTest, eventually, get
 
 TOP = pathlib.Path(__file__).resolve().parents[2]
 SIMULATOR = TOP / 'tools/appliance_sim'
-STAND_IN = TOP / 'packaging/standins/appliance_tool'
 HUB = '/nameserver/services/sysmonService'
 SUBSCRIPTION = '/notify/subscriptions/sysmonService'
 DISK, FAN, RECORDING = ('/logs/dashboard/status/receiver/' + one for one in ('disk', 'fan', 'camera_recording'))
@@ -61,7 +60,7 @@ class TMachine:
         (root / 'dev/mapper/cachedev1').symlink_to('/dev/null')  # has the number 1 3 on every machine
         tool = root / 'usr/sbin/smartctl'
         tool.unlink(missing_ok=True)
-        shutil.copy(STAND_IN, tool)
+        shutil.copy(TOP / 'packaging/standins/appliance_tool', tool)
         self.smart(True, 1234)
         self.fan('0')
         self.counters(0)

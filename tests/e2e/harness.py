@@ -12,7 +12,6 @@ import time
 import unittest
 
 BINARY = os.environ['VELOMOND_BINARY']
-MAKE_ROOT = pathlib.Path(__file__).resolve().parents[2] / 'tools' / 'make_root.sh'
 HOST, PORT = '127.0.0.1', 10191
 ZONE, ZONE_S = 'TST-05:45', -20700  # the daemon's: neither its days nor its hours begin with those of UTC
 
@@ -138,10 +137,8 @@ class TDaemonTest(unittest.TestCase):
     """A fresh host root for each test; no process outlives its test, passed or failed."""
 
     def setUp(self):
-        folder = tempfile.TemporaryDirectory(prefix='velomond_e2e_')
-        self.addCleanup(folder.cleanup)
-        self.root = pathlib.Path(folder.name)
-        subprocess.run([MAKE_ROOT, self.root], check=True)
+        self.root = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory(prefix='velomond_e2e_')))
+        subprocess.run([pathlib.Path(__file__).resolve().parents[2] / 'tools/make_root.sh', self.root], check=True)
         self.addCleanup(self.end_all)
 
     @staticmethod

@@ -26,10 +26,9 @@ class Options(TDaemonTest):
     def test_help_and_unknown_options_print_the_usage_alone(self):
         for option, before in {'-h': '', '-x': 'Illegal option:-x\n', '-\x01': 'Illegal option:-#\n',
                                '-dh': ''}.items():
-            with self.subTest(option):
-                daemon = self.start(option)
-                self.assertEqual(daemon.wait(), 0)
-                self.assertEqual(daemon.text(), 'main:main(277)\n' + before + USAGE)
+            daemon = self.start(option)
+            self.assertEqual(daemon.wait(), 0, option)
+            self.assertEqual(daemon.text(), 'main:main(277)\n' + before + USAGE)
 
 
 class OnAnAppliance(TApplianceTest):
@@ -37,7 +36,6 @@ class OnAnAppliance(TApplianceTest):
         TMachine(self.root)
         daemon = self.start('skipped', '--', '-x').wait_until_up()
         processes = json.loads(get('status')[1])['daemon_list']
-        interfaces = [name for _, name in socket.if_nameindex() if name != 'lo']
         eventually(lambda: set(WORKERS) <= set(daemon.threads().values()))
         self.assertEqual([name for name in daemon.threads().values() if name in WORKERS], WORKERS)
         self.assertEqual(daemon.listeners(), ['0100007F:27CF'])  # 127.0.0.1:10191
@@ -49,8 +47,8 @@ class OnAnAppliance(TApplianceTest):
         told.remove('sysstat_vol.cpp:vol_monitor_main(893)')  # at any time
         cores = [f'cpu{core}' for core in range(os.cpu_count())]
         expected = TEXTS.read_text().replace('$core_count', str(len(cores)))
-        for key, names in {'cpu': [*processes, *cores, 'system_all'], 'net': interfaces,
-                           'memory': [*processes, 'system_all']}.items():
+        for key, names in {'cpu': [*processes, *cores, 'system_all'], 'memory': [*processes, 'system_all'],
+                           'net': [name for _, name in socket.if_nameindex() if name != 'lo']}.items():
             line = f'~TStatManagerBase, delete=[${key}]\n'  # stands once, for all of them
             expected = expected.replace(line, ''.join(line.replace('$' + key, one) for one in sorted(names)))
         self.assertEqual(told, expected.splitlines())
@@ -83,8 +81,7 @@ class Foreground(TDaemonTest):
         ours = sum(1 << (one - 1) for one in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP))
 
         def blocked(thread):
-            lines = daemon.proc(f'task/{thread}/status').read_text().splitlines()
-            return int(next(line for line in lines if line.startswith('SigBlk')).split()[1], 16) & ours
+            return int(re.search(r'SigBlk:\t(\w+)', daemon.proc(f'task/{thread}/status').read_text())[1], 16) & ours
 
         eventually(lambda: blocked(daemon.pid) == 0)  # blocked until the start is over
         self.assertRegex(daemon.proc('status').read_text(), r'SigIgn:\t\w+01000\n')  # SIGPIPE
@@ -133,9 +130,8 @@ class Foreground(TDaemonTest):
 
     def test_requests_leave_no_thread_or_descriptor(self):
         daemon = self.start_up()
-        others = {f'SSCI-{one}' for one in ('notify', 'register', 'reaper', 'waiting')}
-        eventually(lambda: {*WORKERS, *others} <= set(daemon.threads().values()) and
-                   daemon.descriptors().count('anon_inode:inotify') == 2)
+        eventually(lambda: {*WORKERS, 'SSCI-notify', 'SSCI-register', 'SSCI-reaper', 'SSCI-waiting'} <=
+                   set(daemon.threads().values()) and daemon.descriptors().count('anon_inode:inotify') == 2)
 
         def held():
             return len(daemon.descriptors()), len(daemon.threads())

@@ -37,8 +37,6 @@ class Reports(TApplianceTest):
         self.assertFalse(configured.exists())
         self.assertEqual(self.tools('apache2'), [['-k', 'graceful', '-f', '/etc/apache2/apache2.conf']])
 
-
-class Notices(TApplianceTest):
     def test_registers_accepts_notices_and_unregisters(self):
         daemon = self.start_up()
         self.assertEqual(self.wait_for_request(HUB, 'PUT')[0]['body'], {'host': 'localhost', 'port': 10191})
@@ -56,8 +54,6 @@ class Notices(TApplianceTest):
         self.assertEqual((len(ended), len(left)), (1, 1))
         self.assertLessEqual(ended, left)
 
-
-class Faults(TApplianceTest):
     def test_a_disk_and_peers_that_hang_delay_neither_answers_nor_the_stop(self):
         TMachine(self.root)
         (self.root / 'usr/sbin/smartctl').write_text('#!/bin/sh\n: >"$VELOMOND_ROOT/asked"\nexec sleep 60\n')

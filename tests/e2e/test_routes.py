@@ -23,9 +23,8 @@ class Routes(TApplianceTest):
         daemon = self.start_at(int(time.time()), SPEED)
 
         # Before the first round.
-        self.wait_for_request(RECORDING)
-        self.wait_for_request('/recStreamService/ChannelConnStat')
-        self.wait_for_request(DISK)
+        for path in (RECORDING, '/recStreamService/ChannelConnStat', DISK):
+            self.wait_for_request(path)
         self.assertEqual(self.tools('vcmd'), [['get_rec_disk_list']])
         self.assertEqual(self.tools('smartctl'), [['--json', '-n', 'never', '-H', '-iA', '/dev/sda']])
         self.assertEqual((self.root / 'tmp/hdd_power_on_hour').read_text(),
@@ -43,10 +42,6 @@ class Routes(TApplianceTest):
         load = {'user_pcnt': '15.0', 'sys_pcnt': '5.0', 'iowait_pcnt': '0.0', 'steal_pcnt': '0.0', 'idle_pcnt': '80.0'}
         for path in ('cpu_info?method=cur_data&name=system_all', 'cpu_info?method=avg&type=0&name=cpu0'):
             self.assertEqual(ask(path), {'return': 0, 'data': load}, path)
-        # The interval is about 10 s, and the figures depend on its length.
-        busy = ask('cpu_info?method=cur_data&name=Vnvrd')['data']
-        self.assertAlmostEqual(float(busy['user_pcnt']), 10.0, delta=1.5)
-        self.assertAlmostEqual(float(busy['total_pcnt']), 3 * float(busy['user_pcnt']), delta=0.2)
 
         # All figures, on a hang-up. The page count of the only running service is 500.
         daemon.kill(signal.SIGHUP)
