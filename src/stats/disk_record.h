@@ -27,8 +27,8 @@ struct T_DISK_STAT {
 /* One line of /proc/diskstats; nothing when it does not have all of the fourteen
  * columns that every kernel writes. */
 struct TDiskLine {
-    uint32_t major;
-    uint32_t minor;
+    uint32_t major = 0;
+    uint32_t minor = 0;
     T_DISK_STAT stat; // without times
 };
 std::optional<TDiskLine> disk_line_parse(std::string_view line);
